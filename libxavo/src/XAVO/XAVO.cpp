@@ -1,0 +1,168 @@
+// XAVO.cpp - the proxy handle, the error codes, and what reads instances rather than calls methods.
+#include <XAVO.h>
+
+#include "cmpi.h"
+#include "exchange.h"
+#include "log.h"
+#include <cstdlib>
+#include <utl_va_cat.h>
+
+namespace {
+
+// The two pairs tell a live handle from anything else, and its two ends from each other.
+constexpr uint32_t HEAD_MAGIC[2] = {0x60845501, 0x78771855};
+constexpr uint32_t TAIL_MAGIC[2] = {0x60845502, 0x78771855};
+
+void copy_magic(uint32_t (&to)[2], const uint32_t (&from)[2]) {
+    to[0] = from[0];
+    to[1] = from[1];
+}
+
+bool same_magic(const uint32_t (&a)[2], const uint32_t (&b)[2]) {
+    return a[0] == b[0] && a[1] == b[1];
+}
+
+CMCIClient *connect(const char *user) {
+    const xavo::PipeGuard guard;
+    return cmciConnect("localhost", nullptr, nullptr, user, nullptr, nullptr);
+}
+
+} // namespace
+
+const char *XAVO_EC_to_string(XAVO_ErrorCode ec) {
+#define NAME(code)                                                                                           \
+    case XAVO_##code:                                                                                        \
+        return #code
+    switch (ec) {
+        NAME(NO_ERROR);
+        NAME(UNKNOWN_ERROR);
+        NAME(OUT_OF_MEMORY);
+        NAME(PERMISSION_ERROR);
+        NAME(INVALID_VALUE);
+        NAME(SP_NOT_VALID);
+        NAME(NOT_IMPLEMENTED);
+        NAME(NOT_FOUND);
+        NAME(UNABLE_TO_OPEN_CONNECTION);
+        NAME(NOT_SUPPORTED);
+        NAME(MISSING_REQUIRED_PARAMETER);
+        NAME(MULTIPLE_EXPORT_JOBS);
+        NAME(MULTIPLE_IMPORT_JOBS);
+        NAME(INVALID_START_TIME);
+        NAME(INVALID_UNTIL_TIME);
+        NAME(MAXIMUM_JOBS);
+        NAME(BACKUP_ALREADY_RUNNING);
+        NAME(RESTORE_ALREADY_RUNNING);
+        NAME(SYSTEM_IN_LOCKDOWN_MODE);
+    default:
+        return "unknown";
+    }
+#undef NAME
+}
+
+XAVO_ErrorCode XAVO_translate_error_code(CMPIrc rc) {
+    switch (static_cast<unsigned int>(rc)) {
+    case CMPI_RC_OK:
+        return XAVO_NO_ERROR;
+    case CMPI_RC_ERR_ACCESS_DENIED:
+        return XAVO_PERMISSION_ERROR;
+    case CMPI_RC_ERR_INVALID_NAMESPACE:
+    case CMPI_RC_ERR_INVALID_PARAMETER:
+    case CMPI_RC_ERR_INVALID_CLASS:
+        return XAVO_INVALID_VALUE;
+    case CMPI_RC_ERR_NOT_FOUND:
+        return XAVO_NOT_FOUND;
+    case CMPI_RC_ERR_NOT_SUPPORTED:
+        return XAVO_NOT_SUPPORTED;
+    default:
+        return XAVO_UNKNOWN_ERROR;
+    }
+}
+
+XAVO_Proxy *XAVO_new(void) {
+    return XAVO_new_with_uname("root");
+}
+
+XAVO_Proxy *XAVO_new_with_uname(const char *uname) {
+    auto *sp = static_cast<XAVO_Proxy *>(calloc(1, sizeof(XAVO_Proxy)));
+    if (sp == nullptr) {
+        XAVO_ERROR(__func__, "out of memory");
+        return nullptr;
+    }
+    // First of all: XAVO_free, which takes the handle back on every failure below, insists on them.
+    copy_magic(sp->head_magic, HEAD_MAGIC);
+    copy_magic(sp->tail_magic, TAIL_MAGIC);
+
+    if (pthread_mutex_init(&sp->mutex, nullptr) != 0) {
+        XAVO_ERROR(__func__, "pthread_mutex_init() failed");
+        XAVO_free(sp);
+        return nullptr;
+    }
+    sp->mutex_initialised = 1;
+
+    setenv("SFCC_CLIENT", "SfcbLocal", 1);
+    if (uname != nullptr) {
+        XAVO_TRACE_WITH(__func__, "using username=[%s]", uname);
+        char *user = utl_va_cat(uname, "01ff", static_cast<const char *>(nullptr));
+        if (user == nullptr) {
+            XAVO_ERROR(__func__, "out of memory");
+            XAVO_free(sp);
+            return nullptr;
+        }
+        sp->client = connect(user);
+        free(user);
+    } else {
+        XAVO_TRACE(__func__, "using root default userid");
+        sp->client = connect("root01ff");
+    }
+    if (sp->client == nullptr) {
+        XAVO_ERROR(__func__, "unable to open connection to server");
+        XAVO_free(sp);
+        return nullptr;
+    }
+    return sp;
+}
+
+void XAVO_free(XAVO_Proxy *sp) {
+    if (sp == nullptr) {
+        XAVO_ERROR(__func__, "sp is NULL");
+        return;
+    }
+    if (XAVO_is_valid(sp) == 0) {
+        XAVO_ERROR(__func__, "sp is not valid");
+        return;
+    }
+    copy_magic(sp->head_magic, {0, 0});
+    copy_magic(sp->tail_magic, {0, 0});
+    if (sp->mutex_initialised != 0) {
+        if (pthread_mutex_destroy(&sp->mutex) != 0)
+            XAVO_ERROR(__func__, "pthread_mutex_destroy() failed");
+        sp->mutex_initialised = 0;
+    }
+    if (xavo::can_call(sp, &CMCIClientFT::release)) {
+        const xavo::PipeGuard guard;
+        xavo::release(sp->client);
+    }
+    free(sp);
+}
+
+int XAVO_is_valid(const XAVO_Proxy *sp) {
+    return sp != nullptr && same_magic(sp->head_magic, HEAD_MAGIC) && same_magic(sp->tail_magic, TAIL_MAGIC);
+}
+
+void XAVO_lock(XAVO_Proxy *sp) {
+    XAVO_cleanstack();
+    if (XAVO_is_valid(sp) == 0)
+        XAVO_ERROR(__func__, "sp is not valid");
+    else if (pthread_mutex_lock(&sp->mutex) != 0)
+        XAVO_ERROR(__func__, "pthread_mutex_lock() failed");
+}
+
+void XAVO_unlock(XAVO_Proxy *sp) {
+    XAVO_cleanstack();
+    if (XAVO_is_valid(sp) == 0)
+        XAVO_ERROR(__func__, "sp is not valid");
+    else if (pthread_mutex_unlock(&sp->mutex) != 0)
+        XAVO_ERROR(__func__, "pthread_mutex_unlock() failed");
+}
+
+void XAVO_cleanstack(void) {}

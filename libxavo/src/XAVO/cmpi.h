@@ -1,0 +1,99 @@
+// cmpi.h - owners of what the client library hands out.
+#ifndef XAVO_CMPI_H
+#define XAVO_CMPI_H
+
+#include <CimClientLib/cmci.h>
+#include <CimClientLib/native.h>
+
+namespace xavo {
+
+// Releases an object and forgets it. The status that a release returns says nothing one could act on.
+template <typename Object>
+void release(Object *&object) {
+    if (object != nullptr) {
+        object->ft->release(object);
+        object = nullptr;
+    }
+}
+
+// Owns one CMPI object.
+template <typename Object>
+class Owner {
+public:
+    explicit Owner(Object *object = nullptr) : object_(object) {}
+    ~Owner() { release(object_); }
+    Owner(const Owner &) = delete;
+    Owner &operator=(const Owner &) = delete;
+
+    // Takes over an object; this owner must be empty.
+    Object *take(Object *object) { return object_ = object; }
+    // Releases before the owner's scope ends.
+    void drop() { release(object_); }
+    // Hands the object to someone else.
+    Object *leave() {
+        Object *object = object_;
+        object_ = nullptr;
+        return object;
+    }
+
+    Object *get() const { return object_; }
+    // For calls that take the address of the variable that holds the object.
+    Object **address() { return &object_; }
+    Object *operator->() const { return object_; }
+    explicit operator bool() const { return object_ != nullptr; }
+
+private:
+    Object *object_;
+};
+
+// The status of one call. A message that comes with it is of no use here and is released.
+class Status {
+public:
+    Status() = default;
+    // For calls that return their status.
+    explicit Status(CMPIStatus returned) : status_(returned) { drop_message(); }
+    ~Status() { drop_message(); }
+    Status(const Status &) = delete;
+    Status &operator=(const Status &) = delete;
+
+    // For calls that fill one in.
+    CMPIStatus *out() { return &status_; }
+    void drop_message() { release(status_.msg); }
+    CMPIrc rc() const { return status_.rc; }
+    bool failed() const { return status_.rc != CMPI_RC_OK; }
+
+private:
+    CMPIStatus status_ = {CMPI_RC_OK, nullptr};
+};
+
+// A value counts as present when nothing but the key bit is set in its state.
+inline bool is_present(const CMPIData &data) {
+    return (data.state & ~CMPI_keyValue) == CMPI_goodValue;
+}
+
+// All that a uint32 of the client library promises.
+inline CMPIUint32 low_32_bits(CMPIUint32 value) {
+    return value & 0xffffffffU;
+}
+
+// addKey and addArg take a string as the character pointer itself, everything else by address.
+inline CMPIValue *text_value(const char *text) {
+    return reinterpret_cast<CMPIValue *>(const_cast<char *>(text));
+}
+
+template <typename Variable>
+CMPIValue *value_at(Variable *variable) {
+    return static_cast<CMPIValue *>(const_cast<void *>(static_cast<const void *>(variable)));
+}
+
+// The characters of a string value; NULL when it is no string object or has none. Looks at the type
+// alone, not at the state: a value whose state is not good may still bring its string along.
+inline const char *characters(const CMPIData &data) {
+    if (data.type != CMPI_string || data.value.string == nullptr)
+        return nullptr;
+    return data.value.string->ft->getCharPtr(data.value.string, nullptr);
+}
+
+} // namespace xavo
+
+#endif

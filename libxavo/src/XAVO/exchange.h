@@ -1,0 +1,67 @@
+// exchange.h - what surrounds an exchange with the broker: the handle's lock, and the guard against a
+// broken connection.
+#ifndef XAVO_EXCHANGE_H
+#define XAVO_EXCHANGE_H
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <XAVO.h>
+
+namespace xavo {
+
+// Holds the handle's lock. Declared before every object of the exchange, so that it outlives them.
+class Lock {
+public:
+    explicit Lock(XAVO_Proxy *sp) : sp_(sp) { XAVO_lock(sp_); }
+    ~Lock() { XAVO_unlock(sp_); }
+    Lock(const Lock &) = delete;
+    Lock &operator=(const Lock &) = delete;
+
+private:
+    XAVO_Proxy *sp_;
+};
+
+// Keeps the SIGPIPE of one exchange from the program: the client library writes to its socket
+// unguarded, and a broker that has gone would end every program that does not ignore the signal. It is
+// held back for the calling thread alone; the one that the exchange raised is taken away. One that was
+// pending before can only be so because the thread holds it back already: then nothing needs doing.
+class PipeGuard {
+public:
+    PipeGuard() {
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        active_ = !pending() && pthread_sigmask(SIG_BLOCK, &pipe_, &before_) == 0;
+    }
+    ~PipeGuard() {
+        if (!active_)
+            return;
+        const timespec at_once = {0, 0};
+        while (pending() && sigtimedwait(&pipe_, nullptr, &at_once) == -1 && errno == EINTR) {
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+    PipeGuard(const PipeGuard &) = delete;
+    PipeGuard &operator=(const PipeGuard &) = delete;
+
+private:
+    static bool pending() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        return sigpending(&signals) == 0 && sigismember(&signals, SIGPIPE) == 1;
+    }
+
+    sigset_t pipe_;
+    sigset_t before_;
+    bool active_;
+};
+
+// Whether the handle's client can be asked: a handle may have lost its client, or a client lack a slot.
+template <typename Slot>
+bool can_call(const XAVO_Proxy *sp, Slot CMCIClientFT::*slot) {
+    return sp->client != nullptr && sp->client->ft != nullptr && sp->client->ft->*slot != nullptr;
+}
+
+} // namespace xavo
+
+#endif

@@ -1,0 +1,94 @@
+// invocation.h - one call of an extrinsic method, from the lock to the unlock.
+//
+// An operation makes one of these once its own checks have passed, and then goes
+//
+//     call.on(path) && call.make_lists() && call.add(...) && call.invoke(method)
+//
+// Each step gives false when the call is over: the code is set, what must be logged is logged, and the
+// destructor releases what is left in the order laid down below. After invoke the operation reads the
+// outcome.
+#ifndef XAVO_INVOCATION_H
+#define XAVO_INVOCATION_H
+
+#include "cmpi.h"
+#include "exchange.h"
+
+namespace xavo {
+
+class Invocation {
+public:
+    // Locks the handle. `operation` is the name under which the steps log.
+    Invocation(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *operation)
+        : operation_(operation), errorcodep_(errorcodep), sp_(sp), lock_(sp) {}
+
+    // The instance whose method is called. Takes the path over; NULL ends the call with the code that
+    // its builder has set.
+    bool on(CMPIObjectPath *path) { return path_.take(path) != nullptr; }
+
+    // The lists of arguments.
+    bool make_lists();
+
+    // One argument more. Strings and numbers are read before the call returns; the variable that a
+    // number stands in is what the client library is given. add_array takes the array over, add_target
+    // the instance that a path names.
+    bool add(const char *name, const char *text);
+    bool add(const char *name, const CMPIUint16 *number);
+    bool add_array(const char *name, CMPIArray *strings);
+    bool add_target(const char *name);
+    // The second path of a call that names a target; to be built before the lists are.
+    bool target(CMPIObjectPath *path) { return target_.take(path) != nullptr; }
+
+    // Calls the method. A failing status ends the call: invoke logs it along with the service's message,
+    // invoke_quietly reports it only.
+    bool invoke(const char *method);
+    bool invoke_quietly(const char *method);
+
+    // The outcome of a method that reports through its return value: 0 is success.
+    void read_return_value();
+
+    CMPIArgs *outputs() const { return out_.get(); }
+    // For methods whose return value tells nothing.
+    void drop_returned() { returned_.drop(); }
+
+private:
+    // The value that the method returned.
+    class Returned {
+    public:
+        Returned() = default;
+        ~Returned() { drop(); }
+        Returned(const Returned &) = delete;
+        Returned &operator=(const Returned &) = delete;
+        void take(CMPIData data) { data_ = data; }
+        const CMPIData *get() const { return &data_; }
+        void drop() {
+            XAVO_free_CMPIData_value(&data_);
+            data_ = NONE;
+        }
+
+    private:
+        static constexpr CMPIData NONE = {CMPI_null, CMPI_nullValue, {}};
+        CMPIData data_ = NONE;
+    };
+
+    bool add(const char *name, CMPIValue *value, CMPIType type);
+    // False when the handle has no client to ask. The status of the call is left in rc_.
+    bool exchange(const char *method);
+
+    const char *operation_;
+    XAVO_ErrorCode *errorcodep_;
+    XAVO_Proxy *sp_;
+    CMPIrc rc_ = CMPI_RC_OK;
+
+    // In the reverse of the order in which a call that ends early releases them. The lock outlives all.
+    Lock lock_;
+    Returned returned_;
+    Owner<CMPIArray> array_;
+    Owner<CMPIArgs> out_;
+    Owner<CMPIArgs> in_;
+    Owner<CMPIObjectPath> target_;
+    Owner<CMPIObjectPath> path_;
+};
+
+} // namespace xavo
+
+#endif

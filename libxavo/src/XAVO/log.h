@@ -1,0 +1,55 @@
+// log.h - the form of the library's log lines, in one place.
+#ifndef XAVO_LOG_H
+#define XAVO_LOG_H
+
+#include <cstddef>
+#include <hulmprintf.h>
+#include <type_traits>
+
+namespace xavo {
+
+constexpr int LOG_MODULE = 5;
+constexpr int LOG_ERROR = 2;
+constexpr int LOG_TRACE = 8;
+
+// Where the base name begins in a path. Asked for at compile time only, so nothing has to be computed
+// on first use and shared between threads.
+constexpr std::size_t base_name_offset(const char *path) {
+    std::size_t offset = 0;
+    for (std::size_t i = 0; path[i] != '\0'; ++i)
+        if (path[i] == '/')
+            offset = i + 1;
+    return offset;
+}
+
+} // namespace xavo
+
+#define XAVO_BASE_NAME                                                                                       \
+    (&__FILE__[std::integral_constant<std::size_t, xavo::base_name_offset(__FILE__)>::value])
+
+// What every line begins with, and what fills it in. `function` is the operation that the line speaks
+// for: __func__, or in shared code the name that was handed in.
+#define XAVO_PREFIX "%s,%d,%s: "
+#define XAVO_PREFIX_VALUES(function) XAVO_BASE_NAME, __LINE__, function
+
+// The whole format of an error line, for tables that hold one a row.
+#define XAVO_ERROR_FORMAT(text) XAVO_PREFIX "ERROR: " text "\n"
+#define XAVO_ERROR_BY_FORMAT(function, format)                                                               \
+    hulmprintf(xavo::LOG_ERROR, xavo::LOG_MODULE, format, XAVO_PREFIX_VALUES(function))
+
+// One line, with or without values of its own.
+#define XAVO_ERROR(function, text) XAVO_ERROR_BY_FORMAT(function, XAVO_ERROR_FORMAT(text))
+#define XAVO_ERROR_WITH(function, text, ...)                                                                 \
+    hulmprintf(xavo::LOG_ERROR, xavo::LOG_MODULE, XAVO_ERROR_FORMAT(text), XAVO_PREFIX_VALUES(function),     \
+               __VA_ARGS__)
+#define XAVO_TRACE(function, text)                                                                           \
+    hulmprintf(xavo::LOG_TRACE, xavo::LOG_MODULE, XAVO_PREFIX text "\n", XAVO_PREFIX_VALUES(function))
+#define XAVO_TRACE_WITH(function, text, ...)                                                                 \
+    hulmprintf(xavo::LOG_TRACE, xavo::LOG_MODULE, XAVO_PREFIX text "\n", XAVO_PREFIX_VALUES(function),       \
+               __VA_ARGS__)
+
+// Logs why a call ends and reports the code for it. A void expression: `return XAVO_REFUSE(...);`.
+#define XAVO_REFUSE(errorcodep, code, function, text)                                                        \
+    (XAVO_ERROR(function, text), static_cast<void>(*(errorcodep) = (code)))
+
+#endif

@@ -1,0 +1,34 @@
+#include "object_path.h"
+
+#include "cmpi.h"
+
+namespace xavo {
+
+CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, const char *class_name,
+                           const Key *keys, size_t count) {
+    Owner<CMPIObjectPath> path;
+    {
+        Status status;
+        path.take(newCMPIObjectPath(name_space, class_name, status.out()));
+        status.drop_message();
+        if (status.failed()) {
+            *errorcodep = XAVO_translate_error_code(status.rc());
+            return nullptr;
+        }
+    }
+    if (!path) {
+        *errorcodep = XAVO_UNKNOWN_ERROR;
+        return nullptr;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        const Status status(
+            path->ft->addKey(path.get(), keys[i].name, text_value(keys[i].value), CMPI_chars));
+        if (status.failed()) {
+            *errorcodep = XAVO_translate_error_code(status.rc());
+            return nullptr;
+        }
+    }
+    return path.leave();
+}
+
+} // namespace xavo
