@@ -39,6 +39,7 @@
 #include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -161,6 +162,26 @@ CMPIArray *XAVO_build_string_array(char *const *strings);
 char *XAVO_property_to_ntstring(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIInstance *instancep,
                                 const char *name);
 
+/* ---- Instances and their paths ------------------------------------------------------------------- */
+
+/* All instances of a class in a namespace, subclasses included; NULL on failure. The caller walks the
+ * enumeration (hasNext, getNext), uses the elements whose state is CMPI_goodValue, whose type is
+ * CMPI_instance and whose pointer is not NULL, and releases the enumeration, which owns them
+ * (enumeration->ft->release). That must be done before the last handle of the process is freed: the
+ * client library takes what is left down with it. sp must not be NULL.
+ * Errors: common errors but UNABLE_TO_OPEN_CONNECTION, and INVALID_VALUE when path or classname is
+ * NULL. Any thread. */
+CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
+                                const char *classname);
+
+/* The path of the instance of class `objectname` in namespace `path` whose one key `key` has this
+ * value; NULL on failure. Does not ask the broker. The caller releases it (path->ft->release), before
+ * the last handle of the process is freed. sp must not be NULL.
+ * Errors: common errors but UNABLE_TO_OPEN_CONNECTION, and INVALID_VALUE when a string is NULL. Any
+ * thread. */
+CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
+                                                 const char *objectname, const char *key, const char *value);
+
 /* ---- Job service: VELK_JobService --------------------------------------------------------------- */
 
 /* Deletes a job from the queue (method "DeleteJobQueue"). `JobID` must not be NULL; sp may be NULL.
@@ -177,6 +198,205 @@ void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
  * message is in the log. Any thread. */
 void XAVO_invoke_SetupJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *StartTimeInterval,
                                const char *UntilTime, char *const *JobArray);
+
+/* ---- Jobs as records: VELK_LifecycleJob --------------------------------------------------------- */
+
+/* One job. Every string is NULL (the property's value is null) or a copy that the record owns; numbers
+ * and times come as the text that the controller gives. */
+typedef struct XAVO_VELK_LifecycleJob {
+    struct XAVO_VELK_LifecycleJob *next; /* the next record of a list; NULL in the last one */
+    char *InstanceID;                    /* the job's identifier */
+    char *ElapsedTimeSinceCompletion;
+    char *PercentComplete;
+    char *JobUntilTime;
+    char *JobStartTime;
+    char *MessageArguments;
+    char *Message;
+    char *MessageID;
+    char *JobStatus;
+    char *Name;
+} XAVO_VELK_LifecycleJob;
+
+/* All jobs, as a list in the broker's order that the caller frees with
+ * XAVO_free_list_VELK_LifecycleJob; NULL when there is none or on failure. A job that cannot be
+ * converted is left out of the list. sp may be NULL.
+ * Errors: common errors, and what XAVO_property_to_ntstring reports when the last job could not be
+ * converted: then the list holds those before it. Any thread. */
+XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep);
+
+/* One job, as a record that the caller frees with XAVO_free_VELK_LifecycleJob; NULL on failure, and NULL
+ * with NO_ERROR when the broker answers with success and no instance. sp may be NULL.
+ * Errors: common errors (NOT_FOUND: no such job), INVALID_VALUE when InstanceID is NULL, and what
+ * XAVO_property_to_ntstring reports. Any thread. */
+XAVO_VELK_LifecycleJob *XAVO_get_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
+                                                   const char *InstanceID);
+
+/* Deletes a job: XAVO_invoke_DeleteJobQueue under another name, log lines and errors included. */
+void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *InstanceID);
+
+/* Jobs cannot be modified: reports and returns NOT_IMPLEMENTED, whatever the handle. A NULL errorcodep
+ * is logged, and the result is the same. Any thread. */
+XAVO_ErrorCode XAVO_modify_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep);
+
+/* A record with every field NULL, freed with XAVO_free_VELK_LifecycleJob; NULL when memory is exhausted.
+ * Any thread. */
+XAVO_VELK_LifecycleJob *XAVO_new_VELK_LifecycleJob(void);
+
+/* Frees one record with its strings, not the records that follow it. NULL does nothing. Any thread. */
+void XAVO_free_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *job);
+
+/* Frees a record and all that follow it. NULL does nothing. Any thread. */
+void XAVO_free_list_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *list);
+
+/* Writes a record as eleven lines: "VELK_LifecycleJob:", then "    property=value" for each string, NULL
+ * as an empty one. A NULL stream or record is logged and nothing is written. Any thread. */
+void XAVO_fprint_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *job);
+
+/* Writes each record of a list, one after the other; NULL writes nothing. A NULL stream is logged once.
+ * Any thread. */
+void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *list);
+
+/* ---- Diagnostic printers ------------------------------------------------------------------------ */
+
+/* These write a value to stdout as an indented tree and flush after every line. `indent` is the number
+ * of spaces before the header line, `label` a name for it, which must not be NULL. The printed object
+ * stays the caller's; names and values that a printer reads from it are freed again. Two threads that
+ * print at once mix their lines. Any thread that may use the value. */
+
+/* Header, characters, and their address as a number; for NULL a line that says so. */
+void XAVO_pr_CMPIString(int indent, const char *label, CMPIString *s);
+/* One line: code and name. */
+void XAVO_pr_CMPIType(int indent, const char *label, CMPIType type);
+void XAVO_pr_CMPIValueState(int indent, const char *label, CMPIValueState state);
+/* One line: the low 32 bits. */
+void XAVO_pr_CMPIUint32(int indent, const char *label, CMPIUint32 value);
+/* Header, type, state and, when it is present, the value: references, strings, uint32 and arrays;
+ * "unknown type" for all others. */
+void XAVO_pr_CMPIData(int indent, const char *label, CMPIData data);
+/* Header, count and each element. For NULL, after the header, "arrayp is NULL" at indent + 4. */
+void XAVO_pr_CMPIArray(int indent, const char *label, CMPIArray *arrayp);
+/* Header, namespace, host name, class name and each key. For NULL, after the header, "op is NULL" at
+ * indent + 4. */
+void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op);
+/* Header, count and each argument. For NULL, after the header, "args is NULL" at indent + 4. */
+void XAVO_pr_CMPIArgs(int indent, const char *label, CMPIArgs *args);
+
+/* The name of a CMPI type code or of a single value state, "unknown" for anything else. A static string.
+ * Any thread. */
+const char *XAVO_CMPIType_to_string(CMPIType type);
+const char *XAVO_CMPIValueState_to_string(CMPIValueState state);
+
+/* Writes n spaces; none for n of 0 or less. A NULL stream is logged. Does not flush. Any thread. */
+void XAVO_indent(FILE *fp, int n);
+/* Writes a string as it is; NULL writes nothing. A NULL stream is logged. Does not flush. Any thread. */
+void XAVO_fprint_ntstring(FILE *fp, const char *s);
+
+/* ---- Software installation: VELK_SoftwareInstallationService ------------------------------------ */
+
+/* These three start a job and hand its identifier out in *JID_InstanceID, as a new string that the
+ * caller frees with free or XAVO_free_ntstring. Once the arguments have passed their checks,
+ * *JID_InstanceID is overwritten with NULL, and is not NULL at the end exactly when the outcome is
+ * NO_ERROR. sp may be NULL; the other arguments must not be.
+ * Errors of each: common errors, INVALID_VALUE when an argument is NULL, UNKNOWN_ERROR also when the
+ * service names no job or the answer is no job reference, NOT_FOUND also when the reference does not say
+ * which job: the service's message, if it sent one, is in the log. Any thread. */
+
+/* Installs what a URI names onto the software identity `InstanceID` (method "InstallFromURI"). */
+void XAVO_invoke_InstallFromURI(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *URI,
+                                const char *InstanceID, char **JID_InstanceID);
+
+/* Installs a software identity that the controller holds (method "InstallFromSoftwareIdentity"). */
+void XAVO_invoke_InstallFromSoftwareIdentity(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
+                                             const char *InstanceID, char **JID_InstanceID);
+
+/* Creates a reboot job (method "CreateRebootJob"). `RebootJobType` is a decimal number from 0 to 65535,
+ * as text in the form that strtol takes with base 10, with nothing after it; the service judges what it
+ * means. Errors: also INVALID_VALUE when the text is empty, no such number or out of range; then
+ * *JID_InstanceID is NULL already. */
+void XAVO_invoke_CreateRebootJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *RebootJobType,
+                                 char **JID_InstanceID);
+
+/* ---- Backup, restore, share test: VELK_QMService ------------------------------------------------ */
+
+/* The records are part of the binary interface. Every buffer holds a string that ends inside it; an
+ * empty string, or the number 0, means "not given". Start from a record of all zero bytes. Share types:
+ * 0, 2, 5 and 6 are shares on a server; 2, 5 and 6 take credentials for a backup or a restore, 2 alone
+ * for a test; 5 and 6 take the options of XAVO_HTTP_SHARE_OPT_DATA; 4, for backup and restore only,
+ * needs neither server nor share. */
+
+/* Proxy and certificate options of a share reached over HTTP. */
+typedef struct XAVO_HTTP_SHARE_OPT_DATA {
+    uint16_t proxySupport;
+    uint16_t proxyType;
+    char proxyServer[65];
+    char proxyUname[65];
+    char proxyPasswd[65];
+    char proxyPort[12]; /* as text */
+    uint16_t ignoreCertWarning;
+} XAVO_HTTP_SHARE_OPT_DATA;
+
+/* A network share to be tested. */
+typedef struct XAVO_NET_INPUT_DATA {
+    char uname[65];
+    char passwd[65];
+    char workgroup[65]; /* the user's */
+    char ipaddr[65];    /* the server's address */
+    char sharename[257];
+    uint16_t shareType; /* 0, 2, 5 or 6 */
+    uint16_t reserved;  /* neither checked nor sent */
+    XAVO_HTTP_SHARE_OPT_DATA http;
+} XAVO_NET_INPUT_DATA;
+
+/* A backup or a restore. */
+typedef struct XAVO_BAR_INPUT_DATA {
+    char uname[65];
+    char passwd[65];
+    char passphrase[33];
+    char ipaddr[65];
+    char sharename[257];
+    char imagename[65];
+    char startTime[33]; /* required: "TIME_NOW" or yyyymmddhhmmss, which the service judges */
+    char untilTime[33];
+    uint16_t shareType;        /* 0, 2, 4, 5 or 6 */
+    uint16_t preserveVDConfig; /* RestoreImage: its lowest bit is sent */
+    XAVO_HTTP_SHARE_OPT_DATA http;
+    char JobName[33];
+    uint16_t checkBackupDestinationAvailability;
+    char tavixuname[65]; /* checked, not sent */
+} XAVO_BAR_INPUT_DATA;
+
+/* 1 when a NUL byte stands among the first `size` bytes; 0 when not, when size is 0 or buffer is NULL.
+ * Logs nothing. Any thread. */
+int XAVO_Validate_StringBuffer(const char *buffer, size_t size);
+
+/* 1 when every buffer of the record ends inside itself; else 0, and the first that does not is logged.
+ * `data` must not be NULL. Any thread. */
+int XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA(const XAVO_HTTP_SHARE_OPT_DATA *data);
+int XAVO_Validate_XAVO_NET_INPUT_DATA(const XAVO_NET_INPUT_DATA *data);
+int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data);
+
+/* Starts a backup of an image to a share, or a restore from one: `method` is "BackupImage" or
+ * "RestoreImage" in any letter case. The new job's identifier comes in *JID_InstanceID, a new string
+ * that the caller frees with free or XAVO_free_ntstring; it is overwritten with NULL once the arguments
+ * have passed their checks and is not NULL at the end exactly when the outcome is NO_ERROR. For a
+ * restore, data->preserveVDConfig is reduced to its lowest bit in the caller's record, which no other
+ * thread may use meanwhile. sp may be NULL.
+ * Errors: common errors; INVALID_VALUE when data or JID_InstanceID is NULL, the record or the method is
+ * not valid, the share type is none of 0, 2, 4, 5, 6, or startTime is empty; by the service's message
+ * INVALID_VALUE, UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), MULTIPLE_EXPORT_JOBS,
+ * MULTIPLE_IMPORT_JOBS, INVALID_START_TIME, INVALID_UNTIL_TIME, MAXIMUM_JOBS, BACKUP_ALREADY_RUNNING,
+ * RESTORE_ALREADY_RUNNING, SYSTEM_IN_LOCKDOWN_MODE, and UNKNOWN_ERROR for any other; UNKNOWN_ERROR also
+ * when the answer names no job, NOT_FOUND also when its reference does not say which. Any thread. */
+void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method,
+                               XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID);
+
+/* Tests whether a share can be reached (method "TestNetworkShare"): NO_ERROR says so. sp may be NULL.
+ * Errors: common errors; INVALID_VALUE when data is NULL, the record is not valid or the share type is
+ * none of 0, 2, 5, 6; by the service's message MISSING_REQUIRED_PARAMETER, INVALID_VALUE,
+ * UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), and UNKNOWN_ERROR for any other; NOT_FOUND
+ * also when its message cannot be read. Any thread. */
+void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
+                                  const XAVO_NET_INPUT_DATA *data);
 
 #ifdef __cplusplus
 }

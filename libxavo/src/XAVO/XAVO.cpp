@@ -4,8 +4,11 @@
 #include "cmpi.h"
 #include "exchange.h"
 #include "log.h"
+#include "object_path.h"
 #include <cstdlib>
 #include <utl_va_cat.h>
+
+using namespace xavo;
 
 namespace {
 
@@ -23,7 +26,7 @@ bool same_magic(const uint32_t (&a)[2], const uint32_t (&b)[2]) {
 }
 
 CMCIClient *connect(const char *user) {
-    const xavo::PipeGuard guard;
+    const PipeGuard guard;
     return cmciConnect("localhost", nullptr, nullptr, user, nullptr, nullptr);
 }
 
@@ -138,9 +141,9 @@ void XAVO_free(XAVO_Proxy *sp) {
             XAVO_ERROR(__func__, "pthread_mutex_destroy() failed");
         sp->mutex_initialised = 0;
     }
-    if (xavo::can_call(sp, &CMCIClientFT::release)) {
-        const xavo::PipeGuard guard;
-        xavo::release(sp->client);
+    if (can_call(sp, &CMCIClientFT::release)) {
+        const PipeGuard guard;
+        release(sp->client);
     }
     free(sp);
 }
@@ -166,3 +169,59 @@ void XAVO_unlock(XAVO_Proxy *sp) {
 }
 
 void XAVO_cleanstack(void) {}
+
+CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
+                                const char *classname) {
+    if (errorcodep == nullptr) {
+        XAVO_ERROR(__func__, "errorcodep is NULL");
+        return nullptr;
+    }
+    if (XAVO_is_valid(sp) == 0)
+        return XAVO_REFUSE(errorcodep, XAVO_SP_NOT_VALID, __func__, "sp is not valid"), nullptr;
+    if (path == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "path is NULL"), nullptr;
+    if (classname == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "classname is NULL"), nullptr;
+
+    const Lock lock(sp);
+    *errorcodep = XAVO_NO_ERROR;
+    const Owner<CMPIObjectPath> object(build_path(errorcodep, path, classname, nullptr, 0));
+    if (!object)
+        return nullptr;
+    if (!can_call(sp, &CMCIClientFT::enumInstances)) {
+        *errorcodep = XAVO_SP_NOT_VALID;
+        return nullptr;
+    }
+    Owner<CMPIEnumeration> instances;
+    Status status;
+    {
+        const PipeGuard guard;
+        instances.take(sp->client->ft->enumInstances(sp->client, object.get(), CMPI_FLAG_DeepInheritance,
+                                                     nullptr, status.out()));
+    }
+    status.drop_message();
+    *errorcodep = XAVO_translate_error_code(status.rc());
+    return status.failed() ? nullptr : instances.leave();
+}
+
+CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
+                                                 const char *objectname, const char *key, const char *value) {
+    if (errorcodep == nullptr) {
+        XAVO_ERROR(__func__, "errorcodep is NULL");
+        return nullptr;
+    }
+    *errorcodep = XAVO_NO_ERROR;
+    if (XAVO_is_valid(sp) == 0)
+        return XAVO_REFUSE(errorcodep, XAVO_SP_NOT_VALID, __func__, "sp is not valid"), nullptr;
+    if (path == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "path is NULL"), nullptr;
+    if (objectname == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "objectname is NULL"), nullptr;
+    if (key == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "key is NULL"), nullptr;
+    if (value == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "value is NULL"), nullptr;
+
+    const Key only = {key, value};
+    return build_path(errorcodep, path, objectname, &only, 1);
+}

@@ -1,9 +1,12 @@
-// XAVO_utils.cpp - CMPI values: method results, strings, properties.
+// XAVO_utils.cpp - CMPI values: method results, strings, properties, printers.
 #include <XAVO.h>
 
 #include "cmpi.h"
 #include "log.h"
 #include "outputs.h"
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -182,4 +185,180 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
     }
     XAVO_free_CMPIData_value(&data);
     return copy;
+}
+
+// ---- Printers ---------------------------------------------------------------------------------------
+
+namespace {
+
+struct Name {
+    unsigned short code; // of a type or of a state
+    const char *name;
+};
+#define NAME(code)                                                                                           \
+    { code, #code }
+
+constexpr Name TYPES[] = {
+    NAME(CMPI_null),       NAME(CMPI_boolean),       NAME(CMPI_char16),        NAME(CMPI_real32),
+    NAME(CMPI_real64),     NAME(CMPI_uint8),         NAME(CMPI_uint16),        NAME(CMPI_uint32),
+    NAME(CMPI_uint64),     NAME(CMPI_sint8),         NAME(CMPI_sint16),        NAME(CMPI_sint32),
+    NAME(CMPI_sint64),     NAME(CMPI_instance),      NAME(CMPI_ref),           NAME(CMPI_args),
+    NAME(CMPI_class),      NAME(CMPI_filter),        NAME(CMPI_enumeration),   NAME(CMPI_string),
+    NAME(CMPI_chars),      NAME(CMPI_dateTime),      NAME(CMPI_ptr),           NAME(CMPI_charsptr),
+    NAME(CMPI_booleanA),   NAME(CMPI_char16A),       NAME(CMPI_real32A),       NAME(CMPI_real64A),
+    NAME(CMPI_uint8A),     NAME(CMPI_uint16A),       NAME(CMPI_uint32A),       NAME(CMPI_uint64A),
+    NAME(CMPI_sint8A),     NAME(CMPI_sint16A),       NAME(CMPI_sint32A),       NAME(CMPI_sint64A),
+    NAME(CMPI_instanceA),  NAME(CMPI_refA),          NAME(CMPI_stringA),       NAME(CMPI_charsA),
+    NAME(CMPI_dateTimeA),  NAME(CMPI_ptrA),          NAME(CMPI_charsptrA),     NAME(CMPI_integerString),
+    NAME(CMPI_realString), NAME(CMPI_numericString), NAME(CMPI_booleanString), NAME(CMPI_dateTimeString),
+};
+
+constexpr Name STATES[] = {
+    NAME(CMPI_goodValue), NAME(CMPI_nullValue), NAME(CMPI_keyValue), NAME(CMPI_notFound), NAME(CMPI_badValue),
+};
+#undef NAME
+
+template <size_t count>
+const char *name_of(const Name (&names)[count], unsigned short code) {
+    for (const Name &entry : names)
+        if (entry.code == code)
+            return entry.name;
+    return "unknown";
+}
+
+// One line, written at once and flushed.
+__attribute__((format(printf, 2, 3))) void print_line(int indent, const char *format, ...) {
+    va_list values;
+    va_start(values, format);
+    XAVO_indent(stdout, indent);
+    vprintf(format, values);
+    fflush(stdout);
+    va_end(values);
+}
+
+// The name and the value of a key or an argument; frees both.
+void print_item(int indent, unsigned int index, const char *name_label, CMPIString *name,
+                const char *data_label, CMPIData data) {
+    print_line(indent + 4, "i=%u\n", index);
+    if (name != nullptr) {
+        XAVO_pr_CMPIString(indent + 8, name_label, name);
+        release(name);
+    }
+    XAVO_pr_CMPIData(indent + 8, data_label, data);
+    XAVO_free_CMPIData_value(&data);
+}
+
+} // namespace
+
+const char *XAVO_CMPIType_to_string(CMPIType type) {
+    return name_of(TYPES, type);
+}
+
+const char *XAVO_CMPIValueState_to_string(CMPIValueState state) {
+    return name_of(STATES, state);
+}
+
+void XAVO_indent(FILE *fp, int n) {
+    if (fp == nullptr)
+        return XAVO_ERROR(__func__, "fp is NULL");
+    for (; n > 0; --n)
+        fputc(' ', fp);
+}
+
+void XAVO_fprint_ntstring(FILE *fp, const char *s) {
+    if (fp == nullptr)
+        return XAVO_ERROR(__func__, "fp is NULL");
+    if (s != nullptr)
+        fputs(s, fp);
+}
+
+void XAVO_pr_CMPIString(int indent, const char *label, CMPIString *s) {
+    print_line(indent, "CMPIString=[%s]\n", label);
+    if (s == nullptr)
+        return print_line(0, XAVO_PREFIX "s is NULL\n", XAVO_PREFIX_VALUES(__func__));
+    const char *text = s->ft->getCharPtr(s, nullptr);
+    if (text == nullptr)
+        return;
+    print_line(indent + 4, "cs=[%s]\n", text);
+    print_line(indent + 4, "cs=0x%" PRIxPTR "\n", reinterpret_cast<uintptr_t>(text));
+}
+
+void XAVO_pr_CMPIType(int indent, const char *label, CMPIType type) {
+    print_line(indent, "CMPIType [%s], type=%hu (0x%hx) [%s]\n", label, type, type,
+               XAVO_CMPIType_to_string(type));
+}
+
+void XAVO_pr_CMPIValueState(int indent, const char *label, CMPIValueState state) {
+    print_line(indent, "CMPIValueState [%s], state=%hu [%s]\n", label, state,
+               XAVO_CMPIValueState_to_string(state));
+}
+
+void XAVO_pr_CMPIUint32(int indent, const char *label, CMPIUint32 value) {
+    print_line(indent, "CMPIUint32 [%s] value=%lu\n", label, static_cast<unsigned long>(low_32_bits(value)));
+}
+
+void XAVO_pr_CMPIData(int indent, const char *label, CMPIData data) {
+    print_line(indent, "CMPIData [%s]\n", label);
+    XAVO_pr_CMPIType(indent + 8, "data.type", data.type);
+    XAVO_pr_CMPIValueState(indent + 8, "data.state", data.state);
+    if (!is_present(data))
+        return;
+    if (data.type == CMPI_ref)
+        XAVO_pr_CMPIObjectPath(indent + 8, "data.value.ref", data.value.ref);
+    else if (data.type == CMPI_string)
+        XAVO_pr_CMPIString(indent + 8, "data.value.string", data.value.string);
+    else if (data.type == CMPI_uint32)
+        XAVO_pr_CMPIUint32(indent + 8, "data.value.uint32", data.value.uint32);
+    else if ((data.type & CMPI_ARRAY) != 0)
+        XAVO_pr_CMPIArray(indent + 8, "data.value.array", data.value.array);
+    else
+        print_line(indent + 4, "unknown type\n");
+}
+
+void XAVO_pr_CMPIArray(int indent, const char *label, CMPIArray *arrayp) {
+    print_line(indent, "CMPIArray [%s]\n", label);
+    if (arrayp == nullptr)
+        return print_line(indent + 4, "arrayp is NULL\n");
+    const CMPICount count = arrayp->ft->getSize(arrayp, nullptr);
+    print_line(indent + 4, "count=%u\n", count);
+    for (CMPICount k = 0; k < count; ++k) {
+        print_line(indent + 4, "k=%u\n", k);
+        XAVO_pr_CMPIData(indent + 8, "data", arrayp->ft->getElementAt(arrayp, k, nullptr));
+    }
+}
+
+void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op) {
+    print_line(indent, "CMPIObjectPath [%s]\n", label);
+    if (op == nullptr)
+        return print_line(indent + 4, "op is NULL\n");
+
+    const auto print_part = [indent](CMPIString *part, const char *part_label, const char *missing) {
+        if (part == nullptr)
+            return print_line(indent + 4, "%s is NULL\n", missing);
+        XAVO_pr_CMPIString(indent + 8, part_label, part);
+        release(part);
+    };
+    print_part(op->ft->getNameSpace(op, nullptr), "namespace", "namespace");
+    print_part(op->ft->getHostname(op, nullptr), "hostname", "hostanme"); // as its readers know it
+    print_part(op->ft->getClassName(op, nullptr), "classname", "classname");
+
+    const unsigned int count = op->ft->getKeyCount(op, nullptr);
+    for (unsigned int i = 0; i < count; ++i) {
+        CMPIString *name = nullptr;
+        const CMPIData data = op->ft->getKeyAt(op, i, &name, nullptr);
+        print_item(indent, i, "keyname", name, "keydata", data);
+    }
+}
+
+void XAVO_pr_CMPIArgs(int indent, const char *label, CMPIArgs *args) {
+    print_line(indent, "CMPIArgs=[%s]\n", label);
+    if (args == nullptr)
+        return print_line(indent + 4, "args is NULL\n");
+    const unsigned int count = args->ft->getArgCount(args, nullptr);
+    print_line(indent + 4, "argcount=%d\n", static_cast<int>(count));
+    for (unsigned int i = 0; i < count; ++i) {
+        CMPIString *name = nullptr;
+        const CMPIData data = args->ft->getArgAt(args, i, &name, nullptr);
+        print_item(indent, i, "argname", name, "argdata", data);
+    }
 }

@@ -1,0 +1,167 @@
+// XAVO_VELK_LifecycleJob.cpp - jobs as plain records: listing, fetching, deleting, printing.
+#include <XAVO.h>
+
+#include "admission.h"
+#include "cmpi.h"
+#include "exchange.h"
+#include "log.h"
+#include "object_path.h"
+#include <cstdlib>
+
+using namespace xavo;
+
+namespace {
+
+constexpr char LIFECYCLE_JOB[] = "VELK_LifecycleJob";
+
+// The properties of a job, in the order in which they are read and printed.
+struct Property {
+    const char *name;
+    char *XAVO_VELK_LifecycleJob::*field;
+};
+#define PROPERTY(name)                                                                                       \
+    { #name, &XAVO_VELK_LifecycleJob::name }
+constexpr Property PROPERTIES[] = {
+    PROPERTY(InstanceID),      PROPERTY(ElapsedTimeSinceCompletion),
+    PROPERTY(PercentComplete), PROPERTY(JobUntilTime),
+    PROPERTY(JobStartTime),    PROPERTY(MessageArguments),
+    PROPERTY(Message),         PROPERTY(MessageID),
+    PROPERTY(JobStatus),       PROPERTY(Name),
+};
+#undef PROPERTY
+
+// A new record of an instance. NULL on failure, with the code set: no record leaves half filled.
+XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
+                                                           CMPIInstance *instancep) {
+    *errorcodep = XAVO_NO_ERROR;
+    XAVO_VELK_LifecycleJob *job = XAVO_new_VELK_LifecycleJob();
+    if (job == nullptr) {
+        *errorcodep = XAVO_OUT_OF_MEMORY;
+        return nullptr;
+    }
+    for (const Property &property : PROPERTIES) {
+        job->*property.field = XAVO_property_to_ntstring(sp, errorcodep, instancep, property.name);
+        if (*errorcodep != XAVO_NO_ERROR) {
+            XAVO_free_VELK_LifecycleJob(job);
+            return nullptr;
+        }
+    }
+    return job;
+}
+
+// The instance that a path names, which is taken over; NULL without a code when the broker has none to
+// give. The lock ends here, so that the caller converts outside it.
+CMPIInstance *fetch_instance(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path) {
+    const Lock lock(sp);
+    const Owner<CMPIObjectPath> object(path);
+    if (!can_call(sp, &CMCIClientFT::getInstance)) {
+        *errorcodep = XAVO_SP_NOT_VALID;
+        return nullptr;
+    }
+    Owner<CMPIInstance> instance;
+    Status status;
+    {
+        const PipeGuard guard;
+        instance.take(sp->client->ft->getInstance(sp->client, object.get(), CMPI_FLAG_DeepInheritance,
+                                                  nullptr, status.out()));
+    }
+    status.drop_message();
+    *errorcodep = XAVO_translate_error_code(status.rc());
+    return status.failed() ? nullptr : instance.leave();
+}
+
+} // namespace
+
+XAVO_VELK_LifecycleJob *XAVO_new_VELK_LifecycleJob(void) {
+    return static_cast<XAVO_VELK_LifecycleJob *>(calloc(1, sizeof(XAVO_VELK_LifecycleJob)));
+}
+
+void XAVO_free_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *job) {
+    if (job == nullptr)
+        return;
+    for (const Property &property : PROPERTIES)
+        XAVO_free_ntstring(job->*property.field);
+    free(job);
+}
+
+void XAVO_free_list_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *list) {
+    while (list != nullptr) {
+        XAVO_VELK_LifecycleJob *next = list->next;
+        XAVO_free_VELK_LifecycleJob(list);
+        list = next;
+    }
+}
+
+void XAVO_fprint_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *job) {
+    static constexpr char HEADER[] = "VELK_LifecycleJob:\n";
+    if (stream == nullptr)
+        return XAVO_ERROR(__func__, "stream is NULL");
+    if (job == nullptr)
+        return XAVO_ERROR(__func__, "job is NULL");
+    fwrite(HEADER, 1, sizeof HEADER - 1, stream);
+    for (const Property &property : PROPERTIES) {
+        XAVO_indent(stream, 4);
+        fprintf(stream, "%s=", property.name);
+        XAVO_fprint_ntstring(stream, job->*property.field);
+        fputc('\n', stream);
+    }
+}
+
+void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *list) {
+    if (stream == nullptr)
+        return XAVO_ERROR(__func__, "stream is NULL");
+    for (; list != nullptr; list = list->next)
+        XAVO_fprint_VELK_LifecycleJob(stream, list);
+}
+
+XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep) {
+    XAVO_VELK_LifecycleJob *list = nullptr;
+    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
+            list = XAVO_enumerate_VELK_LifecycleJob(temporary, errorcodep);
+        }))
+        return list;
+
+    const Owner<CMPIEnumeration> jobs(XAVO_enumerate(sp, errorcodep, NAMESPACE, LIFECYCLE_JOB));
+    if (!jobs)
+        return nullptr;
+    XAVO_VELK_LifecycleJob **tail = &list;
+    while (jobs->ft->hasNext(jobs.get(), nullptr) != 0) {
+        const CMPIData element = jobs->ft->getNext(jobs.get(), nullptr);
+        if (element.state != CMPI_goodValue || element.type != CMPI_instance || element.value.inst == nullptr)
+            continue;
+        *tail = XAVO_instance_to_VELK_LifecycleJob(sp, errorcodep, element.value.inst);
+        if (*tail != nullptr)
+            tail = &(*tail)->next;
+    }
+    return list;
+}
+
+XAVO_VELK_LifecycleJob *XAVO_get_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
+                                                   const char *InstanceID) {
+    XAVO_VELK_LifecycleJob *job = nullptr;
+    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
+            job = XAVO_get_VELK_LifecycleJob(temporary, errorcodep, InstanceID);
+        }))
+        return job;
+    if (InstanceID == nullptr)
+        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "InstanceID is NULL"), nullptr;
+
+    CMPIObjectPath *path =
+        XAVO_build_object_path_key_value(sp, errorcodep, NAMESPACE, LIFECYCLE_JOB, "InstanceID", InstanceID);
+    if (path == nullptr)
+        return nullptr;
+    const Owner<CMPIInstance> instance(fetch_instance(sp, errorcodep, path));
+    return instance ? XAVO_instance_to_VELK_LifecycleJob(sp, errorcodep, instance.get()) : nullptr;
+}
+
+void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *InstanceID) {
+    XAVO_invoke_DeleteJobQueue(sp, errorcodep, InstanceID);
+}
+
+XAVO_ErrorCode XAVO_modify_VELK_LifecycleJob(XAVO_Proxy *, XAVO_ErrorCode *errorcodep) {
+    if (errorcodep == nullptr)
+        XAVO_ERROR(__func__, "errorcodep is NULL");
+    else
+        *errorcodep = XAVO_NOT_IMPLEMENTED;
+    return XAVO_NOT_IMPLEMENTED;
+}
