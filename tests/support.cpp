@@ -1,0 +1,252 @@
+#include "support.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstring>
+#include <hulmprintf.h>
+#include <mutex>
+#include <utl_va_cat.h>
+
+namespace {
+
+std::mutex log_mutex;
+std::string log_lines;
+
+struct Plan {
+    bool armed = false;
+    test::Own kind = test::Own::ALLOCATION;
+    unsigned nth = 0;
+    bool from_then_on = false;
+    unsigned seen = 0;
+    std::string struck;
+    unsigned long at_lock = 0;
+    unsigned long at_unlock = 0;
+} plan;
+
+// Whether this call of the library's is to fail. Unarmed it touches nothing: threads pass here.
+bool strike(test::Own kind, const char *name) {
+    if (!plan.armed || kind != plan.kind)
+        return false;
+    ++plan.seen;
+    if (plan.nth == 0 || plan.seen < plan.nth || (plan.seen > plan.nth && !plan.from_then_on))
+        return false;
+    if (plan.struck.empty())
+        plan.struck = name;
+    return true;
+}
+
+template <size_t size>
+void fill(char (&buffer)[size], const char *text) {
+    strncpy(buffer, text, size - 1);
+}
+
+XAVO_HTTP_SHARE_OPT_DATA full_http() {
+    XAVO_HTTP_SHARE_OPT_DATA http = {};
+    http.proxySupport = 1;
+    http.proxyType = 2;
+    fill(http.proxyServer, "192.0.2.80");
+    fill(http.proxyUname, "proxyuser");
+    fill(http.proxyPasswd, "proxysecret");
+    fill(http.proxyPort, "3128");
+    http.ignoreCertWarning = 3;
+    return http;
+}
+
+} // namespace
+
+// ---- In place of the platform's log and of the library's own calls ----------------------------------
+
+extern "C" {
+
+void hulmprintf(int level, int module, const char *format, ...) {
+    char text[2048];
+    va_list values;
+    va_start(values, format);
+    const char *file = va_arg(values, const char *);
+    const int line = va_arg(values, int);
+    const char *function = va_arg(values, const char *);
+    const std::string f = format;
+    const bool well_formed = module == 5 && f.rfind("%s,%d,%s: ", 0) == 0 && f.back() == '\n' && line > 0 &&
+                             strchr(file, '/') == nullptr && strchr(file, '.') != nullptr &&
+                             (level == 2) == (f.rfind("%s,%d,%s: ERROR: ", 0) == 0) && (level == 2 || level == 8);
+    vsnprintf(text, sizeof text, format + strlen("%s,%d,%s: "), values);
+    va_end(values);
+    const std::lock_guard<std::mutex> guard(log_mutex);
+    log_lines += (well_formed ? "" : "malformed: ") + std::to_string(level) + " " + function + ": " + text;
+}
+
+void *__real_calloc(size_t count, size_t size);
+char *__real_strdup(const char *text);
+int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
+
+void *__wrap_calloc(size_t count, size_t size) {
+    return strike(test::Own::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
+}
+
+char *__wrap_strdup(const char *text) {
+    return strike(test::Own::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
+}
+
+// Two or three strings are all that the library joins.
+char *__wrap_utl_va_cat(const char *first, ...) {
+    if (strike(test::Own::ALLOCATION, "utl_va_cat"))
+        return nullptr;
+    va_list rest;
+    va_start(rest, first);
+    std::string joined = first;
+    while (const char *next = va_arg(rest, const char *))
+        joined += next;
+    va_end(rest);
+    return __real_strdup(joined.c_str());
+}
+
+int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) {
+    return strike(test::Own::MUTEX, "pthread_mutex_init") ? ENOMEM : __real_pthread_mutex_init(mutex, attributes);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
+    if (plan.armed)
+        plan.at_lock = cimsim_calls(nullptr);
+    return strike(test::Own::MUTEX, "pthread_mutex_lock") ? EINVAL : __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
+    if (plan.armed)
+        plan.at_unlock = cimsim_calls(nullptr);
+    // A failing unlock is only said to have failed: a mutex left locked could not be destroyed.
+    const int result = __real_pthread_mutex_unlock(mutex);
+    return strike(test::Own::MUTEX, "pthread_mutex_unlock") ? EPERM : result;
+}
+
+int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
+    const int result = __real_pthread_mutex_destroy(mutex);
+    return strike(test::Own::MUTEX, "pthread_mutex_destroy") ? EBUSY : result;
+}
+
+} // extern "C"
+
+namespace test {
+
+std::string logged() {
+    const std::lock_guard<std::mutex> guard(log_mutex);
+    return log_lines;
+}
+
+void clear_log() {
+    const std::lock_guard<std::mutex> guard(log_mutex);
+    log_lines.clear();
+}
+
+void arm(Own kind, unsigned nth, bool from_then_on) {
+    plan = Plan();
+    plan.kind = kind;
+    plan.nth = nth;
+    plan.from_then_on = from_then_on;
+    plan.armed = true;
+}
+
+void disarm() { plan.armed = false; }
+std::string struck() { return plan.struck; }
+unsigned own_calls() { return plan.seen; }
+unsigned long calls_at_lock() { return plan.at_lock; }
+unsigned long calls_at_unlock() { return plan.at_unlock; }
+
+void populate() {
+    cimsim_reset();
+    cimsim_count_misuse(1);
+    cimsim_freeze_time(1);
+    for (const char *job : {"JID_1", "JID_2", "JID_3"})
+        cimsim_add_job(job, "waiting", CIMSIM_NEVER, 10, 0);
+    cimsim_add_software_identity("BIOS");
+    for (unsigned type = 0; type <= 6; ++type)
+        cimsim_add_share("192.0.2.10", "share", type, type == 0 ? nullptr : "user", "secret");
+}
+
+XAVO_BAR_INPUT_DATA full_image(uint16_t share_type) {
+    XAVO_BAR_INPUT_DATA data = {};
+    fill(data.uname, "user");
+    fill(data.passwd, "secret");
+    fill(data.passphrase, "phrase");
+    fill(data.ipaddr, "192.0.2.10");
+    fill(data.sharename, "share");
+    fill(data.imagename, "image");
+    fill(data.startTime, "TIME_NOW");
+    fill(data.untilTime, "20990101000000");
+    data.shareType = share_type;
+    data.preserveVDConfig = 3;
+    data.http = full_http();
+    fill(data.JobName, "nightly");
+    data.checkBackupDestinationAvailability = 4;
+    fill(data.tavixuname, "admin");
+    return data;
+}
+
+XAVO_NET_INPUT_DATA full_share(uint16_t share_type) {
+    XAVO_NET_INPUT_DATA data = {};
+    fill(data.uname, "user");
+    fill(data.passwd, "secret");
+    fill(data.workgroup, "group");
+    fill(data.ipaddr, "192.0.2.10");
+    fill(data.sharename, "share");
+    data.shareType = share_type;
+    data.reserved = 9;
+    data.http = full_http();
+    return data;
+}
+
+std::string last_request() {
+    const cimsim_request *request = cimsim_last_request();
+    if (request == nullptr)
+        return "";
+    const auto item = [](const cimsim_item &i) {
+        char type[8];
+        snprintf(type, sizeof type, ":%04x=", i.type);
+        return i.name + std::string(type) + i.text;
+    };
+    std::string text = std::string(request->name_space) + ":" + request->class_name;
+    for (unsigned k = 0; k < request->key_count; ++k)
+        text += (k == 0 ? "." : ",") + item(request->keys[k]);
+    if (request->method[0] == '\0')
+        return text + " " + request->operation + " flags=" + std::to_string(request->flags);
+    text += std::string(" ") + request->method + "(";
+    for (unsigned a = 0; a < request->argument_count; ++a)
+        text += (a == 0 ? "" : ",") + item(request->arguments[a]);
+    return text + ")";
+}
+
+std::string elements(CMPIArray *array) {
+    std::string text = "[";
+    for (CMPICount i = 0; i < array->ft->getSize(array, nullptr); ++i) {
+        const CMPIData data = array->ft->getElementAt(array, i, nullptr);
+        text += i == 0 ? "" : ",";
+        if (data.type == CMPI_string && data.state == CMPI_goodValue)
+            text += data.value.string->ft->getCharPtr(data.value.string, nullptr);
+        else
+            text += XAVO_CMPIType_to_string(data.type);
+    }
+    return text + "]";
+}
+
+bool is_unlocked(XAVO_Proxy *sp) {
+    if (pthread_mutex_trylock(&sp->mutex) != 0)
+        return false;
+    return __real_pthread_mutex_unlock(&sp->mutex) == 0;
+}
+
+World::World() : sp((populate(), XAVO_new())) { clear_log(); }
+
+World::~World() {
+    disarm();
+    EXPECT_TRUE(is_unlocked(sp));
+    EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live(); // the handle's client
+    XAVO_free(sp);
+    EXPECT_EQ(cimsim_owned(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
+    EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();
+}
+
+} // namespace test

@@ -1,0 +1,63 @@
+// support.h - what the tests share: the captured log, faults in the library's own calls, a controller
+// with something on it, and the check that nothing was left behind.
+#ifndef XAVO_TESTS_SUPPORT_H
+#define XAVO_TESTS_SUPPORT_H
+
+#include <XAVO.h>
+#include <cimsim.h>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace test {
+
+// The log since clear_log, a line each: "2 XAVO_free: ERROR: sp is NULL\n" (level, function, text). A
+// line in the wrong form (module, prefix, file name) is recorded as "malformed: ...".
+std::string logged();
+void clear_log();
+
+// Faults in the library's own calls, counted from arm() on. Allocations are calloc, strdup and
+// utl_va_cat; mutex calls are pthread_mutex_init, _lock, _unlock and _destroy.
+enum class Own { ALLOCATION, MUTEX };
+void arm(Own kind, unsigned nth, bool from_then_on); // nth 0: only counts
+void disarm();
+// What the plan struck first ("strdup"), empty if it has struck nothing; and how many calls it has seen.
+std::string struck();
+unsigned own_calls();
+// Calls into the client library at the time of the latest lock and of the latest unlock since arm.
+unsigned long calls_at_lock();
+unsigned long calls_at_unlock();
+
+// An empty controller with the clock stopped, then: jobs "JID_1", "JID_2" and "JID_3" that wait, the
+// identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
+void populate();
+
+// Records with every member set, for a share of this type.
+XAVO_BAR_INPUT_DATA full_image(uint16_t share_type);
+XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
+
+// The last request on one line: path, method, and each argument with its type:
+// root/velk:VELK_X.K="v".Method(Name:1700=text,Number:0090=5)
+std::string last_request();
+
+// What an array holds, "[a,b]"; the array stays the caller's.
+std::string elements(CMPIArray *array);
+
+// A populated controller with a handle open on it. When a test is over the handle is freed, and nothing
+// may be left: no object, no value in a pool, no misuse, no call through a locked handle.
+class World : public testing::Test {
+protected:
+    World();
+    ~World() override;
+    World(const World &) = delete;
+    World &operator=(const World &) = delete;
+
+    XAVO_Proxy *sp;
+    XAVO_ErrorCode ec = -1;
+};
+
+// 1 when the handle's mutex is free.
+bool is_unlocked(XAVO_Proxy *sp);
+
+} // namespace test
+
+#endif
