@@ -1,28 +1,29 @@
 // operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases, the
-// threads and the fuzz seeds walk this table.
+// threads and the fuzz targets walk this table.
 #ifndef XAVO_TESTS_OPERATIONS_H
 #define XAVO_TESTS_OPERATIONS_H
 
-#include <XAVO.h>
 #include <string>
 #include <vector>
+#include <XAVO.h>
 
 namespace test {
 
-// What an operation hands out. clear frees it.
+// What an operation is given beforehand and what it hands out. Freed with its objects, so before the
+// last handle is.
 struct Results {
-    char *job = nullptr; // also any other string
-    XAVO_VELK_LifecycleJob *record = nullptr;
+    CMPIArgs *args = nullptr; // to be printed
+    char *job = nullptr;
+    XAVO_VELK_LifecycleJob *records = nullptr;
     CMPIEnumeration *instances = nullptr;
     CMPIObjectPath *path = nullptr;
     CMPIArray *array = nullptr;
 
     Results() = default;
-    ~Results() { clear(); }
+    ~Results();
     Results(const Results &) = delete;
     Results &operator=(const Results &) = delete;
-    void clear();
-    bool empty() const;
+    bool handed_out() const { return job || records || instances || path || array; }
 };
 
 // How an operation learns its outcome.
@@ -33,20 +34,27 @@ enum class Reads {
     MESSAGE,        // a message, or else success
     RECORDS,        // instances turned into records
     OBJECT,         // what the broker or the client library hands out, as it is
+    NOTHING,        // reports none: a printer
 };
 
 struct Operation {
     const char *name;     // of the row
-    const char *function; // the name in the log lines
+    const char *function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
     bool takes_null;      // opens a handle of its own for a NULL one
-    std::string request;  // what it asks the broker, as last_request gives it; empty: nothing
+    const char *releases; // the order in which it releases path, target, in, out and array
+    std::string request;  // what it asks the broker, as last_request gives it
     std::string success;  // the log of a call that succeeds
-    const char *releases; // the order of the releases when it succeeds: path, target, in, out, array
 };
 
 const std::vector<Operation> &operations();
+
+// The log without the traces that a call writes on its way, whatever becomes of it.
+std::string outcome_lines(const Operation &op, const std::string &log);
+
+// An argument list with a reference, an array and a string in it; to be printed.
+CMPIArgs *printable();
 
 } // namespace test
 

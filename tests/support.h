@@ -3,10 +3,10 @@
 #ifndef XAVO_TESTS_SUPPORT_H
 #define XAVO_TESTS_SUPPORT_H
 
-#include <XAVO.h>
 #include <cimsim.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <XAVO.h>
 
 namespace test {
 

@@ -183,12 +183,9 @@ struct Argument {
     enum { ALWAYS, IF_SET } when;
 };
 
-constexpr unsigned int share_types() {
-    return 0;
-}
-template <typename... Rest>
-constexpr unsigned int share_types(unsigned int type, Rest... rest) {
-    return 1U << type | share_types(rest...);
+template <typename... Types>
+constexpr unsigned int share_types(Types... types) {
+    return ((1U << types) | ...);
 }
 constexpr unsigned int ANY_SHARE = ~0U;
 constexpr unsigned int NETWORK_SHARES = share_types(0, 2, 5, 6);

@@ -1,0 +1,37 @@
+# The CIM client library that everything links to: afterwards the target cim_client is an installed one or
+# the simulator, and XAVO_USE_SIMULATOR says which.
+if(NOT XAVO_CIM_CLIENT MATCHES "^(auto|system|simulator)$")
+    message(FATAL_ERROR "XAVO_CIM_CLIENT is '${XAVO_CIM_CLIENT}': it takes auto, system or simulator")
+endif()
+
+set(XAVO_USE_SIMULATOR ON)
+if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
+    find_path(CIM_CLIENT_INCLUDE_DIR CimClientLib/cmci.h)
+    # A controller's file system often has the library under its soname alone.
+    find_library(CIM_CLIENT_LIBRARY NAMES cmpisfcc libcmpisfcc.so.1)
+    mark_as_advanced(CIM_CLIENT_INCLUDE_DIR CIM_CLIENT_LIBRARY)
+    if(CIM_CLIENT_INCLUDE_DIR AND CIM_CLIENT_LIBRARY)
+        set(XAVO_USE_SIMULATOR OFF)
+    elseif(XAVO_CIM_CLIENT STREQUAL "system")
+        message(FATAL_ERROR
+                "XAVO_CIM_CLIENT=system, but sblim-sfcc was not found:\n"
+                "  include/CimClientLib/cmci.h: ${CIM_CLIENT_INCLUDE_DIR}\n"
+                "  lib/libcmpisfcc.so: ${CIM_CLIENT_LIBRARY}\n"
+                "Name the prefix it is installed under with -DCMAKE_PREFIX_PATH=..., or configure with "
+                "-DXAVO_CIM_CLIENT=simulator.")
+    endif()
+endif()
+
+if(XAVO_USE_SIMULATOR)
+    add_subdirectory(simulator)
+    add_library(cim_client ALIAS cimsim)
+    message(STATUS "CIM client library: the simulator")
+else()
+    add_library(cim_client SHARED IMPORTED)
+    set_target_properties(cim_client PROPERTIES IMPORTED_LOCATION "${CIM_CLIENT_LIBRARY}"
+                          INTERFACE_INCLUDE_DIRECTORIES "${CIM_CLIENT_INCLUDE_DIR}")
+    # XAVO.h includes the client library's headers: programs have to find them, too.
+    set(XAVO_CLIENT_INCLUDE_DIR "${CIM_CLIENT_INCLUDE_DIR}")
+    set(XAVO_CLIENT_CFLAGS "-I${CIM_CLIENT_INCLUDE_DIR}")
+    message(STATUS "CIM client library: ${CIM_CLIENT_LIBRARY} (no tests, no benchmarks)")
+endif()

@@ -1,0 +1,21 @@
+# xavo_harden(target): what a library that runs with a service's rights is compiled and linked with.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fstack-clash-protection XAVO_HAVE_STACK_CLASH_PROTECTION)
+check_cxx_compiler_flag(-fcf-protection XAVO_HAVE_CF_PROTECTION)
+
+function(xavo_harden target)
+    target_compile_options(${target} PRIVATE
+        -fstack-protector-strong
+        $<$<BOOL:${XAVO_HAVE_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
+        $<$<BOOL:${XAVO_HAVE_CF_PROTECTION}>:-fcf-protection>)
+    # Checked calls hide from the sanitizers, and need optimised code.
+    if(NOT XAVO_SANITIZE)
+        target_compile_options(${target} PRIVATE
+            $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+            $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+    endif()
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+        target_link_options(${target} PRIVATE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+    endif()
+endfunction()

@@ -1,0 +1,53 @@
+/* hulmprintf.c - the leveled log, on standard error. */
+#include "hulmprintf.h"
+
+#include <errno.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+static long max_level = 2;
+
+/* At load time, when no other thread can be changing the environment yet. */
+__attribute__((constructor)) static void read_level(void) {
+    const char *text = getenv("HULM_LEVEL");
+    if (text == NULL)
+        return;
+    char *end;
+    long level = strtol(text, &end, 10);
+    if (end != text && *end == '\0')
+        max_level = level;
+}
+
+void hulmprintf(int level, int module, const char *format, ...) {
+    (void)module;
+    if (level > max_level)
+        return;
+    int saved_errno = errno;
+
+    char small[1024];
+    char *line = small;
+    char *large = NULL;
+    va_list args;
+    va_start(args, format);
+    int length = vsnprintf(small, sizeof small, format, args);
+    va_end(args);
+    if (length >= (int)sizeof small) {
+        size_t size = (size_t)length + 1;
+        large = malloc(size);
+        if (large != NULL) {
+            line = large;
+            va_start(args, format);
+            length = vsnprintf(large, size, format, args);
+            va_end(args);
+        } else {
+            /* Without memory for all of it, the beginning of the line beats none. */
+            length = sizeof small - 1;
+            small[length - 1] = '\n';
+        }
+    }
+    if (length > 0)
+        (void)fwrite(line, 1, (size_t)length, stderr);
+    free(large);
+    errno = saved_errno;
+}

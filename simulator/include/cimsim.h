@@ -1,0 +1,223 @@
+/* cimsim.h - steering the simulated management controller.
+ *
+ * The simulator takes the place of the CIM client library (same soname, same functions) and holds a
+ * controller behind it, in the process that loads it. A program needs this header only to steer that
+ * controller: its own tests put jobs and shares there, make calls fail, and read back what was asked.
+ *
+ * Conventions
+ *  1. Every function may be called from any thread at any time; all of them share one lock.
+ *  2. A string that a function returns stays valid until the same thread calls a function of this
+ *     header again. Strings handed in are copied.
+ *  3. A function that takes a cimsim_value takes it over, also when it fails: do not use it again.
+ *  4. Times are seconds of simulated time.
+ *  5. A process starts with the demonstration controller: a few jobs, software identities and shares
+ *     (see cimsim_load_demo). Tests begin with cimsim_reset().
+ *  6. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
+ *     "CMPIString.release"; the constructors by their own names: "cmciConnect".
+ *
+ * Environment, read when the library is loaded
+ *  CIMSIM_SCENE   comma-separated switches for programs that cannot call this header: "lockdown",
+ *                 "unreachable" (no broker), "refuse=NAME" (a user the broker refuses), "empty" (as
+ *                 after cimsim_reset). An unknown word is reported on standard error and ignored. */
+#ifndef CIMSIM_H
+#define CIMSIM_H
+
+#include <CimClientLib/cmcidt.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- The whole ---------------------------------------------------------------------------------- */
+
+/* An empty controller in its default mood: no jobs, identities, shares, scripts, faults or refusals;
+ * every switch off, every counter, trace and record empty, the clock following the wall clock.
+ * Objects and clients that the program holds stay as they are. */
+void cimsim_reset(void);
+
+/* Adds what a process finds at its start: jobs "JID_000000000001" to "JID_000000000003", identities
+ * "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10" the shares "backups" (type 2,
+ * user "operator", password "secret") and "public" (type 0). */
+void cimsim_load_demo(void);
+
+/* ---- Time --------------------------------------------------------------------------------------- */
+
+/* on: time stands still but for cimsim_advance. off: it follows the wall clock again. */
+void cimsim_freeze_time(int on);
+void cimsim_advance(unsigned int seconds);
+
+/* ---- Values ------------------------------------------------------------------------------------- */
+
+/* A description from which the simulator makes CMPI values when it hands them out. Constructors
+ * return NULL only when memory is exhausted. */
+typedef struct cimsim_value cimsim_value;
+
+/* A CMPI_string; NULL makes a string object without characters behind it. */
+cimsim_value *cimsim_string(const char *characters);
+/* A CMPI_chars: handed out as memory of malloc that its receiver frees. */
+cimsim_value *cimsim_chars(const char *characters);
+/* A number, boolean, char16 or real of type `type`, as its bits. */
+cimsim_value *cimsim_number(CMPIType type, CMPIUint64 bits);
+/* A CMPI_dateTime with this text. */
+cimsim_value *cimsim_datetime(const char *text);
+/* A CMPI_ref. `key` may be NULL: a reference without keys. `value` may be NULL only then. */
+cimsim_value *cimsim_reference(const char *name_space, const char *class_name, const char *key,
+                               cimsim_value *value);
+/* A CMPI_instance of a class without properties. */
+cimsim_value *cimsim_instance(const char *class_name);
+/* An array of `count` elements of type `type`; an element may be NULL: never set. */
+cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *const *elements);
+/* The null value of a type: state CMPI_nullValue. As with the real library a null CMPI_string still
+ * comes with a string object, one without characters. */
+cimsim_value *cimsim_null(CMPIType type);
+/* A value whose state is good and whose pointer is NULL. */
+cimsim_value *cimsim_no_object(CMPIType type);
+/* The same value under another state, or its bits under another type code. */
+cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
+cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
+/* Frees a value that was not handed over. NULL is accepted. */
+void cimsim_discard(cimsim_value *value);
+
+/* ---- Jobs --------------------------------------------------------------------------------------- */
+
+typedef struct cimsim_job {
+    const char *InstanceID;
+    const char *Name;
+    const char *JobStatus; /* "New", "Scheduled", "Running", "Completed", "Failed" */
+    const char *JobStartTime; /* as SetupJobQueue was given it; "TIME_NOW" for one that starts at once */
+    const char *JobUntilTime; /* empty when there is none */
+    unsigned int PercentComplete;
+} cimsim_job;
+
+/* Adds a job that starts `start` seconds from now, runs for `runs` seconds and then completes or,
+ * when `fails` is not 0, fails halfway. CIMSIM_NEVER as `start`: it waits until a queue takes it.
+ * Returns 0, or -1 when there is a job of that name. */
+#define CIMSIM_NEVER 0xffffffffu
+int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs, int fails);
+
+/* Replaces one property of a job's instance for good; NULL: the instance lacks it. Returns 0, or -1
+ * when there is no such job. */
+int cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value);
+
+unsigned int cimsim_job_count(void);
+/* The index-th job, in the order of creation. Returns 0, or -1 past the end. */
+int cimsim_job_at(unsigned int index, cimsim_job *job);
+
+/* Makes every enumeration of instances hold this value before its index-th element (or at its end). */
+void cimsim_add_element(unsigned int index, cimsim_value *value);
+
+/* ---- What the services know --------------------------------------------------------------------- */
+
+void cimsim_add_software_identity(const char *InstanceID);
+/* A share that can be reached. `user` NULL: it asks for no credentials. */
+void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
+                      const char *password);
+void cimsim_set_lockdown(int on);
+/* How many jobs the controller holds at the most; 0: as many as one likes (the default is 256). */
+void cimsim_set_job_limit(unsigned int jobs);
+
+/* ---- The broker --------------------------------------------------------------------------------- */
+
+/* off: cmciConnect finds no broker. */
+void cimsim_set_reachable(int on);
+/* Calls by this user, named as the broker sees it ("guest01ff"), are answered with ACCESS_DENIED. */
+void cimsim_refuse_user(const char *user);
+/* Every answer is held back for this long. */
+void cimsim_hold_answers(unsigned int milliseconds);
+/* Fills the bits above the low 32 of every uint32 that a method returns. */
+void cimsim_set_garbage(int on);
+
+/* The broker was restarted: until every client was released and a new one connects, invokeMethod,
+ * enumInstances and getInstance write to a dead socket (SIGPIPE for the calling thread) and then
+ * give rc 1. With the other bits connecting does so too (and gives NULL), and releasing a client. */
+#define CIMSIM_PIPE_CALLS 1u
+#define CIMSIM_PIPE_CONNECT 2u
+#define CIMSIM_PIPE_RELEASE 4u
+void cimsim_restart_broker(unsigned int pipes);
+
+/* How often an exchange began on a client on which another was still running. */
+unsigned long cimsim_overlaps(void);
+
+/* ---- The last request --------------------------------------------------------------------------- */
+
+typedef struct cimsim_item {
+    const char *name;
+    CMPIType type;    /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
+    const char *text; /* characters; numbers in decimal; arrays as [a,b]; references as ns:Class.Key="v" */
+} cimsim_item;
+
+typedef struct cimsim_request {
+    const char *operation; /* "invokeMethod", "enumInstances", "getInstance" */
+    const char *user;
+    const char *name_space;
+    const char *class_name;
+    const char *method; /* empty when the operation is not invokeMethod */
+    CMPIFlags flags;    /* 0 for invokeMethod */
+    unsigned int key_count;
+    const cimsim_item *keys;
+    unsigned int argument_count;
+    const cimsim_item *arguments;
+} cimsim_request;
+
+/* The last request that reached the broker since cimsim_reset, or NULL; valid as convention 2 says. */
+const cimsim_request *cimsim_last_request(void);
+/* How many requests have reached the broker since cimsim_reset. */
+unsigned long cimsim_request_count(void);
+
+/* ---- Scripting the next answer ------------------------------------------------------------------ */
+
+/* What these three say is the whole answer to the next invokeMethod; the service is not asked. What
+ * is left out is a return value of uint32 0, no outputs, rc 0 without a message. */
+void cimsim_answer_return(cimsim_value *value);
+void cimsim_answer_output(const char *name, cimsim_value *value);
+/* `message` NULL: no message object. Unlike the fault plan this leaves return and outputs in place. */
+void cimsim_answer_status(CMPIrc rc, const char *message);
+
+/* ---- Failing calls ------------------------------------------------------------------------------ */
+
+typedef struct cimsim_fault {
+    CMPIrc rc;           /* 0: the call reports success and still hands out nothing */
+    const char *message; /* NULL: no message object */
+    int with_result;     /* not 0: the call does its work and hands out its result all the same */
+} cimsim_fault;
+
+/* Makes the nth call from now of this slot fail once, n counted from 1; `slot` NULL counts every call
+ * into the client library. A call without a status just hands out nothing (NULL, 0, no element). A
+ * release that fails still releases, and never brings a message. A newer plan replaces the older; nth 0 only takes it back. */
+void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
+/* The slot that the plan has struck, or NULL as long as it has not. */
+const char *cimsim_fault_hit(void);
+
+/* ---- Watching ----------------------------------------------------------------------------------- */
+
+/* Calls of one slot, or of all for NULL, since cimsim_reset. */
+unsigned long cimsim_calls(const char *slot);
+
+/* on: starts a new record of every call; off: stops it. */
+void cimsim_trace(int on);
+/* The record: one word a call, separated by blanks, "newCMPIObjectPath=CMPIObjectPath#1
+ * CMPIObjectPath#1.addKey CMPIArgs#2.release"; objects are numbered by kind from 1, in the order in
+ * which the record first meets them. */
+const char *cimsim_traced(void);
+
+/* ---- Accounting --------------------------------------------------------------------------------- */
+
+/* Objects that the program owns and has not released, clients included. */
+unsigned long cimsim_owned(void);
+/* Values read from objects and left to a thread's pool, in all threads. */
+unsigned long cimsim_pooled(void);
+/* Names of the objects of both kinds, separated by blanks: for the message of a failing test. */
+const char *cimsim_live(void);
+
+/* Misuse - a double release, a use after release, a constructor without an open client, a value
+ * released on another thread, invokeMethod without a status - ends the program with a line on
+ * standard error that names the object. on: it is counted instead, and the call does nothing. */
+void cimsim_count_misuse(int on);
+unsigned long cimsim_misuses(void);
+const char *cimsim_last_misuse(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,52 @@
+// broker.h - the way from a client to the controller: whether it is open, what went over it last, and
+// what a test wants to be answered.
+#ifndef CIMSIM_BROKER_H
+#define CIMSIM_BROKER_H
+
+#include "value.h"
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+
+namespace cimsim {
+
+struct Answer {
+    CMPIrc rc = CMPI_RC_OK;
+    std::optional<std::string> message;
+    Value result;
+    std::vector<Item> outputs;
+};
+
+struct RequestItem {
+    std::string name;
+    CMPIType type;
+    std::string text;
+};
+
+struct Request {
+    const char *operation = "";
+    std::string user, name_space, class_name, method;
+    CMPIFlags flags = 0;
+    std::vector<RequestItem> keys, arguments;
+
+    bool is_method_call() const { return std::string_view(operation) == "invokeMethod"; }
+};
+
+struct Broker {
+    bool reachable = true;
+    bool garbage = false;
+    unsigned int hold_ms = 0;
+    unsigned int dead_pipes = 0; // CIMSIM_PIPE_...
+    std::set<std::string> refused;
+    unsigned long overlaps = 0;
+    unsigned long requests = 0;
+    std::optional<Request> last;
+    std::optional<Answer> script;
+    std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
+};
+
+} // namespace cimsim
+
+#endif

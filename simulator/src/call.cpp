@@ -1,0 +1,104 @@
+// call.cpp - counting, recording and failing calls; misuse.
+#include "simulator.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace cimsim {
+
+bool Watch::strikes(const char *slot) {
+    if (countdown == 0 || (!plan_slot.empty() && plan_slot != slot) || --countdown > 0)
+        return false;
+    hit = slot;
+    return true;
+}
+
+std::string Watch::trace_name(const Object *object) {
+    if (!object)
+        return "NULL";
+    std::string &name = trace_names[object->name()];
+    if (name.empty())
+        name = std::string(kind_name(object->kind)) + "#" +
+               std::to_string(++trace_count[kind_name(object->kind)]);
+    return name;
+}
+
+void Watch::record(const std::string &word) {
+    trace += (trace.empty() ? "" : " ") + word;
+}
+
+void Watch::misuse(const std::string &what) {
+    if (!count_misuse) {
+        std::fprintf(stderr, "cimsim: misuse: %s\n", what.c_str());
+        std::abort();
+    }
+    ++misuses;
+    last_misuse = what;
+}
+
+Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
+    : self(object), lock_(sim.lock), slot_(slot), role_(role), rc_(rc) {
+    Watch &watch = sim.watch;
+    ++watch.all_calls;
+    ++watch.calls[slot];
+    if (watch.strikes(slot))
+        fault_ = watch.fault;
+    const bool constructs = role == Role::constructor || role == Role::connect;
+    if (watch.tracing && !constructs)
+        watch.record(watch.trace_name(object) + std::strchr(slot, '.'));
+
+    if (constructs) {
+        if (role == Role::constructor && sim.heap.clients == 0)
+            misuse(std::string(slot) + " called while no client is open");
+    } else if (!object) {
+        misuse(std::string(slot) + " called without an object");
+    } else if (object->life == Life::unloaded) {
+        misuse(std::string(slot) + ": " + object->name() + " used after the last client was released");
+    } else if (object->life == Life::released) {
+        misuse(std::string(slot) + ": " + object->name() +
+               (role == Role::release ? " released twice" : " used after its release"));
+    } else if (role == Role::release && object->holder == Holder::pooled &&
+               object->reader != &this_thread()) {
+        misuse(std::string(slot) + ": " + object->name() + " released on a thread that did not read it");
+    }
+}
+
+Call::~Call() {
+    if (rc_)
+        *rc_ = status();
+    if (sim.watch.tracing && (role_ == Role::constructor || role_ == Role::connect))
+        sim.watch.record(std::string(slot_) + "=" + sim.watch.trace_name(made_));
+}
+
+void Call::misuse(const std::string &what) {
+    misused_ = true;
+    fail(CMPI_RC_ERR_FAILED);
+    sim.watch.misuse(what);
+}
+
+bool Call::accepts(const Object *object, const char *role) {
+    if (!object)
+        misuse(std::string(slot_) + " called without " + role);
+    else if (object->life != Life::alive)
+        misuse(std::string(slot_) + ": " + object->name() + " used after its release");
+    return sound();
+}
+
+void Call::fail(CMPIrc rc, std::optional<std::string> message) {
+    result_ = rc;
+    message_ = std::move(message);
+}
+
+CMPIStatus Call::status() {
+    const bool struck = fault_ && !misused_;
+    const std::optional<std::string> &message = struck ? fault_->message : message_;
+    CMPIStatus status = {struck ? fault_->rc : result_, nullptr};
+    // No object outlives the back end; and nobody looks at what a release returns, so that a message
+    // would only leak.
+    if (message && sim.heap.clients > 0 && role_ != Role::release)
+        status.msg = face_of<CMPIString>(&make(Value::string(*message), Holder::owned));
+    return status;
+}
+
+} // namespace cimsim

@@ -1,0 +1,402 @@
+// control.cpp - the control header's functions.
+#include "simulator.h"
+
+#include <cimsim.h>
+
+#include <cstring>
+
+using namespace cimsim;
+
+struct cimsim_value {
+    Value value;
+};
+
+namespace {
+
+using Guard = std::lock_guard<std::mutex>;
+
+// The calling thread's store for what the function hands out; what it held before is no longer valid.
+Thread &fresh_answer() {
+    Thread &thread = this_thread();
+    thread.texts.clear();
+    return thread;
+}
+
+cimsim_value *boxed(Value value) {
+    return new cimsim_value{std::move(value)};
+}
+
+// Takes a value over.
+std::optional<Value> unboxed(cimsim_value *value) {
+    const std::unique_ptr<cimsim_value> owner(value);
+    return owner ? std::optional<Value>(std::move(owner->value)) : std::nullopt;
+}
+
+std::optional<std::string> optional_text(const char *text) {
+    return text ? std::optional<std::string>(text) : std::nullopt;
+}
+
+Answer &script() {
+    auto &answer = sim.broker.script;
+    if (!answer) {
+        answer.emplace();
+        answer->result = Value::number(CMPI_uint32, 0);
+    }
+    return *answer;
+}
+
+template <class Visit>
+void visit_live(Visit visit) {
+    const auto ring = [&](const Link &held) {
+        for (const Link *link = held.next; link != &held; link = link->next)
+            visit(*static_cast<const Object *>(link));
+    };
+    ring(sim.heap.owned);
+    for (const auto &entry : sim.heap.threads)
+        ring(entry.second->pool);
+}
+
+} // namespace
+
+extern "C" {
+
+// ---- The whole ----------------------------------------------------------------------------------
+
+void cimsim_reset(void) {
+    const Guard guard(sim.lock);
+    sim.controller = {};
+    sim.broker = {};
+    sim.watch = {};
+    forget_unloaded();
+}
+
+void cimsim_load_demo(void) {
+    const Guard guard(sim.lock);
+    sim.controller.load_demo();
+}
+
+// ---- Time ---------------------------------------------------------------------------------------
+
+void cimsim_freeze_time(int on) {
+    const Guard guard(sim.lock);
+    sim.controller.clock.freeze(on != 0);
+}
+
+void cimsim_advance(unsigned int seconds) {
+    const Guard guard(sim.lock);
+    sim.controller.clock.advance(Milliseconds{seconds} * 1000);
+}
+
+// ---- Values -------------------------------------------------------------------------------------
+
+cimsim_value *cimsim_string(const char *characters) {
+    Value value = Value::string(text_or_empty(characters));
+    value.blank = !characters;
+    return boxed(std::move(value));
+}
+
+cimsim_value *cimsim_chars(const char *characters) {
+    Value value(CMPI_chars, characters ? Kind::chars : Kind::none);
+    value.text = text_or_empty(characters);
+    return boxed(std::move(value));
+}
+
+cimsim_value *cimsim_number(CMPIType type, CMPIUint64 bits) {
+    return boxed(Value::number(type, bits));
+}
+
+cimsim_value *cimsim_datetime(const char *text) {
+    Value value(CMPI_dateTime, Kind::date_time);
+    value.text = text_or_empty(text);
+    return boxed(std::move(value));
+}
+
+cimsim_value *cimsim_reference(const char *name_space, const char *class_name, const char *key,
+                               cimsim_value *value) {
+    Value path = Value::with_tree(CMPI_ref, Kind::path);
+    path.tree->name_space = text_or_empty(name_space);
+    path.tree->class_name = text_or_empty(class_name);
+    std::optional<Value> key_value = unboxed(value);
+    if (key)
+        path.tree->items.push_back({key, key_value ? std::move(*key_value) : Value::null(CMPI_string)});
+    return boxed(std::move(path));
+}
+
+cimsim_value *cimsim_instance(const char *class_name) {
+    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
+    instance.tree->class_name = text_or_empty(class_name);
+    return boxed(std::move(instance));
+}
+
+cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *const *elements) {
+    std::vector<Value> values;
+    for (unsigned int i = 0; i < count; ++i)
+        values.push_back(unboxed(elements[i]).value_or(Value::unset(type)));
+    return boxed(Value::array(type, std::move(values)));
+}
+
+cimsim_value *cimsim_null(CMPIType type) {
+    return boxed(Value::null(type));
+}
+
+cimsim_value *cimsim_no_object(CMPIType type) {
+    return boxed(Value(type, Kind::none));
+}
+
+cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state) {
+    if (value)
+        value->value.state = state;
+    return value;
+}
+
+cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type) {
+    if (value)
+        value->value.type = type;
+    return value;
+}
+
+void cimsim_discard(cimsim_value *value) {
+    delete value;
+}
+
+// ---- Jobs ---------------------------------------------------------------------------------------
+
+int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
+                   int fails) {
+    const Guard guard(sim.lock);
+    Job job;
+    job.id = text_or_empty(InstanceID);
+    job.name = text_or_empty(name);
+    job.runs = Milliseconds{runs} * 1000;
+    job.fails = fails != 0;
+    if (start != CIMSIM_NEVER) {
+        job.start = sim.controller.clock.now() + Milliseconds{start} * 1000;
+        job.start_text = start == 0 ? "TIME_NOW" : format_time(*job.start);
+    }
+    return sim.controller.add_job(std::move(job)) ? 0 : -1;
+}
+
+int cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value) {
+    const Guard guard(sim.lock);
+    std::optional<Value> taken = unboxed(value);
+    Job *job = sim.controller.find_job(text_or_empty(InstanceID));
+    if (!job)
+        return -1;
+    job->overrides[text_or_empty(property)] = std::move(taken);
+    return 0;
+}
+
+unsigned int cimsim_job_count(void) {
+    const Guard guard(sim.lock);
+    return static_cast<unsigned int>(sim.controller.jobs.size());
+}
+
+int cimsim_job_at(unsigned int index, cimsim_job *job) {
+    const Guard guard(sim.lock);
+    Thread &thread = fresh_answer();
+    const auto &jobs = sim.controller.jobs;
+    if (index >= jobs.size() || !job)
+        return -1;
+    const Job &found = std::next(jobs.begin(), static_cast<std::ptrdiff_t>(index))->second;
+    const Milliseconds now = sim.controller.clock.now();
+    job->InstanceID = thread.keep(found.id);
+    job->Name = thread.keep(found.name);
+    job->JobStatus = status_name(found.phase(now));
+    job->JobStartTime = thread.keep(found.start_text);
+    job->JobUntilTime = thread.keep(found.until_text);
+    job->PercentComplete = found.percent(now);
+    return 0;
+}
+
+void cimsim_add_element(unsigned int index, cimsim_value *value) {
+    const Guard guard(sim.lock);
+    if (std::optional<Value> taken = unboxed(value))
+        sim.broker.extra_elements.emplace(index, std::move(*taken));
+}
+
+// ---- What the services know ---------------------------------------------------------------------
+
+void cimsim_add_software_identity(const char *InstanceID) {
+    const Guard guard(sim.lock);
+    sim.controller.identities.emplace_back(text_or_empty(InstanceID));
+}
+
+void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
+                      const char *password) {
+    const Guard guard(sim.lock);
+    sim.controller.shares.push_back(
+        {text_or_empty(address), text_or_empty(name), type, optional_text(user), text_or_empty(password)});
+}
+
+void cimsim_set_lockdown(int on) {
+    const Guard guard(sim.lock);
+    sim.controller.lockdown = on != 0;
+}
+
+void cimsim_set_job_limit(unsigned int jobs) {
+    const Guard guard(sim.lock);
+    sim.controller.job_limit = jobs;
+}
+
+// ---- The broker ---------------------------------------------------------------------------------
+
+void cimsim_set_reachable(int on) {
+    const Guard guard(sim.lock);
+    sim.broker.reachable = on != 0;
+}
+
+void cimsim_refuse_user(const char *user) {
+    const Guard guard(sim.lock);
+    sim.broker.refused.insert(text_or_empty(user));
+}
+
+void cimsim_hold_answers(unsigned int milliseconds) {
+    const Guard guard(sim.lock);
+    sim.broker.hold_ms = milliseconds;
+}
+
+void cimsim_set_garbage(int on) {
+    const Guard guard(sim.lock);
+    sim.broker.garbage = on != 0;
+}
+
+void cimsim_restart_broker(unsigned int pipes) {
+    const Guard guard(sim.lock);
+    sim.broker.dead_pipes = pipes;
+}
+
+unsigned long cimsim_overlaps(void) {
+    const Guard guard(sim.lock);
+    return sim.broker.overlaps;
+}
+
+// ---- The last request ---------------------------------------------------------------------------
+
+const cimsim_request *cimsim_last_request(void) {
+    const Guard guard(sim.lock);
+    Thread &thread = fresh_answer();
+    const auto &last = sim.broker.last;
+    if (!last)
+        return nullptr;
+    thread.items.clear();
+    for (const auto *items : {&last->keys, &last->arguments})
+        for (const RequestItem &item : *items)
+            thread.items.push_back({thread.keep(item.name), item.type, thread.keep(item.text)});
+    cimsim_request &request = thread.request;
+    request.operation = last->operation;
+    request.user = thread.keep(last->user);
+    request.name_space = thread.keep(last->name_space);
+    request.class_name = thread.keep(last->class_name);
+    request.method = thread.keep(last->method);
+    request.flags = last->flags;
+    request.key_count = static_cast<unsigned int>(last->keys.size());
+    request.keys = thread.items.data();
+    request.argument_count = static_cast<unsigned int>(last->arguments.size());
+    request.arguments = thread.items.data() + last->keys.size();
+    return &request;
+}
+
+unsigned long cimsim_request_count(void) {
+    const Guard guard(sim.lock);
+    return sim.broker.requests;
+}
+
+// ---- Scripting the next answer ------------------------------------------------------------------
+
+void cimsim_answer_return(cimsim_value *value) {
+    const Guard guard(sim.lock);
+    if (std::optional<Value> taken = unboxed(value))
+        script().result = std::move(*taken);
+}
+
+void cimsim_answer_output(const char *name, cimsim_value *value) {
+    const Guard guard(sim.lock);
+    if (std::optional<Value> taken = unboxed(value))
+        script().outputs.push_back({text_or_empty(name), std::move(*taken)});
+}
+
+void cimsim_answer_status(CMPIrc rc, const char *message) {
+    const Guard guard(sim.lock);
+    script().rc = rc;
+    script().message = optional_text(message);
+}
+
+// ---- Failing calls ------------------------------------------------------------------------------
+
+void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
+    const Guard guard(sim.lock);
+    sim.watch.countdown = nth;
+    if (nth == 0)
+        return;
+    sim.watch.plan_slot = text_or_empty(slot);
+    sim.watch.hit = nullptr;
+    sim.watch.fault =
+        fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0} : Fault{};
+}
+
+const char *cimsim_fault_hit(void) {
+    const Guard guard(sim.lock);
+    return sim.watch.hit;
+}
+
+// ---- Watching -----------------------------------------------------------------------------------
+
+unsigned long cimsim_calls(const char *slot) {
+    const Guard guard(sim.lock);
+    if (!slot)
+        return sim.watch.all_calls;
+    const auto found = sim.watch.calls.find(slot);
+    return found == sim.watch.calls.end() ? 0 : found->second;
+}
+
+void cimsim_trace(int on) {
+    const Guard guard(sim.lock);
+    Watch &watch = sim.watch;
+    watch.tracing = on != 0;
+    if (on) {
+        watch.trace.clear();
+        watch.trace_names.clear();
+        watch.trace_count.clear();
+    }
+}
+
+const char *cimsim_traced(void) {
+    const Guard guard(sim.lock);
+    return fresh_answer().keep(sim.watch.trace);
+}
+
+// ---- Accounting ---------------------------------------------------------------------------------
+
+unsigned long cimsim_owned(void) {
+    const Guard guard(sim.lock);
+    return sim.heap.owned_count;
+}
+
+unsigned long cimsim_pooled(void) {
+    const Guard guard(sim.lock);
+    return sim.heap.pooled_count;
+}
+
+const char *cimsim_live(void) {
+    const Guard guard(sim.lock);
+    std::string names;
+    visit_live([&](const Object &object) { names += (names.empty() ? "" : " ") + object.name(); });
+    return fresh_answer().keep(std::move(names));
+}
+
+void cimsim_count_misuse(int on) {
+    const Guard guard(sim.lock);
+    sim.watch.count_misuse = on != 0;
+}
+
+unsigned long cimsim_misuses(void) {
+    const Guard guard(sim.lock);
+    return sim.watch.misuses;
+}
+
+const char *cimsim_last_misuse(void) {
+    const Guard guard(sim.lock);
+    return fresh_answer().keep(sim.watch.last_misuse);
+}
+
+} // extern "C"

@@ -1,0 +1,307 @@
+// controller.cpp - time, the life of jobs, and the instances that clients enumerate and fetch.
+#include "controller.h"
+
+#include <chrono>
+#include <cstring>
+#include <ctime>
+
+namespace cimsim {
+
+const char *const velk_namespace = "root/velk";
+const char *const job_class = "VELK_LifecycleJob";
+const char *const identity_class = "VELK_SoftwareIdentity";
+
+// ---- Time ---------------------------------------------------------------------------------------
+
+namespace {
+
+Milliseconds wall_clock() {
+    const auto since = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(since).count();
+}
+
+} // namespace
+
+Milliseconds Clock::now() const {
+    return frozen_ ? *frozen_ : wall_clock() + ahead_;
+}
+
+void Clock::freeze(bool on) {
+    const Milliseconds time = now();
+    frozen_.reset();
+    if (on)
+        frozen_ = time;
+    else
+        ahead_ = time - wall_clock(); // goes on from where it stood: jobs do not jump
+}
+
+void Clock::advance(Milliseconds time) {
+    (frozen_ ? *frozen_ : ahead_) += time;
+}
+
+std::string format_time(Milliseconds time) {
+    const auto seconds = static_cast<std::time_t>(time / 1000);
+    std::tm parts;
+    gmtime_r(&seconds, &parts);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &parts)};
+}
+
+std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now) {
+    if (text == "TIME_NOW")
+        return now;
+    std::tm parts = {};
+    const char *end = text.size() == 14 ? strptime(text.c_str(), "%4Y%2m%2d%2H%2M%2S", &parts) : nullptr;
+    if (!end || *end != '\0')
+        return std::nullopt;
+    const Milliseconds time = Milliseconds{timegm(&parts)} * 1000;
+    // A day that the month does not have comes out as another date.
+    return format_time(time) == text ? std::optional<Milliseconds>(time) : std::nullopt;
+}
+
+// ---- Jobs ---------------------------------------------------------------------------------------
+
+namespace {
+
+struct PhaseFacts {
+    const char *status, *message_id, *message;
+};
+
+const PhaseFacts phases[] = {
+    {"New", "JOB001", "The job waits for a queue."},
+    {"Scheduled", "JOB002", "The job is scheduled."},
+    {"Running", "JOB003", "The job is running."},
+    {"Completed", "JOB004", "The job completed successfully."},
+    {"Failed", "JOB005", "The job failed."},
+};
+
+const PhaseFacts &facts(Phase phase) {
+    return phases[static_cast<std::size_t>(phase)];
+}
+
+} // namespace
+
+const char *status_name(Phase phase) {
+    return facts(phase).status;
+}
+
+Milliseconds Job::end() const {
+    return *start + (fails ? runs / 2 : runs);
+}
+
+Phase Job::phase(Milliseconds now) const {
+    if (!start)
+        return Phase::fresh;
+    if (now < *start)
+        return Phase::scheduled;
+    if (now < end())
+        return Phase::running;
+    return fails ? Phase::failed : Phase::completed;
+}
+
+unsigned int Job::percent(Milliseconds now) const {
+    switch (phase(now)) {
+    case Phase::running:
+        return static_cast<unsigned int>((now - *start) * 100 / runs);
+    case Phase::completed:
+        return 100;
+    case Phase::failed:
+        return 50;
+    default:
+        return 0;
+    }
+}
+
+Job *Controller::find_job(const std::string &id) {
+    const auto found = job_numbers.find(id);
+    return found == job_numbers.end() ? nullptr : &jobs.at(found->second);
+}
+
+Job *Controller::add_job(Job job) {
+    if (!job_numbers.emplace(job.id, last_number + 1).second)
+        return nullptr;
+    return &jobs.emplace(++last_number, std::move(job)).first->second;
+}
+
+void Controller::remove_job(const std::string &id) {
+    const auto found = job_numbers.find(id);
+    if (found == job_numbers.end())
+        return;
+    jobs.erase(found->second);
+    job_numbers.erase(found);
+}
+
+std::string Controller::new_id(const char *prefix) {
+    std::string id;
+    do {
+        const std::string digits = std::to_string(++last_id);
+        id = prefix + std::string(digits.size() < 12 ? 12 - digits.size() : 0, '0') + digits;
+    } while (find_job(id));
+    return id;
+}
+
+void Controller::load_demo() {
+    // None is running, so that a first program may put any of them into a queue, or delete it.
+    const char *const names[] = {"Update of the BIOS", "Update of a network card", "Nightly restart"};
+    for (const char *name : names) {
+        Job job;
+        job.id = new_id("JID_");
+        job.name = name;
+        job.runs = 10'000;
+        if (name == names[2]) {
+            job.start = clock.now() + 3'600'000;
+            job.start_text = format_time(*job.start);
+        }
+        add_job(std::move(job));
+    }
+    identities.insert(identities.end(), {"IDENTITY:BIOS", "IDENTITY:NIC"});
+    shares.push_back({"192.0.2.10", "backups", 2, "operator", "secret"});
+    shares.push_back({"192.0.2.10", "public", 0, std::nullopt, ""});
+}
+
+// ---- Instances ----------------------------------------------------------------------------------
+
+namespace {
+
+Value instance_of(const char *class_name) {
+    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
+    instance.tree->name_space = velk_namespace;
+    instance.tree->class_name = class_name;
+    return instance;
+}
+
+Value identity_instance(const std::string &id) {
+    Value instance = instance_of(identity_class);
+    instance.tree->items.push_back({"InstanceID", Value::string(id)});
+    return instance;
+}
+
+// Classes of the controller that have neither instances nor methods.
+bool is_bare_class(const std::string &name) {
+    return same_name(name.c_str(), "VELK_ComputerSystem");
+}
+
+// The InstanceID of a path with that key alone.
+const std::string *instance_id(const Tree &path) {
+    const Item *key = path.items.size() == 1 ? path.find("InstanceID") : nullptr;
+    return key && key->value.kind == Kind::string ? &key->value.text : nullptr;
+}
+
+// The one instance that a path names, made only when there is one.
+std::optional<Value> find_instance(Controller &controller, const Tree &path) {
+    const char *class_name = path.class_name.c_str();
+    if (const Service *service = find_service(path.class_name))
+        return names_service(*service, path) ? std::optional<Value>(service_instance(*service))
+                                             : std::nullopt;
+    const std::string *id = instance_id(path);
+    if (!id)
+        return std::nullopt;
+    if (same_name(class_name, job_class))
+        if (const Job *job = controller.find_job(*id))
+            return job_instance(*job, controller.clock.now());
+    if (same_name(class_name, identity_class))
+        for (const std::string &identity : controller.identities)
+            if (identity == *id)
+                return identity_instance(identity);
+    return std::nullopt;
+}
+
+// What is wrong with a path before its keys are looked at.
+std::optional<Answer> check_class(const Tree &path) {
+    if (!same_name(path.name_space.c_str(), velk_namespace))
+        return failed(CMPI_RC_ERR_INVALID_NAMESPACE, "There is no namespace \"" + path.name_space + "\".");
+    const char *name = path.class_name.c_str();
+    if (same_name(name, job_class) || same_name(name, identity_class) || is_bare_class(name) ||
+        find_service(name))
+        return std::nullopt;
+    return failed(CMPI_RC_ERR_INVALID_CLASS, "There is no class \"" + path.class_name + "\".");
+}
+
+} // namespace
+
+Answer failed(CMPIrc rc, const std::string &message) {
+    Answer answer;
+    answer.rc = rc;
+    answer.message = message;
+    answer.result.state = CMPI_notFound;
+    return answer;
+}
+
+Value reference(const char *class_name, const std::string &id) {
+    Value path = Value::with_tree(CMPI_ref, Kind::path);
+    path.tree->name_space = velk_namespace;
+    path.tree->class_name = class_name;
+    path.tree->items.push_back({"InstanceID", Value::string(id)});
+    return path;
+}
+
+Value job_instance(const Job &job, Milliseconds now) {
+    const Phase phase = job.phase(now);
+    const bool ended = phase == Phase::completed || phase == Phase::failed;
+    Value instance = instance_of(job_class);
+    auto &items = instance.tree->items;
+    items.reserve(10);
+    items.push_back({"InstanceID", Value::string(job.id)});
+    items.push_back(
+        {"ElapsedTimeSinceCompletion", Value::string(std::to_string(ended ? (now - job.end()) / 1000 : 0))});
+    items.push_back({"PercentComplete", Value::string(std::to_string(job.percent(now)))});
+    items.push_back({"JobUntilTime", Value::string(job.until_text)});
+    items.push_back({"JobStartTime", Value::string(job.start_text)});
+    items.push_back({"MessageArguments", Value::null(CMPI_string)});
+    items.push_back({"Message", Value::string(facts(phase).message)});
+    items.push_back({"MessageID", Value::string(facts(phase).message_id)});
+    items.push_back({"JobStatus", Value::string(facts(phase).status)});
+    items.push_back({"Name", Value::string(job.name)});
+    for (const auto &[name, value] : job.overrides) {
+        if (value) {
+            instance.tree->put(name.c_str(), *value, value->type);
+            continue;
+        }
+        for (auto item = items.begin(); item != items.end(); ++item)
+            if (same_name(item->name.c_str(), name.c_str())) {
+                items.erase(item);
+                break;
+            }
+    }
+    return instance;
+}
+
+Answer Controller::enumerate(const Tree &path) {
+    if (auto wrong = check_class(path))
+        return *wrong;
+    Answer answer;
+    answer.result = Value::with_tree(CMPI_enumeration, Kind::enumeration);
+    auto &elements = answer.result.tree->elements;
+    if (same_name(path.class_name.c_str(), job_class)) {
+        elements.reserve(jobs.size());
+        for (const auto &entry : jobs)
+            elements.push_back(job_instance(entry.second, clock.now()));
+    } else if (same_name(path.class_name.c_str(), identity_class)) {
+        for (const std::string &id : identities)
+            elements.push_back(identity_instance(id));
+    } else if (const Service *service = find_service(path.class_name)) {
+        elements.push_back(service_instance(*service));
+    }
+    return answer;
+}
+
+Answer Controller::get(const Tree &path) {
+    if (auto wrong = check_class(path))
+        return *wrong;
+    std::optional<Value> instance = find_instance(*this, path);
+    if (!instance)
+        return failed(CMPI_RC_ERR_NOT_FOUND, "There is no such instance of " + path.class_name + ".");
+    Answer answer;
+    answer.result = std::move(*instance);
+    return answer;
+}
+
+Answer Controller::invoke(const Tree &path, const char *method, const Tree &arguments) {
+    if (Answer found = get(path); found.rc != CMPI_RC_OK)
+        return found;
+    if (const Service *service = find_service(path.class_name))
+        return call_service(*service, *this, method, arguments);
+    return failed(CMPI_RC_ERR_METHOD_NOT_FOUND, path.class_name + " has no methods.");
+}
+
+} // namespace cimsim

@@ -1,0 +1,329 @@
+// object.cpp - the life of objects: making, handing out, pools, release, the unloading of the back end.
+#include "simulator.h"
+#include "tables.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <pthread.h>
+
+namespace cimsim {
+
+void Link::join(Link &ring) {
+    previous = ring.previous;
+    next = &ring;
+    previous->next = next->previous = this;
+}
+
+void Link::leave() {
+    previous->next = next;
+    next->previous = previous;
+    previous = next = this;
+}
+
+namespace {
+
+// Enough to recognise any mistake that a test makes, and little enough for a program that runs for days.
+constexpr std::size_t graveyard_bound = 4096;
+
+struct KindFacts {
+    const char *name;
+    void *table;
+};
+
+const KindFacts kinds[] = {
+    {"", nullptr},
+    {"", nullptr},
+    {"", nullptr},
+    {"CMPIString", &string_table},
+    {"CMPIArray", &array_table},
+    {"CMPIArgs", &args_table},
+    {"CMPIEnumeration", &enumeration_table},
+    {"CMPIObjectPath", &path_table},
+    {"CMPIInstance", &instance_table},
+    {"CMPIDateTime", &date_time_table},
+    {"CMCIClient", &client_table},
+};
+
+const KindFacts &facts(Kind kind) {
+    return kinds[static_cast<std::size_t>(kind)];
+}
+
+// A thread's memory hangs on a key, not on a thread_local: a key may be used again while the thread, or
+// the process, is being taken down.
+struct ThreadKey {
+    pthread_key_t key;
+    ThreadKey() { pthread_key_create(&key, ended); }
+    static void ended(void *thread) {
+        std::lock_guard<std::mutex> guard(sim.lock);
+        thread_leaves(*static_cast<Thread *>(thread));
+    }
+};
+
+pthread_key_t thread_key() {
+    static ThreadKey key;
+    return key.key;
+}
+
+void into_graveyard(Object &object) {
+    object.join(sim.heap.graveyard);
+    ++sim.heap.grave_count;
+    drain_graveyard(graveyard_bound);
+}
+
+void leave_holder(Object &object) {
+    object.leave();
+    if (object.holder == Holder::owned)
+        --sim.heap.owned_count;
+    else if (object.holder == Holder::pooled)
+        --sim.heap.pooled_count;
+}
+
+// Frees what a container handed out of its elements.
+void bury_members(Object &object, std::vector<std::string> &twice) {
+    for (Member &member : object.members) {
+        std::free(member.chars);
+        if (!member.object)
+            continue;
+        if (member.object->life == Life::released) {
+            twice.push_back(member.object->name());
+            into_graveyard(*member.object);
+        } else {
+            member.object->holder = Holder::owned; // its container goes: it is laid to rest by itself
+            ++sim.heap.owned_count;
+            bury(*member.object, twice);
+        }
+    }
+    object.members.clear();
+}
+
+Member &member_at(Object &container, std::size_t index) {
+    if (container.members.size() <= index)
+        container.members.resize(container.value.tree->elements.size());
+    return container.members[index];
+}
+
+// Everything dies with the back end, but what the program owned stays on its account.
+void unload() {
+    for (auto &entry : sim.heap.threads)
+        empty_pool(*entry.second);
+    std::vector<std::string> ignored;
+    for (Link *link = sim.heap.owned.next; link != &sim.heap.owned; link = link->next) {
+        auto &object = *static_cast<Object *>(link);
+        bury_members(object, ignored);
+        object.value = {};
+        object.life = Life::unloaded;
+    }
+}
+
+} // namespace
+
+const char *kind_name(Kind kind) {
+    return facts(kind).name;
+}
+
+Object::Object(Value value_, Holder holder_)
+    : face{this, facts(value_.kind).table}, kind(value_.kind), holder(holder_),
+      number(++sim.heap.numbers[static_cast<std::size_t>(value_.kind)]), value(std::move(value_)) {}
+
+std::string Object::name() const {
+    return std::string(kind_name(kind)) + "#" + std::to_string(number);
+}
+
+Thread &this_thread() {
+    auto *thread = static_cast<Thread *>(pthread_getspecific(thread_key()));
+    if (!thread) {
+        thread = new Thread;
+        thread->id = ++sim.heap.last_thread;
+        sim.heap.threads[thread->id] = thread;
+        pthread_setspecific(thread_key(), thread);
+    }
+    return *thread;
+}
+
+void thread_leaves(Thread &thread) {
+    empty_pool(thread);
+    sim.heap.threads.erase(thread.id);
+    delete &thread;
+}
+
+void forget_thread() {
+    if (void *thread = pthread_getspecific(thread_key())) {
+        pthread_setspecific(thread_key(), nullptr);
+        thread_leaves(*static_cast<Thread *>(thread));
+    }
+}
+
+void empty_pool(Thread &thread) {
+    std::vector<std::string> twice;
+    while (thread.pool.next != &thread.pool)
+        bury(*static_cast<Object *>(thread.pool.next), twice);
+}
+
+Object &make(Value value, Holder holder) {
+    auto *object = new Object(std::move(value), holder);
+    if (holder == Holder::owned) {
+        object->join(sim.heap.owned);
+        ++sim.heap.owned_count;
+    } else if (holder == Holder::pooled) {
+        object->reader = &this_thread();
+        object->join(object->reader->pool);
+        ++sim.heap.pooled_count;
+    }
+    return *object;
+}
+
+CMPIData no_data() {
+    CMPIData data;
+    std::memset(&data, 0, sizeof data);
+    data.state = CMPI_notFound;
+    return data;
+}
+
+namespace {
+
+// What can be handed out for a value: under the code of a string, a reference, an instance, an array or
+// of memory only the real thing, since its reader will use it as that; under the other codes of objects
+// any object, since all of them can be released; NULL or zero instead of what does not fit.
+Kind shown_kind(const Value &value) {
+    const auto only = [&](Kind kind) { return value.kind == kind ? kind : Kind::none; };
+    switch (value.type) {
+    case CMPI_chars:
+        return value.kind == Kind::string ? Kind::chars : only(Kind::chars);
+    case CMPI_string:
+        return only(Kind::string);
+    case CMPI_ref:
+        return only(Kind::path);
+    case CMPI_instance:
+        return only(Kind::instance);
+    case CMPI_args:
+    case CMPI_class:
+    case CMPI_enumeration:
+    case CMPI_dateTime:
+        return is_object(value.kind) ? value.kind : Kind::none;
+    default:
+        if (value.type & CMPI_ARRAY)
+            return only(Kind::array);
+        return is_number(value.type) ? only(Kind::number) : value.kind;
+    }
+}
+
+CMPIData data_of(const Value &value, void *pointer) {
+    CMPIData data = no_data();
+    data.type = value.type;
+    data.state = value.state;
+    if (shown_kind(value) == Kind::number)
+        store_number(value.type, value.bits, &data.value);
+    else
+        data.value.dataPtr.ptr = pointer;
+    return data;
+}
+
+} // namespace
+
+CMPIData hand_out(const Value &value, Holder holder) {
+    const Kind kind = shown_kind(value);
+    if (kind == Kind::chars)
+        return data_of(value, strdup(value.text.c_str()));
+    return data_of(value, is_object(kind) ? &make(value, holder).face : nullptr);
+}
+
+CMPIData hand_out_element(Object &container, std::size_t index) {
+    const Value &value = container.value.tree->elements[index];
+    const Kind kind = shown_kind(value);
+    if (kind != Kind::chars && !is_object(kind))
+        return data_of(value, nullptr);
+    Member &member = member_at(container, index);
+    if (kind == Kind::chars) {
+        if (!member.chars)
+            member.chars = strdup(value.text.c_str());
+        return data_of(value, member.chars);
+    }
+    if (!member.object)
+        member.object = &make(value, Holder::member);
+    return data_of(value, &member.object->face);
+}
+
+void drop_element(Object &container, std::size_t index) {
+    Member &member = member_at(container, index);
+    std::vector<std::string> ignored;
+    std::free(member.chars);
+    if (member.object && member.object->life == Life::released)
+        into_graveyard(*member.object);
+    else if (member.object)
+        bury(*member.object, ignored);
+    member = {};
+}
+
+void orphan_element(Object &container, std::size_t index) {
+    const Value &value = container.value.tree->elements[index];
+    Member &member = member_at(container, index);
+    if (member.object && member.object->life == Life::released) {
+        into_graveyard(*member.object);
+    } else if (member.object) {
+        member.object->holder = Holder::owned;
+        member.object->join(sim.heap.owned);
+        ++sim.heap.owned_count;
+    } else if (is_object(shown_kind(value))) {
+        make(value, Holder::owned);
+    }
+    member = {};
+}
+
+Value value_of(const Object &object) {
+    Value value = object.value;
+    for (std::size_t i = 0; i < object.members.size(); ++i)
+        if (const Object *element = object.members[i].object; element && element->life == Life::alive) {
+            Value &old = value.edit().elements[i];
+            Value now = value_of(*element);
+            now.type = old.type;
+            now.state = old.state;
+            old = std::move(now);
+        }
+    return value;
+}
+
+void bury(Object &object, std::vector<std::string> &twice) {
+    bury_members(object, twice);
+    leave_holder(object);
+    object.life = Life::released;
+    object.value = {};
+    object.client.reset();
+    if (object.holder != Holder::member) // its container still points at it
+        into_graveyard(object);
+}
+
+void client_opened(Object &client) {
+    Thread &thread = this_thread();
+    client.client->connector = thread.id;
+    ++thread.clients;
+    ++sim.heap.clients;
+}
+
+void client_released(unsigned long connector) {
+    const auto thread = sim.heap.threads.find(connector);
+    if (thread != sim.heap.threads.end() && --thread->second->clients == 0 &&
+        thread->second == &this_thread())
+        empty_pool(*thread->second);
+    if (--sim.heap.clients == 0)
+        unload();
+}
+
+void forget_unloaded() {
+    std::vector<std::string> ignored;
+    for (Link *link = sim.heap.owned.next; link != &sim.heap.owned;) {
+        auto &object = *static_cast<Object *>(link);
+        link = link->next;
+        if (object.life == Life::unloaded)
+            bury(object, ignored);
+    }
+}
+
+void drain_graveyard(std::size_t bound) {
+    for (; sim.heap.grave_count > bound; --sim.heap.grave_count) {
+        auto *oldest = static_cast<Object *>(sim.heap.graveyard.next);
+        oldest->leave();
+        delete oldest;
+    }
+}
+
+} // namespace cimsim

@@ -1,0 +1,133 @@
+// object.h - the client library's objects as the simulator keeps them: made from values, counted,
+// remembered in the pool of the thread that read them, and kept for a while after their release so that
+// a second release or a late use is noticed.
+#ifndef CIMSIM_OBJECT_H
+#define CIMSIM_OBJECT_H
+
+#include "value.h"
+
+#include <CimClientLib/cmcift.h>
+#include <cimsim.h>
+
+#include <cstddef>
+#include <deque>
+#include <map>
+
+namespace cimsim {
+
+// A member of a ring: an object in the list of those that the program owns, or in a thread's pool.
+struct Link {
+    Link *previous = this, *next = this;
+
+    Link() = default;
+    Link(const Link &) = delete;
+    Link &operator=(const Link &) = delete;
+    void join(Link &ring);
+    void leave();
+};
+
+// Who has to see to the object: the program, the pool of a thread, or the container it is in.
+enum class Holder : unsigned char { owned, pooled, member };
+enum class Life : unsigned char { alive, released, unloaded };
+
+struct Object;
+
+// What an array or an enumeration handed out of one of its elements.
+struct Member {
+    Object *object = nullptr;
+    char *chars = nullptr;
+};
+
+struct Client {
+    std::string user;
+    unsigned long connector = 0; // the thread that connected it
+    unsigned int running = 0;    // exchanges that have not been answered yet
+};
+
+struct Thread {
+    unsigned long id = 0;
+    unsigned int clients = 0; // connected by this thread and still open
+    Link pool;
+
+    // What functions of the control header returned last on this thread.
+    std::deque<std::string> texts;
+    std::vector<cimsim_item> items;
+    cimsim_request request = {};
+
+    const char *keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
+};
+
+struct Object : Link {
+    struct {
+        void *hdl;
+        void *ft;
+    } face; // what the program sees
+    Kind kind;
+    Holder holder;
+    Life life = Life::alive;
+    unsigned long number;     // by kind, from 1
+    Thread *reader = nullptr; // of a pooled object
+    Value value;
+    std::vector<Member> members; // beside value.tree->elements, as far as they were handed out
+    std::size_t next_element = 0;
+    std::unique_ptr<Client> client;
+
+    Object(Value value, Holder holder);
+    std::string name() const;
+};
+
+struct Heap {
+    Link owned;
+    std::size_t owned_count = 0, pooled_count = 0;
+    std::size_t clients = 0; // open ones; the back end is loaded while there are any
+    Link graveyard;          // released, but still there to be recognised
+    std::size_t grave_count = 0;
+    unsigned long numbers[static_cast<std::size_t>(Kind::count)] = {};
+    std::map<unsigned long, Thread *> threads;
+    unsigned long last_thread = 0;
+};
+
+const char *kind_name(Kind kind);
+
+// The functions below expect the simulator's lock to be held.
+
+Thread &this_thread();
+void thread_leaves(Thread &thread);
+void forget_thread(); // the calling one, before its end
+void empty_pool(Thread &thread);
+
+Object &make(Value value, Holder holder);
+
+// The pointer by which the program knows an object, and back; NULL is NULL both ways.
+template <class Face>
+Face *face_of(Object *object) {
+    return object ? reinterpret_cast<Face *>(&object->face) : nullptr;
+}
+template <class Face>
+Object *object_of(const Face *face) {
+    return face ? static_cast<Object *>(face->hdl) : nullptr;
+}
+
+CMPIData no_data(); // type 0, state CMPI_notFound
+CMPIData hand_out(const Value &value, Holder holder);
+CMPIData hand_out_element(Object &container, std::size_t index);
+
+// The element loses what was handed out of it: freed, or, when the program said nothing about a new
+// one, left to the program, as the real library does.
+void drop_element(Object &container, std::size_t index);
+void orphan_element(Object &container, std::size_t index);
+
+// The value that an object holds now, its elements' changes included.
+Value value_of(const Object &object);
+
+// Ends an object. Elements that the program had released itself are named in `twice`.
+void bury(Object &object, std::vector<std::string> &twice);
+
+void client_opened(Object &client);
+void client_released(unsigned long connector); // after the client itself was buried
+void forget_unloaded();
+void drain_graveyard(std::size_t bound);
+
+} // namespace cimsim
+
+#endif

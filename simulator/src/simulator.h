@@ -1,0 +1,27 @@
+// simulator.h - everything that the simulator knows, under one lock.
+#ifndef CIMSIM_SIMULATOR_H
+#define CIMSIM_SIMULATOR_H
+
+#include "broker.h"
+#include "call.h"
+#include "controller.h"
+#include "object.h"
+
+#include <mutex>
+
+namespace cimsim {
+
+struct Simulator {
+    std::mutex lock;
+    Heap heap;
+    Watch watch;
+    Broker broker;
+    Controller controller;
+};
+
+// Outlives everything: threads may still call while the process ends.
+extern Simulator &sim;
+
+} // namespace cimsim
+
+#endif

@@ -1,0 +1,81 @@
+// slots.h - what the function tables are built from: the slots that are the same for every kind of
+// object, the answer of those that nobody needs, and values as the slots take them.
+#ifndef CIMSIM_SLOTS_H
+#define CIMSIM_SLOTS_H
+
+#include "simulator.h"
+#include "tables.h"
+
+#include <type_traits>
+
+namespace cimsim {
+
+// Takes a value as addArg, addKey, setProperty and setElementAt are given it. A value that cannot be
+// taken fails the call.
+Value take(Call &call, const CMPIValue *value, CMPIType type);
+
+void release_object(Call &call);
+Object *clone_object(Call &call);
+
+// The slot's name as a type, so that it can be a template's argument.
+#define CIMSIM_SLOT_NAME(kind, slot)                                                                         \
+    [] {                                                                                                     \
+        struct Name {                                                                                        \
+            static const char *get() { return #kind "." #slot; }                                             \
+        };                                                                                                   \
+        return Name{};                                                                                       \
+    }()
+
+template <class Name, class Face>
+CMPIStatus release_slot(Face *self) {
+    Call call = Call::release(Name::get(), object_of(self));
+    release_object(call);
+    return call.status();
+}
+
+template <class Name, class Face>
+Face *clone_slot(Face *self, CMPIStatus *rc) {
+    Call call(Name::get(), self, rc);
+    return face_of<Face>(clone_object(call));
+}
+
+// A slot of whatever signature that hands out nothing.
+template <class Name, class R, class Face, class... Rest>
+R refusing_slot(Face *self, Rest... rest) {
+    CMPIStatus *rc = nullptr;
+    [[maybe_unused]] const auto look = [&](auto argument) {
+        if constexpr (std::is_same_v<decltype(argument), CMPIStatus *>)
+            rc = argument;
+    };
+    (look(rest), ...);
+    Call call(Name::get(), self, rc);
+    call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
+    if constexpr (std::is_same_v<R, CMPIStatus>)
+        return call.status();
+    else if constexpr (std::is_same_v<R, CMPIData>)
+        return no_data();
+    else
+        return R{};
+}
+
+template <class Name, class Face>
+constexpr auto release_of(Name, CMPIStatus (*)(Face *)) {
+    return release_slot<Name, Face>;
+}
+template <class Name, class Face>
+constexpr auto clone_of(Name, Face *(*)(Face *, CMPIStatus *)) {
+    return clone_slot<Name, Face>;
+}
+template <class Name, class R, class Face, class... Rest>
+constexpr auto refusal_of(Name, R (*)(Face *, Rest...)) {
+    return refusing_slot<Name, R, Face, Rest...>;
+}
+
+#define CIMSIM_TYPE_OF(kind, slot) static_cast<decltype(kind##FT::slot)>(nullptr)
+#define RELEASE(kind) release_of(CIMSIM_SLOT_NAME(kind, release), CIMSIM_TYPE_OF(kind, release))
+#define CLONE(kind) clone_of(CIMSIM_SLOT_NAME(kind, clone), CIMSIM_TYPE_OF(kind, clone))
+#define NOT_SUPPORTED(kind, slot) refusal_of(CIMSIM_SLOT_NAME(kind, slot), CIMSIM_TYPE_OF(kind, slot))
+
+} // namespace cimsim
+
+#endif

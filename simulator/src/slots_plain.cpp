@@ -1,0 +1,197 @@
+// slots_plain.cpp - strings, arrays, enumerations and date-times, and the slots that all kinds share.
+#include "slots.h"
+
+#include <CimClientLib/native.h>
+
+#include <cstring>
+
+namespace cimsim {
+
+Value take(Call &call, const CMPIValue *value, CMPIType type) {
+    if (!value || type == CMPI_null)
+        return Value::null(type == CMPI_chars ? CMPIType{CMPI_string} : type);
+    if (type == CMPI_chars)
+        return Value::string(reinterpret_cast<const char *>(value));
+    if (is_number(type))
+        return Value::number(type, load_number(type, value));
+
+    const bool taken = type == CMPI_string || type == CMPI_ref || type == CMPI_instance ||
+                       type == CMPI_args || type == CMPI_dateTime || (type & CMPI_ARRAY) != 0;
+    if (!taken) {
+        call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
+        return {};
+    }
+    // The address is that of a pointer, not of a whole CMPIValue.
+    const CMPIString *face;
+    std::memcpy(&face, value, sizeof face);
+    if (!face)
+        return Value::null(type);
+    const Object *object = object_of(face);
+    if (!call.accepts(object, "a value"))
+        return {};
+    Value taken_value = value_of(*object);
+    taken_value.type = type;
+    taken_value.state = CMPI_goodValue;
+    return taken_value;
+}
+
+void release_object(Call &call) {
+    if (!call.sound()) // but not `works`: a release that is made to fail still releases
+        return;
+    std::vector<std::string> twice;
+    bury(*call.self, twice);
+    for (const std::string &name : twice)
+        sim.watch.misuse(name + " released twice: by itself and with " + call.self->name());
+}
+
+Object *clone_object(Call &call) {
+    return call.works() ? &make(value_of(*call.self), Holder::owned) : nullptr;
+}
+
+namespace {
+
+// ---- CMPIString ---------------------------------------------------------------------------------
+
+char *string_getCharPtr(CMPIString *self, CMPIStatus *rc) {
+    Call call("CMPIString.getCharPtr", self, rc);
+    return call.works() && !call.self->value.blank ? call.self->value.text.data() : nullptr;
+}
+
+// ---- CMPIArray ----------------------------------------------------------------------------------
+
+const std::vector<Value> &elements(const Call &call) {
+    return call.self->value.tree->elements;
+}
+
+CMPIType element_type(const Call &call) {
+    return static_cast<CMPIType>(call.self->value.type & ~CMPI_ARRAY);
+}
+
+CMPICount array_getSize(CMPIArray *self, CMPIStatus *rc) {
+    Call call("CMPIArray.getSize", self, rc);
+    return call.works() ? static_cast<CMPICount>(elements(call).size()) : 0;
+}
+
+CMPIType array_getSimpleType(CMPIArray *self, CMPIStatus *rc) {
+    Call call("CMPIArray.getSimpleType", self, rc);
+    return call.works() ? element_type(call) : CMPIType{CMPI_null};
+}
+
+CMPIData array_getElementAt(CMPIArray *self, CMPICount index, CMPIStatus *rc) {
+    Call call("CMPIArray.getElementAt", self, rc);
+    if (!call.works())
+        return no_data();
+    if (index < elements(call).size())
+        return hand_out_element(*call.self, index);
+    call.fail(CMPI_RC_ERR_NO_SUCH_PROPERTY);
+    return no_data();
+}
+
+void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType type) {
+    Object &array = *call.self;
+    if (index >= elements(call).size())
+        return call.fail(CMPI_RC_ERR_NO_SUCH_PROPERTY);
+    if (type == CMPI_null) { // forgets what was there without freeing it
+        orphan_element(array, index);
+        array.value.edit().elements[index] = Value::unset(element_type(call));
+        return;
+    }
+    Value taken = take(call, value, type);
+    if (call.result() != CMPI_RC_OK)
+        return;
+    if (taken.type != element_type(call))
+        return call.fail(CMPI_RC_ERR_TYPE_MISMATCH);
+    drop_element(array, index);
+    array.value.edit().elements[index] = std::move(taken);
+}
+
+CMPIStatus array_setElementAt(CMPIArray *self, CMPICount index, CMPIValue *value, CMPIType type) {
+    Call call("CMPIArray.setElementAt", self, nullptr);
+    if (call.works())
+        set_element(call, index, value, type);
+    return call.status();
+}
+
+// ---- CMPIEnumeration ----------------------------------------------------------------------------
+
+CMPIData enumeration_getNext(CMPIEnumeration *self, CMPIStatus *rc) {
+    Call call("CMPIEnumeration.getNext", self, rc);
+    if (!call.works())
+        return no_data();
+    if (call.self->next_element < elements(call).size())
+        return hand_out_element(*call.self, call.self->next_element++);
+    call.fail(CMPI_RC_ERR_NOT_FOUND);
+    return no_data();
+}
+
+CMPIBoolean enumeration_hasNext(CMPIEnumeration *self, CMPIStatus *rc) {
+    Call call("CMPIEnumeration.hasNext", self, rc);
+    return call.works() && call.self->next_element < elements(call).size();
+}
+
+// ---- CMPIDateTime -------------------------------------------------------------------------------
+
+CMPIString *dateTime_getStringFormat(CMPIDateTime *self, CMPIStatus *rc) {
+    Call call("CMPIDateTime.getStringFormat", self, rc);
+    return call.works() ? face_of<CMPIString>(&make(Value::string(call.self->value.text), Holder::pooled))
+                        : nullptr;
+}
+
+// An interval has a colon where a point in time has the sign of its offset from UTC.
+CMPIBoolean dateTime_isInterval(CMPIDateTime *self, CMPIStatus *rc) {
+    Call call("CMPIDateTime.isInterval", self, rc);
+    return call.works() && call.self->value.text.find(':') != std::string::npos;
+}
+
+} // namespace
+
+CMPIStringFT string_table = {1, RELEASE(CMPIString), CLONE(CMPIString), string_getCharPtr};
+
+CMPIArrayFT array_table = {
+    1,
+    RELEASE(CMPIArray),
+    CLONE(CMPIArray),
+    array_getSize,
+    array_getSimpleType,
+    array_getElementAt,
+    array_setElementAt,
+};
+
+CMPIEnumerationFT enumeration_table = {
+    1,
+    RELEASE(CMPIEnumeration),
+    CLONE(CMPIEnumeration),
+    enumeration_getNext,
+    enumeration_hasNext,
+    NOT_SUPPORTED(CMPIEnumeration, toArray),
+};
+
+CMPIDateTimeFT date_time_table = {
+    1,
+    RELEASE(CMPIDateTime),
+    CLONE(CMPIDateTime),
+    NOT_SUPPORTED(CMPIDateTime, getBinaryFormat),
+    dateTime_getStringFormat,
+    dateTime_isInterval,
+};
+
+} // namespace cimsim
+
+using namespace cimsim;
+
+extern "C" CMPIArray *native_new_CMPIArray(CMPICount size, CMPIType type, CMPIStatus *rc) {
+    Call call = Call::construct("native_new_CMPIArray", rc);
+    if (!call.works())
+        return nullptr;
+    std::vector<Value> unset(size, Value::unset(type));
+    return call.made<CMPIArray>(make(Value::array(type, std::move(unset)), Holder::owned));
+}
+
+extern "C" CMPIString *native_new_CMPIString(const char *characters, CMPIStatus *rc) {
+    Call call = Call::construct("native_new_CMPIString", rc);
+    if (!call.works())
+        return nullptr;
+    Value value = Value::string(text_or_empty(characters));
+    value.blank = !characters;
+    return call.made<CMPIString>(make(std::move(value), Holder::owned));
+}

@@ -1,0 +1,94 @@
+// value.h - the one form in which the simulator keeps values: arguments, keys, properties, outputs
+// and scripts alike. Objects of the client library are made from values when they are handed out.
+#ifndef CIMSIM_VALUE_H
+#define CIMSIM_VALUE_H
+
+#include <CimClientLib/cmcidt.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace cimsim {
+
+// What stands behind a value: nothing (a NULL pointer), a plain number, memory of malloc, or one of the
+// client library's objects.
+enum class Kind : unsigned char {
+    none,
+    number,
+    chars,
+    string, // from here on: objects
+    array,
+    args,
+    enumeration,
+    path,
+    instance,
+    date_time,
+    client,
+    count
+};
+
+inline bool is_object(Kind kind) {
+    return kind >= Kind::string;
+}
+
+struct Tree;
+
+// `type` and `state` are what the program is shown; `kind` is the truth. They differ when a test
+// wants it so.
+struct Value {
+    CMPIType type = CMPI_null;
+    CMPIValueState state = CMPI_nullValue;
+    Kind kind = Kind::none;
+    bool blank = false; // a string object without characters
+    CMPIUint64 bits = 0;
+    std::string text;
+    std::shared_ptr<Tree> tree; // shared between copies until one of them is edited
+
+    Value() = default;
+    Value(CMPIType type_, Kind kind_) : type(type_), state(CMPI_goodValue), kind(kind_) {}
+
+    static Value unset(CMPIType type); // null, with a NULL pointer
+    static Value null(CMPIType type);  // null, as the real library hands it out
+    static Value string(std::string text);
+    static Value number(CMPIType type, CMPIUint64 bits);
+    static Value with_tree(CMPIType type, Kind kind);
+    static Value array(CMPIType element_type, std::vector<Value> elements);
+
+    Tree &edit(); // the tree of this value alone
+};
+
+// A key, an argument or a property.
+struct Item {
+    std::string name;
+    Value value;
+    CMPIType given = value.type; // the type under which the program handed it in
+};
+
+// The inside of paths, instances, argument lists, arrays and enumerations.
+struct Tree {
+    std::string host, name_space, class_name; // empty: not set
+    std::vector<Item> items;
+    std::vector<Value> elements;
+
+    const Item *find(const char *name) const;
+    void put(const char *name, Value value, CMPIType given);
+};
+
+bool same_name(const char *a, const char *b); // letter case does not count
+
+// A string shared by everything that takes `const char *` and may be given NULL.
+inline const char *text_or_empty(const char *text) {
+    return text ? text : "";
+}
+
+bool is_number(CMPIType type);
+CMPIUint64 load_number(CMPIType type, const void *from); // reads no more than the type's own width
+void store_number(CMPIType type, CMPIUint64 bits, CMPIValue *to);
+
+// The value as text: characters, decimal numbers, [a,b], ns:Class.Key="v".
+std::string to_text(const Value &value);
+
+} // namespace cimsim
+
+#endif

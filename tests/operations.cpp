@@ -1,0 +1,162 @@
+#include "operations.h"
+
+#include "support.h"
+
+#include <sstream>
+
+namespace test {
+
+namespace {
+
+const std::string JOB_SERVICE =
+    "root/velk:VELK_JobService.CreationClassName:1700=VELK_JobService,"
+    "SystemCreationClassName:1700=VELK_ComputerSystem,SystemName:1700=Tavix,Name:1700=JobService ";
+const std::string INSTALLATION_SERVICE =
+    "root/velk:VELK_SoftwareInstallationService.CreationClassName:1700=VELK_SoftwareInstallationService,"
+    "SystemCreationClassName:1700=VELK_ComputerSystem,SystemName:1700=TAVIX:ID,Name:1700=SoftwareUpdate ";
+const std::string QM_SERVICE =
+    "root/velk:VELK_QMService.CreationClassName:1700=VELK_QMService,"
+    "SystemCreationClassName:1700=VELK_ComputerSystem,SystemName:1700=VELK:ComputerSystem,"
+    "Name:1700=VELK:QMService ";
+const std::string TARGET = "Target:1100=root/velk:VELK_SoftwareIdentity.InstanceID=\"BIOS\"";
+const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
+
+std::string image_request(const char *method, const char *preserve) {
+    return QM_SERVICE + method +
+           "(IPAddress:1700=192.0.2.10,ShareName:1700=share,ImageName:1700=image,UserName:1700=user,"
+           "Password:1700=secret,Passphrase:1700=phrase,UntilTime:1700=20990101000000,"
+           "ScheduledStartTime:1700=TIME_NOW," +
+           preserve +
+           "ProxySupport:0090=1,ProxyType:0090=2,ProxyServer:1700=192.0.2.80,ProxyUname:1700=proxyuser,"
+           "ProxyPasswd:1700=proxysecret,ProxyPort:1700=3128,IgnoreCertWarning:0090=3,ShareType:0090=5,"
+           "JobName:1700=nightly,CheckBackupDestinationAvailability:0090=4)";
+}
+
+void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
+    XAVO_BAR_INPUT_DATA data = full_image(5);
+    XAVO_invoke_BackupRestore(sp, ec, method, &data, &r.job);
+}
+
+} // namespace
+
+Results::~Results() {
+    XAVO_free_ntstring(job);
+    XAVO_free_list_VELK_LifecycleJob(records);
+    for (CMPIData data : {CMPIData{CMPI_args, 0, {}}, CMPIData{CMPI_enumeration, 0, {}},
+                          CMPIData{CMPI_ref, 0, {}}, CMPIData{CMPI_stringA, 0, {}}}) {
+        if (data.type == CMPI_args)
+            data.value.args = args;
+        else if (data.type == CMPI_enumeration)
+            data.value.Enum = instances;
+        else if (data.type == CMPI_ref)
+            data.value.ref = path;
+        else
+            data.value.array = array;
+        XAVO_free_CMPIData_value(&data);
+    }
+}
+
+CMPIArgs *printable() {
+    CMPIArgs *args = native_new_CMPIArgs(nullptr);
+    CMPIObjectPath *path = newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr);
+    char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
+    CMPIArray *array = XAVO_build_string_array(words);
+    char text[] = "text";
+    path->ft->addKey(path, "InstanceID", reinterpret_cast<CMPIValue *>(text), CMPI_chars);
+    args->ft->addArg(args, "Job", reinterpret_cast<CMPIValue *>(&path), CMPI_ref);
+    args->ft->addArg(args, "Words", reinterpret_cast<CMPIValue *>(&array), CMPI_stringA);
+    args->ft->addArg(args, "Text", reinterpret_cast<CMPIValue *>(text), CMPI_chars);
+    array->ft->release(array);
+    path->ft->release(path);
+    return args;
+}
+
+std::string outcome_lines(const Operation &op, const std::string &log) {
+    std::istringstream lines(log);
+    std::string kept;
+    for (std::string line; std::getline(lines, line);)
+        if (line.rfind("8 XAVO_new_with_uname: ", 0) != 0 &&
+            line.rfind("8 " + std::string(op.function), 0) != 0)
+            kept += line + "\n";
+    return kept;
+}
+
+const std::vector<Operation> &operations() {
+    using Proxy = XAVO_Proxy *;
+    using Code = XAVO_ErrorCode *;
+    static const std::vector<Operation> rows = {
+        {"DeleteJobQueue", "XAVO_invoke_DeleteJobQueue", Reads::RETURN_VALUE,
+         [](Proxy sp, Code ec, Results &) { XAVO_invoke_DeleteJobQueue(sp, ec, "JID_1"); }, true,
+         "path in out ", JOB_SERVICE + "DeleteJobQueue(JobID:1700=JID_1)", ""},
+        {"delete", "XAVO_invoke_DeleteJobQueue", Reads::RETURN_VALUE,
+         [](Proxy sp, Code ec, Results &) { XAVO_delete_VELK_LifecycleJob(sp, ec, "JID_2"); }, true,
+         "path in out ", JOB_SERVICE + "DeleteJobQueue(JobID:1700=JID_2)", ""},
+        {"SetupJobQueue", "XAVO_invoke_SetupJobQueue", Reads::RETURN_VALUE,
+         [](Proxy sp, Code ec, Results &) {
+             char *const jobs[] = {const_cast<char *>("JID_3"), const_cast<char *>("JID_1"), nullptr};
+             XAVO_invoke_SetupJobQueue(sp, ec, "TIME_NOW", "20990101000000", jobs);
+         },
+         true, "path in array out ",
+         JOB_SERVICE + "SetupJobQueue(StartTimeInterval:1700=TIME_NOW,UntilTime:1700=20990101000000,"
+                       "JobArray:3600=[JID_3,JID_1])",
+         ""},
+        {"InstallFromURI", "XAVO_invoke_InstallFromURI", Reads::JOB,
+         [](Proxy sp, Code ec, Results &r) {
+             XAVO_invoke_InstallFromURI(sp, ec, "http://192.0.2.20/bios.bin", "BIOS", &r.job);
+         },
+         true, "path in target out ",
+         INSTALLATION_SERVICE + "InstallFromURI(URI:1700=http://192.0.2.20/bios.bin," + TARGET + ")", ""},
+        {"InstallFromSoftwareIdentity", "XAVO_invoke_InstallFromSoftwareIdentity", Reads::JOB,
+         [](Proxy sp, Code ec, Results &r) {
+             XAVO_invoke_InstallFromSoftwareIdentity(sp, ec, "BIOS", &r.job);
+         },
+         true, "path in target out ", INSTALLATION_SERVICE + "InstallFromSoftwareIdentity(" + TARGET + ")",
+         ""},
+        {"CreateRebootJob", "XAVO_invoke_CreateRebootJob", Reads::JOB,
+         [](Proxy sp, Code ec, Results &r) { XAVO_invoke_CreateRebootJob(sp, ec, "1", &r.job); }, true,
+         "path in out ", INSTALLATION_SERVICE + "CreateRebootJob(RebootJobType:0090=1)", ""},
+        {"BackupImage", "XAVO_invoke_BackupRestore", Reads::MESSAGE_OR_JOB,
+         [](Proxy sp, Code ec, Results &r) { image("BackupImage", sp, ec, r); }, true, "path in out ",
+         image_request("BackupImage", ""), NO_MESSAGE},
+        {"RestoreImage", "XAVO_invoke_BackupRestore", Reads::MESSAGE_OR_JOB,
+         [](Proxy sp, Code ec, Results &r) { image("RestoreImage", sp, ec, r); }, true, "path in out ",
+         image_request("RestoreImage", "PreserveVDConfig:0090=1,"), NO_MESSAGE},
+        {"TestNetworkShare", "XAVO_invoke_TestNetworkShare", Reads::MESSAGE,
+         [](Proxy sp, Code ec, Results &) {
+             const XAVO_NET_INPUT_DATA data = full_share(2);
+             XAVO_invoke_TestNetworkShare(sp, ec, &data);
+         },
+         true, "path in out ",
+         QM_SERVICE + "TestNetworkShare(IPAddress:1700=192.0.2.10,ShareName:1700=share,"
+                      "UserName:1700=group\\user,Password:1700=secret,Workgroup:1700=group,ShareType:0090=2)",
+         "8 XAVO_invoke_TestNetworkShare: workgroup=[group] uname=[user]\n"
+         "8 XAVO_invoke_TestNetworkShare: sCombinedUserName=[group\\user]\n" +
+             NO_MESSAGE},
+        {"list", "XAVO_enumerate_VELK_LifecycleJob", Reads::RECORDS,
+         [](Proxy sp, Code ec, Results &r) { r.records = XAVO_enumerate_VELK_LifecycleJob(sp, ec); }, true,
+         "path ", "root/velk:VELK_LifecycleJob enumInstances flags=2", ""},
+        {"get", "XAVO_get_VELK_LifecycleJob", Reads::RECORDS,
+         [](Proxy sp, Code ec, Results &r) { r.records = XAVO_get_VELK_LifecycleJob(sp, ec, "JID_1"); }, true,
+         "path ", "root/velk:VELK_LifecycleJob.InstanceID:1700=JID_1 getInstance flags=2", ""},
+        {"enumerate", "XAVO_enumerate", Reads::OBJECT,
+         [](Proxy sp, Code ec, Results &r) {
+             r.instances = XAVO_enumerate(sp, ec, "root/velk", "VELK_SoftwareIdentity");
+         },
+         false, "path ", "root/velk:VELK_SoftwareIdentity enumInstances flags=2", ""},
+        {"path", "XAVO_build_object_path_key_value", Reads::OBJECT,
+         [](Proxy sp, Code ec, Results &r) {
+             r.path = XAVO_build_object_path_key_value(sp, ec, "root/velk", "VELK_LifecycleJob", "InstanceID",
+                                                       "JID_1");
+         },
+         false, "", "", ""},
+        {"print", "XAVO_pr_CMPIArgs", Reads::NOTHING,
+         [](Proxy, Code ec, Results &r) {
+             XAVO_pr_CMPIArgs(0, "printable", r.args);
+             *ec = XAVO_NO_ERROR;
+         },
+         false, "", "", ""},
+    };
+    return rows;
+}
+
+} // namespace test

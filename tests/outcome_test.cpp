@@ -1,0 +1,461 @@
+// outcome_test.cpp - what each operation makes of bad arguments, of a handle without a client, and of
+// every shape of answer.
+#include "operations.h"
+#include "support.h"
+
+#include <cstring>
+#include <functional>
+#include <map>
+
+using namespace test;
+
+namespace {
+
+using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
+
+std::string error(const char *function, const std::string &text) {
+    return std::string("2 ") + function + ": ERROR: " + text + "\n";
+}
+
+class Outcome : public World {};
+
+// ---- Arguments --------------------------------------------------------------------------------------
+
+struct BadArguments {
+    const char *function;
+    Call call;
+    std::string complaint;
+    bool takes_null = true;  // a NULL handle
+    bool clears_job = false; // *JID_InstanceID is overwritten before the check
+    XAVO_ErrorCode code = XAVO_INVALID_VALUE;
+};
+
+std::vector<BadArguments> bad_arguments() {
+    static char *const no_jobs[] = {nullptr};
+    static XAVO_BAR_INPUT_DATA image = full_image(2), endless = full_image(2), type3 = full_image(3),
+                               type7 = full_image(7), no_start = full_image(4);
+    static XAVO_NET_INPUT_DATA type4 = full_share(4), endless_share = full_share(2);
+    memset(endless.untilTime, 'x', sizeof endless.untilTime);
+    memset(endless_share.ipaddr, 'x', sizeof endless_share.ipaddr);
+    no_start.startTime[0] = '\0';
+#define CALL(function, ...)                                                                                  \
+#function, [](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {                                          \
+        (void)job;                                                                                           \
+        function(sp, ec, __VA_ARGS__);                                                                       \
+    }
+    std::vector<BadArguments> rows = {
+        {CALL(XAVO_invoke_DeleteJobQueue, nullptr), "JobID is NULL"},
+        {CALL(XAVO_invoke_SetupJobQueue, nullptr, nullptr, nullptr), "StartTimeInterval is NULL"},
+        {CALL(XAVO_invoke_SetupJobQueue, "", nullptr, nullptr), "JobArray is NULL"},
+        {CALL(XAVO_invoke_SetupJobQueue, "", nullptr, no_jobs), "", true, false, XAVO_OUT_OF_MEMORY},
+        {CALL(XAVO_get_VELK_LifecycleJob, nullptr), "InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromURI, nullptr, nullptr, job), "URI is NULL"},
+        {CALL(XAVO_invoke_InstallFromURI, "http://x", nullptr, job), "InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromURI, "http://x", "BIOS", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, nullptr, nullptr), "InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, "BIOS", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_CreateRebootJob, nullptr, job), "RebootJobType is NULL"},
+        {CALL(XAVO_invoke_CreateRebootJob, "", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", nullptr, job), "Input Data is missing"},
+        {CALL(XAVO_invoke_BackupRestore, "x", &endless, job),
+         "Input Data is not valid"}, // before the method's name is looked at
+        {CALL(XAVO_invoke_BackupRestore, nullptr, &image, job), "Service method is NULL or not allowed"},
+        {CALL(XAVO_invoke_BackupRestore, "Backup", &image, job), "Service method is NULL or not allowed"},
+        {CALL(XAVO_invoke_BackupRestore, "restoreimage", &image, nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type3, job), "Invalid access type is NULL", true,
+         true},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type7, job), "Invalid access type is NULL", true,
+         true},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &no_start, job), "start time is NULL", true, true},
+        {CALL(XAVO_invoke_TestNetworkShare, nullptr), "Input Data is missing"},
+        {CALL(XAVO_invoke_TestNetworkShare, &endless_share), "Input Data is not valid"},
+        {CALL(XAVO_invoke_TestNetworkShare, &type4), "Invalid access type is NULL"},
+        {CALL(XAVO_enumerate, nullptr, nullptr), "path is NULL", false},
+        {CALL(XAVO_enumerate, "root/velk", nullptr), "classname is NULL", false},
+        {CALL(XAVO_build_object_path_key_value, nullptr, "C", "k", "v"), "path is NULL", false},
+        {CALL(XAVO_build_object_path_key_value, "n", nullptr, "k", "v"), "objectname is NULL", false},
+        {CALL(XAVO_build_object_path_key_value, "n", "C", nullptr, nullptr), "key is NULL", false},
+        {CALL(XAVO_build_object_path_key_value, "n", "C", "k", nullptr), "value is NULL", false},
+    };
+#undef CALL
+    const std::pair<const char *, const char *> texts[] = {
+        {"", "RebootJobType is zero length"},
+        {"65536", "RebootJobType is out of range"},
+        {"-1", "RebootJobType is out of range"},
+        {"2147483647", "RebootJobType is out of range"},
+        {"-2147483648", "RebootJobType is out of range"},
+        {"2147483648", "RebootJobType is invalid"},
+        {"-2147483649", "RebootJobType is invalid"},
+        {"4294967297", "RebootJobType is invalid"}, // 1 in its low 32 bits
+        {"99999999999999999999", "RebootJobType is invalid"},
+        {"7 ", "RebootJobType has invalid characters"},
+        {"7a", "RebootJobType has invalid characters"},
+        {"0x10", "RebootJobType has invalid characters"},
+        {"abc", "RebootJobType has invalid characters"},
+        {"  ", "RebootJobType has invalid characters"},
+    };
+    for (const auto &[text, complaint] : texts) {
+        const char *type = text;
+        rows.push_back({"XAVO_invoke_CreateRebootJob",
+                        [type](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
+                            XAVO_invoke_CreateRebootJob(sp, ec, type, job);
+                        },
+                        complaint, true, true});
+    }
+    return rows;
+}
+
+TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
+    char before[] = "before";
+    XAVO_Proxy invalid = *sp;
+    invalid.tail_magic[1] ^= 1U;
+    for (const BadArguments &row : bad_arguments()) {
+        SCOPED_TRACE(std::string(row.function) + ", " + row.complaint);
+        const std::string complaint = row.complaint.empty() ? "" : error(row.function, row.complaint);
+        const auto check = [&](XAVO_Proxy *handle, XAVO_ErrorCode *errorcodep, XAVO_ErrorCode code,
+                               const std::string &log, bool clears) {
+            char *job = before;
+            ec = -1;
+            clear_log();
+            row.call(handle, errorcodep, &job);
+            EXPECT_EQ(ec, code);
+            EXPECT_EQ(job, clears ? nullptr : before);
+            const std::string lines = logged();
+            EXPECT_TRUE(lines.size() >= log.size() && lines.substr(lines.size() - log.size()) == log)
+                << lines;
+            EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live();
+        };
+        check(sp, &ec, row.code, complaint, row.clears_job);
+        check(&invalid, &ec, XAVO_SP_NOT_VALID, error(row.function, "sp is not valid"), false);
+        check(sp, nullptr, -1, error(row.function, "errorcodep is NULL"), false);
+        if (row.takes_null)
+            check(nullptr, &ec, row.code, complaint, row.clears_job);
+        else
+            check(nullptr, &ec, XAVO_SP_NOT_VALID, error(row.function, "sp is not valid"), false);
+    }
+    EXPECT_EQ(cimsim_request_count(), 0U);
+    EXPECT_EQ(XAVO_modify_VELK_LifecycleJob(nullptr, &ec), XAVO_NOT_IMPLEMENTED);
+    EXPECT_EQ(ec, XAVO_NOT_IMPLEMENTED);
+    clear_log();
+    EXPECT_EQ(XAVO_modify_VELK_LifecycleJob(sp, nullptr), XAVO_NOT_IMPLEMENTED);
+    EXPECT_EQ(logged(), error("XAVO_modify_VELK_LifecycleJob", "errorcodep is NULL"));
+}
+
+TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
+    const std::pair<const char *, const char *> texts[] = {{"0", "0"},  {"65535", "65535"}, {"-0", "0"},
+                                                           {"+7", "7"}, {" 7", "7"},        {"\t007", "7"}};
+    for (const auto &[text, sent] : texts) {
+        char *job = nullptr;
+        XAVO_invoke_CreateRebootJob(sp, &ec, text, &job);
+        EXPECT_NE(last_request().find(std::string("(RebootJobType:0090=") + sent + ")"), std::string::npos);
+        XAVO_free_ntstring(job);
+    }
+}
+
+TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
+    CMCIClient *const real = sp->client;
+    CMCIClientFT lacking = *real->ft;
+    lacking.invokeMethod = nullptr;
+    lacking.enumInstances = nullptr;
+    lacking.getInstance = nullptr;
+    CMCIClient crippled = {real->hdl, &lacking};
+    CMCIClient hollow = {real->hdl, nullptr};
+    for (CMCIClient *client : {static_cast<CMCIClient *>(nullptr), &crippled, &hollow})
+        for (const Operation &op : operations()) {
+            if (op.request.empty())
+                continue;
+            SCOPED_TRACE(op.name);
+            Results results;
+            clear_log();
+            sp->client = client;
+            op.call(sp, &ec, results);
+            sp->client = real;
+            EXPECT_EQ(ec, XAVO_SP_NOT_VALID);
+            EXPECT_EQ(logged().find("2 "), std::string::npos) << logged();
+            EXPECT_FALSE(results.handed_out());
+        }
+    EXPECT_EQ(cimsim_request_count(), 0U);
+}
+
+// ---- Answers ----------------------------------------------------------------------------------------
+
+struct Answer {
+    const char *what;
+    std::function<void(const char *job_argument)> script;
+    XAVO_ErrorCode code;
+    std::string lines; // "F" stands for the operation, "D" for its reader of job identifiers
+};
+
+const std::string NO_MESSAGES = "8 XAVO_get_string_arg: st.rc=6\n8 XAVO_get_string_arg: st.rc=6\n";
+const std::string BOTH = "2 XAVO_log_MessageID: ERROR: MessageID=[QM017]\n"
+                         "2 XAVO_log_MessageID: ERROR: Message=[no]\n";
+const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
+const std::string UNREADABLE = "2 F: ERROR: D() returned an error\n";
+
+void messages() {
+    cimsim_answer_output("messageid", cimsim_string("QM017")); // names are not case-sensitive
+    cimsim_answer_output("Message", cimsim_string("no"));
+}
+
+cimsim_value *job_reference(cimsim_value *id) {
+    return cimsim_reference("root/velk", "VELK_LifecycleJob", id == nullptr ? nullptr : "InstanceID", id);
+}
+
+cimsim_value *uint32(unsigned n) {
+    return cimsim_number(CMPI_uint32, n);
+}
+
+const std::map<Reads, std::vector<Answer>> &answers() {
+    const auto returns = [](cimsim_value *(*make)()) {
+        return [make](const char *) { cimsim_answer_return(make()); };
+    };
+    const auto names_job = [](cimsim_value *(*make)()) {
+        return [make](const char *argument) { cimsim_answer_output(argument, make()); };
+    };
+    const auto message = [](cimsim_value *(*make)()) {
+        return [make](const char *) { cimsim_answer_output("MessageID", make()); };
+    };
+    const auto good_job = [] { return job_reference(cimsim_string("JID_9")); };
+    // Outputs that name a job wrongly; the same for both ways of reading one.
+    const std::vector<Answer> jobs = {
+        {"a job and a nonzero return",
+         [good_job](const char *argument) {
+             cimsim_answer_return(uint32(2));
+             cimsim_answer_output(argument, good_job());
+         },
+         XAVO_NO_ERROR, ""},
+        {"a job whose state is not good",
+         names_job([] { return cimsim_with_state(job_reference(cimsim_string("JID_9")), CMPI_badValue); }),
+         XAVO_NO_ERROR, ""},
+        {"a return value that must be freed",
+         [good_job](const char *argument) {
+             cimsim_answer_return(cimsim_chars("owned"));
+             cimsim_answer_output(argument, good_job());
+         },
+         XAVO_NO_ERROR, ""},
+        {"a string for a job", names_job([] { return cimsim_string("JID_9"); }), XAVO_UNKNOWN_ERROR,
+         UNREADABLE},
+        {"no reference", names_job([] { return cimsim_no_object(CMPI_ref); }), XAVO_UNKNOWN_ERROR,
+         UNREADABLE},
+        {"a job without a key", names_job([] { return job_reference(nullptr); }), XAVO_NOT_FOUND,
+         "8 D: st.rc=6\n" + UNREADABLE},
+        {"a numeric key", names_job([] { return job_reference(uint32(9)); }), XAVO_UNKNOWN_ERROR, UNREADABLE},
+        {"a key without characters", names_job([] { return job_reference(cimsim_string(nullptr)); }),
+         XAVO_UNKNOWN_ERROR, UNREADABLE},
+        {"nothing", [](const char *) { cimsim_answer_return(uint32(0)); }, XAVO_UNKNOWN_ERROR,
+         "8 D: st.rc=6\n8 D: Job not found\n"},
+    };
+    static const std::map<Reads, std::vector<Answer>> all = {
+        {Reads::RETURN_VALUE,
+         {{"0", returns([] { return uint32(0); }), XAVO_NO_ERROR, ""},
+          {"0 as a key", returns([] { return cimsim_with_state(uint32(0), CMPI_keyValue); }), XAVO_NO_ERROR,
+           ""},
+          {"2", returns([] { return uint32(2); }), XAVO_UNKNOWN_ERROR,
+           "2 F: ERROR: invoke_return_code=2\n" + NO_MESSAGES},
+          {"0xffffffff and messages",
+           [](const char *) {
+               cimsim_answer_return(uint32(0xffffffffU));
+               messages();
+           },
+           XAVO_UNKNOWN_ERROR, "2 F: ERROR: invoke_return_code=4294967295\n" + BOTH},
+          {"2 and a numeric MessageID",
+           [](const char *) {
+               cimsim_answer_return(uint32(2));
+               cimsim_answer_output("MessageID", uint32(17));
+               cimsim_answer_output("Message", cimsim_string("no"));
+           },
+           XAVO_UNKNOWN_ERROR,
+           "2 F: ERROR: invoke_return_code=2\n2 XAVO_log_MessageID: ERROR: Message=[no]\n"},
+          {"a uint16", returns([] { return cimsim_number(CMPI_uint16, 0); }), XAVO_INVALID_VALUE, ""},
+          {"a null uint32", returns([] { return cimsim_null(CMPI_uint32); }), XAVO_INVALID_VALUE, ""},
+          {"an array", returns([] { return cimsim_array(CMPI_string, 0, nullptr); }), XAVO_INVALID_VALUE, ""},
+          {"NOT_FOUND and messages",
+           [](const char *) {
+               cimsim_answer_return(cimsim_chars("owned"));
+               cimsim_answer_status(CMPI_RC_ERR_NOT_FOUND, "no such instance");
+               messages();
+           },
+           XAVO_NOT_FOUND, "2 F: ERROR: st.rc=6 errorcode=7\n" + BOTH}}},
+        {Reads::JOB, jobs},
+        {Reads::MESSAGE_OR_JOB, jobs},
+        {Reads::MESSAGE,
+         {{"a nonzero return", returns([] { return uint32(2); }), XAVO_NO_ERROR, NO_MESSAGE},
+          {"a numeric message", message([] { return uint32(17); }), XAVO_NOT_FOUND, ""},
+          {"no string", message([] { return cimsim_no_object(CMPI_string); }), XAVO_NOT_FOUND, ""},
+          {"a failing status and an owned value",
+           [](const char *) {
+               cimsim_answer_return(cimsim_chars("owned"));
+               cimsim_answer_status(CMPI_RC_ERR_ACCESS_DENIED, nullptr);
+               messages();
+           },
+           XAVO_PERMISSION_ERROR, ""}}},
+    };
+    return all;
+}
+
+void replace(std::string &text, const std::string &what, const std::string &with) {
+    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size())
+        text.replace(at, what.size(), with);
+}
+
+TEST_F(Outcome, EveryShapeOfAnswer) {
+    cimsim_set_garbage(1);
+    for (const Operation &op : operations()) {
+        if (op.reads >= Reads::RECORDS)
+            continue;
+        const bool reboot = op.name == std::string("CreateRebootJob");
+        for (const Answer &answer : answers().at(op.reads)) {
+            SCOPED_TRACE(std::string(op.name) + ", " + answer.what);
+            std::string log = (op.reads == Reads::MESSAGE_OR_JOB ? NO_MESSAGE : "") + answer.lines;
+            if (op.reads == Reads::JOB && answer.code != XAVO_NO_ERROR)
+                log += "2 F: ERROR: errorcode=" + std::to_string(answer.code) + "\n" + NO_MESSAGES;
+            replace(log, "ERROR: D()",
+                    reboot ? "ERROR: XAVO_dig_out_reboot_job_id()" : "ERROR: XAVO_dig_out_job_id()");
+            replace(log,
+                    " D: ", op.reads == Reads::JOB ? " XAVO_dig_out_job_id: " : " XAVO_dig_out_QMjob_id: ");
+            replace(log, " F: ", std::string(" ") + op.function + ": ");
+            Results results;
+            clear_log();
+            answer.script(reboot ? "RebootJobID" : "Job");
+            op.call(sp, &ec, results);
+            EXPECT_EQ(ec, answer.code);
+            EXPECT_EQ(outcome_lines(op, logged()), log);
+            const bool names_job = op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB;
+            EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
+                      names_job && answer.code == XAVO_NO_ERROR ? "JID_9" : "");
+        }
+    }
+}
+
+TEST_F(Outcome, MessagesAreNamed) {
+    struct {
+        const char *id;
+        XAVO_ErrorCode image, test;
+    } const rows[] = {
+        {"QM016", XAVO_UNKNOWN_ERROR, XAVO_MISSING_REQUIRED_PARAMETER},
+        {"QM017", XAVO_INVALID_VALUE, XAVO_INVALID_VALUE},
+        {"qm017", XAVO_INVALID_VALUE, XAVO_INVALID_VALUE},
+        {"QM023", XAVO_UNABLE_TO_OPEN_CONNECTION, XAVO_UNABLE_TO_OPEN_CONNECTION},
+        {"QM051", XAVO_MULTIPLE_EXPORT_JOBS, XAVO_UNKNOWN_ERROR},
+        {"QM052", XAVO_MULTIPLE_IMPORT_JOBS, XAVO_UNKNOWN_ERROR},
+        {"WUD017", XAVO_INVALID_START_TIME, XAVO_UNKNOWN_ERROR},
+        {"WUD018", XAVO_INVALID_UNTIL_TIME, XAVO_UNKNOWN_ERROR},
+        {"KTB017", XAVO_MAXIMUM_JOBS, XAVO_UNKNOWN_ERROR},
+        {"ktb018", XAVO_BACKUP_ALREADY_RUNNING, XAVO_UNKNOWN_ERROR},
+        {"KTB019", XAVO_RESTORE_ALREADY_RUNNING, XAVO_UNKNOWN_ERROR},
+        {"PXN095", XAVO_SYSTEM_IN_LOCKDOWN_MODE, XAVO_UNKNOWN_ERROR},
+        {"QM0170", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
+        {"", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
+    };
+    for (const auto &row : rows)
+        for (const Operation &op : operations()) {
+            if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
+                continue;
+            SCOPED_TRACE(std::string(op.name) + ", " + row.id);
+            const bool image = op.reads == Reads::MESSAGE_OR_JOB;
+            const std::string log =
+                image ? error(op.function, "XAVO_dig_out_QM_RESULT () returned a message") : "";
+            for (const unsigned allocation : {0U, 1U}) { // the second time the identifier cannot be copied
+                Results results;
+                clear_log();
+                cimsim_answer_output("MessageID", cimsim_string(row.id));
+                cimsim_answer_output("Job", job_reference(cimsim_string("JID_9")));
+                arm(Own::ALLOCATION, allocation == 0 ? 0 : image ? 1 : 2, false);
+                op.call(sp, &ec, results);
+                disarm();
+                const XAVO_ErrorCode lost = image ? XAVO_UNKNOWN_ERROR : XAVO_OUT_OF_MEMORY;
+                EXPECT_EQ(ec, allocation != 0 ? lost : image ? row.image : row.test);
+                EXPECT_EQ(outcome_lines(op, logged()), allocation == 0 ? log : "");
+                EXPECT_EQ(results.job, nullptr);
+            }
+        }
+}
+
+// ---- Records ----------------------------------------------------------------------------------------
+
+std::string identifiers(const XAVO_VELK_LifecycleJob *job) {
+    std::string text;
+    for (; job != nullptr; job = job->next)
+        text += std::string(job->InstanceID == nullptr ? "NULL" : job->InstanceID) + " ";
+    return text;
+}
+
+TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
+    struct {
+        const char *job, *property;
+        cimsim_value *value; // NULL: the instance lacks it
+        const char *listed;
+        XAVO_ErrorCode list, get;
+    } const rows[] = {
+        {"JID_2", "Name", cimsim_number(CMPI_uint16, 5), "JID_1 JID_3 ", XAVO_NO_ERROR, XAVO_NOT_IMPLEMENTED},
+        {"JID_3", "MessageArguments", cimsim_array(CMPI_string, 0, nullptr), "JID_1 JID_2 ",
+         XAVO_NOT_IMPLEMENTED, XAVO_NOT_IMPLEMENTED},
+        {"JID_3", "Message", nullptr, "JID_1 JID_2 ", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
+        {"JID_3", "JobStatus", cimsim_string(nullptr), "JID_1 JID_2 ", XAVO_OUT_OF_MEMORY,
+         XAVO_OUT_OF_MEMORY},
+        {"JID_3", "InstanceID", cimsim_null(CMPI_string), "JID_1 JID_2 NULL ", XAVO_NO_ERROR, XAVO_NO_ERROR},
+        {"JID_3", "Name", cimsim_no_object(CMPI_string), "JID_1 JID_2 ", XAVO_NOT_IMPLEMENTED,
+         XAVO_NOT_IMPLEMENTED},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.job) + " " + row.property);
+        populate();
+        cimsim_set_job_property(row.job, row.property, row.value);
+        Results list, one;
+        list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
+        EXPECT_EQ(ec, row.list);
+        EXPECT_EQ(identifiers(list.records), row.listed);
+        one.records = XAVO_get_VELK_LifecycleJob(nullptr, &ec, row.job);
+        EXPECT_EQ(ec, row.get);
+        EXPECT_EQ(one.records != nullptr, row.get == XAVO_NO_ERROR);
+    }
+}
+
+TEST_F(Outcome, OddElementsOfAnEnumerationAreSkipped) {
+    cimsim_add_element(0, cimsim_string("no instance"));
+    cimsim_add_element(2, cimsim_with_state(cimsim_instance("VELK_LifecycleJob"), CMPI_keyValue));
+    cimsim_add_element(5, cimsim_no_object(CMPI_instance));
+    Results list;
+    list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
+    EXPECT_EQ(ec, XAVO_NO_ERROR);
+    EXPECT_EQ(identifiers(list.records), "JID_1 JID_2 JID_3 ");
+}
+
+// ---- The controller ---------------------------------------------------------------------------------
+
+TEST_F(Outcome, TheControllerRefusesByName) {
+    const auto outcome = [this](const char *name) {
+        for (const Operation &op : operations())
+            if (op.name == std::string(name)) {
+                Results results;
+                op.call(sp, &ec, results);
+            }
+        return std::string(XAVO_EC_to_string(ec));
+    };
+    EXPECT_EQ(outcome("BackupImage"), "NO_ERROR");
+    EXPECT_EQ(outcome("BackupImage"), "BACKUP_ALREADY_RUNNING");
+    cimsim_advance(3600);
+    EXPECT_EQ(outcome("RestoreImage"), "NO_ERROR");
+    EXPECT_EQ(outcome("RestoreImage"), "RESTORE_ALREADY_RUNNING");
+    EXPECT_EQ(outcome("DeleteJobQueue"), "NO_ERROR");
+    EXPECT_EQ(outcome("DeleteJobQueue"), "UNKNOWN_ERROR");
+    EXPECT_EQ(outcome("get"), "NOT_FOUND");
+    cimsim_set_lockdown(1);
+    EXPECT_EQ(outcome("BackupImage"), "SYSTEM_IN_LOCKDOWN_MODE");
+    cimsim_set_lockdown(0);
+    cimsim_advance(3600);
+    cimsim_set_job_limit(1);
+    EXPECT_EQ(outcome("BackupImage"), "MAXIMUM_JOBS");
+    EXPECT_EQ(outcome("CreateRebootJob"), "UNKNOWN_ERROR");
+    cimsim_refuse_user("root01ff");
+    for (const char *name :
+         {"BackupImage", "InstallFromURI", "SetupJobQueue", "get", "list", "TestNetworkShare"})
+        EXPECT_EQ(outcome(name), "PERMISSION_ERROR") << name;
+    cimsim_reset();
+    cimsim_count_misuse(1);
+    EXPECT_EQ(outcome("TestNetworkShare"), "UNABLE_TO_OPEN_CONNECTION");
+    EXPECT_EQ(outcome("InstallFromURI"), "NOT_FOUND");
+    EXPECT_EQ(outcome("list"), "NO_ERROR");
+}
+
+} // namespace
