@@ -32,6 +32,8 @@ std::string image_request(const char *method, const char *preserve) {
            "JobName:1700=nightly,CheckBackupDestinationAvailability:0090=4)";
 }
 
+char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
+
 void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
     XAVO_BAR_INPUT_DATA data = full_image(5);
     XAVO_invoke_BackupRestore(sp, ec, method, &data, &r.job);
@@ -59,7 +61,6 @@ Results::~Results() {
 CMPIArgs *printable() {
     CMPIArgs *args = native_new_CMPIArgs(nullptr);
     CMPIObjectPath *path = newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr);
-    char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
     CMPIArray *array = XAVO_build_string_array(words);
     char text[] = "text";
     path->ft->addKey(path, "InstanceID", reinterpret_cast<CMPIValue *>(text), CMPI_chars);
@@ -147,6 +148,26 @@ const std::vector<Operation> &operations() {
          [](Proxy sp, Code ec, Results &r) {
              r.path = XAVO_build_object_path_key_value(sp, ec, "root/velk", "VELK_LifecycleJob", "InstanceID",
                                                        "JID_1");
+         },
+         false, "", "", ""},
+        {"array", "XAVO_build_string_array", Reads::OBJECT,
+         [](Proxy, Code ec, Results &r) {
+             r.array = XAVO_build_string_array(words);
+             *ec = r.array != nullptr ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY;
+         },
+         false, "", "", ""},
+        {"open", "XAVO_new_with_uname", Reads::OBJECT,
+         [](Proxy, Code ec, Results &) {
+             XAVO_Proxy *another = XAVO_new_with_uname(nullptr);
+             *ec = another != nullptr ? XAVO_NO_ERROR : XAVO_UNABLE_TO_OPEN_CONNECTION;
+             if (another != nullptr)
+                 XAVO_free(another);
+         },
+         false, "", "", "8 XAVO_new_with_uname: using root default userid\n"},
+        {"text", "XAVO_get_string_arg", Reads::NOTHING,
+         [](Proxy, Code ec, Results &r) {
+             r.job = XAVO_get_string_arg(r.args, "Text");
+             *ec = XAVO_NO_ERROR;
          },
          false, "", "", ""},
         {"print", "XAVO_pr_CMPIArgs", Reads::NOTHING,
