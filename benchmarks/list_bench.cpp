@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <malloc.h>
 #include <string>
 #include <vector>
 
@@ -55,18 +54,16 @@ double seconds(Body body) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// What the records of a list take from the allocator.
+// What the library allocates for the records of a list.
 size_t bytes_of(const XAVO_VELK_LifecycleJob *job) {
     size_t bytes = 0;
-    for (; job != nullptr; job = job->next)
-        for (const void *block :
-             {static_cast<const void *>(job), static_cast<const void *>(job->InstanceID),
-              static_cast<const void *>(job->ElapsedTimeSinceCompletion),
-              static_cast<const void *>(job->PercentComplete), static_cast<const void *>(job->JobUntilTime),
-              static_cast<const void *>(job->JobStartTime), static_cast<const void *>(job->MessageArguments),
-              static_cast<const void *>(job->Message), static_cast<const void *>(job->MessageID),
-              static_cast<const void *>(job->JobStatus), static_cast<const void *>(job->Name)})
-            bytes += malloc_usable_size(const_cast<void *>(block));
+    for (; job != nullptr; job = job->next) {
+        bytes += sizeof *job;
+        for (const char *text : {job->InstanceID, job->ElapsedTimeSinceCompletion, job->PercentComplete,
+                                 job->JobUntilTime, job->JobStartTime, job->MessageArguments, job->Message,
+                                 job->MessageID, job->JobStatus, job->Name})
+            bytes += text == nullptr ? 0 : strlen(text) + 1;
+    }
     return bytes;
 }
 

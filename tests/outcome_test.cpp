@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <functional>
-#include <map>
 
 using namespace test;
 
@@ -179,118 +178,82 @@ TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
+using Script = void (*)(const char *job); // `job` is the output that names the job
+
 struct Answer {
     const char *what;
-    std::function<void(const char *job_argument)> script;
+    Script script;
     XAVO_ErrorCode code;
     std::string lines; // "F" stands for the operation, "D" for its reader of job identifiers
 };
 
 const std::string NO_MESSAGES = "8 XAVO_get_string_arg: st.rc=6\n8 XAVO_get_string_arg: st.rc=6\n";
-const std::string BOTH = "2 XAVO_log_MessageID: ERROR: MessageID=[QM017]\n"
-                         "2 XAVO_log_MessageID: ERROR: Message=[no]\n";
+const std::string TEXT = "2 XAVO_log_MessageID: ERROR: Message=[no]\n";
+const std::string BOTH = "2 XAVO_log_MessageID: ERROR: MessageID=[QM017]\n" + TEXT;
 const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
-const std::string UNREADABLE = "2 F: ERROR: D() returned an error\n";
+const std::string BAD_JOB = "2 F: ERROR: D() returned an error\n";
+const std::string RETURNED = "2 F: ERROR: invoke_return_code=";
+
+const auto returns = cimsim_answer_return;
+const auto outputs = cimsim_answer_output;
 
 void messages() {
-    cimsim_answer_output("messageid", cimsim_string("QM017")); // names are not case-sensitive
-    cimsim_answer_output("Message", cimsim_string("no"));
+    outputs("messageid", cimsim_string("QM017")); // names are not case-sensitive
+    outputs("Message", cimsim_string("no"));
 }
 
-cimsim_value *job_reference(cimsim_value *id) {
+cimsim_value *reference(cimsim_value *id) {
     return cimsim_reference("root/velk", "VELK_LifecycleJob", id == nullptr ? nullptr : "InstanceID", id);
 }
+cimsim_value *good_job() { return reference(cimsim_string("JID_9")); }
+cimsim_value *uint32(unsigned n) { return cimsim_number(CMPI_uint32, n); }
 
-cimsim_value *uint32(unsigned n) {
-    return cimsim_number(CMPI_uint32, n);
-}
-
-const std::map<Reads, std::vector<Answer>> &answers() {
-    const auto returns = [](cimsim_value *(*make)()) {
-        return [make](const char *) { cimsim_answer_return(make()); };
-    };
-    const auto names_job = [](cimsim_value *(*make)()) {
-        return [make](const char *argument) { cimsim_answer_output(argument, make()); };
-    };
-    const auto message = [](cimsim_value *(*make)()) {
-        return [make](const char *) { cimsim_answer_output("MessageID", make()); };
-    };
-    const auto good_job = [] { return job_reference(cimsim_string("JID_9")); };
-    // Outputs that name a job wrongly; the same for both ways of reading one.
-    const std::vector<Answer> jobs = {
-        {"a job and a nonzero return",
-         [good_job](const char *argument) {
-             cimsim_answer_return(uint32(2));
-             cimsim_answer_output(argument, good_job());
-         },
+const std::vector<Answer> &answers(Reads reads) {
+#define SCRIPT(...)                                                                                          \
+    [](const char *job) {                                                                                    \
+        (void)job;                                                                                           \
+        __VA_ARGS__;                                                                                         \
+    }
+    // Ways to name a job; the same for both ways of reading one.
+    static const std::vector<Answer> jobs = {
+        {"and a nonzero return", SCRIPT(returns(uint32(2)), outputs(job, good_job())), XAVO_NO_ERROR, ""},
+        {"bad state", SCRIPT(outputs(job, cimsim_with_state(good_job(), CMPI_badValue))), XAVO_NO_ERROR, ""},
+        {"and a value to free", SCRIPT(returns(cimsim_chars("owned")), outputs(job, good_job())),
          XAVO_NO_ERROR, ""},
-        {"a job whose state is not good",
-         names_job([] { return cimsim_with_state(job_reference(cimsim_string("JID_9")), CMPI_badValue); }),
-         XAVO_NO_ERROR, ""},
-        {"a return value that must be freed",
-         [good_job](const char *argument) {
-             cimsim_answer_return(cimsim_chars("owned"));
-             cimsim_answer_output(argument, good_job());
-         },
-         XAVO_NO_ERROR, ""},
-        {"a string for a job", names_job([] { return cimsim_string("JID_9"); }), XAVO_UNKNOWN_ERROR,
-         UNREADABLE},
-        {"no reference", names_job([] { return cimsim_no_object(CMPI_ref); }), XAVO_UNKNOWN_ERROR,
-         UNREADABLE},
-        {"a job without a key", names_job([] { return job_reference(nullptr); }), XAVO_NOT_FOUND,
-         "8 D: st.rc=6\n" + UNREADABLE},
-        {"a numeric key", names_job([] { return job_reference(uint32(9)); }), XAVO_UNKNOWN_ERROR, UNREADABLE},
-        {"a key without characters", names_job([] { return job_reference(cimsim_string(nullptr)); }),
-         XAVO_UNKNOWN_ERROR, UNREADABLE},
-        {"nothing", [](const char *) { cimsim_answer_return(uint32(0)); }, XAVO_UNKNOWN_ERROR,
-         "8 D: st.rc=6\n8 D: Job not found\n"},
+        {"a string", SCRIPT(outputs(job, cimsim_string("JID_9"))), XAVO_UNKNOWN_ERROR, BAD_JOB},
+        {"no reference", SCRIPT(outputs(job, cimsim_no_object(CMPI_ref))), XAVO_UNKNOWN_ERROR, BAD_JOB},
+        {"no key", SCRIPT(outputs(job, reference(nullptr))), XAVO_NOT_FOUND, "8 D: st.rc=6\n" + BAD_JOB},
+        {"a numeric key", SCRIPT(outputs(job, reference(uint32(9)))), XAVO_UNKNOWN_ERROR, BAD_JOB},
+        {"no characters", SCRIPT(outputs(job, reference(cimsim_string(nullptr)))), XAVO_UNKNOWN_ERROR,
+         BAD_JOB},
+        {"none", SCRIPT(returns(uint32(0))), XAVO_UNKNOWN_ERROR, "8 D: st.rc=6\n8 D: Job not found\n"},
     };
-    static const std::map<Reads, std::vector<Answer>> all = {
-        {Reads::RETURN_VALUE,
-         {{"0", returns([] { return uint32(0); }), XAVO_NO_ERROR, ""},
-          {"0 as a key", returns([] { return cimsim_with_state(uint32(0), CMPI_keyValue); }), XAVO_NO_ERROR,
-           ""},
-          {"2", returns([] { return uint32(2); }), XAVO_UNKNOWN_ERROR,
-           "2 F: ERROR: invoke_return_code=2\n" + NO_MESSAGES},
-          {"0xffffffff and messages",
-           [](const char *) {
-               cimsim_answer_return(uint32(0xffffffffU));
-               messages();
-           },
-           XAVO_UNKNOWN_ERROR, "2 F: ERROR: invoke_return_code=4294967295\n" + BOTH},
-          {"2 and a numeric MessageID",
-           [](const char *) {
-               cimsim_answer_return(uint32(2));
-               cimsim_answer_output("MessageID", uint32(17));
-               cimsim_answer_output("Message", cimsim_string("no"));
-           },
-           XAVO_UNKNOWN_ERROR,
-           "2 F: ERROR: invoke_return_code=2\n2 XAVO_log_MessageID: ERROR: Message=[no]\n"},
-          {"a uint16", returns([] { return cimsim_number(CMPI_uint16, 0); }), XAVO_INVALID_VALUE, ""},
-          {"a null uint32", returns([] { return cimsim_null(CMPI_uint32); }), XAVO_INVALID_VALUE, ""},
-          {"an array", returns([] { return cimsim_array(CMPI_string, 0, nullptr); }), XAVO_INVALID_VALUE, ""},
-          {"NOT_FOUND and messages",
-           [](const char *) {
-               cimsim_answer_return(cimsim_chars("owned"));
-               cimsim_answer_status(CMPI_RC_ERR_NOT_FOUND, "no such instance");
-               messages();
-           },
-           XAVO_NOT_FOUND, "2 F: ERROR: st.rc=6 errorcode=7\n" + BOTH}}},
-        {Reads::JOB, jobs},
-        {Reads::MESSAGE_OR_JOB, jobs},
-        {Reads::MESSAGE,
-         {{"a nonzero return", returns([] { return uint32(2); }), XAVO_NO_ERROR, NO_MESSAGE},
-          {"a numeric message", message([] { return uint32(17); }), XAVO_NOT_FOUND, ""},
-          {"no string", message([] { return cimsim_no_object(CMPI_string); }), XAVO_NOT_FOUND, ""},
-          {"a failing status and an owned value",
-           [](const char *) {
-               cimsim_answer_return(cimsim_chars("owned"));
-               cimsim_answer_status(CMPI_RC_ERR_ACCESS_DENIED, nullptr);
-               messages();
-           },
-           XAVO_PERMISSION_ERROR, ""}}},
+    static const std::vector<Answer> return_values = {
+        {"0", SCRIPT(returns(uint32(0))), XAVO_NO_ERROR, ""},
+        {"key", SCRIPT(returns(cimsim_with_state(uint32(0), CMPI_keyValue))), XAVO_NO_ERROR, ""},
+        {"2", SCRIPT(returns(uint32(2))), XAVO_UNKNOWN_ERROR, RETURNED + "2\n" + NO_MESSAGES},
+        {"all bits", SCRIPT(returns(uint32(~0U)), messages()), XAVO_UNKNOWN_ERROR,
+         RETURNED + "4294967295\n" + BOTH},
+        {"numeric MessageID", SCRIPT(returns(uint32(2)), messages(), outputs("MessageID", uint32(1))),
+         XAVO_UNKNOWN_ERROR, RETURNED + "2\n" + TEXT},
+        {"uint16", SCRIPT(returns(cimsim_number(CMPI_uint16, 0))), XAVO_INVALID_VALUE, ""},
+        {"null", SCRIPT(returns(cimsim_null(CMPI_uint32))), XAVO_INVALID_VALUE, ""},
+        {"array", SCRIPT(returns(cimsim_array(CMPI_string, 0, nullptr))), XAVO_INVALID_VALUE, ""},
+        {"status",
+         SCRIPT(returns(cimsim_chars("x")), messages(), cimsim_answer_status(CMPI_RC_ERR_NOT_FOUND, "no")),
+         XAVO_NOT_FOUND, "2 F: ERROR: st.rc=6 errorcode=7\n" + BOTH},
     };
-    return all;
+    static const std::vector<Answer> only_messages = {
+        {"none", SCRIPT(returns(uint32(2))), XAVO_NO_ERROR, NO_MESSAGE},
+        {"numeric", SCRIPT(outputs("MessageID", uint32(17))), XAVO_NOT_FOUND, ""},
+        {"no string", SCRIPT(outputs("MessageID", cimsim_no_object(CMPI_string))), XAVO_NOT_FOUND, ""},
+        {"status",
+         SCRIPT(returns(cimsim_chars("x")), messages(),
+                cimsim_answer_status(CMPI_RC_ERR_ACCESS_DENIED, "no")),
+         XAVO_PERMISSION_ERROR, ""},
+    };
+#undef SCRIPT
+    return reads == Reads::RETURN_VALUE ? return_values : reads == Reads::MESSAGE ? only_messages : jobs;
 }
 
 void replace(std::string &text, const std::string &what, const std::string &with) {
@@ -304,7 +267,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
         if (op.reads >= Reads::RECORDS)
             continue;
         const bool reboot = op.name == std::string("CreateRebootJob");
-        for (const Answer &answer : answers().at(op.reads)) {
+        for (const Answer &answer : answers(op.reads)) {
             SCOPED_TRACE(std::string(op.name) + ", " + answer.what);
             std::string log = (op.reads == Reads::MESSAGE_OR_JOB ? NO_MESSAGE : "") + answer.lines;
             if (op.reads == Reads::JOB && answer.code != XAVO_NO_ERROR)
@@ -359,7 +322,7 @@ TEST_F(Outcome, MessagesAreNamed) {
                 Results results;
                 clear_log();
                 cimsim_answer_output("MessageID", cimsim_string(row.id));
-                cimsim_answer_output("Job", job_reference(cimsim_string("JID_9")));
+                cimsim_answer_output("Job", good_job());
                 arm(Own::ALLOCATION, allocation == 0 ? 0 : image ? 1 : 2, false);
                 op.call(sp, &ec, results);
                 disarm();

@@ -165,21 +165,11 @@ void arm(Own kind, unsigned nth, bool from_then_on) {
     plan.armed = true;
 }
 
-void disarm() {
-    plan.armed = false;
-}
-std::string struck() {
-    return plan.struck;
-}
-unsigned own_calls() {
-    return plan.seen;
-}
-unsigned long calls_at_lock() {
-    return plan.at_lock;
-}
-unsigned long calls_at_unlock() {
-    return plan.at_unlock;
-}
+void disarm() { plan.armed = false; }
+std::string struck() { return plan.struck; }
+unsigned own_calls() { return plan.seen; }
+unsigned long calls_at_lock() { return plan.at_lock; }
+unsigned long calls_at_unlock() { return plan.at_unlock; }
 
 void populate() {
     cimsim_reset();
@@ -263,9 +253,7 @@ bool is_unlocked(XAVO_Proxy *sp) {
     return __real_pthread_mutex_unlock(&sp->mutex) == 0;
 }
 
-World::World() : sp((populate(), XAVO_new())) {
-    clear_log();
-}
+World::World() : sp((populate(), XAVO_new())) { clear_log(); }
 
 World::~World() {
     disarm();

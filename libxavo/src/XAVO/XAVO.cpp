@@ -21,9 +21,7 @@ void copy_magic(uint32_t (&to)[2], const uint32_t (&from)[2]) {
     to[1] = from[1];
 }
 
-bool same_magic(const uint32_t (&a)[2], const uint32_t (&b)[2]) {
-    return a[0] == b[0] && a[1] == b[1];
-}
+bool same_magic(const uint32_t (&a)[2], const uint32_t (&b)[2]) { return a[0] == b[0] && a[1] == b[1]; }
 
 CMCIClient *connect(const char *user) {
     const PipeGuard guard;
@@ -81,9 +79,7 @@ XAVO_ErrorCode XAVO_translate_error_code(CMPIrc rc) {
     }
 }
 
-XAVO_Proxy *XAVO_new(void) {
-    return XAVO_new_with_uname("root");
-}
+XAVO_Proxy *XAVO_new(void) { return XAVO_new_with_uname("root"); }
 
 XAVO_Proxy *XAVO_new_with_uname(const char *uname) {
     auto *sp = static_cast<XAVO_Proxy *>(calloc(1, sizeof(XAVO_Proxy)));

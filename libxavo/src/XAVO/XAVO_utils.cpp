@@ -120,9 +120,7 @@ void XAVO_log_MessageID(CMPIArgs *outargs) {
     free(message);
 }
 
-void XAVO_free_ntstring(char *s) {
-    free(s);
-}
+void XAVO_free_ntstring(char *s) { free(s); }
 
 CMPIArray *XAVO_build_string_array(char *const *strings) {
     if (strings == nullptr || strings[0] == nullptr)
@@ -252,13 +250,9 @@ void print_item(int indent, unsigned int index, const char *name_label, CMPIStri
 
 } // namespace
 
-const char *XAVO_CMPIType_to_string(CMPIType type) {
-    return name_of(TYPES, type);
-}
+const char *XAVO_CMPIType_to_string(CMPIType type) { return name_of(TYPES, type); }
 
-const char *XAVO_CMPIValueState_to_string(CMPIValueState state) {
-    return name_of(STATES, state);
-}
+const char *XAVO_CMPIValueState_to_string(CMPIValueState state) { return name_of(STATES, state); }
 
 void XAVO_indent(FILE *fp, int n) {
     if (fp == nullptr)

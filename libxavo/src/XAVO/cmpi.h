@@ -67,14 +67,10 @@ private:
 };
 
 // A value counts as present when nothing but the key bit is set in its state.
-inline bool is_present(const CMPIData &data) {
-    return (data.state & ~CMPI_keyValue) == CMPI_goodValue;
-}
+inline bool is_present(const CMPIData &data) { return (data.state & ~CMPI_keyValue) == CMPI_goodValue; }
 
 // All that a uint32 of the client library promises.
-inline CMPIUint32 low_32_bits(CMPIUint32 value) {
-    return value & 0xffffffffU;
-}
+inline CMPIUint32 low_32_bits(CMPIUint32 value) { return value & 0xffffffffU; }
 
 // addKey and addArg take a string as the character pointer itself, everything else by address.
 inline CMPIValue *text_value(const char *text) {

@@ -23,9 +23,7 @@ bool Invocation::add(const char *name, CMPIValue *value, CMPIType type) {
     return !status.failed();
 }
 
-bool Invocation::add(const char *name, const char *text) {
-    return add(name, text_value(text), CMPI_chars);
-}
+bool Invocation::add(const char *name, const char *text) { return add(name, text_value(text), CMPI_chars); }
 
 bool Invocation::add(const char *name, const CMPIUint16 *number) {
     return add(name, value_at(number), CMPI_uint16);
@@ -39,9 +37,7 @@ bool Invocation::add_array(const char *name, CMPIArray *strings) {
     return add(name, value_at(array_.address()), CMPI_stringA);
 }
 
-bool Invocation::add_target(const char *name) {
-    return add(name, value_at(target_.address()), CMPI_ref);
-}
+bool Invocation::add_target(const char *name) { return add(name, value_at(target_.address()), CMPI_ref); }
 
 bool Invocation::exchange(const char *method) {
     if (!can_call(sp_, &CMCIClientFT::invokeMethod)) {
@@ -64,9 +60,7 @@ bool Invocation::exchange(const char *method) {
     return true;
 }
 
-bool Invocation::invoke_quietly(const char *method) {
-    return exchange(method) && rc_ == CMPI_RC_OK;
-}
+bool Invocation::invoke_quietly(const char *method) { return exchange(method) && rc_ == CMPI_RC_OK; }
 
 bool Invocation::invoke(const char *method) {
     if (!exchange(method))
