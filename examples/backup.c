@@ -41,7 +41,7 @@ int main(void) {
     FILL(backup.uname, "operator");
     FILL(backup.passwd, "secret");
     FILL(backup.imagename, "controller.img");
-    FILL(backup.startTime, "TIME_NOW");
+    FILL(backup.startTime, "NOW");
     XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", &backup, &id);
     printf("start a backup: %s%s%s\n", XAVO_EC_to_string(ec), id ? ", " : "", id ? id : "");
     const XAVO_ErrorCode first = ec;

@@ -23,14 +23,14 @@ static void list_jobs(XAVO_Proxy *sp) {
 static void show_job(XAVO_Proxy *sp, const char *id) {
     XAVO_ErrorCode ec;
     XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &ec, id);
-    report("fetch JID_000000000002", ec);
+    report("fetch JID_2", ec);
     if (job != NULL)
         XAVO_fprint_VELK_LifecycleJob(stdout, job);
     XAVO_free_VELK_LifecycleJob(job);
 }
 
 int main(void) {
-    char *const queue[] = {"JID_000000000001", "JID_000000000002", NULL};
+    char *const queue[] = {"JID_1", "JID_2", NULL};
     XAVO_ErrorCode ec;
 
     XAVO_Proxy *sp = XAVO_new();
@@ -41,14 +41,14 @@ int main(void) {
     list_jobs(sp);
 
     XAVO_invoke_SetupJobQueue(sp, &ec, "20990101000000", NULL, queue);
-    int ok = report("set up JID_000000000001, JID_000000000002 for 2099", ec);
+    int ok = report("set up JID_1, JID_2 for 2099", ec);
 
-    show_job(sp, "JID_000000000002");
-    XAVO_delete_VELK_LifecycleJob(sp, &ec, "JID_000000000002");
-    ok &= report("delete JID_000000000002", ec);
-    show_job(sp, "JID_000000000002");
+    show_job(sp, "JID_2");
+    XAVO_delete_VELK_LifecycleJob(sp, &ec, "JID_2");
+    ok &= report("delete JID_2", ec);
+    show_job(sp, "JID_2");
 
-    XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_000000000002");
+    XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_2");
     report("delete it again: the service refuses", ec);
     list_jobs(sp);
 

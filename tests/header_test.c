@@ -13,11 +13,11 @@
 int main(void) {
     XAVO_ErrorCode ec = -1;
     char *id = NULL;
-    char *const jobs[] = {"JID_000000000001", NULL};
+    char *const jobs[] = {"JID_1", NULL};
 
     XAVO_Proxy *sp = XAVO_new_with_uname("operator");
     CHECK(sp != NULL && XAVO_is_valid(sp));
-    XAVO_invoke_SetupJobQueue(sp, &ec, "TIME_NOW", NULL, jobs);
+    XAVO_invoke_SetupJobQueue(sp, &ec, "NOW", NULL, jobs);
     CHECK(ec == XAVO_NO_ERROR);
     XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &ec, jobs[0]);
     CHECK(ec == XAVO_NO_ERROR && job != NULL && strcmp(job->InstanceID, jobs[0]) == 0);

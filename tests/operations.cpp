@@ -25,7 +25,7 @@ std::string image_request(const char *method, const char *preserve) {
     return QM_SERVICE + method +
            "(IPAddress:1700=192.0.2.10,ShareName:1700=share,ImageName:1700=image,UserName:1700=user,"
            "Password:1700=secret,Passphrase:1700=phrase,UntilTime:1700=20990101000000,"
-           "ScheduledStartTime:1700=TIME_NOW," +
+           "ScheduledStartTime:1700=NOW," +
            preserve +
            "ProxySupport:0090=1,ProxyType:0090=2,ProxyServer:1700=192.0.2.80,ProxyUname:1700=proxyuser,"
            "ProxyPasswd:1700=proxysecret,ProxyPort:1700=3128,IgnoreCertWarning:0090=3,ShareType:0090=5,"
@@ -95,10 +95,10 @@ const std::vector<Operation> &operations() {
         {"SetupJobQueue", "XAVO_invoke_SetupJobQueue", Reads::RETURN_VALUE,
          [](Proxy sp, Code ec, Results &) {
              char *const jobs[] = {const_cast<char *>("JID_3"), const_cast<char *>("JID_1"), nullptr};
-             XAVO_invoke_SetupJobQueue(sp, ec, "TIME_NOW", "20990101000000", jobs);
+             XAVO_invoke_SetupJobQueue(sp, ec, "NOW", "20990101000000", jobs);
          },
          true, "path in array out ",
-         JOB_SERVICE + "SetupJobQueue(StartTimeInterval:1700=TIME_NOW,UntilTime:1700=20990101000000,"
+         JOB_SERVICE + "SetupJobQueue(StartTimeInterval:1700=NOW,UntilTime:1700=20990101000000,"
                        "JobArray:3600=[JID_3,JID_1])",
          ""},
         {"InstallFromURI", "XAVO_invoke_InstallFromURI", Reads::JOB,

@@ -190,7 +190,7 @@ XAVO_BAR_INPUT_DATA full_image(uint16_t share_type) {
     fill(data.ipaddr, "192.0.2.10");
     fill(data.sharename, "share");
     fill(data.imagename, "image");
-    fill(data.startTime, "TIME_NOW");
+    fill(data.startTime, "NOW");
     fill(data.untilTime, "20990101000000");
     data.shareType = share_type;
     data.preserveVDConfig = 3;

@@ -6,11 +6,13 @@
  *
  * Conventions
  *
- *  1. Outcome. A function that takes `errorcodep` reports exactly one error code through it. It must
- *     not be NULL: that is logged and nothing else happens, unless the function says otherwise.
+ *  1. Outcome. A function that takes `errorcodep` reports exactly one error code through it. A NULL
+ *     errorcodep is logged and nothing else happens, unless the function says otherwise. Where a
+ *     function says that an argument must not be NULL and lists no error for it, it does not check.
  *  2. Handle. `sp` is a handle from XAVO_new or XAVO_new_with_uname. Where a function says "sp may be
  *     NULL", it opens a handle of its own for the one call and frees it again: convenient for a single
- *     call, wasteful for many. A handle is freed with XAVO_free by who opened it.
+ *     call, wasteful for many (and what XAVO_new says of the environment holds). A handle is freed with
+ * XAVO_free by who opened it.
  *  3. Memory. Arguments are read during the call and never kept. What a function hands out belongs to
  *     the caller, and the function says how it is freed.
  *  4. Threads. Every function may be called from any thread. Threads may share a handle: their calls
@@ -130,13 +132,13 @@ CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *d
  * must not be NULL. Any thread that may use the value. */
 void XAVO_free_CMPIData_value(CMPIData *data);
 
-/* Frees every element of an array and sets it to null; the array itself stays with the caller. NULL
- * does nothing. Any thread that may use the array. */
+/* Frees every element that an array hands out and sets it to null; the array itself stays with the caller.
+ * NULL does nothing. Any thread that may use the array. */
 void XAVO_free_CMPIArray_content(CMPIArray *array);
 
 /* A copy of the string argument `name`, freed with free; NULL when there is none, when it is not a
- * string (then its value is freed) or when memory is exhausted. Neither argument may be NULL. Any
- * thread that may use `args`. */
+ * string (then its value is freed), when it has no characters or when memory is exhausted. Neither argument
+ * may be NULL. Any thread that may use `args`. */
 char *XAVO_get_string_arg(CMPIArgs *args, const char *name);
 
 /* Logs a method's outputs "MessageID" and "Message" as error lines, each if it is a string. `outargs`
@@ -164,20 +166,22 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPI
 
 /* ---- Instances and their paths ------------------------------------------------------------------- */
 
-/* All instances of a class in a namespace, subclasses included; NULL on failure. The caller walks the
+/* All instances of a class in a namespace; NULL on failure, and NULL with NO_ERROR when the broker
+ * answers with success and no enumeration. The caller walks the
  * enumeration (hasNext, getNext), uses the elements whose state is CMPI_goodValue, whose type is
  * CMPI_instance and whose pointer is not NULL, and releases the enumeration, which owns them
  * (enumeration->ft->release). That must be done before the last handle of the process is freed: the
  * client library takes what is left down with it. sp must not be NULL.
- * Errors: common errors but UNABLE_TO_OPEN_CONNECTION, and INVALID_VALUE when path or classname is
- * NULL. Any thread. */
+ * Errors: common errors but UNABLE_TO_OPEN_CONNECTION and OUT_OF_MEMORY, and INVALID_VALUE when path
+ * or classname is NULL. Any thread. */
 CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                 const char *classname);
 
 /* The path of the instance of class `objectname` in namespace `path` whose one key `key` has this
  * value; NULL on failure. Does not ask the broker. The caller releases it (path->ft->release), before
  * the last handle of the process is freed. sp must not be NULL.
- * Errors: common errors but UNABLE_TO_OPEN_CONNECTION, and INVALID_VALUE when a string is NULL. Any
+ * Errors: SP_NOT_VALID; INVALID_VALUE when a string is NULL; what XAVO_translate_error_code makes of the
+ * status with which the client library refuses to make the path; UNKNOWN_ERROR when it makes none. Any
  * thread. */
 CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                                  const char *objectname, const char *key, const char *value);
@@ -190,7 +194,7 @@ CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode 
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID);
 
 /* Sets the queue up with jobs (method "SetupJobQueue"). `JobArray` is a list of job identifiers that
- * ends with NULL. Times are text that the service judges ("TIME_NOW" or yyyymmddhhmmss);
+ * ends with NULL. Times are text that the service judges;
  * `StartTimeInterval` and `JobArray` must not be NULL, `UntilTime` NULL means no until time. sp may be
  * NULL.
  * Errors: common errors, and INVALID_VALUE when a required argument is NULL, OUT_OF_MEMORY also when
@@ -231,7 +235,8 @@ XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_Er
 XAVO_VELK_LifecycleJob *XAVO_get_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                                    const char *InstanceID);
 
-/* Deletes a job: XAVO_invoke_DeleteJobQueue under another name, log lines and errors included. */
+/* Deletes a job: XAVO_invoke_DeleteJobQueue under another name, log lines and errors included. sp may be
+ * NULL, InstanceID must not be (INVALID_VALUE). Any thread. */
 void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *InstanceID);
 
 /* Jobs cannot be modified: reports and returns NOT_IMPLEMENTED, whatever the handle. A NULL errorcodep
@@ -355,7 +360,7 @@ typedef struct XAVO_BAR_INPUT_DATA {
     char ipaddr[65];
     char sharename[257];
     char imagename[65];
-    char startTime[33]; /* required: "TIME_NOW" or yyyymmddhhmmss, which the service judges */
+    char startTime[33]; /* required; text that the service judges, as untilTime is */
     char untilTime[33];
     uint16_t shareType;        /* 0, 2, 4, 5 or 6 */
     uint16_t preserveVDConfig; /* RestoreImage: its lowest bit is sent */

@@ -32,17 +32,19 @@ extern "C" {
 
 /* An empty controller in its default mood: no jobs, identities, shares, scripts, faults or refusals;
  * every switch off, every counter, trace and record empty, the clock following the wall clock.
- * Objects and clients that the program holds stay as they are. */
+ * Objects and clients that the program holds stay as they are, but for those that were lost when the
+ * last client was released: they are no longer counted. */
 void cimsim_reset(void);
 
-/* Adds what a process finds at its start: jobs "JID_000000000001" to "JID_000000000003", identities
+/* Adds what a process finds at its start: jobs "JID_1" to "JID_3", identities
  * "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10" the shares "backups" (type 2,
  * user "operator", password "secret") and "public" (type 0). */
 void cimsim_load_demo(void);
 
 /* ---- Time --------------------------------------------------------------------------------------- */
 
-/* on: time stands still but for cimsim_advance. off: it follows the wall clock again. */
+/* on: time stands still but for cimsim_advance. off: it goes on with the wall clock, from where it
+ * stood. Times as texts, yyyymmddhhmmss, are in UTC. */
 void cimsim_freeze_time(int on);
 void cimsim_advance(unsigned int seconds);
 
@@ -72,7 +74,9 @@ cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *cons
 cimsim_value *cimsim_null(CMPIType type);
 /* A value whose state is good and whose pointer is NULL. */
 cimsim_value *cimsim_no_object(CMPIType type);
-/* The same value under another state, or its bits under another type code. */
+/* The same value under another state, or its bits under another type code. Under the code of a string,
+ * a reference, an instance, an array or of memory an object of another kind comes out as NULL; under
+ * CMPI_args, CMPI_class, CMPI_enumeration and CMPI_dateTime any object can be handed out, and released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
 cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
 /* Frees a value that was not handed over. NULL is accepted. */
@@ -83,8 +87,8 @@ void cimsim_discard(cimsim_value *value);
 typedef struct cimsim_job {
     const char *InstanceID;
     const char *Name;
-    const char *JobStatus; /* "New", "Scheduled", "Running", "Completed", "Failed" */
-    const char *JobStartTime; /* as SetupJobQueue was given it; "TIME_NOW" for one that starts at once */
+    const char *JobStatus;    /* "New", "Scheduled", "Running", "Completed", "Failed" */
+    const char *JobStartTime; /* as SetupJobQueue was given it; "NOW" for one that starts at once */
     const char *JobUntilTime; /* empty when there is none */
     unsigned int PercentComplete;
 } cimsim_job;
@@ -93,7 +97,8 @@ typedef struct cimsim_job {
  * when `fails` is not 0, fails halfway. CIMSIM_NEVER as `start`: it waits until a queue takes it.
  * Returns 0, or -1 when there is a job of that name. */
 #define CIMSIM_NEVER 0xffffffffu
-int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs, int fails);
+int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
+                   int fails);
 
 /* Replaces one property of a job's instance for good; NULL: the instance lacks it. Returns 0, or -1
  * when there is no such job. */
@@ -103,10 +108,26 @@ unsigned int cimsim_job_count(void);
 /* The index-th job, in the order of creation. Returns 0, or -1 past the end. */
 int cimsim_job_at(unsigned int index, cimsim_job *job);
 
-/* Makes every enumeration of instances hold this value before its index-th element (or at its end). */
+/* Makes every enumeration of instances hold this value before the index-th of the instances that it
+ * would hold anyway (or at its end); values for the same index in the order in which they were added. */
 void cimsim_add_element(unsigned int index, cimsim_value *value);
 
 /* ---- What the services know --------------------------------------------------------------------- */
+
+/* How they answer. Jobs that the services start take 3 s for an installation or a reboot and 5 s for a
+ * backup or a restore. A method that refuses gives 2 and, in "MessageID" and "Message":
+ *   VELK_JobService     JQ001 unknown job, JQ002 a running job is not deleted, JQ003 only a new or a
+ *                       scheduled job can be scheduled, JQ004 start time, JQ005 until time (not valid,
+ *                       or before the start), JQ006 missing parameter
+ *   VELK_SoftwareInstallationService
+ *                       SWI001 scheme of the URI, SWI002 type of reboot job (1 graceful, 2
+ *                       forced), KTB017, PXN095
+ *   VELK_QMService      QM016 missing parameter, QM017 bad value (share type, credentials), QM023 no
+ *                       such share, QM051 and QM052 another backup or restore is scheduled, WUD017
+ *                       start time, WUD018 until time, KTB018 a backup and KTB019 a restore is running,
+ *                       KTB017 too many jobs, PXN095 lockdown (not for the share test)
+ * Times are "NOW" or yyyymmddhhmmss in UTC, not in the past. An unknown target of an installation is a
+ * status: NOT_FOUND. */
 
 void cimsim_add_software_identity(const char *InstanceID);
 /* A share that can be reached. `user` NULL: it asks for no credentials. */
@@ -129,7 +150,8 @@ void cimsim_set_garbage(int on);
 
 /* The broker was restarted: until every client was released and a new one connects, invokeMethod,
  * enumInstances and getInstance write to a dead socket (SIGPIPE for the calling thread) and then
- * give rc 1. With the other bits connecting does so too (and gives NULL), and releasing a client. */
+ * give rc 1. With the other bits connecting does so too (and gives NULL), and releasing a client.
+ * Connecting while no client is open meets the dead socket once. 0: takes the restart back. */
 #define CIMSIM_PIPE_CALLS 1u
 #define CIMSIM_PIPE_CONNECT 2u
 #define CIMSIM_PIPE_RELEASE 4u
@@ -166,8 +188,10 @@ unsigned long cimsim_request_count(void);
 
 /* ---- Scripting the next answer ------------------------------------------------------------------ */
 
-/* What these three say is the whole answer to the next invokeMethod; the service is not asked. What
- * is left out is a return value of uint32 0, no outputs, rc 0 without a message. */
+/* What these three say is the whole answer to the next invokeMethod; the service is not asked, nor
+ * whether the broker refuses the user. What is left out is a return value of uint32 0, no outputs, rc 0
+ * without a message. An object that is returned is owned by the caller if its state is good (or that of
+ * a key), and otherwise left to the pool: who judges by the state cannot free it. */
 void cimsim_answer_return(cimsim_value *value);
 void cimsim_answer_output(const char *name, cimsim_value *value);
 /* `message` NULL: no message object. Unlike the fault plan this leaves return and outputs in place. */
@@ -182,8 +206,10 @@ typedef struct cimsim_fault {
 } cimsim_fault;
 
 /* Makes the nth call from now of this slot fail once, n counted from 1; `slot` NULL counts every call
- * into the client library. A call without a status just hands out nothing (NULL, 0, no element). A
- * release that fails still releases, and never brings a message. A newer plan replaces the older; nth 0 only takes it back. */
+ * into the client library. A call that fails without a result does nothing: a value is not stored, an
+ * enumeration does not move on, a request is not sent. One without a status just hands out nothing
+ * (NULL, 0, no element). A release that fails still releases, and never brings a message. A newer plan
+ * replaces the older; nth 0 only takes it back. */
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
 /* The slot that the plan has struck, or NULL as long as it has not. */
 const char *cimsim_fault_hit(void);
@@ -197,21 +223,26 @@ unsigned long cimsim_calls(const char *slot);
 void cimsim_trace(int on);
 /* The record: one word a call, separated by blanks, "newCMPIObjectPath=CMPIObjectPath#1
  * CMPIObjectPath#1.addKey CMPIArgs#2.release"; objects are numbered by kind from 1, in the order in
- * which the record first meets them. */
+ * which the record first meets them. A constructor that makes nothing is "native_new_CMPIArgs=NULL";
+ * what a slot hands out is met when it is used. */
 const char *cimsim_traced(void);
 
 /* ---- Accounting --------------------------------------------------------------------------------- */
 
-/* Objects that the program owns and has not released, clients included. */
+/* Objects that the program owns and has not released, clients included; also the elements of arrays that
+ * were overwritten with CMPI_null without having been released. */
 unsigned long cimsim_owned(void);
-/* Values read from objects and left to a thread's pool, in all threads. */
+/* Values read from objects and left to a thread's pool, in all threads. The object of a null string is
+ * one of them. */
 unsigned long cimsim_pooled(void);
 /* Names of the objects of both kinds, separated by blanks: for the message of a failing test. */
 const char *cimsim_live(void);
 
-/* Misuse - a double release, a use after release, a constructor without an open client, a value
- * released on another thread, invokeMethod without a status - ends the program with a line on
- * standard error that names the object. on: it is counted instead, and the call does nothing. */
+/* Misuse - a double release (an element by itself and with its container, too), a use after release or
+ * after the last client was released, a constructor without an open client, a value released on another
+ * thread, invokeMethod without a status or without input arguments, a list of properties - ends the
+ * program with a line on standard error that names the object. on: it is counted instead, and the call
+ * does nothing. The latest 4096 released objects are remembered. */
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);
 const char *cimsim_last_misuse(void);

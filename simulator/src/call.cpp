@@ -24,9 +24,7 @@ std::string Watch::trace_name(const Object *object) {
     return name;
 }
 
-void Watch::record(const std::string &word) {
-    trace += (trace.empty() ? "" : " ") + word;
-}
+void Watch::record(const std::string &word) { trace += (trace.empty() ? "" : " ") + word; }
 
 void Watch::misuse(const std::string &what) {
     if (!count_misuse) {
@@ -50,17 +48,16 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
 
     if (constructs) {
         if (role == Role::constructor && sim.heap.clients == 0)
-            misuse(std::string(slot) + " called while no client is open");
+            misuse("no client is open");
     } else if (!object) {
-        misuse(std::string(slot) + " called without an object");
+        misuse("no object");
     } else if (object->life == Life::unloaded) {
-        misuse(std::string(slot) + ": " + object->name() + " used after the last client was released");
+        misuse(object->name() + " used after the last client was released");
     } else if (object->life == Life::released) {
-        misuse(std::string(slot) + ": " + object->name() +
-               (role == Role::release ? " released twice" : " used after its release"));
+        misuse(object->name() + (role == Role::release ? " released twice" : " used after its release"));
     } else if (role == Role::release && object->holder == Holder::pooled &&
                object->reader != &this_thread()) {
-        misuse(std::string(slot) + ": " + object->name() + " released on a thread that did not read it");
+        misuse(object->name() + " released on a thread that did not read it");
     }
 }
 
@@ -74,14 +71,14 @@ Call::~Call() {
 void Call::misuse(const std::string &what) {
     misused_ = true;
     fail(CMPI_RC_ERR_FAILED);
-    sim.watch.misuse(what);
+    sim.watch.misuse(std::string(slot_) + ": " + what);
 }
 
 bool Call::accepts(const Object *object, const char *role) {
     if (!object)
-        misuse(std::string(slot_) + " called without " + role);
+        misuse(std::string("no ") + role);
     else if (object->life != Life::alive)
-        misuse(std::string(slot_) + ": " + object->name() + " used after its release");
+        misuse(object->name() + " used after its release");
     return sound();
 }
 

@@ -41,7 +41,7 @@ Request request_for(const char *operation, const Tree &path) {
 
 bool accepts_properties(Call &call, char **properties) {
     if (properties)
-        call.misuse("a list of properties was given, which the real library does not survive");
+        call.misuse("a list of properties, which the real library does not survive");
     return call.sound();
 }
 
@@ -85,7 +85,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
                 std::this_thread::yield(); // a chance for another thread to get in between
         });
     }
-    if (call.accepts(call.self, "a client"))
+    if (call.accepts(call.self, "client"))
         --client.running;
     if (call.sound())
         call.fail(answer.rc, answer.message);
@@ -110,7 +110,7 @@ CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags
                                  CMPIStatus *rc) {
     Call call("CMCIClient.getInstance", self, rc);
     const Object *const path = object_of(op);
-    if (!call.sound() || !call.accepts(path, "an object path") || !accepts_properties(call, properties) ||
+    if (!call.sound() || !call.accepts(path, "object path") || !accepts_properties(call, properties) ||
         !call.works())
         return nullptr;
     const std::shared_ptr<Tree> at = path->value.tree;
@@ -126,7 +126,7 @@ CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPI
                                       char **properties, CMPIStatus *rc) {
     Call call("CMCIClient.enumInstances", self, rc);
     const Object *const path = object_of(op);
-    if (!call.sound() || !call.accepts(path, "an object path") || !accepts_properties(call, properties) ||
+    if (!call.sound() || !call.accepts(path, "object path") || !accepts_properties(call, properties) ||
         !call.works())
         return nullptr;
     const std::shared_ptr<Tree> at = path->value.tree;
@@ -155,11 +155,11 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
                              CMPIArgs *out, CMPIStatus *rc) {
     Call call("CMCIClient.invokeMethod", self, rc);
     if (call.sound() && !rc)
-        call.misuse("CMCIClient.invokeMethod called without a status");
+        call.misuse("no status");
     const Object *const path = object_of(op);
     const Object *const given = object_of(in);
     Object *const outputs = object_of(out);
-    if (!call.sound() || !call.accepts(path, "an object path") || !call.accepts(given, "input arguments") ||
+    if (!call.sound() || !call.accepts(path, "object path") || !call.accepts(given, "input arguments") ||
         (outputs && !call.accepts(outputs, "output arguments")) || !call.works())
         return no_data();
 

@@ -22,9 +22,7 @@ Thread &fresh_answer() {
     return thread;
 }
 
-cimsim_value *boxed(Value value) {
-    return new cimsim_value{std::move(value)};
-}
+cimsim_value *boxed(Value value) { return new cimsim_value{std::move(value)}; }
 
 // Takes a value over.
 std::optional<Value> unboxed(cimsim_value *value) {
@@ -101,9 +99,7 @@ cimsim_value *cimsim_chars(const char *characters) {
     return boxed(std::move(value));
 }
 
-cimsim_value *cimsim_number(CMPIType type, CMPIUint64 bits) {
-    return boxed(Value::number(type, bits));
-}
+cimsim_value *cimsim_number(CMPIType type, CMPIUint64 bits) { return boxed(Value::number(type, bits)); }
 
 cimsim_value *cimsim_datetime(const char *text) {
     Value value(CMPI_dateTime, Kind::date_time);
@@ -135,13 +131,9 @@ cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *cons
     return boxed(Value::array(type, std::move(values)));
 }
 
-cimsim_value *cimsim_null(CMPIType type) {
-    return boxed(Value::null(type));
-}
+cimsim_value *cimsim_null(CMPIType type) { return boxed(Value::null(type)); }
 
-cimsim_value *cimsim_no_object(CMPIType type) {
-    return boxed(Value(type, Kind::none));
-}
+cimsim_value *cimsim_no_object(CMPIType type) { return boxed(Value(type, Kind::none)); }
 
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state) {
     if (value)
@@ -155,9 +147,7 @@ cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type) {
     return value;
 }
 
-void cimsim_discard(cimsim_value *value) {
-    delete value;
-}
+void cimsim_discard(cimsim_value *value) { delete value; }
 
 // ---- Jobs ---------------------------------------------------------------------------------------
 
@@ -171,7 +161,7 @@ int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start,
     job.fails = fails != 0;
     if (start != CIMSIM_NEVER) {
         job.start = sim.controller.clock.now() + Milliseconds{start} * 1000;
-        job.start_text = start == 0 ? "TIME_NOW" : format_time(*job.start);
+        job.start_text = start == 0 ? "NOW" : format_time(*job.start);
     }
     return sim.controller.add_job(std::move(job)) ? 0 : -1;
 }

@@ -22,9 +22,7 @@ Milliseconds wall_clock() {
 
 } // namespace
 
-Milliseconds Clock::now() const {
-    return frozen_ ? *frozen_ : wall_clock() + ahead_;
-}
+Milliseconds Clock::now() const { return frozen_ ? *frozen_ : wall_clock() + ahead_; }
 
 void Clock::freeze(bool on) {
     const Milliseconds time = now();
@@ -35,9 +33,7 @@ void Clock::freeze(bool on) {
         ahead_ = time - wall_clock(); // goes on from where it stood: jobs do not jump
 }
 
-void Clock::advance(Milliseconds time) {
-    (frozen_ ? *frozen_ : ahead_) += time;
-}
+void Clock::advance(Milliseconds time) { (frozen_ ? *frozen_ : ahead_) += time; }
 
 std::string format_time(Milliseconds time) {
     const auto seconds = static_cast<std::time_t>(time / 1000);
@@ -48,7 +44,7 @@ std::string format_time(Milliseconds time) {
 }
 
 std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now) {
-    if (text == "TIME_NOW")
+    if (text == "NOW")
         return now;
     std::tm parts = {};
     const char *end = text.size() == 14 ? strptime(text.c_str(), "%4Y%2m%2d%2H%2M%2S", &parts) : nullptr;
@@ -75,19 +71,13 @@ const PhaseFacts phases[] = {
     {"Failed", "JOB005", "The job failed."},
 };
 
-const PhaseFacts &facts(Phase phase) {
-    return phases[static_cast<std::size_t>(phase)];
-}
+const PhaseFacts &facts(Phase phase) { return phases[static_cast<std::size_t>(phase)]; }
 
 } // namespace
 
-const char *status_name(Phase phase) {
-    return facts(phase).status;
-}
+const char *status_name(Phase phase) { return facts(phase).status; }
 
-Milliseconds Job::end() const {
-    return *start + (fails ? runs / 2 : runs);
-}
+Milliseconds Job::end() const { return *start + (fails ? runs / 2 : runs); }
 
 Phase Job::phase(Milliseconds now) const {
     if (!start)
@@ -131,11 +121,10 @@ void Controller::remove_job(const std::string &id) {
     job_numbers.erase(found);
 }
 
-std::string Controller::new_id(const char *prefix) {
+std::string Controller::new_id() {
     std::string id;
     do {
-        const std::string digits = std::to_string(++last_id);
-        id = prefix + std::string(digits.size() < 12 ? 12 - digits.size() : 0, '0') + digits;
+        id = "JID_" + std::to_string(++last_id);
     } while (find_job(id));
     return id;
 }
@@ -145,7 +134,7 @@ void Controller::load_demo() {
     const char *const names[] = {"Update of the BIOS", "Update of a network card", "Nightly restart"};
     for (const char *name : names) {
         Job job;
-        job.id = new_id("JID_");
+        job.id = new_id();
         job.name = name;
         job.runs = 10'000;
         if (name == names[2]) {
@@ -177,9 +166,7 @@ Value identity_instance(const std::string &id) {
 }
 
 // Classes of the controller that have neither instances nor methods.
-bool is_bare_class(const std::string &name) {
-    return same_name(name.c_str(), "VELK_ComputerSystem");
-}
+bool is_bare_class(const std::string &name) { return same_name(name.c_str(), "VELK_ComputerSystem"); }
 
 // The InstanceID of a path with that key alone.
 const std::string *instance_id(const Tree &path) {

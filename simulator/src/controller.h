@@ -23,7 +23,7 @@ private:
     std::optional<Milliseconds> frozen_;
 };
 
-// A point in time as the services are given it: "TIME_NOW" or yyyymmddhhmmss, in UTC.
+// A point in time as the services are given it: "NOW" or yyyymmddhhmmss, in UTC.
 std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now);
 std::string format_time(Milliseconds time);
 
@@ -70,7 +70,7 @@ struct Controller {
     Job *add_job(Job job); // NULL when there is one of that name
     void remove_job(const std::string &id);
     bool full() const { return job_limit != 0 && jobs.size() >= job_limit; }
-    std::string new_id(const char *prefix);
+    std::string new_id();
 
     Answer enumerate(const Tree &path);
     Answer get(const Tree &path);

@@ -44,9 +44,7 @@ const KindFacts kinds[] = {
     {"CMCIClient", &client_table},
 };
 
-const KindFacts &facts(Kind kind) {
-    return kinds[static_cast<std::size_t>(kind)];
-}
+const KindFacts &facts(Kind kind) { return kinds[static_cast<std::size_t>(kind)]; }
 
 // A thread's memory hangs on a key, not on a thread_local: a key may be used again while the thread, or
 // the process, is being taken down.
@@ -78,21 +76,23 @@ void leave_holder(Object &object) {
         --sim.heap.pooled_count;
 }
 
-// Frees what a container handed out of its elements.
-void bury_members(Object &object, std::vector<std::string> &twice) {
-    for (Member &member : object.members) {
-        std::free(member.chars);
-        if (!member.object)
-            continue;
-        if (member.object->life == Life::released) {
-            twice.push_back(member.object->name());
-            into_graveyard(*member.object);
-        } else {
-            member.object->holder = Holder::owned; // its container goes: it is laid to rest by itself
-            ++sim.heap.owned_count;
-            bury(*member.object, twice);
-        }
+// Frees what a container handed out of one of its elements.
+void bury_member(Member &member, std::vector<std::string> &twice) {
+    std::free(member.chars);
+    if (member.object && member.object->life == Life::released) {
+        twice.push_back(member.object->name());
+        into_graveyard(*member.object);
+    } else if (member.object) {
+        member.object->holder = Holder::owned; // no container holds it any more
+        ++sim.heap.owned_count;
+        bury(*member.object, twice);
     }
+    member = {};
+}
+
+void bury_members(Object &object, std::vector<std::string> &twice) {
+    for (Member &member : object.members)
+        bury_member(member, twice);
     object.members.clear();
 }
 
@@ -117,17 +117,13 @@ void unload() {
 
 } // namespace
 
-const char *kind_name(Kind kind) {
-    return facts(kind).name;
-}
+const char *kind_name(Kind kind) { return facts(kind).name; }
 
 Object::Object(Value value_, Holder holder_)
     : face{this, facts(value_.kind).table}, kind(value_.kind), holder(holder_),
       number(++sim.heap.numbers[static_cast<std::size_t>(value_.kind)]), value(std::move(value_)) {}
 
-std::string Object::name() const {
-    return std::string(kind_name(kind)) + "#" + std::to_string(number);
-}
+std::string Object::name() const { return std::string(kind_name(kind)) + "#" + std::to_string(number); }
 
 Thread &this_thread() {
     auto *thread = static_cast<Thread *>(pthread_getspecific(thread_key()));
@@ -244,14 +240,8 @@ CMPIData hand_out_element(Object &container, std::size_t index) {
 }
 
 void drop_element(Object &container, std::size_t index) {
-    Member &member = member_at(container, index);
     std::vector<std::string> ignored;
-    std::free(member.chars);
-    if (member.object && member.object->life == Life::released)
-        into_graveyard(*member.object);
-    else if (member.object)
-        bury(*member.object, ignored);
-    member = {};
+    bury_member(member_at(container, index), ignored);
 }
 
 void orphan_element(Object &container, std::size_t index) {

@@ -40,7 +40,7 @@ Answer returns(unsigned int value) {
 }
 
 constexpr unsigned int return_refused = 2;
-constexpr unsigned int return_job_started = 4096;
+constexpr unsigned int return_job_started = 4096; // "parameters checked, job started" in DMTF's profiles
 
 // The identifiers of the refusals, and what they say; {} stands for what the refusal is about.
 struct Refusal {
@@ -52,7 +52,7 @@ constexpr Refusal job_not_waiting{"JQ003", "Job {} has been started before and c
 constexpr Refusal queue_start{"JQ004", "The start time {} is not valid."};
 constexpr Refusal queue_until{"JQ005", "The until time {} is not valid or lies before the start time."};
 constexpr Refusal queue_parameter{"JQ006", "The parameter {} is missing."};
-constexpr Refusal uri_scheme{"SWI001", "The URI {} has a scheme that the controller does not take."};
+constexpr Refusal uri_scheme{"SWI001", "The scheme of the URI is not one that the controller takes."};
 constexpr Refusal reboot_type{"SWI002", "There is no reboot job of type {}."};
 constexpr Refusal share_parameter{"QM016", "The parameter {} is missing."};
 constexpr Refusal share_value{"QM017", "The value of {} is not valid."};
@@ -90,17 +90,19 @@ struct Schedule {
 
 Schedule read_schedule(const std::string &start, const std::string &until, Milliseconds now) {
     Schedule schedule{parse_time(start, now), until.empty()};
+    if (schedule.start && *schedule.start + 1000 <= now) // times are whole seconds
+        schedule.start.reset();
     if (const auto end = parse_time(until, now); end && schedule.start)
         schedule.until_is_good = *end >= *schedule.start;
     return schedule;
 }
 
-Job &start_job(Controller &controller, const char *prefix, std::string name, Milliseconds runs) {
+Job &start_job(Controller &controller, std::string name, Milliseconds runs) {
     Job job;
-    job.id = controller.new_id(prefix);
+    job.id = controller.new_id();
     job.name = std::move(name);
     job.start = controller.clock.now();
-    job.start_text = "TIME_NOW";
+    job.start_text = "NOW";
     job.runs = runs;
     return *controller.add_job(std::move(job));
 }
@@ -111,11 +113,6 @@ Answer delete_job_queue(Controller &controller, const Arguments &arguments) {
     if (!arguments.has("JobID"))
         return refuse(queue_parameter, "JobID");
     const std::string id = arguments.text("JobID");
-    if (id == "JID_CLEARALL") {
-        controller.jobs.clear();
-        controller.job_numbers.clear();
-        return returns(0);
-    }
     const Job *job = controller.find_job(id);
     if (!job)
         return refuse(job_unknown, id);
@@ -181,7 +178,7 @@ Answer install(Controller &controller, const Arguments &arguments, bool from_uri
     if (controller.full())
         return refuse(too_many_jobs);
     const std::string name = "Install: " + found.result.tree->find("InstanceID")->value.text;
-    return started("Job", start_job(controller, "JID_", name, 3'000));
+    return started("Job", start_job(controller, name, 3'000));
 }
 
 Answer install_from_uri(Controller &controller, const Arguments &arguments) {
@@ -193,15 +190,15 @@ Answer install_from_software_identity(Controller &controller, const Arguments &a
 }
 
 Answer create_reboot_job(Controller &controller, const Arguments &arguments) {
-    const char *const names[] = {"Reboot: power cycle", "Reboot: graceful", "Reboot: graceful, then forced"};
+    const char *const names[] = {"Graceful reboot", "Forced reboot"};
     const auto type = arguments.number("RebootJobType");
-    if (!type || *type < 1 || *type > 3)
+    if (!type || *type < 1 || *type > 2)
         return refuse(reboot_type, arguments.text("RebootJobType"));
     if (controller.lockdown)
         return refuse(locked_down);
     if (controller.full())
         return refuse(too_many_jobs);
-    return started("RebootJobID", start_job(controller, "RID_", names[*type - 1], 3'000));
+    return started("RebootJobID", start_job(controller, names[*type - 1], 3'000));
 }
 
 // ---- VELK_QMService -----------------------------------------------------------------------------
@@ -221,13 +218,13 @@ bool is_user(const std::string &given, const std::string &user) {
 }
 
 // Judges the share that a request names; nothing when it can be used.
-std::optional<Answer> check_share(const Controller &controller, const Arguments &arguments, bool local_too) {
+std::optional<Answer> check_share(const Controller &controller, const Arguments &arguments, bool for_image) {
     if (!arguments.find("ShareType"))
         return refuse(share_parameter, "ShareType");
     const auto number = arguments.number("ShareType");
     const ShareType *type = nullptr;
     for (const ShareType &known : share_types)
-        if (number && known.type == *number && (known.remote || local_too))
+        if (number && known.type == *number && (known.remote || for_image))
             type = &known;
     if (!type)
         return refuse(share_value, "ShareType");
@@ -242,15 +239,17 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
     for (const Share &share : controller.shares) {
         if (share.address != address || share.type != type->type || (!name.empty() && share.name != name))
             continue;
-        if (!share.user || (is_user(arguments.text("UserName"), *share.user) &&
-                            arguments.text("Password") == share.password))
+        // A test of the other types carries no credentials.
+        const bool asks = share.user && (for_image || type->type == 2);
+        if (!asks || (is_user(arguments.text("UserName"), *share.user) &&
+                      arguments.text("Password") == share.password))
             return std::nullopt;
         return refuse(share_value, "UserName or Password");
     }
     return refuse(share_unreachable, address);
 }
 
-// Both image operations occupy the same storage: neither starts while one of them runs.
+// Neither operation is taken while one of them runs, nor a second one that waits.
 std::optional<Answer> check_other_images(const Controller &controller, Task task, Milliseconds now) {
     for (const auto &[number, job] : controller.jobs) {
         if (job.task == Task::other)
@@ -288,7 +287,7 @@ Answer image(Controller &controller, const Arguments &arguments, Task task) {
     std::string name = arguments.text("JobName");
     if (name.empty())
         name = task == Task::backup ? "Backup of the image" : "Restore of the image";
-    Job &job = start_job(controller, "JID_", name, 5'000);
+    Job &job = start_job(controller, name, 5'000);
     job.task = task;
     job.start = schedule.start;
     job.start_text = start;

@@ -8,9 +8,7 @@ namespace cimsim {
 
 namespace {
 
-const Tree &tree(const Call &call) {
-    return *call.self->value.tree;
-}
+const Tree &tree(const Call &call) { return *call.self->value.tree; }
 
 // ---- Items: the same for all three --------------------------------------------------------------
 
@@ -89,7 +87,7 @@ CMPIString *get_part(Call &call, std::string Tree::*part) {
 
 CMPIStatus copy_parts(Call &call, const CMPIObjectPath *source, bool host) {
     const Object *from = object_of(source);
-    if (call.works() && call.accepts(from, "a source")) {
+    if (call.works() && call.accepts(from, "source")) {
         const std::shared_ptr<Tree> keep = from->value.tree;
         Tree &to = call.self->value.edit();
         to.name_space = keep->name_space;

@@ -27,7 +27,7 @@ Value take(Call &call, const CMPIValue *value, CMPIType type) {
     if (!face)
         return Value::null(type);
     const Object *object = object_of(face);
-    if (!call.accepts(object, "a value"))
+    if (!call.accepts(object, "value"))
         return {};
     Value taken_value = value_of(*object);
     taken_value.type = type;
@@ -59,13 +59,9 @@ char *string_getCharPtr(CMPIString *self, CMPIStatus *rc) {
 
 // ---- CMPIArray ----------------------------------------------------------------------------------
 
-const std::vector<Value> &elements(const Call &call) {
-    return call.self->value.tree->elements;
-}
+const std::vector<Value> &elements(const Call &call) { return call.self->value.tree->elements; }
 
-CMPIType element_type(const Call &call) {
-    return static_cast<CMPIType>(call.self->value.type & ~CMPI_ARRAY);
-}
+CMPIType element_type(const Call &call) { return static_cast<CMPIType>(call.self->value.type & ~CMPI_ARRAY); }
 
 CMPICount array_getSize(CMPIArray *self, CMPIStatus *rc) {
     Call call("CMPIArray.getSize", self, rc);

@@ -52,9 +52,7 @@ Tree &Value::edit() {
     return *tree;
 }
 
-bool same_name(const char *a, const char *b) {
-    return strcasecmp(a, b) == 0;
-}
+bool same_name(const char *a, const char *b) { return strcasecmp(a, b) == 0; }
 
 const Item *Tree::find(const char *name) const {
     for (const Item &item : items)

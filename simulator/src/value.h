@@ -28,9 +28,7 @@ enum class Kind : unsigned char {
     count
 };
 
-inline bool is_object(Kind kind) {
-    return kind >= Kind::string;
-}
+inline bool is_object(Kind kind) { return kind >= Kind::string; }
 
 struct Tree;
 
@@ -78,9 +76,7 @@ struct Tree {
 bool same_name(const char *a, const char *b); // letter case does not count
 
 // A string shared by everything that takes `const char *` and may be given NULL.
-inline const char *text_or_empty(const char *text) {
-    return text ? text : "";
-}
+inline const char *text_or_empty(const char *text) { return text ? text : ""; }
 
 bool is_number(CMPIType type);
 CMPIUint64 load_number(CMPIType type, const void *from); // reads no more than the type's own width

@@ -10,12 +10,6 @@
 
 using namespace xavo;
 
-// Callers are compiled against this layout.
-static_assert(offsetof(XAVO_Proxy, head_magic) == 0 && offsetof(XAVO_Proxy, client) == 8 &&
-              offsetof(XAVO_Proxy, mutex) == 8 + sizeof(void *) &&
-              offsetof(XAVO_Proxy, mutex_initialised) == 8 + sizeof(void *) + sizeof(pthread_mutex_t) &&
-              offsetof(XAVO_Proxy, tail_magic) == offsetof(XAVO_Proxy, mutex_initialised) + 4);
-
 namespace {
 
 // The two pairs tell a live handle from anything else, and its two ends from each other.

@@ -10,12 +10,6 @@
 
 using namespace xavo;
 
-// Callers are compiled against this layout: a link and ten strings.
-static_assert(offsetof(XAVO_VELK_LifecycleJob, InstanceID) == sizeof(void *) &&
-              offsetof(XAVO_VELK_LifecycleJob, Message) == 7 * sizeof(void *) &&
-              offsetof(XAVO_VELK_LifecycleJob, Name) == 10 * sizeof(void *) &&
-              sizeof(XAVO_VELK_LifecycleJob) == 11 * sizeof(void *));
-
 namespace {
 
 constexpr char LIFECYCLE_JOB[] = "VELK_LifecycleJob";

@@ -15,17 +15,6 @@ using namespace xavo;
 
 // ---- Records and their validation -------------------------------------------------------------------
 
-// Callers are compiled against these layouts.
-static_assert(sizeof(XAVO_HTTP_SHARE_OPT_DATA) == 214 &&
-              offsetof(XAVO_HTTP_SHARE_OPT_DATA, proxyPort) == 199 &&
-              offsetof(XAVO_HTTP_SHARE_OPT_DATA, ignoreCertWarning) == 212);
-static_assert(sizeof(XAVO_NET_INPUT_DATA) == 736 && offsetof(XAVO_NET_INPUT_DATA, sharename) == 260 &&
-              offsetof(XAVO_NET_INPUT_DATA, shareType) == 518 && offsetof(XAVO_NET_INPUT_DATA, http) == 522);
-static_assert(sizeof(XAVO_BAR_INPUT_DATA) == 936 && offsetof(XAVO_BAR_INPUT_DATA, sharename) == 228 &&
-              offsetof(XAVO_BAR_INPUT_DATA, shareType) == 616 && offsetof(XAVO_BAR_INPUT_DATA, http) == 620 &&
-              offsetof(XAVO_BAR_INPUT_DATA, JobName) == 834 &&
-              offsetof(XAVO_BAR_INPUT_DATA, tavixuname) == 870);
-
 namespace {
 
 // A character buffer of a record, and what is logged when it has no end.
@@ -234,9 +223,10 @@ bool add_arguments(Invocation &call, const Argument (&arguments)[count], const v
 // The check that follows the argument lists: only some share types are taken.
 bool takes_share(XAVO_ErrorCode *errorcodep, unsigned int share_types, CMPIUint16 type,
                  const char *operation) {
-    if (!allowed(share_types, type))
-        XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "Invalid access type is NULL");
-    return *errorcodep == XAVO_NO_ERROR;
+    if (allowed(share_types, type))
+        return true;
+    XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "Invalid access type is NULL");
+    return false;
 }
 
 } // namespace
@@ -266,9 +256,10 @@ constexpr Argument IMAGE_REST[] = {
 };
 
 bool has_start_time(XAVO_ErrorCode *errorcodep, const XAVO_BAR_INPUT_DATA *data, const char *operation) {
-    if (data->startTime[0] == '\0')
-        XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "start time is NULL");
-    return *errorcodep == XAVO_NO_ERROR;
+    if (data->startTime[0] != '\0')
+        return true;
+    XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "start time is NULL");
+    return false;
 }
 
 // A restore says whether it keeps the virtual disks' configuration, and only the lowest bit of what the
@@ -320,14 +311,14 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
         return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JID_InstanceID is NULL");
     *JID_InstanceID = nullptr;
 
-    const CMPIUint16 share = data->shareType;
     Invocation call(sp, errorcodep, __func__);
     if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(errorcodep, IMAGE_SHARES, share, __func__) &&
-        add_arguments(call, IMAGE_PLACE, data, share) && has_start_time(errorcodep, data, __func__) &&
-        call.add("ScheduledStartTime", data->startTime) && (!restore || add_PreserveVDConfig(call, data)) &&
-        add_arguments(call, HTTP_ARGUMENTS, &data->http, share) &&
-        add_arguments(call, IMAGE_REST, data, share) && call.invoke_quietly(method))
+        takes_share(errorcodep, IMAGE_SHARES, data->shareType, __func__) &&
+        add_arguments(call, IMAGE_PLACE, data, data->shareType) &&
+        has_start_time(errorcodep, data, __func__) && call.add("ScheduledStartTime", data->startTime) &&
+        (!restore || add_PreserveVDConfig(call, data)) &&
+        add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
+        add_arguments(call, IMAGE_REST, data, data->shareType) && call.invoke_quietly(method))
         read_message_or_job(call, errorcodep, JID_InstanceID, __func__);
 }
 
@@ -401,14 +392,14 @@ void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
     if (XAVO_Validate_XAVO_NET_INPUT_DATA(data) == 0)
         return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Input Data is not valid");
 
-    const CMPIUint16 share = data->shareType;
     Invocation call(sp, errorcodep, __func__);
     if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(errorcodep, NETWORK_SHARES, share, __func__) &&
-        add_arguments(call, TEST_PLACE, data, share) && add_user_name(call, errorcodep, data, __func__) &&
-        add_arguments(call, TEST_SECRETS, data, share) &&
-        add_arguments(call, HTTP_ARGUMENTS, &data->http, share) &&
-        add_arguments(call, TEST_REST, data, share) && call.invoke_quietly("TestNetworkShare"))
+        takes_share(errorcodep, NETWORK_SHARES, data->shareType, __func__) &&
+        add_arguments(call, TEST_PLACE, data, data->shareType) &&
+        add_user_name(call, errorcodep, data, __func__) &&
+        add_arguments(call, TEST_SECRETS, data, data->shareType) &&
+        add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
+        add_arguments(call, TEST_REST, data, data->shareType) && call.invoke_quietly("TestNetworkShare"))
         read_message(call, errorcodep);
     call.drop_returned(); // whatever the outcome, the value goes before the outputs
 }

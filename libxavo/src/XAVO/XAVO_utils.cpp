@@ -237,9 +237,7 @@ __attribute__((format(printf, 2, 3))) void print_line(int indent, const char *fo
 }
 
 // The name and the value of a key or an argument; frees both.
-void print_item(int indent, unsigned int index, const char *name_label, CMPIString *name,
-                const char *data_label, CMPIData data) {
-    print_line(indent + 4, "i=%u\n", index);
+void print_item(int indent, const char *name_label, CMPIString *name, const char *data_label, CMPIData data) {
     if (name != nullptr) {
         XAVO_pr_CMPIString(indent + 8, name_label, name);
         release(name);
@@ -340,9 +338,10 @@ void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op) {
 
     const unsigned int count = op->ft->getKeyCount(op, nullptr);
     for (unsigned int i = 0; i < count; ++i) {
+        print_line(indent + 4, "i=%u\n", i);
         CMPIString *name = nullptr;
         const CMPIData data = op->ft->getKeyAt(op, i, &name, nullptr);
-        print_item(indent, i, "keyname", name, "keydata", data);
+        print_item(indent, "keyname", name, "keydata", data);
     }
 }
 
@@ -353,8 +352,9 @@ void XAVO_pr_CMPIArgs(int indent, const char *label, CMPIArgs *args) {
     const unsigned int count = args->ft->getArgCount(args, nullptr);
     print_line(indent + 4, "argcount=%d\n", static_cast<int>(count));
     for (unsigned int i = 0; i < count; ++i) {
+        print_line(indent + 4, "i=%u\n", i);
         CMPIString *name = nullptr;
         const CMPIData data = args->ft->getArgAt(args, i, &name, nullptr);
-        print_item(indent, i, "argname", name, "argdata", data);
+        print_item(indent, "argname", name, "argdata", data);
     }
 }

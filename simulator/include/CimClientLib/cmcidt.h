@@ -27,12 +27,12 @@ typedef unsigned int CMPICount;
 typedef unsigned int CMPIFlags;
 
 /* Every object is a pair of an opaque handle and the table of its functions. */
-#define CMCI_OBJECT(name)                                                                           \
-    struct name##FT_;                                                                              \
-    typedef struct name##FT_ name##FT;                                                             \
-    typedef struct name##_ {                                                                       \
-        void *hdl;                                                                                 \
-        name##FT *ft;                                                                              \
+#define CMCI_OBJECT(name)                                                                                    \
+    struct name##FT_;                                                                                        \
+    typedef struct name##FT_ name##FT;                                                                       \
+    typedef struct name##_ {                                                                                 \
+        void *hdl;                                                                                           \
+        name##FT *ft;                                                                                        \
     } name
 CMCI_OBJECT(CMCIClient);
 CMCI_OBJECT(CMPIObjectPath);
