@@ -36,9 +36,9 @@ extern "C" {
  * last client was released: they are no longer counted. */
 void cimsim_reset(void);
 
-/* Adds what a process finds at its start: jobs "JID_1" to "JID_3", identities
- * "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10" the shares "backups" (type 2,
- * user "operator", password "secret") and "public" (type 0). */
+/* Adds what a process finds at its start: jobs "JID_1" to "JID_3" (none is running: any of them can be
+ * scheduled or deleted), identities "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10"
+ * the shares "backups" (type 2, user "operator", password "secret") and "public" (type 0). */
 void cimsim_load_demo(void);
 
 /* ---- Time --------------------------------------------------------------------------------------- */

@@ -94,9 +94,11 @@ Answer exchange(Call &call, Request request, Ask ask) {
 
 CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
+    if (call.sound() && (sim.broker.dead_pipes & CIMSIM_PIPE_RELEASE)) {
+        call.unlocked(write_to_dead_socket);
+        call.accepts(call.self, "client"); // another thread may have been here
+    }
     if (call.sound()) {
-        if (sim.broker.dead_pipes & CIMSIM_PIPE_RELEASE)
-            call.unlocked(write_to_dead_socket);
         const unsigned long connector = call.self->client->connector;
         release_object(call);
         client_released(connector);
