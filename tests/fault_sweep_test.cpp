@@ -213,6 +213,9 @@ protected:
             Results results;
             if (op.reads == Reads::NOTHING)
                 results.args = printable();
+            const bool names_job = op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB;
+            static char stale[] = "of an earlier call";
+            results.job = names_job ? stale : nullptr;
             clear_log();
             cimsim_trace(1);
             const unsigned long start = cimsim_calls(nullptr);
@@ -239,7 +242,11 @@ protected:
                     EXPECT_EQ(calls_at_unlock(), end) << "a call after the unlock";
                 }
             }
-            if (op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB) {
+            if (results.job == stale) { // left alone only by a call that never began
+                EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
+                results.job = nullptr;
+            }
+            if (names_job) {
                 EXPECT_EQ(results.job != nullptr, result.code == XAVO_NO_ERROR);
             } else if (op.name != std::string("list")) {
                 EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out());
