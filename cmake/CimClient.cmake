@@ -24,6 +24,8 @@ endif()
 
 if(XAVO_USE_SIMULATOR)
     add_subdirectory(simulator)
+    # Its jobs may lie after 2038 on a 32-bit machine, too.
+    target_compile_definitions(cimsim PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
     add_library(cim_client ALIAS cimsim)
     message(STATUS "CIM client library: the simulator")
 else()

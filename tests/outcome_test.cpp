@@ -376,7 +376,7 @@ TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
 
 TEST_F(Outcome, OddElementsOfAnEnumerationAreSkipped) {
     cimsim_add_element(0, cimsim_string("no instance"));
-    cimsim_add_element(2, cimsim_with_state(cimsim_instance("VELK_LifecycleJob"), CMPI_keyValue));
+    cimsim_add_element(3, cimsim_with_state(cimsim_instance("VELK_LifecycleJob"), CMPI_keyValue));
     cimsim_add_element(5, cimsim_no_object(CMPI_instance));
     Results list;
     list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
