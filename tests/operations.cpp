@@ -42,20 +42,16 @@ void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
 } // namespace
 
 Results::~Results() {
+    const auto release = [](auto *object) {
+        if (object != nullptr)
+            object->ft->release(object);
+    };
+    release(args);
+    release(instances);
+    release(path);
+    release(array);
     XAVO_free_ntstring(job);
     XAVO_free_list_VELK_LifecycleJob(records);
-    for (CMPIData data : {CMPIData{CMPI_args, 0, {}}, CMPIData{CMPI_enumeration, 0, {}},
-                          CMPIData{CMPI_ref, 0, {}}, CMPIData{CMPI_stringA, 0, {}}}) {
-        if (data.type == CMPI_args)
-            data.value.args = args;
-        else if (data.type == CMPI_enumeration)
-            data.value.Enum = instances;
-        else if (data.type == CMPI_ref)
-            data.value.ref = path;
-        else
-            data.value.array = array;
-        XAVO_free_CMPIData_value(&data);
-    }
 }
 
 CMPIArgs *printable() {

@@ -77,30 +77,20 @@ std::vector<BadArguments> bad_arguments() {
         {CALL(XAVO_build_object_path_key_value, "n", "C", "k", nullptr), "value is NULL", false},
     };
 #undef CALL
-    const std::pair<const char *, const char *> texts[] = {
-        {"", "RebootJobType is zero length"},
-        {"65536", "RebootJobType is out of range"},
-        {"-1", "RebootJobType is out of range"},
-        {"2147483647", "RebootJobType is out of range"},
-        {"-2147483648", "RebootJobType is out of range"},
-        {"2147483648", "RebootJobType is invalid"},
-        {"-2147483649", "RebootJobType is invalid"},
-        {"4294967297", "RebootJobType is invalid"}, // 1 in its low 32 bits
-        {"99999999999999999999", "RebootJobType is invalid"},
-        {"7 ", "RebootJobType has invalid characters"},
-        {"7a", "RebootJobType has invalid characters"},
-        {"0x10", "RebootJobType has invalid characters"},
-        {"abc", "RebootJobType has invalid characters"},
-        {"  ", "RebootJobType has invalid characters"},
+    const std::pair<const char *, std::vector<const char *>> types[] = {
+        {"RebootJobType is zero length", {""}},
+        {"RebootJobType is out of range", {"65536", "-1", "2147483647", "-2147483648"}},
+        // 4294967297 is 1 in its low 32 bits
+        {"RebootJobType is invalid", {"2147483648", "-2147483649", "4294967297", "99999999999999999999"}},
+        {"RebootJobType has invalid characters", {"7 ", "7a", "0x10", "abc", "  "}},
     };
-    for (const auto &[text, complaint] : texts) {
-        const char *type = text;
-        rows.push_back({"XAVO_invoke_CreateRebootJob",
-                        [type](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
-                            XAVO_invoke_CreateRebootJob(sp, ec, type, job);
-                        },
-                        complaint, true, true});
-    }
+    for (const auto &[complaint, texts] : types)
+        for (const char *text : texts)
+            rows.push_back({"XAVO_invoke_CreateRebootJob",
+                            [text](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
+                                XAVO_invoke_CreateRebootJob(sp, ec, text, job);
+                            },
+                            complaint, true, true});
     return rows;
 }
 

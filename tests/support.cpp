@@ -11,20 +11,15 @@ namespace {
 std::string log_lines;
 
 // Guards the log. No mutex: the calls on those are counted and made to fail here.
-class LogGuard {
-public:
-    LogGuard() {
-        while (busy.test_and_set(std::memory_order_acquire)) {
-        }
-    }
-    ~LogGuard() { busy.clear(std::memory_order_release); }
-    LogGuard(const LogGuard &) = delete;
-    LogGuard &operator=(const LogGuard &) = delete;
+std::atomic_flag log_busy = ATOMIC_FLAG_INIT;
 
-private:
-    static std::atomic_flag busy;
-};
-std::atomic_flag LogGuard::busy = ATOMIC_FLAG_INIT;
+template <typename Body>
+void with_log(Body body) {
+    while (log_busy.test_and_set(std::memory_order_acquire)) {
+    }
+    body();
+    log_busy.clear(std::memory_order_release);
+}
 
 struct Plan {
     bool armed = false;
@@ -86,8 +81,9 @@ void hulmprintf(int level, int module, const char *format, ...) {
                              (level == 2 || level == 8);
     vsnprintf(text, sizeof text, format + strlen("%s,%d,%s: "), values);
     va_end(values);
-    const LogGuard guard;
-    log_lines += (well_formed ? "" : "malformed: ") + std::to_string(level) + " " + function + ": " + text;
+    const std::string entry =
+        (well_formed ? "" : "malformed: ") + std::to_string(level) + " " + function + ": " + text;
+    with_log([&] { log_lines += entry; });
 }
 
 void *__real_calloc(size_t count, size_t size);
@@ -148,13 +144,13 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
 namespace test {
 
 std::string logged() {
-    const LogGuard guard;
-    return log_lines;
+    std::string copy;
+    with_log([&] { copy = log_lines; });
+    return copy;
 }
 
 void clear_log() {
-    const LogGuard guard;
-    log_lines.clear();
+    with_log([] { log_lines.clear(); });
 }
 
 void arm(Own kind, unsigned nth, bool from_then_on) {
@@ -232,19 +228,6 @@ std::string last_request() {
     for (unsigned a = 0; a < request->argument_count; ++a)
         text += (a == 0 ? "" : ",") + item(request->arguments[a]);
     return text + ")";
-}
-
-std::string elements(CMPIArray *array) {
-    std::string text = "[";
-    for (CMPICount i = 0; i < array->ft->getSize(array, nullptr); ++i) {
-        const CMPIData data = array->ft->getElementAt(array, i, nullptr);
-        text += i == 0 ? "" : ",";
-        if (data.type == CMPI_string && data.state == CMPI_goodValue)
-            text += data.value.string->ft->getCharPtr(data.value.string, nullptr);
-        else
-            text += XAVO_CMPIType_to_string(data.type);
-    }
-    return text + "]";
 }
 
 bool is_unlocked(XAVO_Proxy *sp) {

@@ -39,9 +39,6 @@ XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
 // root/velk:VELK_X.K="v".Method(Name:1700=text,Number:0090=5)
 std::string last_request();
 
-// What an array holds, "[a,b]"; the array stays the caller's.
-std::string elements(CMPIArray *array);
-
 // A populated controller with a handle open on it. When a test is over the handle is freed, and nothing
 // may be left: no object, no value in a pool, no misuse, no call through a locked handle.
 class World : public testing::Test {
