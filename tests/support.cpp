@@ -44,22 +44,7 @@ bool strike(test::Own kind, const char *name) {
     return true;
 }
 
-template <size_t size>
-void fill(char (&buffer)[size], const char *text) {
-    strncpy(buffer, text, size - 1);
-}
-
-XAVO_HTTP_SHARE_OPT_DATA full_http() {
-    XAVO_HTTP_SHARE_OPT_DATA http = {};
-    http.proxySupport = 1;
-    http.proxyType = 2;
-    fill(http.proxyServer, "192.0.2.80");
-    fill(http.proxyUname, "proxyuser");
-    fill(http.proxyPasswd, "proxysecret");
-    fill(http.proxyPort, "3128");
-    http.ignoreCertWarning = 3;
-    return http;
-}
+const XAVO_HTTP_SHARE_OPT_DATA FULL_HTTP = {1, 2, "192.0.2.80", "proxyuser", "proxysecret", "3128", 3};
 
 } // namespace
 
@@ -179,35 +164,12 @@ void populate() {
 }
 
 XAVO_BAR_INPUT_DATA full_image(uint16_t share_type) {
-    XAVO_BAR_INPUT_DATA data = {};
-    fill(data.uname, "user");
-    fill(data.passwd, "secret");
-    fill(data.passphrase, "phrase");
-    fill(data.ipaddr, "192.0.2.10");
-    fill(data.sharename, "share");
-    fill(data.imagename, "image");
-    fill(data.startTime, "NOW");
-    fill(data.untilTime, "20990101000000");
-    data.shareType = share_type;
-    data.preserveVDConfig = 3;
-    data.http = full_http();
-    fill(data.JobName, "nightly");
-    data.checkBackupDestinationAvailability = 4;
-    fill(data.tavixuname, "admin");
-    return data;
+    return {"user",           "secret",   "phrase", "192.0.2.10", "share",   "image", "NOW",
+            "20990101000000", share_type, 3,        FULL_HTTP,    "nightly", 4,       "admin"};
 }
 
 XAVO_NET_INPUT_DATA full_share(uint16_t share_type) {
-    XAVO_NET_INPUT_DATA data = {};
-    fill(data.uname, "user");
-    fill(data.passwd, "secret");
-    fill(data.workgroup, "group");
-    fill(data.ipaddr, "192.0.2.10");
-    fill(data.sharename, "share");
-    data.shareType = share_type;
-    data.reserved = 9;
-    data.http = full_http();
-    return data;
+    return {"user", "secret", "group", "192.0.2.10", "share", share_type, 9, FULL_HTTP};
 }
 
 std::string last_request() {
