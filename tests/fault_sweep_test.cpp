@@ -37,7 +37,7 @@ const cimsim_fault FAULTS[] = {
     {CMPI_RC_OK, nullptr, 0}, // success, and still nothing is handed out
 };
 
-std::string number(long n) { return std::to_string(n); }
+std::string number(long long n) { return std::to_string(n); }
 
 // The lines of an operation that says why it failed.
 std::string error(const Operation &op, const std::string &text) {

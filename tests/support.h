@@ -36,7 +36,7 @@ XAVO_BAR_INPUT_DATA full_image(uint16_t share_type);
 XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
 
 // The last request on one line: path, method, and each argument with its type:
-// root/velk:VELK_X.K="v".Method(Name:1700=text,Number:0090=5)
+// root/velk:VELK_X.Key:1700=v Method(Name:1700=text,Number:0090=5)
 std::string last_request();
 
 // A populated controller with a handle open on it. When a test is over the handle is freed, and nothing

@@ -1,0 +1,159 @@
+// value_test.cpp - the handle's own life, names and codes, and values: printed, read, freed.
+#include "operations.h"
+#include "support.h"
+
+#include <cstring>
+#include <regex>
+#include <stdio_ext.h>
+
+using namespace test;
+
+namespace {
+
+TEST(Handle, LivesAsItsUser) {
+    populate();
+    clear_log();
+    setenv("SFCC_CLIENT", "elsewhere", 1);
+    for (const char *user : {static_cast<const char *>(nullptr), "operator"}) {
+        XAVO_Proxy *sp = XAVO_new_with_uname(user);
+        XAVO_ErrorCode ec = -1;
+        XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
+        EXPECT_STREQ(cimsim_last_request()->user, user == nullptr ? "root01ff" : "operator01ff");
+        for (uint32_t *word : {sp->head_magic, sp->head_magic + 1, sp->tail_magic, sp->tail_magic + 1}) {
+            *word ^= 3; // makes the one end's word the other's
+            XAVO_free(sp);
+            XAVO_lock(sp);
+            *word ^= 3;
+        }
+        CMCIClient *const client = sp->client;
+        sp->client = nullptr;
+        XAVO_free(sp);
+        client->ft->release(client);
+    }
+    cimsim_set_reachable(0);
+    EXPECT_EQ(XAVO_new(), nullptr);
+    XAVO_free(nullptr);
+    XAVO_unlock(nullptr);
+    EXPECT_EQ(cimsim_owned() + cimsim_misuses(), 0U) << cimsim_live();
+    std::string invalid = "2 XAVO_free: ERROR: sp is not valid\n2 XAVO_lock: ERROR: sp is not valid\n";
+    invalid += invalid + invalid + invalid + "8 XAVO_new_with_uname: using username=";
+    EXPECT_EQ(logged(), "8 XAVO_new_with_uname: using root default userid\n" + invalid + "[operator]\n" +
+                            invalid +
+                            "[root]\n2 XAVO_new_with_uname: ERROR: unable to open connection to server\n"
+                            "2 XAVO_free: ERROR: sp is NULL\n2 XAVO_unlock: ERROR: sp is not valid\n");
+}
+
+TEST(Names, StandForTheirCodes) {
+    std::string names;
+    for (const int ec : {-1, 2, 6, 8, 17, 18, 8225, 8226})
+        names += XAVO_EC_to_string(ec) + std::string(" ");
+    for (int rc = -1; rc <= 8; ++rc)
+        names += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
+    EXPECT_EQ(names,
+              "unknown OUT_OF_MEMORY NOT_IMPLEMENTED UNABLE_TO_OPEN_CONNECTION RESTORE_ALREADY_RUNNING "
+              "unknown unknown SYSTEM_IN_LOCKDOWN_MODE 1013444791");
+}
+
+class Values : public World {};
+
+// Standard output since CaptureStdout, in short: the lines of a string and the first three of a value as
+// one, indentation as a number.
+std::string printed() {
+    EXPECT_EQ(__fpending(stdout), 0U);
+    std::string text = testing::internal::GetCapturedStdout();
+    const auto replace = [&text](const std::string &what, const std::string &by) {
+        text = std::regex_replace(text, std::regex(what), by);
+    };
+    replace("( *)CMPIString=\\[(.*)\\]\n\\1    cs=\\[(.*)\\]\n\\1    cs=0x[0-9a-f]{4,}\n", "$1$2='$3'\n");
+    replace("( *)CMPIData \\[(.*)\\]\n\\1 {8}CMPIType \\[data.type\\], type=(.*)\n"
+            "\\1 {8}CMPIValueState \\[data.state\\], state=(.*)\n",
+            "$1$2 $3 $4\n");
+    replace(",[0-9]+,", ",*,");
+    for (int indent = 40; indent > 0; --indent)
+        replace("\n {" + std::to_string(indent) + "}", "\n" + std::to_string(indent) + " ");
+    return text;
+}
+
+// Each is printed, read as a number, and freed twice. Every object's table begins alike, so a string
+// stands in where only the release counts; a hollow one must not be touched.
+TEST_F(Values, ArePrintedAndFreedByType) {
+    CMPIString hollow = {};
+    const auto object = [] { return native_new_CMPIString("text", nullptr); };
+    std::vector<std::tuple<CMPIType, int, void *, std::string>> rows = {
+        {CMPI_string, CMPI_keyValue, object(), "8 data.value.string='text'\n"},
+        {CMPI_string, 0, native_new_CMPIString(nullptr, nullptr), "8 CMPIString=[data.value.string]\n"},
+        {CMPI_string, 0, nullptr,
+         "8 CMPIString=[data.value.string]\nXAVO_utils.cpp,*,XAVO_pr_CMPIString: s is NULL\n"},
+        {CMPI_string, CMPI_badValue | CMPI_keyValue, &hollow, ""},
+        {CMPI_ref, 0, newCMPIObjectPath("", "", nullptr),
+         "8 CMPIObjectPath [data.value.ref]\n12 namespace is NULL\n12 hostanme is NULL\n"
+         "12 classname is NULL\n"},
+        {CMPI_ref, 0, nullptr, "8 CMPIObjectPath [data.value.ref]\n12 op is NULL\n"},
+        {CMPI_stringA, 0, native_new_CMPIArray(0, CMPI_string, nullptr),
+         "8 CMPIArray [data.value.array]\n12 count=0\n"},
+        {CMPI_stringA, 0, nullptr, "8 CMPIArray [data.value.array]\n12 arrayp is NULL\n"},
+        {CMPI_uint32, CMPI_keyValue, reinterpret_cast<void *>(~uintptr_t{0}),
+         "8 CMPIUint32 [data.value.uint32] value=4294967295\n"},
+        {CMPI_chars, 0, strdup("chars"), "4 unknown type\n"},
+    };
+    for (const int type : {CMPI_instance, CMPI_args, CMPI_class, CMPI_enumeration, CMPI_dateTime})
+        rows.emplace_back(type, 0, object(), "4 unknown type\n");
+    for (const int type : {CMPI_uint16, CMPI_filter, CMPI_ptr, CMPI_charsptr})
+        rows.emplace_back(type, 0, &hollow, "4 unknown type\n");
+    std::string expected;
+    testing::internal::CaptureStdout();
+    for (const auto &[type, state, pointer, print] : rows) {
+        CMPIData data = {type, static_cast<CMPIValueState>(state), {}};
+        data.value.dataPtr.ptr = pointer;
+        XAVO_pr_CMPIData(0, "row", data);
+        char head[80];
+        snprintf(head, sizeof head, "row %d (0x%x) [%s] %d [%s]\n", type, type, XAVO_CMPIType_to_string(type),
+                 state, XAVO_CMPIValueState_to_string(data.state));
+        expected += head + print;
+        EXPECT_EQ(XAVO_CMPIData_to_uint32(&ec, &data), type == CMPI_uint32 ? 0xffffffffU : 0U);
+        XAVO_free_CMPIData_value(&data);
+        XAVO_free_CMPIData_value(&data);
+    }
+    EXPECT_EQ(printed(), expected);
+    const std::string leak = "2 XAVO_free_CMPIData_value: ERROR: unknown type, memory leak\n";
+    EXPECT_EQ(logged(), leak + leak + leak + leak + leak + leak);
+}
+
+TEST_F(Values, TreesAndRecordsArePrinted) {
+    CMPIArgs *args = printable();
+    char id[] = "JID_1";
+    XAVO_VELK_LifecycleJob last = {}, first = {};
+    first.next = &last;
+    first.InstanceID = id;
+    testing::internal::CaptureStdout();
+    XAVO_pr_CMPIArgs(0, "list", args);
+    args->ft->release(args);
+    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_calls("CMPIArray.setElementAt"), 4U); // two elements set, the same two freed
+    XAVO_fprint_list_VELK_LifecycleJob(stdout, &first);
+    XAVO_pr_CMPIArgs(-1, "none", nullptr);
+    const std::regex string(" 5632 \\(0x1600\\) \\[CMPI_string\\] 0 \\[CMPI_goodValue\\]");
+    const std::string rest = "\n4 ElapsedTimeSinceCompletion=\n4 PercentComplete=\n4 JobUntilTime=\n"
+                             "4 JobStartTime=\n4 MessageArguments=\n4 Message=\n4 MessageID=\n4 JobStatus=\n"
+                             "4 Name=\n";
+    EXPECT_EQ(std::regex_replace(printed(), string, " string"),
+              "CMPIArgs=[list]\n4 argcount=3\n4 i=0\n8 argname='Job'\n"
+              "8 argdata 4352 (0x1100) [CMPI_ref] 0 [CMPI_goodValue]\n16 CMPIObjectPath [data.value.ref]\n"
+              "24 namespace='root/velk'\n20 hostanme is NULL\n24 classname='VELK_LifecycleJob'\n20 i=0\n"
+              "24 keyname='InstanceID'\n24 keydata string\n32 data.value.string='text'\n4 i=1\n"
+              "8 argname='Words'\n8 argdata 13824 (0x3600) [CMPI_stringA] 0 [CMPI_goodValue]\n"
+              "16 CMPIArray [data.value.array]\n20 count=2\n20 k=0\n24 data string\n"
+              "32 data.value.string='one'\n20 k=1\n24 data string\n32 data.value.string='two'\n"
+              "4 i=2\n8 argname='Text'\n8 argdata string\n16 data.value.string='text'\n"
+              "VELK_LifecycleJob:\n4 InstanceID=JID_1" +
+                  rest + "VELK_LifecycleJob:\n4 InstanceID=" + rest + "CMPIArgs=[none]\n3 args is NULL\n");
+    XAVO_fprint_list_VELK_LifecycleJob(nullptr, &first);
+    XAVO_fprint_VELK_LifecycleJob(stdout, nullptr);
+    XAVO_indent(nullptr, 1);
+    XAVO_fprint_ntstring(nullptr, id);
+    EXPECT_EQ(logged(), "2 XAVO_fprint_list_VELK_LifecycleJob: ERROR: stream is NULL\n"
+                        "2 XAVO_fprint_VELK_LifecycleJob: ERROR: job is NULL\n"
+                        "2 XAVO_indent: ERROR: fp is NULL\n2 XAVO_fprint_ntstring: ERROR: fp is NULL\n");
+}
+
+} // namespace
