@@ -72,8 +72,7 @@ std::string outcome_lines(const Operation &op, const std::string &log) {
     std::istringstream lines(log);
     std::string kept;
     for (std::string line; std::getline(lines, line);)
-        if (line.rfind("8 XAVO_new_with_uname: ", 0) != 0 &&
-            line.rfind("8 " + std::string(op.function), 0) != 0)
+        if (line.rfind("8 XAVO_new_with_uname: ", 0) != 0 && line.rfind("8 " + op.function, 0) != 0)
             kept += line + "\n";
     return kept;
 }

@@ -38,12 +38,12 @@ enum class Reads {
 };
 
 struct Operation {
-    const char *name;     // of the row
-    const char *function; // the name in its log lines
+    std::string name;     // of the row
+    std::string function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
     bool takes_null;      // opens a handle of its own for a NULL one
-    const char *releases; // the order in which it releases path, target, in, out and array
+    std::string releases; // the order in which it releases path, target, in, out and array
     std::string request;  // what it asks the broker, as last_request gives it
     std::string success;  // the log of a call that succeeds
 };

@@ -12,8 +12,8 @@ namespace {
 
 using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
-std::string error(const char *function, const std::string &text) {
-    return std::string("2 ") + function + ": ERROR: " + text + "\n";
+std::string error(const std::string &function, const std::string &text) {
+    return "2 " + function + ": ERROR: " + text + "\n";
 }
 
 class Outcome : public World {};
@@ -256,9 +256,9 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
     for (const Operation &op : operations()) {
         if (op.reads >= Reads::RECORDS)
             continue;
-        const bool reboot = op.name == std::string("CreateRebootJob");
+        const bool reboot = op.name == "CreateRebootJob";
         for (const Answer &answer : answers(op.reads)) {
-            SCOPED_TRACE(std::string(op.name) + ", " + answer.what);
+            SCOPED_TRACE(op.name + ", " + answer.what);
             std::string log = (op.reads == Reads::MESSAGE_OR_JOB ? NO_MESSAGE : "") + answer.lines;
             if (op.reads == Reads::JOB && answer.code != XAVO_NO_ERROR)
                 log += "2 F: ERROR: errorcode=" + std::to_string(answer.code) + "\n" + NO_MESSAGES;
@@ -266,7 +266,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
                     reboot ? "ERROR: XAVO_dig_out_reboot_job_id()" : "ERROR: XAVO_dig_out_job_id()");
             replace(log,
                     " D: ", op.reads == Reads::JOB ? " XAVO_dig_out_job_id: " : " XAVO_dig_out_QMjob_id: ");
-            replace(log, " F: ", std::string(" ") + op.function + ": ");
+            replace(log, " F: ", " " + op.function + ": ");
             Results results;
             clear_log();
             answer.script(reboot ? "RebootJobID" : "Job");
@@ -304,7 +304,7 @@ TEST_F(Outcome, MessagesAreNamed) {
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
                 continue;
-            SCOPED_TRACE(std::string(op.name) + ", " + row.id);
+            SCOPED_TRACE(op.name + ", " + row.id);
             const bool image = op.reads == Reads::MESSAGE_OR_JOB;
             const std::string log =
                 image ? error(op.function, "XAVO_dig_out_QM_RESULT () returned a message") : "";
@@ -379,7 +379,7 @@ TEST_F(Outcome, OddElementsOfAnEnumerationAreSkipped) {
 TEST_F(Outcome, TheControllerRefusesByName) {
     const auto outcome = [this](const char *name) {
         for (const Operation &op : operations())
-            if (op.name == std::string(name)) {
+            if (op.name == name) {
                 Results results;
                 op.call(sp, &ec, results);
             }
