@@ -1,0 +1,110 @@
+// answers.cpp - what the client library may answer: values of every type, state and depth.
+#include "input.h"
+
+#include <iterator>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Types under which the library leaves a value alone, whatever it is.
+constexpr CMPIType OPAQUE[] = {CMPI_ptr, CMPI_null, CMPI_charsptr, CMPI_filter, CMPI_dateTimeString};
+
+// A value. One that its receiver frees, or that stands in an array which the receiver empties, has a
+// state and a type under which that can be done.
+cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
+    const unsigned kind = depth > 3 ? 0 : in.byte() % 8U;
+    const uint8_t code = in.byte();
+    const auto type = static_cast<CMPIType>(code < 0x80 ? code << 8 : in.word());
+    const CMPIValueState state = in.byte() < 0x80 ? CMPI_goodValue : in.word();
+    const std::string text = in.text();
+    const unsigned count = kind == 2 ? in.byte() % 8U : 0;
+    std::vector<cimsim_value *> elements(count);
+    for (cimsim_value *&element : elements)
+        element = in.byte() == 0 ? nullptr : value(in, true, depth + 1);
+    if (kind == 7) // memory that goes with its type and a good state alone
+        return cimsim_chars(text.c_str());
+    const char *const key = type == 0 ? text.c_str() : "InstanceID";
+    cimsim_value *made = kind == 0   ? cimsim_no_object(type)
+                         : kind == 1 ? cimsim_number(code, 0x10001ULL * type)
+                         : kind == 2 ? cimsim_array(type, count, elements.data())
+                         : kind == 3 ? cimsim_datetime(text.c_str())
+                         : kind == 4 ? cimsim_instance(text.c_str())
+                         : kind == 5 ? cimsim_reference(text.c_str(), "", key, value(in, false, depth + 1))
+                                     : cimsim_string(type == 0 ? nullptr : text.c_str());
+    cimsim_with_state(made, freed && kind > 1 ? state & CMPI_keyValue : state);
+    return freed || code < 0xc0 ? made : cimsim_with_type(made, OPAQUE[type % std::size(OPAQUE)]);
+}
+
+// What is answered to the next call, whatever it asks.
+void prepare(Input &in) {
+    cimsim_reset();
+    cimsim_set_garbage(1);
+    cimsim_add_job("JID_1", "job", CIMSIM_NEVER, 1, 0);
+    cimsim_set_job_property("JID_1", "Name", value(in, false));
+    const unsigned parts = in.byte();
+    const std::string message = in.text();
+    const char *const text = message.empty() ? nullptr : message.c_str();
+    const cimsim_fault fault = {static_cast<CMPIrc>(static_cast<int16_t>(in.word())), text, (parts & 2) != 0};
+    cimsim_fail((parts & 4) != 0 ? "CMCIClient.getInstance" : "CMCIClient.enumInstances", parts & 1, &fault);
+    cimsim_answer_status(fault.rc, text);
+    cimsim_answer_return(value(in, true));
+    const char *const outputs[] = {"MessageID", "Message", "Job", "RebootJobID"};
+    for (unsigned i = 0; i < 4; ++i)
+        if ((parts >> i & 0x10) != 0)
+            cimsim_answer_output(outputs[i], value(in, false));
+    if ((parts & 8) != 0)
+        cimsim_add_element(0, value(in, false));
+}
+
+using Sp = XAVO_Proxy *;
+using Ec = XAVO_ErrorCode *;
+
+void print_all(Sp sp, Ec ec, char **) {
+    CMPIEnumeration *all = XAVO_enumerate(sp, ec, "root/velk", "VELK_LifecycleJob");
+    while (all != nullptr && all->ft->hasNext(all, nullptr) != 0)
+        XAVO_pr_CMPIData(-1, "element", all->ft->getNext(all, nullptr));
+    if (all != nullptr)
+        all->ft->release(all);
+}
+
+const XAVO_NET_INPUT_DATA SHARE = {};
+XAVO_BAR_INPUT_DATA image;
+
+// Those that hand out a job exactly when they succeed come first.
+constexpr size_t STARTERS = 4;
+void (*const CALLS[])(Sp, Ec, char **) = {
+    [](Sp sp, Ec ec, char **job) { XAVO_invoke_InstallFromURI(sp, ec, "http://192.0.2.20/x", "BIOS", job); },
+    [](Sp sp, Ec ec, char **job) { XAVO_invoke_InstallFromSoftwareIdentity(sp, ec, "BIOS", job); },
+    [](Sp sp, Ec ec, char **job) { XAVO_invoke_CreateRebootJob(sp, ec, "1", job); },
+    [](Sp sp, Ec ec, char **job) { XAVO_invoke_BackupRestore(sp, ec, "BackupImage", &image, job); },
+    [](Sp sp, Ec ec, char **) { XAVO_invoke_TestNetworkShare(sp, ec, &SHARE); },
+    [](Sp sp, Ec ec, char **) { XAVO_invoke_DeleteJobQueue(sp, ec, "JID_1"); },
+    [](Sp sp, Ec ec, char **) { XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, ec)); },
+    [](Sp sp, Ec ec, char **) { XAVO_free_VELK_LifecycleJob(XAVO_get_VELK_LifecycleJob(sp, ec, "JID_1")); },
+    print_all,
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static FILE *const nowhere = fopen("/dev/null", "w");
+    FILE *const before = std::exchange(stdout, nowhere);
+    image.startTime[0] = '1';
+    XAVO_Proxy *sp = XAVO_new();
+    for (Input in = {data, size}; in.left > 0;) {
+        const size_t index = in.byte() % std::size(CALLS);
+        prepare(in);
+        XAVO_ErrorCode ec = -1;
+        char *job = nullptr;
+        CALLS[index](sp, &ec, &job);
+        assert(strcmp(XAVO_EC_to_string(ec), "unknown") != 0);
+        assert((job != nullptr) == (ec == XAVO_NO_ERROR && index < STARTERS));
+        free(job);
+        assert(cimsim_owned() == 1); // the handle's client; any misuse ends the program by itself
+        assert(pthread_mutex_trylock(&sp->mutex) == 0 && pthread_mutex_unlock(&sp->mutex) == 0);
+    }
+    XAVO_free(sp);
+    stdout = before;
+    return 0;
+}

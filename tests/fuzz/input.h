@@ -1,0 +1,50 @@
+// input.h - a fuzzer's input, taken piece by piece, and what every target needs besides.
+#ifndef XAVO_TESTS_FUZZ_INPUT_H
+#define XAVO_TESTS_FUZZ_INPUT_H
+
+#undef NDEBUG // the targets' checks are assertions
+#include <algorithm>
+#include <cassert>
+#include <cimsim.h>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <hulmprintf.h>
+#include <string>
+#include <XAVO.h>
+
+// An input that has come to its end goes on with zeros.
+struct Input {
+    const uint8_t *data;
+    size_t left;
+
+    uint8_t byte() { return left > 0 ? (--left, *data++) : uint8_t{0}; }
+    uint16_t word() {
+        const unsigned high = byte();
+        return static_cast<uint16_t>(high << 8 | byte());
+    }
+    // Up to 127 bytes as they are, or one byte up to some thousand times.
+    std::string text() {
+        const size_t length = byte();
+        if (length > 127)
+            return std::string(length * length / 16, static_cast<char>(byte()));
+        const size_t taken = std::min(length, left);
+        left -= taken;
+        data += taken;
+        return std::string(data - taken, data);
+    }
+};
+
+// In place of the platform's log: every line is made, so that what cannot be read is found, but not shown.
+extern "C" void hulmprintf(int, int, const char *format, ...) {
+    char line[64];
+    va_list values;
+    va_start(values, format);
+    assert(vsnprintf(line, sizeof line, format, values) > 0);
+    va_end(values);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+#endif

@@ -1,0 +1,136 @@
+// thread_test.cpp - many threads at once, and a broker that goes away under them.
+#include "operations.h"
+#include "support.h"
+
+#include <csignal>
+#include <future>
+#include <mutex>
+#include <set>
+#include <unistd.h>
+
+using namespace test;
+
+namespace {
+
+enum class Handles { SHARED, EACH, NONE };
+
+// All that the broker can be asked, on eight threads at once, each beginning with another operation.
+template <typename Check>
+void crowd(Handles handles, XAVO_Proxy *shared, Check check) {
+    std::vector<std::future<void>> threads; // joined when this ends
+    for (size_t seat = 0; seat < 8; ++seat)
+        threads.push_back(std::async(std::launch::async, [&, seat] {
+            XAVO_Proxy *sp = handles == Handles::EACH ? XAVO_new() : shared;
+            for (size_t i = 0; i < 2 * operations().size(); ++i) {
+                const Operation &op = operations()[(seat + i) % operations().size()];
+                if (op.request.empty() || (sp == nullptr && !op.takes_null))
+                    continue;
+                Results results;
+                XAVO_ErrorCode code = -1;
+                op.call(sp, &code, results);
+                check(op, code, results.job);
+            }
+            if (handles == Handles::EACH)
+                XAVO_free(sp);
+        }));
+}
+
+using Threads = World;
+using BrokenBroker = World;
+
+TEST_F(Threads, GetTheirOwnAnswers) {
+    // What others have done meanwhile may have an operation refused.
+    const std::set<std::pair<Reads, XAVO_ErrorCode>> refusals = {
+        {Reads::RETURN_VALUE, XAVO_UNKNOWN_ERROR},
+        {Reads::MESSAGE_OR_JOB, XAVO_BACKUP_ALREADY_RUNNING},
+        {Reads::MESSAGE_OR_JOB, XAVO_RESTORE_ALREADY_RUNNING},
+        {Reads::RECORDS, XAVO_NOT_FOUND}};
+    for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {
+        populate();
+        cimsim_hold_answers(1);
+        if (handles == Handles::NONE)
+            XAVO_free(std::exchange(sp, nullptr));
+        std::mutex mutex;
+        std::set<std::string> jobs; // each is handed out once
+        crowd(handles, sp, [&](const Operation &op, XAVO_ErrorCode code, const char *job) {
+            const std::lock_guard<std::mutex> guard(mutex);
+            EXPECT_TRUE(code == XAVO_NO_ERROR || refusals.count({op.reads, code}) != 0)
+                << op.name << ": " << XAVO_EC_to_string(code);
+            EXPECT_TRUE(job == nullptr || jobs.insert(job).second) << job;
+        });
+        EXPECT_GE(jobs.size(), 48U); // of the three operations that are never refused
+        EXPECT_EQ(cimsim_overlaps(), 0U);
+    }
+    sp = XAVO_new();
+}
+
+// All that the calling thread can see of signals: the disposition, the mask, and what is pending.
+std::string signals() {
+    struct sigaction action = {};
+    sigset_t mask, pending;
+    sigaction(SIGPIPE, nullptr, &action);
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    sigpending(&pending);
+    std::string text = action.sa_handler == SIG_DFL ? "default " : "own ";
+    for (int signal = 1; signal < NSIG; ++signal)
+        text += sigismember(&pending, signal) == 1 ? 'P' : sigismember(&mask, signal) == 1 ? 'b' : '.';
+    return text;
+}
+
+// How a program may stand to SIGPIPE when it calls.
+const struct {
+    void (*disposition)(int);
+    int how;
+    int (*raise_one)();
+} STANCES[] = {
+    {SIG_DFL, SIG_UNBLOCK, [] { return 0; }},
+    {[](int) { ADD_FAILURE() << "the program was sent a SIGPIPE"; }, SIG_UNBLOCK, [] { return 0; }},
+    {SIG_DFL, SIG_BLOCK, [] { return 0; }},
+    {SIG_DFL, SIG_BLOCK, [] { return raise(SIGPIPE); }},
+    {SIG_DFL, SIG_BLOCK, [] { return kill(getpid(), SIGPIPE); }},
+};
+
+TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
+    sigset_t pipe = {};
+    sigaddset(&pipe, SIGPIPE);
+    for (const auto &stance : STANCES)
+        for (const Operation &op : operations()) {
+            if (op.request.empty())
+                continue;
+            SCOPED_TRACE(op.name + (", stance " + std::to_string(&stance - STANCES)));
+            Results results;
+            XAVO_Proxy *another = XAVO_new();
+            cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
+            signal(SIGPIPE, stance.disposition);
+            pthread_sigmask(stance.how, &pipe, nullptr);
+            stance.raise_one();
+            const std::string before = signals();
+            op.call(another, &ec, results);
+            EXPECT_EQ(ec, XAVO_UNKNOWN_ERROR);
+            XAVO_free(another);
+            EXPECT_EQ(XAVO_new(), nullptr);
+            EXPECT_EQ(signals(), before);
+            cimsim_restart_broker(0);
+            signal(SIGPIPE, SIG_IGN); // discards what is pending
+            pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
+        }
+}
+
+TEST_F(BrokenBroker, IsBackOnceEveryHandleWasFreed) {
+    signal(SIGPIPE, SIG_DFL);
+    cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_RELEASE);
+    const auto expect_no_answer = [](const Operation &op, XAVO_ErrorCode code, const char *) {
+        EXPECT_EQ(code, XAVO_UNKNOWN_ERROR) << op.name;
+        EXPECT_EQ(signals().find_first_of("Pb"), std::string::npos);
+    };
+    crowd(Handles::SHARED, sp, expect_no_answer);
+    XAVO_Proxy *another = XAVO_new(); // shares the dead connection
+    XAVO_free(sp);
+    crowd(Handles::EACH, nullptr, expect_no_answer);
+    XAVO_free(another);
+    sp = XAVO_new();
+    XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_1");
+    EXPECT_EQ(ec, XAVO_NO_ERROR);
+}
+
+} // namespace
