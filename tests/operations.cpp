@@ -77,6 +77,11 @@ std::string outcome_lines(const Operation &op, const std::string &log) {
     return kept;
 }
 
+std::string error(const std::string &function, const std::string &text) {
+    return "2 " + function + ": ERROR: " + text + "\n";
+}
+const std::string NO_MESSAGES = "8 XAVO_get_string_arg: st.rc=6\n8 XAVO_get_string_arg: st.rc=6\n";
+
 const std::vector<Operation> &operations() {
     using Proxy = XAVO_Proxy *;
     using Code = XAVO_ErrorCode *;

@@ -53,6 +53,10 @@ const std::vector<Operation> &operations();
 // The log without the traces that a call writes on its way, whatever becomes of it.
 std::string outcome_lines(const Operation &op, const std::string &log);
 
+// The line with which a function says why it failed, and the traces of an answer without messages.
+std::string error(const std::string &function, const std::string &text);
+extern const std::string NO_MESSAGES;
+
 // An argument list with a reference, an array and a string in it; to be printed.
 CMPIArgs *printable();
 

@@ -10,11 +10,9 @@ using namespace test;
 
 namespace {
 
-using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
+constexpr XAVO_ErrorCode NONE = XAVO_NO_ERROR, UNKNOWN = XAVO_UNKNOWN_ERROR, INVALID = XAVO_INVALID_VALUE;
 
-std::string error(const std::string &function, const std::string &text) {
-    return "2 " + function + ": ERROR: " + text + "\n";
-}
+using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
 class Outcome : public World {};
 
@@ -26,10 +24,12 @@ struct BadArguments {
     std::string complaint;
     bool takes_null = true;  // a NULL handle
     bool clears_job = false; // *JID_InstanceID is overwritten before the check
-    XAVO_ErrorCode code = XAVO_INVALID_VALUE;
+    XAVO_ErrorCode code = INVALID;
 };
 
 std::vector<BadArguments> bad_arguments() {
+    const char *const WRONG_SHARE = "Invalid access type is NULL", *const NO_JID = "JID_InstanceID is NULL";
+    const char *const NO_METHOD = "Service method is NULL or not allowed";
     static char *const no_jobs[] = {nullptr};
     static XAVO_BAR_INPUT_DATA image = full_image(2), endless = full_image(2), type3 = full_image(3),
                                type7 = full_image(7), no_start = full_image(4);
@@ -50,25 +50,23 @@ std::vector<BadArguments> bad_arguments() {
         {CALL(XAVO_get_VELK_LifecycleJob, nullptr), "InstanceID is NULL"},
         {CALL(XAVO_invoke_InstallFromURI, nullptr, nullptr, job), "URI is NULL"},
         {CALL(XAVO_invoke_InstallFromURI, "http://x", nullptr, job), "InstanceID is NULL"},
-        {CALL(XAVO_invoke_InstallFromURI, "http://x", "BIOS", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromURI, "http://x", "BIOS", nullptr), NO_JID},
         {CALL(XAVO_invoke_InstallFromSoftwareIdentity, nullptr, nullptr), "InstanceID is NULL"},
-        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, "BIOS", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, "BIOS", nullptr), NO_JID},
         {CALL(XAVO_invoke_CreateRebootJob, nullptr, job), "RebootJobType is NULL"},
-        {CALL(XAVO_invoke_CreateRebootJob, "", nullptr), "JID_InstanceID is NULL"},
+        {CALL(XAVO_invoke_CreateRebootJob, "", nullptr), NO_JID},
         {CALL(XAVO_invoke_BackupRestore, "BackupImage", nullptr, job), "Input Data is missing"},
         {CALL(XAVO_invoke_BackupRestore, "x", &endless, job),
          "Input Data is not valid"}, // before the method's name is looked at
-        {CALL(XAVO_invoke_BackupRestore, nullptr, &image, job), "Service method is NULL or not allowed"},
-        {CALL(XAVO_invoke_BackupRestore, "Backup", &image, job), "Service method is NULL or not allowed"},
-        {CALL(XAVO_invoke_BackupRestore, "restoreimage", &image, nullptr), "JID_InstanceID is NULL"},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type3, job), "Invalid access type is NULL", true,
-         true},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type7, job), "Invalid access type is NULL", true,
-         true},
+        {CALL(XAVO_invoke_BackupRestore, nullptr, &image, job), NO_METHOD},
+        {CALL(XAVO_invoke_BackupRestore, "Backup", &image, job), NO_METHOD},
+        {CALL(XAVO_invoke_BackupRestore, "restoreimage", &image, nullptr), NO_JID},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type3, job), WRONG_SHARE, true, true},
+        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type7, job), WRONG_SHARE, true, true},
         {CALL(XAVO_invoke_BackupRestore, "BackupImage", &no_start, job), "start time is NULL", true, true},
         {CALL(XAVO_invoke_TestNetworkShare, nullptr), "Input Data is missing"},
         {CALL(XAVO_invoke_TestNetworkShare, &endless_share), "Input Data is not valid"},
-        {CALL(XAVO_invoke_TestNetworkShare, &type4), "Invalid access type is NULL"},
+        {CALL(XAVO_invoke_TestNetworkShare, &type4), WRONG_SHARE},
         {CALL(XAVO_enumerate, nullptr, nullptr), "path is NULL", false},
         {CALL(XAVO_enumerate, "root/velk", nullptr), "classname is NULL", false},
         {CALL(XAVO_build_object_path_key_value, nullptr, "C", "k", "v"), "path is NULL", false},
@@ -177,7 +175,6 @@ struct Answer {
     std::string lines; // "F" stands for the operation, "D" for its reader of job identifiers
 };
 
-const std::string NO_MESSAGES = "8 XAVO_get_string_arg: st.rc=6\n8 XAVO_get_string_arg: st.rc=6\n";
 const std::string TEXT = "2 XAVO_log_MessageID: ERROR: Message=[no]\n";
 const std::string BOTH = "2 XAVO_log_MessageID: ERROR: MessageID=[QM017]\n" + TEXT;
 const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
@@ -206,35 +203,32 @@ const std::vector<Answer> &answers(Reads reads) {
     }
     // Ways to name a job; the same for both ways of reading one.
     static const std::vector<Answer> jobs = {
-        {"and a nonzero return", SCRIPT(returns(uint32(2)), outputs(job, good_job())), XAVO_NO_ERROR, ""},
-        {"bad state", SCRIPT(outputs(job, cimsim_with_state(good_job(), CMPI_badValue))), XAVO_NO_ERROR, ""},
-        {"and a value to free", SCRIPT(returns(cimsim_chars("owned")), outputs(job, good_job())),
-         XAVO_NO_ERROR, ""},
-        {"a string", SCRIPT(outputs(job, cimsim_string("JID_9"))), XAVO_UNKNOWN_ERROR, BAD_JOB},
-        {"no reference", SCRIPT(outputs(job, cimsim_no_object(CMPI_ref))), XAVO_UNKNOWN_ERROR, BAD_JOB},
+        {"and a nonzero return", SCRIPT(returns(uint32(2)), outputs(job, good_job())), NONE, ""},
+        {"bad state", SCRIPT(outputs(job, cimsim_with_state(good_job(), CMPI_badValue))), NONE, ""},
+        {"and a value to free", SCRIPT(returns(cimsim_chars("owned")), outputs(job, good_job())), NONE, ""},
+        {"a string", SCRIPT(outputs(job, cimsim_string("JID_9"))), UNKNOWN, BAD_JOB},
+        {"no reference", SCRIPT(outputs(job, cimsim_no_object(CMPI_ref))), UNKNOWN, BAD_JOB},
         {"no key", SCRIPT(outputs(job, reference(nullptr))), XAVO_NOT_FOUND, "8 D: st.rc=6\n" + BAD_JOB},
-        {"a numeric key", SCRIPT(outputs(job, reference(uint32(9)))), XAVO_UNKNOWN_ERROR, BAD_JOB},
-        {"no characters", SCRIPT(outputs(job, reference(cimsim_string(nullptr)))), XAVO_UNKNOWN_ERROR,
-         BAD_JOB},
-        {"none", SCRIPT(returns(uint32(0))), XAVO_UNKNOWN_ERROR, "8 D: st.rc=6\n8 D: Job not found\n"},
+        {"a numeric key", SCRIPT(outputs(job, reference(uint32(9)))), UNKNOWN, BAD_JOB},
+        {"no characters", SCRIPT(outputs(job, reference(cimsim_string(nullptr)))), UNKNOWN, BAD_JOB},
+        {"none", SCRIPT(returns(uint32(0))), UNKNOWN, "8 D: st.rc=6\n8 D: Job not found\n"},
     };
     static const std::vector<Answer> return_values = {
-        {"0", SCRIPT(returns(uint32(0))), XAVO_NO_ERROR, ""},
-        {"key", SCRIPT(returns(cimsim_with_state(uint32(0), CMPI_keyValue))), XAVO_NO_ERROR, ""},
-        {"2", SCRIPT(returns(uint32(2))), XAVO_UNKNOWN_ERROR, RETURNED + "2\n" + NO_MESSAGES},
-        {"all bits", SCRIPT(returns(uint32(~0U)), messages()), XAVO_UNKNOWN_ERROR,
-         RETURNED + "4294967295\n" + BOTH},
+        {"0", SCRIPT(returns(uint32(0))), NONE, ""},
+        {"key", SCRIPT(returns(cimsim_with_state(uint32(0), CMPI_keyValue))), NONE, ""},
+        {"2", SCRIPT(returns(uint32(2))), UNKNOWN, RETURNED + "2\n" + NO_MESSAGES},
+        {"all bits", SCRIPT(returns(uint32(~0U)), messages()), UNKNOWN, RETURNED + "4294967295\n" + BOTH},
         {"numeric MessageID", SCRIPT(returns(uint32(2)), messages(), outputs("MessageID", uint32(1))),
-         XAVO_UNKNOWN_ERROR, RETURNED + "2\n" + TEXT},
-        {"uint16", SCRIPT(returns(cimsim_number(CMPI_uint16, 0))), XAVO_INVALID_VALUE, ""},
-        {"null", SCRIPT(returns(cimsim_null(CMPI_uint32))), XAVO_INVALID_VALUE, ""},
-        {"array", SCRIPT(returns(cimsim_array(CMPI_string, 0, nullptr))), XAVO_INVALID_VALUE, ""},
+         UNKNOWN, RETURNED + "2\n" + TEXT},
+        {"uint16", SCRIPT(returns(cimsim_number(CMPI_uint16, 0))), INVALID, ""},
+        {"null", SCRIPT(returns(cimsim_null(CMPI_uint32))), INVALID, ""},
+        {"array", SCRIPT(returns(cimsim_array(CMPI_string, 0, nullptr))), INVALID, ""},
         {"status",
          SCRIPT(returns(cimsim_chars("x")), messages(), cimsim_answer_status(CMPI_RC_ERR_NOT_FOUND, "no")),
          XAVO_NOT_FOUND, "2 F: ERROR: st.rc=6 errorcode=7\n" + BOTH},
     };
     static const std::vector<Answer> only_messages = {
-        {"none", SCRIPT(returns(uint32(2))), XAVO_NO_ERROR, NO_MESSAGE},
+        {"none", SCRIPT(returns(uint32(2))), NONE, NO_MESSAGE},
         {"numeric", SCRIPT(outputs("MessageID", uint32(17))), XAVO_NOT_FOUND, ""},
         {"no string", SCRIPT(outputs("MessageID", cimsim_no_object(CMPI_string))), XAVO_NOT_FOUND, ""},
         {"status",
@@ -260,7 +254,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
         for (const Answer &answer : answers(op.reads)) {
             SCOPED_TRACE(op.name + ", " + answer.what);
             std::string log = (op.reads == Reads::MESSAGE_OR_JOB ? NO_MESSAGE : "") + answer.lines;
-            if (op.reads == Reads::JOB && answer.code != XAVO_NO_ERROR)
+            if (op.reads == Reads::JOB && answer.code != NONE)
                 log += "2 F: ERROR: errorcode=" + std::to_string(answer.code) + "\n" + NO_MESSAGES;
             replace(log, "ERROR: D()",
                     reboot ? "ERROR: XAVO_dig_out_reboot_job_id()" : "ERROR: XAVO_dig_out_job_id()");
@@ -275,7 +269,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
             EXPECT_EQ(outcome_lines(op, logged()), log);
             const bool names_job = op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB;
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
-                      names_job && answer.code == XAVO_NO_ERROR ? "JID_9" : "");
+                      names_job && answer.code == NONE ? "JID_9" : "");
         }
     }
 }
@@ -284,22 +278,20 @@ TEST_F(Outcome, MessagesAreNamed) {
     struct {
         const char *id;
         XAVO_ErrorCode image, test;
-    } const rows[] = {
-        {"QM016", XAVO_UNKNOWN_ERROR, XAVO_MISSING_REQUIRED_PARAMETER},
-        {"QM017", XAVO_INVALID_VALUE, XAVO_INVALID_VALUE},
-        {"qm017", XAVO_INVALID_VALUE, XAVO_INVALID_VALUE},
-        {"QM023", XAVO_UNABLE_TO_OPEN_CONNECTION, XAVO_UNABLE_TO_OPEN_CONNECTION},
-        {"QM051", XAVO_MULTIPLE_EXPORT_JOBS, XAVO_UNKNOWN_ERROR},
-        {"QM052", XAVO_MULTIPLE_IMPORT_JOBS, XAVO_UNKNOWN_ERROR},
-        {"WUD017", XAVO_INVALID_START_TIME, XAVO_UNKNOWN_ERROR},
-        {"WUD018", XAVO_INVALID_UNTIL_TIME, XAVO_UNKNOWN_ERROR},
-        {"KTB017", XAVO_MAXIMUM_JOBS, XAVO_UNKNOWN_ERROR},
-        {"ktb018", XAVO_BACKUP_ALREADY_RUNNING, XAVO_UNKNOWN_ERROR},
-        {"KTB019", XAVO_RESTORE_ALREADY_RUNNING, XAVO_UNKNOWN_ERROR},
-        {"PXN095", XAVO_SYSTEM_IN_LOCKDOWN_MODE, XAVO_UNKNOWN_ERROR},
-        {"QM0170", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
-        {"", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
-    };
+    } const rows[] = {{"QM016", UNKNOWN, XAVO_MISSING_REQUIRED_PARAMETER},
+                      {"QM017", INVALID, INVALID},
+                      {"qm017", INVALID, INVALID},
+                      {"QM023", XAVO_UNABLE_TO_OPEN_CONNECTION, XAVO_UNABLE_TO_OPEN_CONNECTION},
+                      {"QM051", XAVO_MULTIPLE_EXPORT_JOBS, UNKNOWN},
+                      {"QM052", XAVO_MULTIPLE_IMPORT_JOBS, UNKNOWN},
+                      {"WUD017", XAVO_INVALID_START_TIME, UNKNOWN},
+                      {"WUD018", XAVO_INVALID_UNTIL_TIME, UNKNOWN},
+                      {"KTB017", XAVO_MAXIMUM_JOBS, UNKNOWN},
+                      {"ktb018", XAVO_BACKUP_ALREADY_RUNNING, UNKNOWN},
+                      {"KTB019", XAVO_RESTORE_ALREADY_RUNNING, UNKNOWN},
+                      {"PXN095", XAVO_SYSTEM_IN_LOCKDOWN_MODE, UNKNOWN},
+                      {"QM0170", UNKNOWN, UNKNOWN},
+                      {"", UNKNOWN, UNKNOWN}};
     for (const auto &row : rows)
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
@@ -316,7 +308,7 @@ TEST_F(Outcome, MessagesAreNamed) {
                 arm(Own::ALLOCATION, allocation == 0 ? 0 : image ? 1 : 2, false);
                 op.call(sp, &ec, results);
                 disarm();
-                const XAVO_ErrorCode lost = image ? XAVO_UNKNOWN_ERROR : XAVO_OUT_OF_MEMORY;
+                const XAVO_ErrorCode lost = image ? UNKNOWN : XAVO_OUT_OF_MEMORY;
                 EXPECT_EQ(ec, allocation != 0 ? lost : image ? row.image : row.test);
                 EXPECT_EQ(outcome_lines(op, logged()), allocation == 0 ? log : "");
                 EXPECT_EQ(results.job, nullptr);
@@ -340,13 +332,13 @@ TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
         const char *listed;
         XAVO_ErrorCode list, get;
     } const rows[] = {
-        {"JID_2", "Name", cimsim_number(CMPI_uint16, 5), "JID_1 JID_3 ", XAVO_NO_ERROR, XAVO_NOT_IMPLEMENTED},
+        {"JID_2", "Name", cimsim_number(CMPI_uint16, 5), "JID_1 JID_3 ", NONE, XAVO_NOT_IMPLEMENTED},
         {"JID_3", "MessageArguments", cimsim_array(CMPI_string, 0, nullptr), "JID_1 JID_2 ",
          XAVO_NOT_IMPLEMENTED, XAVO_NOT_IMPLEMENTED},
-        {"JID_3", "Message", nullptr, "JID_1 JID_2 ", XAVO_UNKNOWN_ERROR, XAVO_UNKNOWN_ERROR},
+        {"JID_3", "Message", nullptr, "JID_1 JID_2 ", UNKNOWN, UNKNOWN},
         {"JID_3", "JobStatus", cimsim_string(nullptr), "JID_1 JID_2 ", XAVO_OUT_OF_MEMORY,
          XAVO_OUT_OF_MEMORY},
-        {"JID_3", "InstanceID", cimsim_null(CMPI_string), "JID_1 JID_2 NULL ", XAVO_NO_ERROR, XAVO_NO_ERROR},
+        {"JID_3", "InstanceID", cimsim_null(CMPI_string), "JID_1 JID_2 NULL ", NONE, NONE},
         {"JID_3", "Name", cimsim_no_object(CMPI_string), "JID_1 JID_2 ", XAVO_NOT_IMPLEMENTED,
          XAVO_NOT_IMPLEMENTED},
     };
@@ -360,7 +352,7 @@ TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
         EXPECT_EQ(identifiers(list.records), row.listed);
         one.records = XAVO_get_VELK_LifecycleJob(nullptr, &ec, row.job);
         EXPECT_EQ(ec, row.get);
-        EXPECT_EQ(one.records != nullptr, row.get == XAVO_NO_ERROR);
+        EXPECT_EQ(one.records != nullptr, row.get == NONE);
     }
 }
 
@@ -370,7 +362,7 @@ TEST_F(Outcome, OddElementsOfAnEnumerationAreSkipped) {
     cimsim_add_element(5, cimsim_no_object(CMPI_instance));
     Results list;
     list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-    EXPECT_EQ(ec, XAVO_NO_ERROR);
+    EXPECT_EQ(ec, NONE);
     EXPECT_EQ(identifiers(list.records), "JID_1 JID_2 JID_3 ");
 }
 

@@ -198,6 +198,13 @@ bool is_unlocked(XAVO_Proxy *sp) {
     return __real_pthread_mutex_unlock(&sp->mutex) == 0;
 }
 
+void expect_nothing_left(unsigned long misuses) {
+    EXPECT_EQ(cimsim_owned(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_misuses(), misuses) << cimsim_last_misuse();
+    EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();
+}
+
 World::World() : sp((populate(), XAVO_new())) { clear_log(); }
 
 World::~World() {
@@ -205,10 +212,7 @@ World::~World() {
     EXPECT_TRUE(is_unlocked(sp));
     EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live(); // the handle's client
     XAVO_free(sp);
-    EXPECT_EQ(cimsim_owned(), 0U) << cimsim_live();
-    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
-    EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
-    EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();
+    expect_nothing_left(0);
 }
 
 } // namespace test
