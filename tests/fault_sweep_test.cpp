@@ -239,7 +239,9 @@ protected:
     }
 
     void TearDown() override {
-        printf("%zu operations, %lu calls failed, %lu runs\n", operations().size(), failed, runs);
+        printf("%s: %zu operations, %lu faults in %lu runs, %s\n",
+               testing::UnitTest::GetInstance()->current_test_info()->name(), operations().size(), failed,
+               runs, HasFailure() ? "FAILED" : "no failure");
     }
 
     unsigned long runs = 0;
