@@ -19,6 +19,9 @@ const std::string QM_SERVICE =
     "SystemCreationClassName:1700=VELK_ComputerSystem,SystemName:1700=VELK:ComputerSystem,"
     "Name:1700=VELK:QMService ";
 const std::string TARGET = "Target:1100=root/velk:VELK_SoftwareIdentity.InstanceID=\"BIOS\"";
+const std::string HTTP =
+    "ProxySupport:0090=1,ProxyType:0090=2,ProxyServer:1700=192.0.2.80,ProxyUname:1700=proxyuser,"
+    "ProxyPasswd:1700=proxysecret,ProxyPort:1700=3128,IgnoreCertWarning:0090=3,";
 const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
 
 std::string image_request(const char *method, const char *preserve) {
@@ -26,10 +29,14 @@ std::string image_request(const char *method, const char *preserve) {
            "(IPAddress:1700=192.0.2.10,ShareName:1700=share,ImageName:1700=image,UserName:1700=user,"
            "Password:1700=secret,Passphrase:1700=phrase,UntilTime:1700=20990101000000,"
            "ScheduledStartTime:1700=NOW," +
-           preserve +
-           "ProxySupport:0090=1,ProxyType:0090=2,ProxyServer:1700=192.0.2.80,ProxyUname:1700=proxyuser,"
-           "ProxyPasswd:1700=proxysecret,ProxyPort:1700=3128,IgnoreCertWarning:0090=3,ShareType:0090=5,"
+           preserve + HTTP +
+           "ShareType:0090=5,"
            "JobName:1700=nightly,CheckBackupDestinationAvailability:0090=4)";
+}
+
+void test_share(uint16_t type, XAVO_Proxy *sp, XAVO_ErrorCode *ec) {
+    const XAVO_NET_INPUT_DATA data = full_share(type);
+    XAVO_invoke_TestNetworkShare(sp, ec, &data);
 }
 
 char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
@@ -123,16 +130,17 @@ const std::vector<Operation> &operations() {
          [](Proxy sp, Code ec, Results &r) { image("RestoreImage", sp, ec, r); }, true, "path in out ",
          image_request("RestoreImage", "PreserveVDConfig:0090=1,"), NO_MESSAGE},
         {"TestNetworkShare", "XAVO_invoke_TestNetworkShare", Reads::MESSAGE,
-         [](Proxy sp, Code ec, Results &) {
-             const XAVO_NET_INPUT_DATA data = full_share(2);
-             XAVO_invoke_TestNetworkShare(sp, ec, &data);
-         },
-         true, "path in out ",
+         [](Proxy sp, Code ec, Results &) { test_share(2, sp, ec); }, true, "path in out ",
          QM_SERVICE + "TestNetworkShare(IPAddress:1700=192.0.2.10,ShareName:1700=share,"
                       "UserName:1700=group\\user,Password:1700=secret,Workgroup:1700=group,ShareType:0090=2)",
          "8 XAVO_invoke_TestNetworkShare: workgroup=[group] uname=[user]\n"
          "8 XAVO_invoke_TestNetworkShare: sCombinedUserName=[group\\user]\n" +
              NO_MESSAGE},
+        {"TestNetworkShare over HTTP", "XAVO_invoke_TestNetworkShare", Reads::MESSAGE,
+         [](Proxy sp, Code ec, Results &) { test_share(5, sp, ec); }, true, "path in out ",
+         QM_SERVICE + "TestNetworkShare(IPAddress:1700=192.0.2.10,ShareName:1700=share," + HTTP +
+             "ShareType:0090=5)",
+         NO_MESSAGE},
         {"list", "XAVO_enumerate_VELK_LifecycleJob", Reads::RECORDS,
          [](Proxy sp, Code ec, Results &r) { r.records = XAVO_enumerate_VELK_LifecycleJob(sp, ec); }, true,
          "path ", "root/velk:VELK_LifecycleJob enumInstances flags=2", ""},

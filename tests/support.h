@@ -48,8 +48,6 @@ class World : public testing::Test {
 protected:
     World();
     ~World() override;
-    World(const World &) = delete;
-    World &operator=(const World &) = delete;
 
     XAVO_Proxy *sp;
     XAVO_ErrorCode ec = -1;

@@ -44,14 +44,18 @@ TEST(Handle, LivesAsItsUser) {
 }
 
 TEST(Names, StandForTheirCodes) {
-    std::string names;
-    for (const int ec : {-1, 2, 6, 8, 17, 18, 8225, 8226})
+    std::string names, codes;
+    for (int ec = -1; ec <= 8227; ec += ec == 18 ? 8207 : 1)
         names += XAVO_EC_to_string(ec) + std::string(" ");
     for (int rc = -1; rc <= 8; ++rc)
-        names += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
+        codes += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
     EXPECT_EQ(names,
-              "unknown OUT_OF_MEMORY NOT_IMPLEMENTED UNABLE_TO_OPEN_CONNECTION RESTORE_ALREADY_RUNNING "
-              "unknown unknown SYSTEM_IN_LOCKDOWN_MODE 1013444791");
+              "unknown NO_ERROR UNKNOWN_ERROR OUT_OF_MEMORY PERMISSION_ERROR INVALID_VALUE SP_NOT_VALID "
+              "NOT_IMPLEMENTED NOT_FOUND UNABLE_TO_OPEN_CONNECTION NOT_SUPPORTED "
+              "MISSING_REQUIRED_PARAMETER MULTIPLE_EXPORT_JOBS MULTIPLE_IMPORT_JOBS INVALID_START_TIME "
+              "INVALID_UNTIL_TIME MAXIMUM_JOBS BACKUP_ALREADY_RUNNING RESTORE_ALREADY_RUNNING unknown "
+              "unknown SYSTEM_IN_LOCKDOWN_MODE unknown ");
+    EXPECT_EQ(codes, "1013444791");
 }
 
 class Values : public World {};
@@ -148,12 +152,21 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
               "VELK_LifecycleJob:\n4 InstanceID=JID_1" +
                   rest + "VELK_LifecycleJob:\n4 InstanceID=" + rest + "CMPIArgs=[none]\n3 args is NULL\n");
     XAVO_fprint_list_VELK_LifecycleJob(nullptr, &first);
+    XAVO_fprint_VELK_LifecycleJob(nullptr, &first);
     XAVO_fprint_VELK_LifecycleJob(stdout, nullptr);
+    XAVO_free_VELK_LifecycleJob(nullptr);
     XAVO_indent(nullptr, 1);
     XAVO_fprint_ntstring(nullptr, id);
+    EXPECT_EQ(XAVO_CMPIData_to_uint32(nullptr, nullptr) + XAVO_CMPIData_to_uint32(&ec, nullptr), 0U);
+    EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, nullptr, "Name"), nullptr);
+    EXPECT_EQ(XAVO_build_string_array(nullptr), nullptr);
     EXPECT_EQ(logged(), "2 XAVO_fprint_list_VELK_LifecycleJob: ERROR: stream is NULL\n"
+                        "2 XAVO_fprint_VELK_LifecycleJob: ERROR: stream is NULL\n"
                         "2 XAVO_fprint_VELK_LifecycleJob: ERROR: job is NULL\n"
-                        "2 XAVO_indent: ERROR: fp is NULL\n2 XAVO_fprint_ntstring: ERROR: fp is NULL\n");
+                        "2 XAVO_indent: ERROR: fp is NULL\n2 XAVO_fprint_ntstring: ERROR: fp is NULL\n"
+                        "2 XAVO_CMPIData_to_uint32: ERROR: errorcodep is NULL\n"
+                        "2 XAVO_CMPIData_to_uint32: ERROR: datap is NULL\n"
+                        "2 XAVO_property_to_ntstring: ERROR: instancep is NULL\n");
 }
 
 } // namespace
