@@ -46,6 +46,7 @@ int main(void) {
     printf("start a backup: %s%s%s\n", XAVO_EC_to_string(ec), id ? ", " : "", id ? id : "");
     const XAVO_ErrorCode first = ec;
     XAVO_free_ntstring(id);
+    id = NULL;
 
     XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", &backup, &id);
     printf("start another while it runs: %s\n", XAVO_EC_to_string(ec));

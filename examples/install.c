@@ -38,15 +38,18 @@ int main(void) {
     printf("install from a URI: %s\n", XAVO_EC_to_string(ec));
     const int installed = id != NULL && follow(sp, id);
     XAVO_free_ntstring(id);
+    id = NULL;
 
     XAVO_invoke_InstallFromURI(sp, &ec, "http://192.0.2.20/bios.bin", "IDENTITY:NONE", &id);
     printf("install onto an unknown identity: %s\n", XAVO_EC_to_string(ec));
     XAVO_free_ntstring(id);
+    id = NULL;
 
     XAVO_invoke_CreateRebootJob(sp, &ec, "1", &id);
     printf("create a reboot job: %s%s%s\n", XAVO_EC_to_string(ec), id ? ", " : "", id ? id : "");
     const int created = id != NULL;
     XAVO_free_ntstring(id);
+    id = NULL;
 
     XAVO_invoke_CreateRebootJob(sp, &ec, "soon", &id);
     printf("create one of type \"soon\": %s\n", XAVO_EC_to_string(ec));

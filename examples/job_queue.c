@@ -23,7 +23,7 @@ static void list_jobs(XAVO_Proxy *sp) {
 static void show_job(XAVO_Proxy *sp, const char *id) {
     XAVO_ErrorCode ec;
     XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &ec, id);
-    report("fetch JID_2", ec);
+    printf("fetch %-50s %s\n", id, XAVO_EC_to_string(ec));
     if (job != NULL)
         XAVO_fprint_VELK_LifecycleJob(stdout, job);
     XAVO_free_VELK_LifecycleJob(job);

@@ -1,5 +1,5 @@
-// operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases, the
-// threads and the fuzz targets walk this table.
+// operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases and
+// the threads walk this table.
 #ifndef XAVO_TESTS_OPERATIONS_H
 #define XAVO_TESTS_OPERATIONS_H
 

@@ -12,12 +12,12 @@
  *  2. Handle. `sp` is a handle from XAVO_new or XAVO_new_with_uname. Where a function says "sp may be
  *     NULL", it opens a handle of its own for the one call and frees it again: convenient for a single
  *     call, wasteful for many (and what XAVO_new says of the environment holds). A handle is freed with
- * XAVO_free by who opened it.
+ *     XAVO_free by who opened it.
  *  3. Memory. Arguments are read during the call and never kept. What a function hands out belongs to
  *     the caller, and the function says how it is freed.
  *  4. Threads. Every function may be called from any thread. Threads may share a handle: their calls
  *     through it run one at a time. A handle must not be freed while another thread uses it. What the
- *     client library shares between all handles of a process is told in docs/threads.md.
+ *     client library shares between all handles of a process is told in docs/threads.md of the sources.
  *  5. Common errors. A call made through a handle can always report
  *         XAVO_UNABLE_TO_OPEN_CONNECTION  sp is NULL and no handle could be opened
  *         XAVO_SP_NOT_VALID               sp is not a live handle, or has no connection
@@ -190,7 +190,8 @@ CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode 
 
 /* Deletes a job from the queue (method "DeleteJobQueue"). `JobID` must not be NULL; sp may be NULL.
  * Errors: common errors, and INVALID_VALUE when JobID is NULL, UNKNOWN_ERROR when the method returns
- * nonzero: the service refuses, and its message is in the log. Any thread. */
+ * nonzero: the service refuses (an unknown job, say: not NOT_FOUND), and its message is in the log. Any
+ * thread. */
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID);
 
 /* Sets the queue up with jobs (method "SetupJobQueue"). `JobArray` is a list of job identifiers that
@@ -299,9 +300,10 @@ void XAVO_fprint_ntstring(FILE *fp, const char *s);
 /* ---- Software installation: VELK_SoftwareInstallationService ------------------------------------ */
 
 /* These three start a job and hand its identifier out in *JID_InstanceID, as a new string that the
- * caller frees with free or XAVO_free_ntstring. Once the arguments have passed their checks,
- * *JID_InstanceID is overwritten with NULL, and is not NULL at the end exactly when the outcome is
- * NO_ERROR. sp may be NULL; the other arguments must not be.
+ * caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that is refused for its
+ * handle or for a NULL argument leaves it as it was. After those checks it is overwritten with NULL, and
+ * is not NULL at the end exactly when the outcome is NO_ERROR. sp may be NULL; the other arguments must
+ * not be.
  * Errors of each: common errors, INVALID_VALUE when an argument is NULL, UNKNOWN_ERROR also when the
  * service names no job or the answer is no job reference, NOT_FOUND also when the reference does not say
  * which job: the service's message, if it sent one, is in the log. Any thread. */
@@ -382,16 +384,17 @@ int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data);
 
 /* Starts a backup of an image to a share, or a restore from one: `method` is "BackupImage" or
  * "RestoreImage" in any letter case. The new job's identifier comes in *JID_InstanceID, a new string
- * that the caller frees with free or XAVO_free_ntstring; it is overwritten with NULL once the arguments
- * have passed their checks and is not NULL at the end exactly when the outcome is NO_ERROR. For a
- * restore, data->preserveVDConfig is reduced to its lowest bit in the caller's record, which no other
- * thread may use meanwhile. sp may be NULL.
- * Errors: common errors; INVALID_VALUE when data or JID_InstanceID is NULL, the record or the method is
- * not valid, the share type is none of 0, 2, 4, 5, 6, or startTime is empty; by the service's message
- * INVALID_VALUE, UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), MULTIPLE_EXPORT_JOBS,
- * MULTIPLE_IMPORT_JOBS, INVALID_START_TIME, INVALID_UNTIL_TIME, MAXIMUM_JOBS, BACKUP_ALREADY_RUNNING,
- * RESTORE_ALREADY_RUNNING, SYSTEM_IN_LOCKDOWN_MODE, and UNKNOWN_ERROR for any other; UNKNOWN_ERROR also
- * when the answer names no job, NOT_FOUND also when its reference does not say which. Any thread. */
+ * that the caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that is refused
+ * for its handle, a NULL argument, a record whose strings do not end or an unknown method leaves it as it
+ * was. After those checks it is overwritten with NULL, and is not NULL at the end exactly when the outcome
+ * is NO_ERROR. The service's message itself is not logged. For a restore, data->preserveVDConfig is reduced
+ * to its lowest bit in the caller's record, which no other thread may use meanwhile. sp may be NULL. Errors:
+ * common errors; INVALID_VALUE when data or JID_InstanceID is NULL, the record or the method is not valid,
+ * the share type is none of 0, 2, 4, 5, 6, or startTime is empty; by the service's message INVALID_VALUE,
+ * UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), MULTIPLE_EXPORT_JOBS, MULTIPLE_IMPORT_JOBS,
+ * INVALID_START_TIME, INVALID_UNTIL_TIME, MAXIMUM_JOBS, BACKUP_ALREADY_RUNNING, RESTORE_ALREADY_RUNNING,
+ * SYSTEM_IN_LOCKDOWN_MODE, and UNKNOWN_ERROR for any other; UNKNOWN_ERROR also when the answer names no job,
+ * NOT_FOUND also when its reference does not say which. Any thread. */
 void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method,
                                XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID);
 
@@ -399,7 +402,7 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
  * Errors: common errors; INVALID_VALUE when data is NULL, the record is not valid or the share type is
  * none of 0, 2, 5, 6; by the service's message MISSING_REQUIRED_PARAMETER, INVALID_VALUE,
  * UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), and UNKNOWN_ERROR for any other; NOT_FOUND
- * also when its message cannot be read. Any thread. */
+ * also when its message cannot be read. The message itself is not logged. Any thread. */
 void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                   const XAVO_NET_INPUT_DATA *data);
 

@@ -17,7 +17,8 @@
  *
  * Environment, read when the library is loaded
  *  CIMSIM_SCENE   comma-separated switches for programs that cannot call this header: "lockdown",
- *                 "unreachable" (no broker), "refuse=NAME" (a user the broker refuses), "empty" (as
+ *                 "unreachable" (no broker), "refuse=NAME" (a user the broker refuses,
+ *                 named as it sees him: "guest01ff"), "empty" (as
  *                 after cimsim_reset). An unknown word is reported on standard error and ignored. */
 #ifndef CIMSIM_H
 #define CIMSIM_H

@@ -317,7 +317,8 @@ struct Service {
     struct Method {
         const char *name;
         Answer (*answer)(Controller &, const Arguments &);
-    } methods[3]; // those that are there come first
+    };
+    std::vector<Method> methods;
 
     std::vector<Item> keys() const {
         return {{"CreationClassName", Value::string(class_name)},
@@ -333,7 +334,7 @@ const Service services[] = {
     {"VELK_JobService",
      "Tavix",
      "JobService",
-     {{"DeleteJobQueue", delete_job_queue}, {"SetupJobQueue", setup_job_queue}, {}}},
+     {{"DeleteJobQueue", delete_job_queue}, {"SetupJobQueue", setup_job_queue}}},
     {"VELK_SoftwareInstallationService",
      "TAVIX:ID",
      "SoftwareUpdate",
@@ -377,7 +378,7 @@ Value service_instance(const Service &service) {
 Answer call_service(const Service &service, Controller &controller, const char *method,
                     const Tree &arguments) {
     for (const Service::Method &known : service.methods)
-        if (known.name && same_name(known.name, method))
+        if (same_name(known.name, method))
             return known.answer(controller, Arguments{arguments});
     return failed(CMPI_RC_ERR_METHOD_NOT_FOUND,
                   std::string(service.class_name) + " has no method \"" + method + "\".");
