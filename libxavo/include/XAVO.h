@@ -167,11 +167,10 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPI
 /* ---- Instances and their paths ------------------------------------------------------------------- */
 
 /* All instances of a class in a namespace; NULL on failure, and NULL with NO_ERROR when the broker
- * answers with success and no enumeration. The caller walks the
- * enumeration (hasNext, getNext), uses the elements whose state is CMPI_goodValue, whose type is
- * CMPI_instance and whose pointer is not NULL, and releases the enumeration, which owns them
- * (enumeration->ft->release). That must be done before the last handle of the process is freed: the
- * client library takes what is left down with it. sp must not be NULL.
+ * answers with success and no enumeration. The caller walks the enumeration (hasNext, getNext), uses the
+ * elements whose state is CMPI_goodValue, whose type is CMPI_instance and whose pointer is not NULL, and
+ * releases the enumeration, which owns them (enumeration->ft->release). That must be done before the last
+ * handle of the process is freed: the client library takes what is left down with it. sp must not be NULL.
  * Errors: common errors but UNABLE_TO_OPEN_CONNECTION and OUT_OF_MEMORY, and INVALID_VALUE when path
  * or classname is NULL. Any thread. */
 CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
@@ -195,9 +194,8 @@ CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode 
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID);
 
 /* Sets the queue up with jobs (method "SetupJobQueue"). `JobArray` is a list of job identifiers that
- * ends with NULL. Times are text that the service judges;
- * `StartTimeInterval` and `JobArray` must not be NULL, `UntilTime` NULL means no until time. sp may be
- * NULL.
+ * ends with NULL. Times are text that the service judges. `StartTimeInterval` and `JobArray` must not be
+ * NULL; `UntilTime` NULL means no until time. sp may be NULL.
  * Errors: common errors, and INVALID_VALUE when a required argument is NULL, OUT_OF_MEMORY also when
  * the list is empty, UNKNOWN_ERROR when the method returns nonzero: the service refuses, and its
  * message is in the log. Any thread. */
