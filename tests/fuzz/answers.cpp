@@ -15,7 +15,7 @@ constexpr CMPIType OPAQUE[] = {CMPI_ptr, CMPI_null, CMPI_charsptr, CMPI_filter, 
 cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     const unsigned kind = depth > 3 ? 0 : in.byte() % 8U;
     const uint8_t code = in.byte();
-    const auto type = static_cast<CMPIType>(code < 0x80 ? code << 8 : in.word());
+    const auto type = static_cast<CMPIType>(code < 0x80 ? (code & 0x3f) << 8 : in.word());
     const CMPIValueState state = in.byte() < 0x80 ? CMPI_goodValue : in.word();
     const std::string text = in.text();
     const unsigned count = kind == 2 ? in.byte() % 8U : 0;

@@ -5,6 +5,7 @@
 #include "exchange.h"
 #include "log.h"
 #include "object_path.h"
+#include "query.h"
 #include <cstdlib>
 #include <utl_va_cat.h>
 
@@ -182,22 +183,7 @@ CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
     const Lock lock(sp);
     *errorcodep = XAVO_NO_ERROR;
     const Owner<CMPIObjectPath> object(build_path(errorcodep, path, classname, nullptr, 0));
-    if (!object)
-        return nullptr;
-    if (!can_call(sp, &CMCIClientFT::enumInstances)) {
-        *errorcodep = XAVO_SP_NOT_VALID;
-        return nullptr;
-    }
-    Owner<CMPIEnumeration> instances;
-    Status status;
-    {
-        const PipeGuard guard;
-        instances.take(sp->client->ft->enumInstances(sp->client, object.get(), CMPI_FLAG_DeepInheritance,
-                                                     nullptr, status.out()));
-    }
-    status.drop_message();
-    *errorcodep = XAVO_translate_error_code(status.rc());
-    return status.failed() ? nullptr : instances.leave();
+    return object ? query(sp, errorcodep, object.get(), &CMCIClientFT::enumInstances) : nullptr;
 }
 
 CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,

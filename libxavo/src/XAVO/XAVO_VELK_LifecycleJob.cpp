@@ -2,10 +2,9 @@
 #include <XAVO.h>
 
 #include "admission.h"
-#include "cmpi.h"
-#include "exchange.h"
 #include "log.h"
 #include "object_path.h"
+#include "query.h"
 #include <cstdlib>
 
 using namespace xavo;
@@ -54,20 +53,7 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
 CMPIInstance *fetch_instance(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path) {
     const Lock lock(sp);
     const Owner<CMPIObjectPath> object(path);
-    if (!can_call(sp, &CMCIClientFT::getInstance)) {
-        *errorcodep = XAVO_SP_NOT_VALID;
-        return nullptr;
-    }
-    Owner<CMPIInstance> instance;
-    Status status;
-    {
-        const PipeGuard guard;
-        instance.take(sp->client->ft->getInstance(sp->client, object.get(), CMPI_FLAG_DeepInheritance,
-                                                  nullptr, status.out()));
-    }
-    status.drop_message();
-    *errorcodep = XAVO_translate_error_code(status.rc());
-    return status.failed() ? nullptr : instance.leave();
+    return query(sp, errorcodep, object.get(), &CMCIClientFT::getInstance);
 }
 
 } // namespace
