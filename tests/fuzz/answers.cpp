@@ -26,7 +26,7 @@ cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
         return cimsim_chars(text.c_str());
     const char *const key = type == 0 ? text.c_str() : "InstanceID";
     cimsim_value *made = kind == 0   ? cimsim_no_object(type)
-                         : kind == 1 ? cimsim_number(code, 0x10001ULL * type)
+                         : kind == 1 ? cimsim_number(code & 0xf0, 0x10001ULL * type)
                          : kind == 2 ? cimsim_array(type, count, elements.data())
                          : kind == 3 ? cimsim_datetime(text.c_str())
                          : kind == 4 ? cimsim_instance(text.c_str())
@@ -45,7 +45,8 @@ void prepare(Input &in) {
     const unsigned parts = in.byte();
     const std::string message = in.text();
     const char *const text = message.empty() ? nullptr : message.c_str();
-    const cimsim_fault fault = {static_cast<CMPIrc>(static_cast<int16_t>(in.word())), text, (parts & 2) != 0};
+    const int rc = (parts & 1) != 0 ? static_cast<int16_t>(in.word()) : 0;
+    const cimsim_fault fault = {static_cast<CMPIrc>(rc), text, (parts & 2) != 0};
     cimsim_fail((parts & 4) != 0 ? "CMCIClient.getInstance" : "CMCIClient.enumInstances", parts & 1, &fault);
     cimsim_answer_status(fault.rc, text);
     cimsim_answer_return(value(in, true));
