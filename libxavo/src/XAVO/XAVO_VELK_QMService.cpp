@@ -262,8 +262,8 @@ bool has_start_time(XAVO_ErrorCode *errorcodep, const XAVO_BAR_INPUT_DATA *data,
     return false;
 }
 
-// A restore says whether it keeps the virtual disks' configuration, and only the lowest bit of what the
-// caller says counts, in its record too.
+// An option that a restore alone carries, whatever its value. Only its lowest bit counts, and the caller's
+// record is left with that.
 bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
     data->preserveVDConfig &= 1U;
     return call.add("PreserveVDConfig", &data->preserveVDConfig);
