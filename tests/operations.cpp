@@ -1,7 +1,5 @@
 #include "operations.h"
 
-#include "support.h"
-
 #include <sstream>
 
 namespace test {
@@ -41,12 +39,23 @@ void test_share(uint16_t type, XAVO_Proxy *sp, XAVO_ErrorCode *ec) {
 
 char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
 
+const XAVO_HTTP_SHARE_OPT_DATA FULL_HTTP = {1, 2, "192.0.2.80", "proxyuser", "proxysecret", "3128", 3};
+
 void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
     XAVO_BAR_INPUT_DATA data = full_image(5);
     XAVO_invoke_BackupRestore(sp, ec, method, &data, &r.job);
 }
 
 } // namespace
+
+XAVO_BAR_INPUT_DATA full_image(uint16_t share_type) {
+    return {"user",           "secret",   "phrase", "192.0.2.10", "share",   "image", "NOW",
+            "20990101000000", share_type, 3,        FULL_HTTP,    "nightly", 4,       "admin"};
+}
+
+XAVO_NET_INPUT_DATA full_share(uint16_t share_type) {
+    return {"user", "secret", "group", "192.0.2.10", "share", share_type, 9, FULL_HTTP};
+}
 
 Results::~Results() {
     const auto release = [](auto *object) {

@@ -1,5 +1,5 @@
-// operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases and
-// the threads walk this table.
+// operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases, the
+// threads and the fuzzer walk this table.
 #ifndef XAVO_TESTS_OPERATIONS_H
 #define XAVO_TESTS_OPERATIONS_H
 
@@ -59,6 +59,10 @@ extern const std::string NO_MESSAGES;
 
 // An argument list with a reference, an array and a string in it; to be printed.
 CMPIArgs *printable();
+
+// Records with every member set, for a share of this type.
+XAVO_BAR_INPUT_DATA full_image(uint16_t share_type);
+XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
 
 } // namespace test
 

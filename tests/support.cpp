@@ -44,8 +44,6 @@ bool strike(test::Own kind, const char *name) {
     return true;
 }
 
-const XAVO_HTTP_SHARE_OPT_DATA FULL_HTTP = {1, 2, "192.0.2.80", "proxyuser", "proxysecret", "3128", 3};
-
 } // namespace
 
 // ---- In place of the platform's log and of the library's own calls ----------------------------------
@@ -161,15 +159,6 @@ void populate() {
     cimsim_add_software_identity("BIOS");
     for (unsigned type = 0; type <= 6; ++type)
         cimsim_add_share("192.0.2.10", "share", type, type == 0 ? nullptr : "user", "secret");
-}
-
-XAVO_BAR_INPUT_DATA full_image(uint16_t share_type) {
-    return {"user",           "secret",   "phrase", "192.0.2.10", "share",   "image", "NOW",
-            "20990101000000", share_type, 3,        FULL_HTTP,    "nightly", 4,       "admin"};
-}
-
-XAVO_NET_INPUT_DATA full_share(uint16_t share_type) {
-    return {"user", "secret", "group", "192.0.2.10", "share", share_type, 9, FULL_HTTP};
 }
 
 std::string last_request() {

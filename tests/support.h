@@ -3,6 +3,8 @@
 #ifndef XAVO_TESTS_SUPPORT_H
 #define XAVO_TESTS_SUPPORT_H
 
+#include "operations.h"
+
 #include <cimsim.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -30,10 +32,6 @@ unsigned long calls_at_unlock();
 // An empty controller with the clock stopped, then: jobs "JID_1", "JID_2" and "JID_3" that wait, the
 // identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
 void populate();
-
-// Records with every member set, for a share of this type.
-XAVO_BAR_INPUT_DATA full_image(uint16_t share_type);
-XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
 
 // The last request on one line: path, method, and each argument with its type:
 // root/velk:VELK_X.Key:1700=v Method(Name:1700=text,Number:0090=5)

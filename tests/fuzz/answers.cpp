@@ -1,4 +1,5 @@
 // answers.cpp - what the client library may answer: values of every type, state and depth.
+#include "../operations.h"
 #include "input.h"
 
 #include <iterator>
@@ -58,50 +59,26 @@ void prepare(Input &in) {
         cimsim_add_element(0, value(in, false));
 }
 
-using Sp = XAVO_Proxy *;
-using Ec = XAVO_ErrorCode *;
-
-void print_all(Sp sp, Ec ec, char **) {
-    CMPIEnumeration *all = XAVO_enumerate(sp, ec, "root/velk", "VELK_LifecycleJob");
-    while (all != nullptr && all->ft->hasNext(all, nullptr) != 0)
-        XAVO_pr_CMPIData(-1, "element", all->ft->getNext(all, nullptr));
-    if (all != nullptr)
-        all->ft->release(all);
-}
-
-const XAVO_NET_INPUT_DATA SHARE = {};
-XAVO_BAR_INPUT_DATA image;
-
-// Those that hand out a job exactly when they succeed come first.
-constexpr size_t STARTERS = 4;
-void (*const CALLS[])(Sp, Ec, char **) = {
-    [](Sp sp, Ec ec, char **job) { XAVO_invoke_InstallFromURI(sp, ec, "http://192.0.2.20/x", "BIOS", job); },
-    [](Sp sp, Ec ec, char **job) { XAVO_invoke_InstallFromSoftwareIdentity(sp, ec, "BIOS", job); },
-    [](Sp sp, Ec ec, char **job) { XAVO_invoke_CreateRebootJob(sp, ec, "1", job); },
-    [](Sp sp, Ec ec, char **job) { XAVO_invoke_BackupRestore(sp, ec, "BackupImage", &image, job); },
-    [](Sp sp, Ec ec, char **) { XAVO_invoke_TestNetworkShare(sp, ec, &SHARE); },
-    [](Sp sp, Ec ec, char **) { XAVO_invoke_DeleteJobQueue(sp, ec, "JID_1"); },
-    [](Sp sp, Ec ec, char **) { XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, ec)); },
-    [](Sp sp, Ec ec, char **) { XAVO_free_VELK_LifecycleJob(XAVO_get_VELK_LifecycleJob(sp, ec, "JID_1")); },
-    print_all,
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static FILE *const nowhere = fopen("/dev/null", "w");
     FILE *const before = std::exchange(stdout, nowhere);
-    image.startTime[0] = '1';
     XAVO_Proxy *sp = XAVO_new();
     for (Input in = {data, size}; in.left > 0;) {
-        const size_t index = in.byte() % std::size(CALLS);
+        const test::Operation &op = test::operations()[in.byte() % test::operations().size()];
         prepare(in);
         XAVO_ErrorCode ec = -1;
-        char *job = nullptr;
-        CALLS[index](sp, &ec, &job);
+        {
+            test::Results results;
+            results.args = test::printable();
+            op.call(sp, &ec, results);
+            while (results.instances && results.instances->ft->hasNext(results.instances, nullptr) != 0)
+                XAVO_pr_CMPIData(-1, "element", results.instances->ft->getNext(results.instances, nullptr));
+            if (op.reads == test::Reads::JOB || op.reads == test::Reads::MESSAGE_OR_JOB)
+                assert((results.job != nullptr) == (ec == XAVO_NO_ERROR));
+        }
         assert(strcmp(XAVO_EC_to_string(ec), "unknown") != 0);
-        assert((job != nullptr) == (ec == XAVO_NO_ERROR && index < STARTERS));
-        free(job);
         assert(cimsim_owned() == 1); // the handle's client; any misuse ends the program by itself
         assert(pthread_mutex_trylock(&sp->mutex) == 0 && pthread_mutex_unlock(&sp->mutex) == 0);
     }
