@@ -213,13 +213,17 @@ protected:
                 EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out());
             }
         }
-        EXPECT_EQ(cimsim_owned(), null_handle ? 0U : 1U) << cimsim_live();
+        // Nobody can prevent these: an element of an array that could not be set to null when its value was
+        // freed is freed once more with the array; one that is not handed out to be freed (the first two are
+        // for printing) is forgotten.
+        const bool unfreed = op.name == "print" && fault.with_result == 0;
+        const bool twice = unfreed && result.struck == "CMPIArray.setElementAt";
+        const bool lost =
+            unfreed && result.struck == "CMPIArray.getElementAt" && result.calls[result.struck] > 2;
+        EXPECT_EQ(cimsim_owned(), (null_handle ? 0U : 1U) + lost) << cimsim_live();
         if (sp != nullptr)
             XAVO_free(sp);
-        // An element of an array that could not be set to null when its value was freed is freed once more
-        // with the array: nobody can prevent that.
-        expect_nothing_left(op.name == "print" && fault.with_result == 0 &&
-                            result.struck == "CMPIArray.setElementAt");
+        expect_nothing_left(twice, lost);
         return result;
     }
 

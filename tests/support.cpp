@@ -187,8 +187,8 @@ bool is_unlocked(XAVO_Proxy *sp) {
     return __real_pthread_mutex_unlock(&sp->mutex) == 0;
 }
 
-void expect_nothing_left(unsigned long misuses) {
-    EXPECT_EQ(cimsim_owned(), 0U) << cimsim_live();
+void expect_nothing_left(unsigned long misuses, unsigned long lost) {
+    EXPECT_EQ(cimsim_owned(), lost) << cimsim_live();
     EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
     EXPECT_EQ(cimsim_misuses(), misuses) << cimsim_last_misuse();
     EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();

@@ -132,8 +132,11 @@ CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *d
  * must not be NULL. Any thread that may use the value. */
 void XAVO_free_CMPIData_value(CMPIData *data);
 
-/* Frees every element that an array hands out and sets it to null; the array itself stays with the caller.
- * NULL does nothing. Any thread that may use the array. */
+/* Frees every element of an array that was read from an answer (an argument, a property) and sets it to null;
+ * the array itself stays with the caller. An array that this process made, with XAVO_build_string_array say,
+ * is let go of by its own release alone: the client library frees an element of it that is set to null, so
+ * this would free it twice. NULL does nothing; an element that cannot be set to null is logged. No error
+ * code. Any thread that may use the array. */
 void XAVO_free_CMPIArray_content(CMPIArray *array);
 
 /* A copy of the string argument `name`, freed with free; NULL when there is none, when it is not a

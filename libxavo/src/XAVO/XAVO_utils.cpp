@@ -85,10 +85,8 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
     const CMPICount count = array->ft->getSize(array, nullptr);
     for (CMPICount i = 0; i < count; ++i) {
         CMPIData element = array->ft->getElementAt(array, i, nullptr);
-        if ((element.state & CMPI_notFound) != 0) // not handed out: it stays the array's to free
-            continue;
         XAVO_free_CMPIData_value(&element);
-        // Else the array's own release would free the element once more.
+        // Whatever came of that: else the array's own release would free the element once more.
         CMPIValue none = {};
         const Status status(array->ft->setElementAt(array, i, &none, CMPI_null));
         if (status.failed())
