@@ -22,17 +22,28 @@ if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
     endif()
 endif()
 
-if(XAVO_USE_SIMULATOR)
+# Where there is no other client library, what is installed needs the simulator to be compiled and linked.
+cmake_dependent_option(XAVO_INSTALL_SIMULATOR "Build and install the simulator beside the client library" OFF
+                       "NOT XAVO_USE_SIMULATOR" ON)
+set(XAVO_SIMULATOR_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/xavo-simulator)
+set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # no loader looks there by itself
+if(XAVO_INSTALL_SIMULATOR)
     add_subdirectory(simulator)
     # Its jobs may lie after 2038 on a 32-bit machine, too.
     target_compile_definitions(cimsim PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
+# XAVO.h includes the client library's headers, and a program's linker looks for what libxavo.so needs: the
+# installed files name both.
+if(XAVO_USE_SIMULATOR)
     add_library(cim_client ALIAS cimsim)
+    set(XAVO_CLIENT_INCLUDE_DIR ${XAVO_SIMULATOR_INCLUDEDIR})
+    set(XAVO_CLIENT_CFLAGS "-I\${prefix}/${XAVO_SIMULATOR_INCLUDEDIR}")
     message(STATUS "CIM client library: the simulator")
 else()
     add_library(cim_client SHARED IMPORTED)
     set_target_properties(cim_client PROPERTIES IMPORTED_LOCATION "${CIM_CLIENT_LIBRARY}"
                           INTERFACE_INCLUDE_DIRECTORIES "${CIM_CLIENT_INCLUDE_DIR}")
-    # XAVO.h includes the client library's headers: programs have to find them, too.
     set(XAVO_CLIENT_INCLUDE_DIR "${CIM_CLIENT_INCLUDE_DIR}")
     set(XAVO_CLIENT_CFLAGS "-I${CIM_CLIENT_INCLUDE_DIR}")
     message(STATUS "CIM client library: ${CIM_CLIENT_LIBRARY} (no tests, no benchmarks)")

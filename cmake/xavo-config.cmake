@@ -1,0 +1,15 @@
+# What find_package(xavo) reads: xavo::xavo, and a target for each further part that is installed beside it.
+# find_package(xavo COMPONENTS simulator) asks for such a part by its name.
+include(${CMAKE_CURRENT_LIST_DIR}/xavo-targets.cmake)
+file(GLOB parts ${CMAKE_CURRENT_LIST_DIR}/xavo-*-targets.cmake)
+foreach(part IN LISTS parts)
+    include(${part})
+endforeach()
+foreach(part IN LISTS xavo_FIND_COMPONENTS)
+    if(TARGET xavo::${part})
+        set(xavo_${part}_FOUND TRUE)
+    elseif(xavo_FIND_REQUIRED_${part})
+        set(xavo_FOUND FALSE)
+        set(xavo_NOT_FOUND_MESSAGE "xavo::${part} is not installed in ${CMAKE_CURRENT_LIST_DIR}")
+    endif()
+endforeach()

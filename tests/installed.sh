@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# tests/installed.sh BUILD - what a build with the simulator installs, used as a program's author would.
+# shellcheck source=scripts/common
+source "$(dirname "$0")/../scripts/common"
+
+build=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Components go to places of their own, and whatever is installed can be moved.
+cmake --install "$build" --prefix "$work/first" >/dev/null
+(cd "$work/first" && find . ! -type d | sort) >"$work/whole"
+for component in library platform development simulator; do
+    cmake --install "$build" --component $component --prefix "$work/$component" >/dev/null
+    (cd "$work/$component" && find . ! -type d)
+done | sort | diff --label "the components" --label "the whole" - "$work/whole"
+prefix=$work/prefix
+mv "$work/first" "$prefix"
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig PATH=$prefix/bin:$PATH
+
+# expect STATUS TEXT COMMAND...: the command ends with this status, and TEXT is in what it prints.
+expect() {
+    local status=0
+    "${@:3}" >"$work/out" 2>&1 || status=$?
+    [[ $status == "$1" && $(<"$work/out") == *"$2"* ]] ||
+        die "wanted status $1 and \"$2\", got $status from: ${*:3}"$'\n'"$(<"$work/out")"
+}
+
+# A program, and one that steers the simulator.
+cat >"$work/list.c" <<'END'
+#include <XAVO.h>
+int main(void) {
+    XAVO_ErrorCode ec;
+    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(NULL, &ec));
+    puts(XAVO_EC_to_string(ec));
+    return ec;
+}
+END
+cat >"$work/steer.c" <<'END'
+#include <XAVO.h>
+#include <cimsim.h>
+int main(void) {
+    XAVO_ErrorCode ec;
+    cimsim_refuse_user("root01ff");
+    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(NULL, &ec));
+    return ec == XAVO_PERMISSION_ERROR ? 0 : 1;
+}
+END
+cd "$work"
+strict=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
+# shellcheck disable=SC2046
+{
+    gcc "${strict[@]}" list.c $(pkg-config --cflags --libs xavo) -o list
+    gcc "${strict[@]}" steer.c $(pkg-config --cflags --libs xavo-simulator) -o steer
+}
+printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(user C)' \
+    'find_package(xavo 1 REQUIRED COMPONENTS simulator OPTIONAL_COMPONENTS nothing)' \
+    'add_executable(list list.c)' 'target_link_libraries(list xavo::xavo)' \
+    'add_executable(steer steer.c)' 'target_link_libraries(steer xavo::xavo xavo::simulator)' >CMakeLists.txt
+cmake -S . -B cmake -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build cmake >/dev/null
+./steer
+cmake/steer
+sed -i 's/COMPONENTS simulator.*/COMPONENTS nothing)/' CMakeLists.txt
+expect 1 "xavo::nothing is not installed" cmake -S . -B none -DCMAKE_PREFIX_PATH="$prefix"
+
+# Only xavo-simulate brings a program to the simulator: by itself it looks for the controller's own library.
+expect 127 "libcmpisfcc.so.1: cannot open" env LD_LIBRARY_PATH="$prefix/lib" ./list
+expect 127 "libcmpisfcc.so.1: cannot open" cmake/list
+ln -s "$prefix/bin/xavo-simulate" simulate
+for program in ./list cmake/list list; do
+    expect 0 NO_ERROR env PATH="$work:$PATH" ./simulate $program
+done
+expect 0 NO_ERROR xavo-simulate sh -c ./list # what the program starts, too
+expect 3 PERMISSION_ERROR env CIMSIM_SCENE=refuse=root01ff xavo-simulate ./list
+
+# A program with a search path of its own, which leads to what stands for the controller's library.
+cat >real.c <<'END'
+#include <stdio.h>
+#include <stdlib.h>
+void cmciConnect(void) {
+    puts("the real controller");
+    exit(0);
+}
+END
+printf 'void %s(void) {}\n' newCMPIObjectPath native_new_CMPI{Args,Array,String} >>real.c
+mkdir real
+gcc -shared -fPIC real.c -Wl,-soname,libcmpisfcc.so.1 -o real/libcmpisfcc.so.1 \
+    -Wl,--version-script=<(echo 'CMPISFCC_2.0 { cmciConnect; newCMPIObjectPath; native_*; };')
+# shellcheck disable=SC2046
+gcc list.c $(pkg-config --cflags --libs xavo) -Wl,--no-as-needed -L"$prefix/lib/xavo-simulator" -lcmpisfcc \
+    -Wl,--disable-new-dtags,-rpath,"$work/real:$prefix/lib" -o stubborn
+expect 0 "the real controller" env LD_LIBRARY_PATH="$prefix/lib/xavo-simulator" ./stubborn
+expect 0 NO_ERROR xavo-simulate ./stubborn
+
+# Its own errors, and the exit status of what it runs.
+expect 2 "it would meet the real controller" xavo-simulate "$(install -m 4755 list suid && echo ./suid)"
+expect 2 "usage: xavo-simulate" xavo-simulate
+expect 2 "no option --nothing" xavo-simulate --nothing ./list
+expect 0 "usage: xavo-simulate" xavo-simulate --help
+expect 127 "nothing: no such program" xavo-simulate nothing
+# shellcheck disable=SC2016
+expect 7 "a b" xavo-simulate -- sh -c 'echo "$1"; exit 7' sh "a b"
+
+headline "installed: passed"
