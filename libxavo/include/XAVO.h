@@ -51,27 +51,39 @@ extern "C" {
 
 typedef int XAVO_ErrorCode;
 
-enum {
-    XAVO_NO_ERROR = 0,
-    XAVO_UNKNOWN_ERROR = 1,               /* no more precise code applies; a method's nonzero return value */
-    XAVO_OUT_OF_MEMORY = 2,               /* of this library or of the client library */
-    XAVO_PERMISSION_ERROR = 3,            /* the broker denies access */
-    XAVO_INVALID_VALUE = 4,               /* an argument failed its check, here or in the service */
-    XAVO_SP_NOT_VALID = 5,                /* not a live handle, or one without a connection */
-    XAVO_NOT_IMPLEMENTED = 6,             /* job modification; a property that is not a string */
-    XAVO_NOT_FOUND = 7,                   /* the broker does not know it; a lookup that finds nothing */
-    XAVO_UNABLE_TO_OPEN_CONNECTION = 8,   /* no broker for a temporary handle; an unreachable share */
-    XAVO_NOT_SUPPORTED = 9,               /* the broker does not support it */
-    XAVO_MISSING_REQUIRED_PARAMETER = 10, /* the share test lacks a parameter */
-    XAVO_MULTIPLE_EXPORT_JOBS = 11,       /* an export job is there already */
-    XAVO_MULTIPLE_IMPORT_JOBS = 12,       /* an import job is there already */
-    XAVO_INVALID_START_TIME = 13,         /* the service refuses the start time */
-    XAVO_INVALID_UNTIL_TIME = 14,         /* the service refuses the until time */
-    XAVO_MAXIMUM_JOBS = 15,               /* the job queue is full */
-    XAVO_BACKUP_ALREADY_RUNNING = 16,
-    XAVO_RESTORE_ALREADY_RUNNING = 17,
-    XAVO_SYSTEM_IN_LOCKDOWN_MODE = 0x2022 /* 8226, apart from the dense range */
-};
+/* Every code: ROW(constant, value, name, meaning) for each, in a table of a program's own, too. */
+/* clang-format off */
+#define XAVO_ERROR_CODES(ROW) \
+    ROW(XAVO_NO_ERROR,                      0, "NO_ERROR",                   "success") \
+    ROW(XAVO_UNKNOWN_ERROR,                 1, "UNKNOWN_ERROR",              "the service refuses, or the exchange failed; see below") \
+    ROW(XAVO_OUT_OF_MEMORY,                 2, "OUT_OF_MEMORY",              "no memory left, here or in the client library") \
+    ROW(XAVO_PERMISSION_ERROR,              3, "PERMISSION_ERROR",           "the broker denies access") \
+    ROW(XAVO_INVALID_VALUE,                 4, "INVALID_VALUE",              "an argument failed its check, here or in the service") \
+    ROW(XAVO_SP_NOT_VALID,                  5, "SP_NOT_VALID",               "not a live handle, or one without a connection") \
+    ROW(XAVO_NOT_IMPLEMENTED,               6, "NOT_IMPLEMENTED",            "jobs cannot be modified; a property is not a string") \
+    ROW(XAVO_NOT_FOUND,                     7, "NOT_FOUND",                  "the broker does not know it; a lookup found nothing") \
+    ROW(XAVO_UNABLE_TO_OPEN_CONNECTION,     8, "UNABLE_TO_OPEN_CONNECTION",  "no handle for the call, or no way to the share; see below") \
+    ROW(XAVO_NOT_SUPPORTED,                 9, "NOT_SUPPORTED",              "the broker does not support it") \
+    ROW(XAVO_MISSING_REQUIRED_PARAMETER,   10, "MISSING_REQUIRED_PARAMETER", "the share test lacks a parameter") \
+    ROW(XAVO_MULTIPLE_EXPORT_JOBS,         11, "MULTIPLE_EXPORT_JOBS",       "an export job is there already") \
+    ROW(XAVO_MULTIPLE_IMPORT_JOBS,         12, "MULTIPLE_IMPORT_JOBS",       "an import job is there already") \
+    ROW(XAVO_INVALID_START_TIME,           13, "INVALID_START_TIME",         "the service refuses the start time") \
+    ROW(XAVO_INVALID_UNTIL_TIME,           14, "INVALID_UNTIL_TIME",         "the service refuses the until time") \
+    ROW(XAVO_MAXIMUM_JOBS,                 15, "MAXIMUM_JOBS",               "the job queue is full") \
+    ROW(XAVO_BACKUP_ALREADY_RUNNING,       16, "BACKUP_ALREADY_RUNNING",     "a backup runs already") \
+    ROW(XAVO_RESTORE_ALREADY_RUNNING,      17, "RESTORE_ALREADY_RUNNING",    "a restore runs already") \
+    ROW(XAVO_SYSTEM_IN_LOCKDOWN_MODE,    8226, "SYSTEM_IN_LOCKDOWN_MODE",    "the controller is in lockdown mode")
+/* clang-format on */
+
+#define XAVO_ERROR_CONSTANT(constant, value, name, meaning) constant = value,
+enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
+#undef XAVO_ERROR_CONSTANT
+
+/* Two codes have two meanings each. UNABLE_TO_OPEN_CONNECTION: of a call that was given a handle it always
+ * comes from the service, which cannot reach the share; without one the log tells. UNKNOWN_ERROR: ask the
+ * same handle for something that is there, with XAVO_enumerate_VELK_LifecycleJob say. When that hands out
+ * nothing and reports UNKNOWN_ERROR, too, the connection is broken; else the service refused, and its words,
+ * where the function says that they are logged, stand in the log after "MessageID=" and "Message=". */
 
 /* The bare name of a code, "NO_ERROR" to "SYSTEM_IN_LOCKDOWN_MODE"; "unknown" for any other number. A
  * static string. Any thread. */

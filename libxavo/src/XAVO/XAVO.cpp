@@ -4,6 +4,7 @@
 #include "cmpi.h"
 #include "exchange.h"
 #include "log.h"
+#include "names.h"
 #include "object_path.h"
 #include "query.h"
 #include <cstdlib>
@@ -24,6 +25,10 @@ void copy_magic(uint32_t (&to)[2], const uint32_t (&from)[2]) {
 
 bool same_magic(const uint32_t (&a)[2], const uint32_t (&b)[2]) { return a[0] == b[0] && a[1] == b[1]; }
 
+#define ROW(constant, value, name, meaning) {constant, name},
+constexpr Name<27> CODES[] = {XAVO_ERROR_CODES(ROW)};
+#undef ROW
+
 CMCIClient *connect(const char *user) {
     const PipeGuard guard;
     return cmciConnect("localhost", nullptr, nullptr, user, nullptr, nullptr);
@@ -31,35 +36,7 @@ CMCIClient *connect(const char *user) {
 
 } // namespace
 
-const char *XAVO_EC_to_string(XAVO_ErrorCode ec) {
-#define NAME(code)                                                                                           \
-    case XAVO_##code:                                                                                        \
-        return #code
-    switch (ec) {
-        NAME(NO_ERROR);
-        NAME(UNKNOWN_ERROR);
-        NAME(OUT_OF_MEMORY);
-        NAME(PERMISSION_ERROR);
-        NAME(INVALID_VALUE);
-        NAME(SP_NOT_VALID);
-        NAME(NOT_IMPLEMENTED);
-        NAME(NOT_FOUND);
-        NAME(UNABLE_TO_OPEN_CONNECTION);
-        NAME(NOT_SUPPORTED);
-        NAME(MISSING_REQUIRED_PARAMETER);
-        NAME(MULTIPLE_EXPORT_JOBS);
-        NAME(MULTIPLE_IMPORT_JOBS);
-        NAME(INVALID_START_TIME);
-        NAME(INVALID_UNTIL_TIME);
-        NAME(MAXIMUM_JOBS);
-        NAME(BACKUP_ALREADY_RUNNING);
-        NAME(RESTORE_ALREADY_RUNNING);
-        NAME(SYSTEM_IN_LOCKDOWN_MODE);
-    default:
-        return "unknown";
-    }
-#undef NAME
-}
+const char *XAVO_EC_to_string(XAVO_ErrorCode ec) { return name_of(CODES, ec); }
 
 XAVO_ErrorCode XAVO_translate_error_code(CMPIrc rc) {
     switch (static_cast<unsigned int>(rc)) {

@@ -3,6 +3,7 @@
 
 #include "cmpi.h"
 #include "log.h"
+#include "names.h"
 #include "outputs.h"
 #include <cinttypes>
 #include <cstdarg>
@@ -189,14 +190,10 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
 
 namespace {
 
-struct Name {
-    unsigned short code; // of a type or of a state
-    const char *name;
-};
 #define NAME(code)                                                                                           \
     { code, #code }
 
-constexpr Name TYPES[] = {
+constexpr Name<20> TYPES[] = {
     NAME(CMPI_null),       NAME(CMPI_boolean),       NAME(CMPI_char16),        NAME(CMPI_real32),
     NAME(CMPI_real64),     NAME(CMPI_uint8),         NAME(CMPI_uint16),        NAME(CMPI_uint32),
     NAME(CMPI_uint64),     NAME(CMPI_sint8),         NAME(CMPI_sint16),        NAME(CMPI_sint32),
@@ -211,18 +208,10 @@ constexpr Name TYPES[] = {
     NAME(CMPI_realString), NAME(CMPI_numericString), NAME(CMPI_booleanString), NAME(CMPI_dateTimeString),
 };
 
-constexpr Name STATES[] = {
+constexpr Name<20> STATES[] = {
     NAME(CMPI_goodValue), NAME(CMPI_nullValue), NAME(CMPI_keyValue), NAME(CMPI_notFound), NAME(CMPI_badValue),
 };
 #undef NAME
-
-template <size_t count>
-const char *name_of(const Name (&names)[count], unsigned short code) {
-    for (const Name &entry : names)
-        if (entry.code == code)
-            return entry.name;
-    return "unknown";
-}
 
 // One line, written at once and flushed.
 __attribute__((format(printf, 2, 3))) void print_line(int indent, const char *format, ...) {
