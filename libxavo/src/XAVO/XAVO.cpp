@@ -1,6 +1,7 @@
 // XAVO.cpp - the proxy handle, the error codes, and what reads instances rather than calls methods.
 #include <XAVO.h>
 
+#include "admission.h"
 #include "cmpi.h"
 #include "exchange.h"
 #include "log.h"
@@ -146,16 +147,10 @@ void XAVO_cleanstack(void) {}
 
 CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                 const char *classname) {
-    if (errorcodep == nullptr) {
-        XAVO_ERROR(__func__, "errorcodep is NULL");
+    const Caller caller = {errorcodep, __func__};
+    if (!has_errorcodep(caller) || !is_live(caller, sp) || !XAVO_REQUIRE_GIVEN(caller, path) ||
+        !XAVO_REQUIRE_GIVEN(caller, classname))
         return nullptr;
-    }
-    if (XAVO_is_valid(sp) == 0)
-        return XAVO_REFUSE(errorcodep, XAVO_SP_NOT_VALID, __func__, "sp is not valid"), nullptr;
-    if (path == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "path is NULL"), nullptr;
-    if (classname == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "classname is NULL"), nullptr;
 
     const Lock lock(sp);
     *errorcodep = XAVO_NO_ERROR;
@@ -165,21 +160,14 @@ CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
 
 CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                                  const char *objectname, const char *key, const char *value) {
-    if (errorcodep == nullptr) {
-        XAVO_ERROR(__func__, "errorcodep is NULL");
+    const Caller caller = {errorcodep, __func__};
+    if (!has_errorcodep(caller))
         return nullptr;
-    }
     *errorcodep = XAVO_NO_ERROR;
-    if (XAVO_is_valid(sp) == 0)
-        return XAVO_REFUSE(errorcodep, XAVO_SP_NOT_VALID, __func__, "sp is not valid"), nullptr;
-    if (path == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "path is NULL"), nullptr;
-    if (objectname == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "objectname is NULL"), nullptr;
-    if (key == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "key is NULL"), nullptr;
-    if (value == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "value is NULL"), nullptr;
+    if (!is_live(caller, sp) || !XAVO_REQUIRE_GIVEN(caller, path) ||
+        !XAVO_REQUIRE_GIVEN(caller, objectname) || !XAVO_REQUIRE_GIVEN(caller, key) ||
+        !XAVO_REQUIRE_GIVEN(caller, value))
+        return nullptr;
 
     const Key only = {key, value};
     return build_path(errorcodep, path, objectname, &only, 1);

@@ -1,9 +1,7 @@
 // XAVO_VELK_JobService.cpp - the controller's job queue.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "invocation.h"
-#include "log.h"
 #include "object_path.h"
 
 using namespace xavo;
@@ -24,13 +22,11 @@ CMPIObjectPath *XAVO_build_JobService_path(XAVO_ErrorCode *errorcodep) {
 } // namespace
 
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID) {
-    if (!admit(sp, errorcodep, __func__,
-               [&](XAVO_Proxy *temporary) { XAVO_invoke_DeleteJobQueue(temporary, errorcodep, JobID); }))
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, JobID))
         return;
-    if (JobID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JobID is NULL");
 
-    Invocation call(sp, errorcodep, __func__);
+    Invocation call(admitted);
     if (call.on(XAVO_build_JobService_path(errorcodep)) && call.make_lists() && call.add("JobID", JobID) &&
         call.invoke("DeleteJobQueue"))
         call.read_return_value();
@@ -38,16 +34,12 @@ void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
 
 void XAVO_invoke_SetupJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *StartTimeInterval,
                                const char *UntilTime, char *const *JobArray) {
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            XAVO_invoke_SetupJobQueue(temporary, errorcodep, StartTimeInterval, UntilTime, JobArray);
-        }))
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, StartTimeInterval) ||
+        !XAVO_REQUIRE_GIVEN(admitted, JobArray))
         return;
-    if (StartTimeInterval == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "StartTimeInterval is NULL");
-    if (JobArray == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JobArray is NULL");
 
-    Invocation call(sp, errorcodep, __func__);
+    Invocation call(admitted);
     if (call.on(XAVO_build_JobService_path(errorcodep)) && call.make_lists() &&
         call.add("StartTimeInterval", StartTimeInterval) &&
         (UntilTime == nullptr || call.add("UntilTime", UntilTime)) &&

@@ -2,7 +2,6 @@
 #include <XAVO.h>
 
 #include "admission.h"
-#include "log.h"
 #include "object_path.h"
 #include "query.h"
 #include <cstdlib>
@@ -48,12 +47,16 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
     return job;
 }
 
-// The instance that a path names, which is taken over; NULL without a code when the broker has none to
-// give. The lock ends here, so that the caller converts outside it.
-CMPIInstance *fetch_instance(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path) {
-    const Lock lock(sp);
-    const Owner<CMPIObjectPath> object(path);
-    return query(sp, errorcodep, object.get(), &CMCIClientFT::getInstance);
+// The instance of a job; NULL without a code when the broker has none to give. The path is made before the
+// lock, and the lock ends here, so that the caller converts outside it.
+CMPIInstance *fetch_instance(const Admission &admitted, const char *InstanceID) {
+    CMPIObjectPath *path = XAVO_build_object_path_key_value(admitted.sp(), admitted.errorcodep, NAMESPACE,
+                                                            LIFECYCLE_JOB, "InstanceID", InstanceID);
+    if (path == nullptr)
+        return nullptr;
+    const Lock lock(admitted.sp());
+    const Owner<CMPIObjectPath> object(path); // released before the unlock
+    return query(admitted.sp(), admitted.errorcodep, path, &CMCIClientFT::getInstance);
 }
 
 } // namespace
@@ -101,21 +104,19 @@ void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJ
 }
 
 XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep) {
-    XAVO_VELK_LifecycleJob *list = nullptr;
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            list = XAVO_enumerate_VELK_LifecycleJob(temporary, errorcodep);
-        }))
-        return list;
-
-    const Owner<CMPIEnumeration> jobs(XAVO_enumerate(sp, errorcodep, NAMESPACE, LIFECYCLE_JOB));
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted)
+        return nullptr;
+    const Owner<CMPIEnumeration> jobs(XAVO_enumerate(admitted.sp(), errorcodep, NAMESPACE, LIFECYCLE_JOB));
     if (!jobs)
         return nullptr;
+    XAVO_VELK_LifecycleJob *list = nullptr;
     XAVO_VELK_LifecycleJob **tail = &list;
     while (jobs->ft->hasNext(jobs.get(), nullptr) != 0) {
         const CMPIData element = jobs->ft->getNext(jobs.get(), nullptr);
         if (element.state != CMPI_goodValue || element.type != CMPI_instance || element.value.inst == nullptr)
             continue;
-        *tail = XAVO_instance_to_VELK_LifecycleJob(sp, errorcodep, element.value.inst);
+        *tail = XAVO_instance_to_VELK_LifecycleJob(admitted.sp(), errorcodep, element.value.inst);
         if (*tail != nullptr)
             tail = &(*tail)->next;
     }
@@ -124,20 +125,11 @@ XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_Er
 
 XAVO_VELK_LifecycleJob *XAVO_get_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                                    const char *InstanceID) {
-    XAVO_VELK_LifecycleJob *job = nullptr;
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            job = XAVO_get_VELK_LifecycleJob(temporary, errorcodep, InstanceID);
-        }))
-        return job;
-    if (InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "InstanceID is NULL"), nullptr;
-
-    CMPIObjectPath *path =
-        XAVO_build_object_path_key_value(sp, errorcodep, NAMESPACE, LIFECYCLE_JOB, "InstanceID", InstanceID);
-    if (path == nullptr)
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, InstanceID))
         return nullptr;
-    const Owner<CMPIInstance> instance(fetch_instance(sp, errorcodep, path));
-    return instance ? XAVO_instance_to_VELK_LifecycleJob(sp, errorcodep, instance.get()) : nullptr;
+    const Owner<CMPIInstance> instance(fetch_instance(admitted, InstanceID));
+    return instance ? XAVO_instance_to_VELK_LifecycleJob(admitted.sp(), errorcodep, instance.get()) : nullptr;
 }
 
 void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *InstanceID) {
@@ -145,9 +137,7 @@ void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, c
 }
 
 XAVO_ErrorCode XAVO_modify_VELK_LifecycleJob(XAVO_Proxy *, XAVO_ErrorCode *errorcodep) {
-    if (errorcodep == nullptr)
-        XAVO_ERROR(__func__, "errorcodep is NULL");
-    else
+    if (has_errorcodep({errorcodep, __func__}))
         *errorcodep = XAVO_NOT_IMPLEMENTED;
     return XAVO_NOT_IMPLEMENTED;
 }

@@ -1,9 +1,7 @@
 // XAVO_VELK_QMService.cpp - backup, restore, share test, and the records that describe them.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "invocation.h"
-#include "log.h"
 #include "object_path.h"
 #include "outputs.h"
 #include <cstdlib>
@@ -57,7 +55,7 @@ template <size_t count>
 int validate(const Buffer (&buffers)[count], const void *record, const char *function) {
     for (const Buffer &buffer : buffers) {
         if (XAVO_Validate_StringBuffer(member_at<char>(record, buffer.offset), buffer.size) == 0) {
-            XAVO_ERROR_BY_FORMAT(function, buffer.unterminated);
+            log_error(buffer.unterminated, XAVO_PREFIX_VALUES(function));
             return 0;
         }
     }
@@ -124,7 +122,7 @@ void XAVO_dig_out_QM_result(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, ch
 }
 
 void XAVO_dig_out_QMjob_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, char **jobid) {
-    read_job_id(errorcodep, outarglist, "Job", jobid, __func__);
+    read_job_id({errorcodep, __func__}, outarglist, "Job", jobid);
 }
 
 // What a message identifier means. A table ends with NO_ERROR.
@@ -221,12 +219,8 @@ bool add_arguments(Invocation &call, const Argument (&arguments)[count], const v
 }
 
 // The check that follows the argument lists: only some share types are taken.
-bool takes_share(XAVO_ErrorCode *errorcodep, unsigned int share_types, CMPIUint16 type,
-                 const char *operation) {
-    if (allowed(share_types, type))
-        return true;
-    XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "Invalid access type is NULL");
-    return false;
+bool takes_share(const Caller &call, unsigned int share_types, CMPIUint16 type) {
+    return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
 
 } // namespace
@@ -255,11 +249,8 @@ constexpr Argument IMAGE_REST[] = {
      ANY_SHARE, Argument::IF_SET},
 };
 
-bool has_start_time(XAVO_ErrorCode *errorcodep, const XAVO_BAR_INPUT_DATA *data, const char *operation) {
-    if (data->startTime[0] != '\0')
-        return true;
-    XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, "start time is NULL");
-    return false;
+bool has_start_time(const Caller &call, const XAVO_BAR_INPUT_DATA *data) {
+    return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
 // An option that a restore alone carries, whatever its value. Only its lowest bit counts, and the caller's
@@ -270,56 +261,52 @@ bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
 }
 
 // The outcome of a method that reports a refusal by a message and success by the job it names.
-void read_message_or_job(Invocation &call, XAVO_ErrorCode *errorcodep, char **JID_InstanceID,
-                         const char *operation) {
+void read_message_or_job(Invocation &call, char **JID_InstanceID) {
     call.drop_returned();
     char *message = nullptr;
-    XAVO_dig_out_QM_result(errorcodep, call.outputs(), &message);
-    if (*errorcodep == XAVO_UNKNOWN_ERROR) {
-        XAVO_ERROR(operation, "XAVO_dig_out_QM_RESULT () returned a message");
-        *errorcodep = look_up(XAVO_message_id_map, message);
+    XAVO_dig_out_QM_result(call.errorcodep, call.outputs(), &message);
+    if (message != nullptr) {
+        XAVO_ERROR(call.operation, "XAVO_dig_out_QM_RESULT () returned a message");
+        *call.errorcodep = look_up(XAVO_message_id_map, message);
         free(message);
         return;
     }
-    if (*errorcodep != XAVO_NO_ERROR) {
-        *errorcodep = XAVO_UNKNOWN_ERROR;
+    if (*call.errorcodep != XAVO_NO_ERROR) {
+        *call.errorcodep = XAVO_UNKNOWN_ERROR;
         return;
     }
-    XAVO_dig_out_QMjob_id(errorcodep, call.outputs(), JID_InstanceID);
-    if (*errorcodep != XAVO_NO_ERROR)
-        XAVO_ERROR(operation, "XAVO_dig_out_job_id() returned an error");
+    XAVO_dig_out_QMjob_id(call.errorcodep, call.outputs(), JID_InstanceID);
+    if (*call.errorcodep != XAVO_NO_ERROR)
+        XAVO_ERROR(call.operation, "XAVO_dig_out_job_id() returned an error");
     else if (*JID_InstanceID == nullptr)
-        *errorcodep = XAVO_UNKNOWN_ERROR;
+        *call.errorcodep = XAVO_UNKNOWN_ERROR;
 }
 
 } // namespace
 
 void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method,
                                XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID) {
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            XAVO_invoke_BackupRestore(temporary, errorcodep, method, data, JID_InstanceID);
-        }))
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE(admitted, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
+        !XAVO_REQUIRE(admitted, XAVO_Validate_XAVO_BAR_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
+                      "Input Data is not valid"))
         return;
-    if (data == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Input Data is missing");
-    if (XAVO_Validate_XAVO_BAR_INPUT_DATA(data) == 0)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Input Data is not valid");
     const bool restore = method != nullptr && strcasecmp(method, "RestoreImage") == 0;
-    if (!restore && (method == nullptr || strcasecmp(method, "BackupImage") != 0))
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Service method is NULL or not allowed");
-    if (JID_InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JID_InstanceID is NULL");
+    const bool backup = method != nullptr && strcasecmp(method, "BackupImage") == 0;
+    if (!XAVO_REQUIRE(admitted, restore || backup, XAVO_INVALID_VALUE,
+                      "Service method is NULL or not allowed") ||
+        !XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
+        return;
     *JID_InstanceID = nullptr;
 
-    Invocation call(sp, errorcodep, __func__);
+    Invocation call(admitted);
     if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(errorcodep, IMAGE_SHARES, data->shareType, __func__) &&
-        add_arguments(call, IMAGE_PLACE, data, data->shareType) &&
-        has_start_time(errorcodep, data, __func__) && call.add("ScheduledStartTime", data->startTime) &&
-        (!restore || add_PreserveVDConfig(call, data)) &&
+        takes_share(call, IMAGE_SHARES, data->shareType) &&
+        add_arguments(call, IMAGE_PLACE, data, data->shareType) && has_start_time(call, data) &&
+        call.add("ScheduledStartTime", data->startTime) && (!restore || add_PreserveVDConfig(call, data)) &&
         add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
         add_arguments(call, IMAGE_REST, data, data->shareType) && call.invoke_quietly(method))
-        read_message_or_job(call, errorcodep, JID_InstanceID, __func__);
+        read_message_or_job(call, JID_InstanceID);
 }
 
 // ---- TestNetworkShare -------------------------------------------------------------------------------
@@ -357,26 +344,23 @@ char *combined_user_name(const XAVO_NET_INPUT_DATA *data, const char *operation)
     return combined;
 }
 
-bool add_user_name(Invocation &call, XAVO_ErrorCode *errorcodep, const XAVO_NET_INPUT_DATA *data,
-                   const char *operation) {
+bool add_user_name(Invocation &call, const XAVO_NET_INPUT_DATA *data) {
     if (!allowed(TEST_CREDENTIALS, data->shareType))
         return true;
-    char *combined = combined_user_name(data, operation);
-    if (combined == nullptr) {
-        XAVO_REFUSE(errorcodep, XAVO_OUT_OF_MEMORY, operation, "sCombinedUserName is NULL");
-        return false;
-    }
-    const bool added = call.add("UserName", combined);
+    char *combined = combined_user_name(data, call.operation);
+    const bool added =
+        XAVO_REQUIRE(call, combined != nullptr, XAVO_OUT_OF_MEMORY, "sCombinedUserName is NULL") &&
+        call.add("UserName", combined);
     free(combined);
     return added;
 }
 
 // The outcome of a method that reports a refusal by a message and success by none.
-void read_message(Invocation &call, XAVO_ErrorCode *errorcodep) {
+void read_message(Invocation &call) {
     char *message = nullptr;
-    XAVO_dig_out_QM_result(errorcodep, call.outputs(), &message);
+    XAVO_dig_out_QM_result(call.errorcodep, call.outputs(), &message);
     if (message != nullptr)
-        *errorcodep = look_up(SHARE_TEST_MESSAGES, message);
+        *call.errorcodep = look_up(SHARE_TEST_MESSAGES, message);
     free(message);
 }
 
@@ -384,22 +368,19 @@ void read_message(Invocation &call, XAVO_ErrorCode *errorcodep) {
 
 void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                   const XAVO_NET_INPUT_DATA *data) {
-    if (!admit(sp, errorcodep, __func__,
-               [&](XAVO_Proxy *temporary) { XAVO_invoke_TestNetworkShare(temporary, errorcodep, data); }))
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE(admitted, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
+        !XAVO_REQUIRE(admitted, XAVO_Validate_XAVO_NET_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
+                      "Input Data is not valid"))
         return;
-    if (data == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Input Data is missing");
-    if (XAVO_Validate_XAVO_NET_INPUT_DATA(data) == 0)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "Input Data is not valid");
 
-    Invocation call(sp, errorcodep, __func__);
+    Invocation call(admitted);
     if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(errorcodep, NETWORK_SHARES, data->shareType, __func__) &&
-        add_arguments(call, TEST_PLACE, data, data->shareType) &&
-        add_user_name(call, errorcodep, data, __func__) &&
+        takes_share(call, NETWORK_SHARES, data->shareType) &&
+        add_arguments(call, TEST_PLACE, data, data->shareType) && add_user_name(call, data) &&
         add_arguments(call, TEST_SECRETS, data, data->shareType) &&
         add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
         add_arguments(call, TEST_REST, data, data->shareType) && call.invoke_quietly("TestNetworkShare"))
-        read_message(call, errorcodep);
+        read_message(call);
     call.drop_returned(); // whatever the outcome, the value goes before the outputs
 }

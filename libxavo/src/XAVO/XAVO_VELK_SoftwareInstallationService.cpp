@@ -1,9 +1,7 @@
 // XAVO_VELK_SoftwareInstallationService.cpp - installations and reboot jobs.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "invocation.h"
-#include "log.h"
 #include "object_path.h"
 #include "outputs.h"
 #include <cerrno>
@@ -31,32 +29,21 @@ CMPIObjectPath *XAVO_build_SoftwareIdentity_path(XAVO_ErrorCode *errorcodep, con
 
 void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const char *argname,
                          char **JID_InstanceID) {
-    read_job_id(errorcodep, outarglist, argname, JID_InstanceID, __func__);
+    read_job_id({errorcodep, __func__}, outarglist, argname, JID_InstanceID);
 }
 
-// Where a method names the job that it has created, and the line for one that cannot be read.
-struct JobOutput {
-    const char *argname;
-    const char *unreadable;
-};
-
-constexpr JobOutput INSTALL_JOB = {"Job", XAVO_ERROR_FORMAT("XAVO_dig_out_job_id() returned an error")};
-constexpr JobOutput REBOOT_JOB = {"RebootJobID",
-                                  XAVO_ERROR_FORMAT("XAVO_dig_out_reboot_job_id() returned an error")};
-
 // The outcome of a method that reports through the job it names: neither its return value nor anything
-// else decides.
-void read_job(Invocation &call, XAVO_ErrorCode *errorcodep, const JobOutput &output, char **JID_InstanceID,
-              const char *operation) {
+// else decides. `unreadable` is the format of the line for one that cannot be read.
+void read_job(Invocation &call, const char *argname, const char *unreadable, char **JID_InstanceID) {
     call.drop_returned();
-    XAVO_dig_out_job_id(errorcodep, call.outputs(), output.argname, JID_InstanceID);
-    if (*errorcodep != XAVO_NO_ERROR)
-        XAVO_ERROR_BY_FORMAT(operation, output.unreadable);
+    XAVO_dig_out_job_id(call.errorcodep, call.outputs(), argname, JID_InstanceID);
+    if (*call.errorcodep != XAVO_NO_ERROR)
+        log_error(unreadable, XAVO_PREFIX_VALUES(call.operation));
     else if (*JID_InstanceID == nullptr)
-        *errorcodep = XAVO_UNKNOWN_ERROR;
+        *call.errorcodep = XAVO_UNKNOWN_ERROR;
     else
         return;
-    XAVO_ERROR_WITH(operation, "errorcode=%d", *errorcodep);
+    XAVO_ERROR_WITH(call.operation, "errorcode=%d", *call.errorcodep);
     XAVO_log_MessageID(call.outputs());
 }
 
@@ -72,82 +59,60 @@ int32_t parse_int32(const char *text, char **end) {
 }
 
 // A reboot type, 0 to 65535, from its text. False: the code is set and the reason logged.
-bool parse_RebootJobType(XAVO_ErrorCode *errorcodep, const char *text, CMPIUint16 *type,
-                         const char *operation) {
-#define REFUSE(reason) (XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, operation, reason), false)
-    if (*text == '\0')
-        return REFUSE("RebootJobType is zero length");
+bool parse_RebootJobType(const Caller &caller, const char *text, CMPIUint16 *type) {
+    if (!XAVO_REQUIRE(caller, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
+        return false;
     char *end = nullptr;
     const int32_t number = parse_int32(text, &end);
-    if (errno != 0)
-        return REFUSE("RebootJobType is invalid");
-    if (end == text || *end != '\0')
-        return REFUSE("RebootJobType has invalid characters");
-    if (static_cast<uint32_t>(number) > UINT16_MAX) // a negative number is a large one here
-        return REFUSE("RebootJobType is out of range");
-#undef REFUSE
     *type = static_cast<CMPIUint16>(number);
-    return true;
+    return XAVO_REQUIRE(caller, errno == 0, XAVO_INVALID_VALUE, "RebootJobType is invalid") &&
+           XAVO_REQUIRE(caller, end != text && *end == '\0', XAVO_INVALID_VALUE,
+                        "RebootJobType has invalid characters") &&
+           XAVO_REQUIRE(caller, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
 }
 
 // The part of both installations that follows their checks; `URI` is NULL where the method takes none.
-void install(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method, const char *URI,
-             const char *InstanceID, char **JID_InstanceID, const char *operation) {
+void install(const Admission &admitted, const char *method, const char *URI, const char *InstanceID,
+             char **JID_InstanceID) {
     *JID_InstanceID = nullptr;
-    Invocation call(sp, errorcodep, operation);
-    if (call.on(XAVO_build_SoftwareInstallationService_path(errorcodep)) &&
-        call.target(XAVO_build_SoftwareIdentity_path(errorcodep, InstanceID)) && call.make_lists() &&
+    Invocation call(admitted);
+    if (call.on(XAVO_build_SoftwareInstallationService_path(call.errorcodep)) &&
+        call.target(XAVO_build_SoftwareIdentity_path(call.errorcodep, InstanceID)) && call.make_lists() &&
         (URI == nullptr || call.add("URI", URI)) && call.add_target("Target") && call.invoke(method))
-        read_job(call, errorcodep, INSTALL_JOB, JID_InstanceID, operation);
+        read_job(call, "Job", XAVO_ERROR_FORMAT("XAVO_dig_out_job_id() returned an error"), JID_InstanceID);
 }
 
 } // namespace
 
 void XAVO_invoke_InstallFromURI(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *URI,
                                 const char *InstanceID, char **JID_InstanceID) {
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            XAVO_invoke_InstallFromURI(temporary, errorcodep, URI, InstanceID, JID_InstanceID);
-        }))
-        return;
-    if (URI == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "URI is NULL");
-    if (InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "InstanceID is NULL");
-    if (JID_InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JID_InstanceID is NULL");
-    install(sp, errorcodep, "InstallFromURI", URI, InstanceID, JID_InstanceID, __func__);
+    const Admission admitted(sp, errorcodep, __func__);
+    if (admitted && XAVO_REQUIRE_GIVEN(admitted, URI) && XAVO_REQUIRE_GIVEN(admitted, InstanceID) &&
+        XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
+        install(admitted, "InstallFromURI", URI, InstanceID, JID_InstanceID);
 }
 
 void XAVO_invoke_InstallFromSoftwareIdentity(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                              const char *InstanceID, char **JID_InstanceID) {
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            XAVO_invoke_InstallFromSoftwareIdentity(temporary, errorcodep, InstanceID, JID_InstanceID);
-        }))
-        return;
-    if (InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "InstanceID is NULL");
-    if (JID_InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JID_InstanceID is NULL");
-    install(sp, errorcodep, "InstallFromSoftwareIdentity", nullptr, InstanceID, JID_InstanceID, __func__);
+    const Admission admitted(sp, errorcodep, __func__);
+    if (admitted && XAVO_REQUIRE_GIVEN(admitted, InstanceID) && XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
+        install(admitted, "InstallFromSoftwareIdentity", nullptr, InstanceID, JID_InstanceID);
 }
 
 void XAVO_invoke_CreateRebootJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *RebootJobType,
                                  char **JID_InstanceID) {
-    if (!admit(sp, errorcodep, __func__, [&](XAVO_Proxy *temporary) {
-            XAVO_invoke_CreateRebootJob(temporary, errorcodep, RebootJobType, JID_InstanceID);
-        }))
+    const Admission admitted(sp, errorcodep, __func__);
+    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, RebootJobType) ||
+        !XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
         return;
-    if (RebootJobType == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "RebootJobType is NULL");
-    if (JID_InstanceID == nullptr)
-        return XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "JID_InstanceID is NULL");
     *JID_InstanceID = nullptr;
     CMPIValue type = {};
-    if (!parse_RebootJobType(errorcodep, RebootJobType, &type.uint16, __func__))
+    if (!parse_RebootJobType(admitted, RebootJobType, &type.uint16))
         return;
 
-    Invocation call(sp, errorcodep, __func__);
+    Invocation call(admitted);
     if (call.on(XAVO_build_SoftwareInstallationService_path(errorcodep)) && call.make_lists() &&
         call.add("RebootJobType", &type.uint16) && call.invoke("CreateRebootJob"))
-        read_job(call, errorcodep, REBOOT_JOB, JID_InstanceID, __func__);
+        read_job(call, "RebootJobID", XAVO_ERROR_FORMAT("XAVO_dig_out_reboot_job_id() returned an error"),
+                 JID_InstanceID);
 }

@@ -1,8 +1,8 @@
 // XAVO_utils.cpp - CMPI values: method results, strings, properties, printers.
 #include <XAVO.h>
 
+#include "admission.h"
 #include "cmpi.h"
-#include "log.h"
 #include "names.h"
 #include "outputs.h"
 #include <cinttypes>
@@ -26,14 +26,9 @@ struct CleanStack {
 } // namespace
 
 CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *datap) {
-    if (errorcodep == nullptr) {
-        XAVO_ERROR(__func__, "errorcodep is NULL");
+    const Caller caller = {errorcodep, __func__};
+    if (!has_errorcodep(caller) || !XAVO_REQUIRE_GIVEN(caller, datap))
         return 0;
-    }
-    if (datap == nullptr) {
-        XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "datap is NULL");
-        return 0;
-    }
     if (!is_present(*datap) || datap->type != CMPI_uint32) {
         *errorcodep = XAVO_INVALID_VALUE;
         return 0;
@@ -89,8 +84,7 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
         XAVO_free_CMPIData_value(&element);
         // Whatever came of that: else the array's own release would free the element once more.
         CMPIValue none = {};
-        const Status status(array->ft->setElementAt(array, i, &none, CMPI_null));
-        if (status.failed())
+        if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).settle() != CMPI_RC_OK)
             XAVO_ERROR(__func__, "setElementAt() call failed");
     }
 }
@@ -129,21 +123,18 @@ CMPIArray *XAVO_build_string_array(char *const *strings) {
         ++count;
 
     Owner<CMPIArray> array;
-    {
-        Status status;
-        array.take(native_new_CMPIArray(count, CMPI_string, status.out()));
-        status.drop_message();
-        if (status.failed() || !array)
-            return nullptr;
-    }
+    Status status;
+    array.take(native_new_CMPIArray(count, CMPI_string, status.out()));
+    if (status.settle() != CMPI_RC_OK || !array)
+        return nullptr;
     for (CMPICount i = 0; i < count; ++i) {
         CMPIValue element = {};
         element.string = native_new_CMPIString(strings[i], nullptr);
         if (element.string == nullptr)
             return nullptr;
-        const Status status(array->ft->setElementAt(array.get(), i, &element, CMPI_string));
+        const CMPIrc rc = Status(array->ft->setElementAt(array.get(), i, &element, CMPI_string)).settle();
         release(element.string); // the array keeps a copy
-        if (status.failed())
+        if (rc != CMPI_RC_OK)
             return nullptr;
     }
     return array.leave();
@@ -152,22 +143,16 @@ CMPIArray *XAVO_build_string_array(char *const *strings) {
 char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIInstance *instancep,
                                 const char *name) {
     const CleanStack whole;
+    const Caller caller = {errorcodep, __func__};
     *errorcodep = XAVO_NO_ERROR;
-    if (instancep == nullptr) {
-        XAVO_REFUSE(errorcodep, XAVO_INVALID_VALUE, __func__, "instancep is NULL");
+    if (!XAVO_REQUIRE_GIVEN(caller, instancep))
         return nullptr;
-    }
-    CMPIData data;
-    {
-        const CleanStack reading;
-        Status status;
-        data = instancep->ft->getProperty(instancep, name, status.out());
-        status.drop_message();
-        if (status.failed()) {
-            *errorcodep = XAVO_translate_error_code(status.rc());
-            return nullptr;
-        }
-    }
+    XAVO_cleanstack();
+    Status status;
+    CMPIData data = instancep->ft->getProperty(instancep, name, status.out());
+    XAVO_cleanstack();
+    if (!status.settle(errorcodep))
+        return nullptr;
     if (!is_present(data)) // nothing to free either: what is absent is not owned
         return nullptr;
 
@@ -175,12 +160,10 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
     char *copy = nullptr;
     if (data.type != CMPI_string || data.value.string == nullptr) {
         *errorcodep = XAVO_NOT_IMPLEMENTED;
-    } else if (const char *text = characters(data)) {
-        copy = strdup(text);
-        if (copy == nullptr)
-            *errorcodep = XAVO_OUT_OF_MEMORY;
     } else {
-        XAVO_REFUSE(errorcodep, XAVO_OUT_OF_MEMORY, __func__, "getCharPtr() returned NULL");
+        const char *text = characters(data);
+        if (XAVO_REQUIRE(caller, text != nullptr, XAVO_OUT_OF_MEMORY, "getCharPtr() returned NULL"))
+            copy = new_string(errorcodep, text);
     }
     XAVO_free_CMPIData_value(&data);
     return copy;

@@ -1,27 +1,34 @@
 #include "admission.h"
 
-#include "log.h"
-
 namespace xavo {
 
-bool judge_handle(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *operation, XAVO_Proxy **temporary) {
-    if (errorcodep == nullptr) {
-        XAVO_ERROR(operation, "errorcodep is NULL");
-        return false;
-    }
+bool has_errorcodep(const Caller &caller) {
+    if (caller.errorcodep == nullptr)
+        XAVO_ERROR(caller.operation, "errorcodep is NULL");
+    return caller.errorcodep != nullptr;
+}
+
+bool is_live(const Caller &caller, const XAVO_Proxy *sp) {
+    return XAVO_REQUIRE(caller, XAVO_is_valid(sp) != 0, XAVO_SP_NOT_VALID, "sp is not valid");
+}
+
+Admission::Admission(XAVO_Proxy *sp, XAVO_ErrorCode *code, const char *function)
+    : Caller{code, function}, temporary_(sp == nullptr), sp_(nullptr) {
+    if (!has_errorcodep(*this))
+        return;
     *errorcodep = XAVO_NO_ERROR;
-    if (sp == nullptr) {
-        *temporary = XAVO_new();
-        if (*temporary == nullptr)
-            XAVO_REFUSE(errorcodep, XAVO_UNABLE_TO_OPEN_CONNECTION, operation,
-                        "unable to open connection to server");
-        return false;
+    if (temporary_) {
+        sp_ = XAVO_new();
+        XAVO_REQUIRE(*this, sp_ != nullptr, XAVO_UNABLE_TO_OPEN_CONNECTION,
+                     "unable to open connection to server");
+    } else if (is_live(*this, sp)) {
+        sp_ = sp;
     }
-    if (XAVO_is_valid(sp) == 0) {
-        XAVO_REFUSE(errorcodep, XAVO_SP_NOT_VALID, operation, "sp is not valid");
-        return false;
-    }
-    return true;
+}
+
+Admission::~Admission() {
+    if (temporary_ && sp_ != nullptr)
+        XAVO_free(sp_);
 }
 
 } // namespace xavo

@@ -2,27 +2,31 @@
 #ifndef XAVO_ADMISSION_H
 #define XAVO_ADMISSION_H
 
-#include <XAVO.h>
+#include "log.h"
 
 namespace xavo {
 
-// Judges the two arguments that every call has and sets the error code accordingly. True: go on. False:
-// the call is over, unless a temporary handle came back, with which it is to be made again.
-bool judge_handle(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *operation, XAVO_Proxy **temporary);
+// The two checks that need no handle to be opened.
+bool has_errorcodep(const Caller &caller);
+bool is_live(const Caller &caller, const XAVO_Proxy *sp);
 
-// True: the operation goes on with its own checks. False: it is over and returns; `again`, which is the
-// same operation with the handle it is given, may have run.
-template <typename Again>
-bool admit(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *operation, Again again) {
-    XAVO_Proxy *temporary = nullptr;
-    if (judge_handle(sp, errorcodep, operation, &temporary))
-        return true;
-    if (temporary != nullptr) {
-        again(temporary);
-        XAVO_free(temporary);
-    }
-    return false;
-}
+// Judges the two arguments that every call has and sets the error code accordingly. The handle that the
+// call goes on with is the caller's own or, where he gave none, a temporary one that lives as long as this.
+class Admission : public Caller {
+public:
+    Admission(XAVO_Proxy *sp, XAVO_ErrorCode *code, const char *function);
+    ~Admission();
+    Admission(const Admission &) = delete;
+    Admission &operator=(const Admission &) = delete;
+
+    // True: the operation goes on with its own checks. False: it is over.
+    explicit operator bool() const { return sp_ != nullptr; }
+    XAVO_Proxy *sp() const { return sp_; }
+
+private:
+    bool temporary_;
+    XAVO_Proxy *sp_;
+};
 
 } // namespace xavo
 

@@ -2,8 +2,7 @@
 #ifndef XAVO_CMPI_H
 #define XAVO_CMPI_H
 
-#include <CimClientLib/cmci.h>
-#include <CimClientLib/native.h>
+#include <XAVO.h>
 
 namespace xavo {
 
@@ -25,8 +24,12 @@ public:
     Owner(const Owner &) = delete;
     Owner &operator=(const Owner &) = delete;
 
-    // Takes over an object; this owner must be empty.
-    Object *take(Object *object) { return object_ = object; }
+    // Takes over an object. This owner must be empty: what it holds would be lost.
+    Object *take(Object *object) {
+        if (object_ != nullptr)
+            __builtin_trap();
+        return object_ = object;
+    }
     // Releases before the owner's scope ends.
     void drop() { release(object_); }
     // Hands the object to someone else.
@@ -46,21 +49,29 @@ private:
     Object *object_;
 };
 
-// The status of one call. A message that comes with it is of no use here and is released.
+// The status of one call. A message that comes with it is of no use here: it is let go when the code is
+// asked for, which every call is, and once.
 class Status {
 public:
     Status() = default;
     // For calls that return their status.
-    explicit Status(CMPIStatus returned) : status_(returned) { drop_message(); }
-    ~Status() { drop_message(); }
+    explicit Status(CMPIStatus returned) : status_(returned) {}
     Status(const Status &) = delete;
     Status &operator=(const Status &) = delete;
 
     // For calls that fill one in.
     CMPIStatus *out() { return &status_; }
-    void drop_message() { release(status_.msg); }
-    CMPIrc rc() const { return status_.rc; }
-    bool failed() const { return status_.rc != CMPI_RC_OK; }
+    CMPIrc settle() {
+        release(status_.msg);
+        return status_.rc;
+    }
+    // False: the call failed, and the error code says so.
+    bool settle(XAVO_ErrorCode *errorcodep) {
+        const CMPIrc rc = settle();
+        if (rc != CMPI_RC_OK)
+            *errorcodep = XAVO_translate_error_code(rc);
+        return rc == CMPI_RC_OK;
+    }
 
 private:
     CMPIStatus status_ = {CMPI_RC_OK, nullptr};

@@ -3,9 +3,7 @@
 #ifndef XAVO_EXCHANGE_H
 #define XAVO_EXCHANGE_H
 
-#include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <XAVO.h>
 
 namespace xavo {
@@ -28,30 +26,12 @@ private:
 // pending before can only be so because the thread holds it back already: then nothing needs doing.
 class PipeGuard {
 public:
-    PipeGuard() {
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
-        active_ = !pending() && pthread_sigmask(SIG_BLOCK, &pipe_, &before_) == 0;
-    }
-    ~PipeGuard() {
-        if (!active_)
-            return;
-        const timespec at_once = {0, 0};
-        while (pending() && sigtimedwait(&pipe_, nullptr, &at_once) == -1 && errno == EINTR) {
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
+    PipeGuard();
+    ~PipeGuard();
     PipeGuard(const PipeGuard &) = delete;
     PipeGuard &operator=(const PipeGuard &) = delete;
 
 private:
-    static bool pending() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        return sigpending(&signals) == 0 && sigismember(&signals, SIGPIPE) == 1;
-    }
-
-    sigset_t pipe_;
     sigset_t before_;
     bool active_;
 };

@@ -4,23 +4,24 @@
 
 namespace xavo {
 
+Invocation::Invocation(const Admission &admitted)
+    : Caller(admitted), sp_(admitted.sp()), lock_(admitted.sp()) {}
+
+Invocation::~Invocation() = default;
+
+bool Invocation::on(CMPIObjectPath *path) { return path_.take(path) != nullptr; }
+
+bool Invocation::target(CMPIObjectPath *path) { return target_.take(path) != nullptr; }
+
 bool Invocation::make_lists() {
-    if (in_.take(native_new_CMPIArgs(nullptr)) == nullptr) {
-        XAVO_REFUSE(errorcodep_, XAVO_OUT_OF_MEMORY, operation_, "inarglist is NULL");
-        return false;
-    }
-    if (out_.take(native_new_CMPIArgs(nullptr)) == nullptr) {
-        XAVO_REFUSE(errorcodep_, XAVO_OUT_OF_MEMORY, operation_, "outarglist is NULL");
-        return false;
-    }
-    return true;
+    return XAVO_REQUIRE(*this, in_.take(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
+                        "inarglist is NULL") &&
+           XAVO_REQUIRE(*this, out_.take(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
+                        "outarglist is NULL");
 }
 
 bool Invocation::add(const char *name, CMPIValue *value, CMPIType type) {
-    const Status status(in_->ft->addArg(in_.get(), name, value, type));
-    if (status.failed())
-        *errorcodep_ = XAVO_translate_error_code(status.rc());
-    return !status.failed();
+    return Status(in_->ft->addArg(in_.get(), name, value, type)).settle(errorcodep);
 }
 
 bool Invocation::add(const char *name, const char *text) { return add(name, text_value(text), CMPI_chars); }
@@ -31,7 +32,7 @@ bool Invocation::add(const char *name, const CMPIUint16 *number) {
 
 bool Invocation::add_array(const char *name, CMPIArray *strings) {
     if (array_.take(strings) == nullptr) {
-        *errorcodep_ = XAVO_OUT_OF_MEMORY;
+        *errorcodep = XAVO_OUT_OF_MEMORY;
         return false;
     }
     return add(name, value_at(array_.address()), CMPI_stringA);
@@ -41,7 +42,7 @@ bool Invocation::add_target(const char *name) { return add(name, value_at(target
 
 bool Invocation::exchange(const char *method) {
     if (!can_call(sp_, &CMCIClientFT::invokeMethod)) {
-        *errorcodep_ = XAVO_SP_NOT_VALID;
+        *errorcodep = XAVO_SP_NOT_VALID;
         return false;
     }
     Status status;
@@ -54,9 +55,8 @@ bool Invocation::exchange(const char *method) {
     in_.drop();
     array_.drop();
     target_.drop();
-    status.drop_message();
-    rc_ = status.rc();
-    *errorcodep_ = XAVO_translate_error_code(rc_);
+    rc_ = status.settle();
+    *errorcodep = XAVO_translate_error_code(rc_);
     return true;
 }
 
@@ -67,19 +67,19 @@ bool Invocation::invoke(const char *method) {
         return false;
     if (rc_ == CMPI_RC_OK)
         return true;
-    XAVO_ERROR_WITH(operation_, "st.rc=%d errorcode=%d", static_cast<int>(rc_), *errorcodep_);
+    XAVO_ERROR_WITH(operation, "st.rc=%d errorcode=%d", static_cast<int>(rc_), *errorcodep);
     XAVO_log_MessageID(out_.get());
     return false;
 }
 
 void Invocation::read_return_value() {
-    const CMPIUint32 code = XAVO_CMPIData_to_uint32(errorcodep_, returned_.get());
+    const CMPIUint32 code = XAVO_CMPIData_to_uint32(errorcodep, returned_.get());
     returned_.drop();
     if (code == 0)
         return;
-    XAVO_ERROR_WITH(operation_, "invoke_return_code=%u", static_cast<unsigned int>(code));
+    XAVO_ERROR_WITH(operation, "invoke_return_code=%u", static_cast<unsigned int>(code));
     XAVO_log_MessageID(out_.get());
-    *errorcodep_ = XAVO_UNKNOWN_ERROR;
+    *errorcodep = XAVO_UNKNOWN_ERROR;
 }
 
 } // namespace xavo

@@ -10,20 +10,23 @@
 #ifndef XAVO_INVOCATION_H
 #define XAVO_INVOCATION_H
 
+#include "admission.h"
 #include "cmpi.h"
 #include "exchange.h"
 
 namespace xavo {
 
-class Invocation {
+class Invocation : public Caller {
 public:
-    // Locks the handle. `operation` is the name under which the steps log.
-    Invocation(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *operation)
-        : operation_(operation), errorcodep_(errorcodep), sp_(sp), lock_(sp) {}
+    // Locks the handle. The steps log in the operation's name.
+    explicit Invocation(const Admission &admitted);
+    ~Invocation();
+    Invocation(const Invocation &) = delete;
+    Invocation &operator=(const Invocation &) = delete;
 
     // The instance whose method is called. Takes the path over; NULL ends the call with the code that
     // its builder has set.
-    bool on(CMPIObjectPath *path) { return path_.take(path) != nullptr; }
+    bool on(CMPIObjectPath *path);
 
     // The lists of arguments.
     bool make_lists();
@@ -36,7 +39,7 @@ public:
     bool add_array(const char *name, CMPIArray *strings);
     bool add_target(const char *name);
     // The second path of a call that names a target; to be built before the lists are.
-    bool target(CMPIObjectPath *path) { return target_.take(path) != nullptr; }
+    bool target(CMPIObjectPath *path);
 
     // Calls the method. A failing status ends the call: invoke logs it along with the service's message,
     // invoke_quietly reports it only.
@@ -74,8 +77,6 @@ private:
     // False when the handle has no client to ask. The status of the call is left in rc_.
     bool exchange(const char *method);
 
-    const char *operation_;
-    XAVO_ErrorCode *errorcodep_;
     XAVO_Proxy *sp_;
     CMPIrc rc_ = CMPI_RC_OK;
 

@@ -1,10 +1,11 @@
-// log.h - the form of the library's log lines, in one place.
+// log.h - the form of the library's log lines, and how a call ends that logs why.
 #ifndef XAVO_LOG_H
 #define XAVO_LOG_H
 
 #include <cstddef>
 #include <hulmprintf.h>
 #include <type_traits>
+#include <XAVO.h>
 
 namespace xavo {
 
@@ -22,6 +23,16 @@ constexpr std::size_t base_name_offset(const char *path) {
     return offset;
 }
 
+void log_error(const char *format, const char *file, int line, const char *function);
+
+// Who is told when a call ends: the error code is the program's, the operation the one it called.
+struct Caller {
+    XAVO_ErrorCode *errorcodep;
+    const char *operation;
+};
+
+void refuse(const Caller &caller, XAVO_ErrorCode code, const char *format, const char *file, int line);
+
 } // namespace xavo
 
 #define XAVO_BASE_NAME                                                                                       \
@@ -34,11 +45,9 @@ constexpr std::size_t base_name_offset(const char *path) {
 
 // The whole format of an error line, for tables that hold one a row.
 #define XAVO_ERROR_FORMAT(text) XAVO_PREFIX "ERROR: " text "\n"
-#define XAVO_ERROR_BY_FORMAT(function, format)                                                               \
-    hulmprintf(xavo::LOG_ERROR, xavo::LOG_MODULE, format, XAVO_PREFIX_VALUES(function))
 
 // One line, with or without values of its own.
-#define XAVO_ERROR(function, text) XAVO_ERROR_BY_FORMAT(function, XAVO_ERROR_FORMAT(text))
+#define XAVO_ERROR(function, text) xavo::log_error(XAVO_ERROR_FORMAT(text), XAVO_PREFIX_VALUES(function))
 #define XAVO_ERROR_WITH(function, text, ...)                                                                 \
     hulmprintf(xavo::LOG_ERROR, xavo::LOG_MODULE, XAVO_ERROR_FORMAT(text), XAVO_PREFIX_VALUES(function),     \
                __VA_ARGS__)
@@ -48,8 +57,10 @@ constexpr std::size_t base_name_offset(const char *path) {
     hulmprintf(xavo::LOG_TRACE, xavo::LOG_MODULE, XAVO_PREFIX text "\n", XAVO_PREFIX_VALUES(function),       \
                __VA_ARGS__)
 
-// Logs why a call ends and reports the code for it. A void expression: `return XAVO_REFUSE(...);`.
-#define XAVO_REFUSE(errorcodep, code, function, text)                                                        \
-    (XAVO_ERROR(function, text), static_cast<void>(*(errorcodep) = (code)))
+// How a call ends by a check of its own. True: it goes on. False: the line is logged and the code set.
+#define XAVO_REQUIRE(caller, condition, code, text)                                                          \
+    ((condition) || (xavo::refuse(caller, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
+#define XAVO_REQUIRE_GIVEN(caller, argument)                                                                 \
+    XAVO_REQUIRE(caller, (argument) != nullptr, XAVO_INVALID_VALUE, #argument " is NULL")
 
 #endif

@@ -7,27 +7,18 @@ namespace xavo {
 CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, const char *class_name,
                            const Key *keys, size_t count) {
     Owner<CMPIObjectPath> path;
-    {
-        Status status;
-        path.take(newCMPIObjectPath(name_space, class_name, status.out()));
-        status.drop_message();
-        if (status.failed()) {
-            *errorcodep = XAVO_translate_error_code(status.rc());
-            return nullptr;
-        }
-    }
+    Status status;
+    path.take(newCMPIObjectPath(name_space, class_name, status.out()));
+    if (!status.settle(errorcodep))
+        return nullptr;
     if (!path) {
         *errorcodep = XAVO_UNKNOWN_ERROR;
         return nullptr;
     }
-    for (size_t i = 0; i < count; ++i) {
-        const Status status(
-            path->ft->addKey(path.get(), keys[i].name, text_value(keys[i].value), CMPI_chars));
-        if (status.failed()) {
-            *errorcodep = XAVO_translate_error_code(status.rc());
+    for (size_t i = 0; i < count; ++i)
+        if (!Status(path->ft->addKey(path.get(), keys[i].name, text_value(keys[i].value), CMPI_chars))
+                 .settle(errorcodep))
             return nullptr;
-        }
-    }
     return path.leave();
 }
 

@@ -6,23 +6,36 @@
 
 namespace xavo {
 
+namespace {
+
+CMPIrc settle_traced(Status &status, const char *function) {
+    const CMPIrc rc = status.settle();
+    if (rc != CMPI_RC_OK)
+        XAVO_TRACE_WITH(function, "st.rc=%d", static_cast<int>(rc));
+    return rc;
+}
+
+} // namespace
+
 CMPIrc read_arg(CMPIArgs *args, const char *name, const char *function, CMPIData *data) {
     Status status;
     *data = args->ft->getArg(args, name, status.out());
-    status.drop_message();
-    if (status.failed())
-        XAVO_TRACE_WITH(function, "st.rc=%d", static_cast<int>(status.rc()));
-    return status.rc();
+    return settle_traced(status, function);
 }
 
-void read_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outputs, const char *argname, char **jobid,
-                 const char *function) {
+char *new_string(XAVO_ErrorCode *errorcodep, const char *text) {
+    char *copy = strdup(text);
+    if (copy == nullptr)
+        *errorcodep = XAVO_OUT_OF_MEMORY;
+    return copy;
+}
+
+void read_job_id(const Caller &reader, CMPIArgs *outputs, const char *argname, char **jobid) {
+    XAVO_ErrorCode *const errorcodep = reader.errorcodep;
     CMPIData job;
-    const CMPIrc rc = read_arg(outputs, argname, function, &job);
-    if (rc == CMPI_RC_ERR_NOT_FOUND) {
-        XAVO_TRACE(function, "Job not found");
-        return;
-    }
+    CMPIrc rc = read_arg(outputs, argname, reader.operation, &job);
+    if (rc == CMPI_RC_ERR_NOT_FOUND)
+        return XAVO_TRACE(reader.operation, "Job not found");
     if (rc != CMPI_RC_OK) {
         *errorcodep = XAVO_translate_error_code(rc);
         return;
@@ -35,16 +48,13 @@ void read_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outputs, const char *argn
     Status status;
     CMPIData key = job.value.ref->ft->getKey(job.value.ref, "InstanceID", status.out());
     XAVO_free_CMPIData_value(&job); // the key is an object of its own
-    status.drop_message();
-    if (status.failed()) {
-        XAVO_TRACE_WITH(function, "st.rc=%d", static_cast<int>(status.rc()));
-        *errorcodep = XAVO_translate_error_code(status.rc());
+    rc = settle_traced(status, reader.operation);
+    if (rc != CMPI_RC_OK) {
+        *errorcodep = XAVO_translate_error_code(rc);
         return;
     }
     if (const char *id = characters(key)) {
-        *jobid = strdup(id);
-        if (*jobid == nullptr)
-            *errorcodep = XAVO_OUT_OF_MEMORY;
+        *jobid = new_string(errorcodep, id);
     } else {
         *errorcodep = XAVO_UNKNOWN_ERROR;
     }
