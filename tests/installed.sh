@@ -93,7 +93,27 @@ gcc list.c $(pkg-config --cflags --libs xavo) -Wl,--no-as-needed -L"$prefix/lib/
 expect 0 "the real controller" env LD_LIBRARY_PATH="$prefix/lib/xavo-simulator" ./stubborn
 expect 0 NO_ERROR xavo-simulate ./stubborn
 
-# Its own errors, and the exit status of what it runs.
+# A log of the program's own: in the program, in a library linked before libxavo, and preloaded.
+cat >log.c <<'END'
+#include <hulmprintf.h>
+#include <stdio.h>
+void hulmprintf(int level, int module, const char *format, ...) {
+    printf("own log: %d %d %s", level, module, format);
+}
+END
+flags=$(pkg-config --cflags --libs xavo)
+# shellcheck disable=SC2086
+{
+    gcc "${strict[@]}" -fvisibility=hidden -rdynamic list.c log.c $flags -o logging
+    gcc "${strict[@]}" -fvisibility=hidden -shared -fPIC log.c $flags -o liblog.so
+    gcc list.c -Wl,--no-as-needed ./liblog.so $flags -o linked
+}
+for program in ./logging ./linked "env LD_PRELOAD=./liblog.so ./list"; do
+    # shellcheck disable=SC2086
+    expect 8 "own log: 2 5 " env CIMSIM_SCENE=unreachable xavo-simulate $program
+done
+
+# The errors of xavo-simulate itself, and the exit status of what it runs.
 expect 2 "it would meet the real controller" xavo-simulate "$(install -m 4755 list suid && echo ./suid)"
 expect 2 "usage: xavo-simulate" xavo-simulate
 expect 2 "no option --nothing" xavo-simulate --nothing ./list
