@@ -1,57 +1,73 @@
-/* job_queue.c - lists the jobs, sets two of them up, deletes one, and is refused once.
+/* job_queue.c - lists the jobs; schedules or deletes those that it is given.
  *
- * Everything goes through one handle. A call's outcome is a number with a name. */
-#include <stdio.h>
+ * Before it changes anything it fetches every job that it was given, and stops when one is not there. */
+#include <string.h>
 #include <XAVO.h>
 
-static int report(const char *call, XAVO_ErrorCode outcome) {
-    printf("%-56s %s\n", call, XAVO_EC_to_string(outcome));
+static int report(const char *call, const char *id, XAVO_ErrorCode outcome) {
+    printf("%s%s: %s\n", call, id, XAVO_EC_to_string(outcome));
     return outcome == XAVO_NO_ERROR;
 }
 
-static void list_jobs(XAVO_Proxy *sp) {
+static int list(XAVO_Proxy *sp) {
     XAVO_ErrorCode ec;
     XAVO_VELK_LifecycleJob *jobs = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-    report("list the jobs", ec);
     for (const XAVO_VELK_LifecycleJob *job = jobs; job != NULL; job = job->next)
-        printf("    %-20s %-12s %-16s %s%%\n", job->InstanceID ? job->InstanceID : "-",
+        printf("%-20s %-12s %-16s %3s%%  %s\n", job->InstanceID ? job->InstanceID : "-",
                job->JobStatus ? job->JobStatus : "-", job->JobStartTime ? job->JobStartTime : "-",
-               job->PercentComplete ? job->PercentComplete : "-");
+               job->PercentComplete ? job->PercentComplete : "-", job->Name ? job->Name : "");
     XAVO_free_list_VELK_LifecycleJob(jobs);
+    return report("list the jobs", "", ec);
 }
 
-static void show_job(XAVO_Proxy *sp, const char *id) {
-    XAVO_ErrorCode ec;
-    XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &ec, id);
-    printf("fetch %-50s %s\n", id, XAVO_EC_to_string(ec));
-    if (job != NULL)
-        XAVO_fprint_VELK_LifecycleJob(stdout, job);
-    XAVO_free_VELK_LifecycleJob(job);
+static int show(XAVO_Proxy *sp, char *const *ids) {
+    XAVO_ErrorCode ec = XAVO_NO_ERROR;
+    for (; *ids != NULL && ec == XAVO_NO_ERROR; ++ids) {
+        XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &ec, *ids);
+        report("fetch ", *ids, ec);
+        if (job != NULL)
+            XAVO_fprint_VELK_LifecycleJob(stdout, job);
+        XAVO_free_VELK_LifecycleJob(job);
+    }
+    return ec == XAVO_NO_ERROR;
 }
 
-int main(void) {
-    char *const queue[] = {"JID_1", "JID_2", NULL};
+static int schedule(XAVO_Proxy *sp, const char *start, char *const *ids) {
     XAVO_ErrorCode ec;
+    if (!show(sp, ids))
+        return 0;
+    XAVO_invoke_SetupJobQueue(sp, &ec, start, NULL, ids);
+    return report("schedule for ", start, ec) && list(sp);
+}
 
+static int delete_jobs(XAVO_Proxy *sp, char *const *ids) {
+    if (!show(sp, ids))
+        return 0;
+    for (; *ids != NULL; ++ids) {
+        XAVO_ErrorCode ec;
+        XAVO_delete_VELK_LifecycleJob(sp, &ec, *ids);
+        if (!report("delete ", *ids, ec))
+            return 0;
+    }
+    return list(sp);
+}
+
+int main(int argc, char **argv) {
+    const int deletes = argc > 2 && strcmp(argv[1], "delete") == 0;
+    const int schedules = argc > 3 && strcmp(argv[1], "schedule") == 0;
+    if (argc > 1 && !deletes && !schedules) {
+        fprintf(stderr, "usage: %s\n       %s schedule START JOB...\n       %s delete JOB...\n", argv[0],
+                argv[0], argv[0]);
+        return 2;
+    }
     XAVO_Proxy *sp = XAVO_new();
     if (sp == NULL) {
         fprintf(stderr, "no broker answers\n");
         return 1;
     }
-    list_jobs(sp);
-
-    XAVO_invoke_SetupJobQueue(sp, &ec, "20990101000000", NULL, queue);
-    int ok = report("set up JID_1, JID_2 for 2099", ec);
-
-    show_job(sp, "JID_2");
-    XAVO_delete_VELK_LifecycleJob(sp, &ec, "JID_2");
-    ok &= report("delete JID_2", ec);
-    show_job(sp, "JID_2");
-
-    XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_2");
-    report("delete it again: the service refuses", ec);
-    list_jobs(sp);
-
+    const int ok = deletes     ? delete_jobs(sp, argv + 2)
+                   : schedules ? schedule(sp, argv[2], argv + 3)
+                               : list(sp);
     XAVO_free(sp);
     return ok ? 0 : 1;
 }

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# tests/installed.sh BUILD - what a build with the simulator installs, used as a program's author would.
+# tests/installed.sh BUILD - what a build with the simulator installs, used as a program's author would; the
+# README's code and commands, and what the examples refuse.
 # shellcheck source=scripts/common
 source "$(dirname "$0")/../scripts/common"
 
-build=$1
+build=$PWD/$1
+source=$PWD
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -121,5 +123,47 @@ expect 0 "usage: xavo-simulate" xavo-simulate --help
 expect 127 "nothing: no such program" xavo-simulate nothing
 # shellcheck disable=SC2016
 expect 7 "a b" xavo-simulate -- sh -c 'echo "$1"; exit 7' sh "a b"
+
+# What does not fit a record's buffer is refused, a secret above all; wrong use changes nothing.
+examples=$prefix/share/doc/libxavo/examples
+for name in first job_queue backup; do
+    # shellcheck disable=SC2046
+    gcc "${strict[@]}" "$examples/$name.c" $(pkg-config --cflags --libs xavo) -o $name
+done
+long=$(printf '%065d' 0)
+echo "${long%0}" >fits
+echo "$long" >long
+printf 'sec\0ret\n' >zero
+: >empty
+backup() { xavo-simulate ./backup 2 192.0.2.10 "$1" operator "$2" image "$3"; }
+expect 1 "test the share: INVALID_VALUE" backup backups fits NOW
+expect 2 "backup.passwd: long is too long in its first line; 64 bytes fit" backup backups long NOW
+expect 2 "zero has a zero byte" backup backups zero NOW
+expect 2 "empty has nothing" backup backups empty NOW
+expect 2 "nothing: No such file" backup backups nothing NOW
+expect 2 "backup.startTime: 65 bytes are too many, 32 fit" backup backups fits "$long"
+expect 2 usage xavo-simulate ./backup
+expect 2 usage xavo-simulate ./job_queue delete
+expect 1 "fetch JID_9: NOT_FOUND" xavo-simulate ./job_queue delete JID_1 JID_9
+expect 0 JID_1 xavo-simulate ./job_queue
+
+# The README: its code is the examples', and its commands do what they are there for, as they stand.
+cd "$source"
+blocks=0
+while IFS= read -r -d '`' block; do
+    [[ $block == c$'\n'* ]] || continue
+    blocks=$((blocks + 1))
+    found=0
+    for file in examples/*.c examples/unit_test/*.c; do
+        [[ $(<"$file")$'\n' != *"${block#c$'\n'}"* ]] || found=1
+    done
+    [[ $found == 1 ]] || die "README.md: no example has this"$'\n'"$block"
+done <README.md
+[[ $blocks -ge 4 ]] || die "README.md: $blocks blocks of C"
+awk '/^## / { ours = /A first program|Testing a program/ } /^```/ { code = !code } ours && !code && /^    /' README.md >"$work/commands"
+[[ $(wc -l <"$work/commands") -ge 9 ]] || die "README.md: its commands are not where they were"
+bash -euxo pipefail "$work/commands" >"$work/out" 2>&1 || die "README.md: its commands fail"$'\n'"$(<"$work/out")"
+grep -q 'InstanceID=JID_1' "$work/out"
+grep -q '100% tests passed' "$work/out"
 
 headline "installed: passed"

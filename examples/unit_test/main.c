@@ -1,0 +1,21 @@
+/* main.c - the program: arguments in, exit status out. */
+#include "update.h"
+#include <stdlib.h>
+#include <unistd.h>
+
+static void wait_seconds(unsigned int seconds) {
+    while (seconds > 0)
+        seconds = sleep(seconds);
+}
+
+int main(int argc, char **argv) {
+    char *end = NULL;
+    const unsigned long limit = argc == 4 ? strtoul(argv[3], &end, 10) : 0;
+    if (end == NULL || end == argv[3] || *end != '\0' || limit > 86400) {
+        fprintf(stderr, "usage: %s URI IDENTITY SECONDS\nwaits for so many seconds, a day at the most\n",
+                argv[0]);
+        return 2;
+    }
+    return update_software(stdout, argv[1], argv[2], (unsigned int)limit, wait_seconds) == UPDATE_DONE ? 0
+                                                                                                       : 1;
+}
