@@ -3,6 +3,7 @@
 
 # xavo_install_package(name component): the CMake targets of the export set `name`, and cmake/<name>.pc.in.
 file(RELATIVE_PATH XAVO_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" XAVO_PC_PREFIX ${XAVO_PC_PREFIX})
 function(xavo_install_package name component)
     install(EXPORT ${name} NAMESPACE xavo:: FILE ${name}-targets.cmake
             DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xavo COMPONENT ${component})

@@ -3,6 +3,7 @@
  * The share and the times are the arguments; the password is the first line of a file. */
 #include "record.h"
 #include <stdlib.h>
+#include <unistd.h>
 #include <XAVO.h>
 
 static int test_share(XAVO_Proxy *sp, const XAVO_BAR_INPUT_DATA *backup) {
@@ -49,6 +50,7 @@ int main(int argc, char **argv) {
         !RECORD_PUT(backup.imagename, argv[6]) || !RECORD_PUT(backup.startTime, argv[7]))
         return 2;
 
+    alarm(60); /* a broker that hangs would keep the program for ever */
     XAVO_Proxy *sp = XAVO_new();
     if (sp == NULL) {
         fprintf(stderr, "no broker answers\n");

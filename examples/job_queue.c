@@ -2,6 +2,7 @@
  *
  * Before it changes anything it fetches every job that it was given, and stops when one is not there. */
 #include <string.h>
+#include <unistd.h>
 #include <XAVO.h>
 
 static int report(const char *call, const char *id, XAVO_ErrorCode outcome) {
@@ -60,6 +61,7 @@ int main(int argc, char **argv) {
                 argv[0], argv[0]);
         return 2;
     }
+    alarm(60); /* a broker that hangs would keep the program for ever */
     XAVO_Proxy *sp = XAVO_new();
     if (sp == NULL) {
         fprintf(stderr, "no broker answers\n");

@@ -16,6 +16,7 @@ int main(int argc, char **argv) {
                 argv[0]);
         return 2;
     }
+    alarm((unsigned int)limit + 60); /* a broker that hangs would keep the program for ever */
     return update_software(stdout, argv[1], argv[2], (unsigned int)limit, wait_seconds) == UPDATE_DONE ? 0
                                                                                                        : 1;
 }
