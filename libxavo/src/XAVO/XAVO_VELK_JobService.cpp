@@ -8,15 +8,8 @@ using namespace xavo;
 
 namespace {
 
-constexpr Key JOB_SERVICE[] = {
-    {"CreationClassName", "VELK_JobService"},
-    {"SystemCreationClassName", "VELK_ComputerSystem"},
-    {"SystemName", "Tavix"},
-    {"Name", "JobService"},
-};
-
 CMPIObjectPath *XAVO_build_JobService_path(XAVO_ErrorCode *errorcodep) {
-    return build_path(errorcodep, "VELK_JobService", JOB_SERVICE);
+    return build_service_path(errorcodep, "VELK_JobService", "Tavix", "JobService");
 }
 
 } // namespace

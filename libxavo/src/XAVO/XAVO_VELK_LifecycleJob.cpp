@@ -14,11 +14,11 @@ constexpr char LIFECYCLE_JOB[] = "VELK_LifecycleJob";
 
 // The properties of a job, in the order in which they are read and printed.
 struct Property {
-    const char *name;
     char *XAVO_VELK_LifecycleJob::*field;
+    char name[27];
 };
 #define PROPERTY(name)                                                                                       \
-    { #name, &XAVO_VELK_LifecycleJob::name }
+    { &XAVO_VELK_LifecycleJob::name, #name }
 constexpr Property PROPERTIES[] = {
     PROPERTY(InstanceID),      PROPERTY(ElapsedTimeSinceCompletion),
     PROPERTY(PercentComplete), PROPERTY(JobUntilTime),

@@ -15,29 +15,59 @@ using namespace xavo;
 
 namespace {
 
-// A character buffer of a record, and what is logged when it has no end.
+// The tables of this file say what is done with the members of a record. A row knows its record by its type,
+// so that none stands in another record's table and no table meets another record, and it takes from the
+// member what follows from that. Names stand in the rows: pointers to them would have to be relocated.
+
+// Where a member stands in its record.
+template <typename Record>
+struct Place {
+    uint16_t offset;
+    const void *in(const Record *record) const {
+        return static_cast<const char *>(static_cast<const void *>(record)) + offset;
+    }
+};
+
+// What follows from the type of a member: how it is sent, and how wide a buffer is. There are no others.
+template <typename Member>
+struct Kind;
+template <size_t size>
+struct Kind<char[size]> {
+    static constexpr CMPIType type = CMPI_chars;
+    static constexpr uint16_t width = size;
+};
+template <>
+struct Kind<uint16_t> {
+    static constexpr CMPIType type = CMPI_uint16;
+};
+
+// A character buffer, and the format of the line for one whose string does not end inside it.
+template <typename Record>
 struct Buffer {
-    size_t offset;
-    size_t size;
-    const char *unterminated;
+    Place<Record> place;
+    uint16_t width;
+    char unterminated[43];
 };
 #define BUFFER(record, member)                                                                               \
-    { offsetof(record, member), sizeof(record::member), XAVO_ERROR_FORMAT(#member " is not valid") }
+    {                                                                                                        \
+        Place<record>{offsetof(record, member)}, Kind<decltype(record::member)>::width,                      \
+            XAVO_ERROR_FORMAT(#member " is not valid")                                                       \
+    }
 
-constexpr Buffer HTTP_BUFFERS[] = {
+constexpr Buffer<XAVO_HTTP_SHARE_OPT_DATA> HTTP_BUFFERS[] = {
     BUFFER(XAVO_HTTP_SHARE_OPT_DATA, proxyServer),
     BUFFER(XAVO_HTTP_SHARE_OPT_DATA, proxyUname),
     BUFFER(XAVO_HTTP_SHARE_OPT_DATA, proxyPasswd),
     BUFFER(XAVO_HTTP_SHARE_OPT_DATA, proxyPort),
 };
 
-constexpr Buffer NET_BUFFERS[] = {
+constexpr Buffer<XAVO_NET_INPUT_DATA> NET_BUFFERS[] = {
     BUFFER(XAVO_NET_INPUT_DATA, uname),     BUFFER(XAVO_NET_INPUT_DATA, passwd),
     BUFFER(XAVO_NET_INPUT_DATA, workgroup), BUFFER(XAVO_NET_INPUT_DATA, ipaddr),
     BUFFER(XAVO_NET_INPUT_DATA, sharename),
 };
 
-constexpr Buffer BAR_BUFFERS[] = {
+constexpr Buffer<XAVO_BAR_INPUT_DATA> BAR_BUFFERS[] = {
     BUFFER(XAVO_BAR_INPUT_DATA, uname),      BUFFER(XAVO_BAR_INPUT_DATA, passwd),
     BUFFER(XAVO_BAR_INPUT_DATA, passphrase), BUFFER(XAVO_BAR_INPUT_DATA, ipaddr),
     BUFFER(XAVO_BAR_INPUT_DATA, sharename),  BUFFER(XAVO_BAR_INPUT_DATA, imagename),
@@ -46,27 +76,26 @@ constexpr Buffer BAR_BUFFERS[] = {
 };
 #undef BUFFER
 
-template <typename Type>
-const Type *member_at(const void *record, size_t offset) {
-    return static_cast<const Type *>(static_cast<const void *>(static_cast<const char *>(record) + offset));
+bool ends(const void *buffer, size_t width, const char *unterminated, const char *function) {
+    if (XAVO_Validate_StringBuffer(static_cast<const char *>(buffer), width) != 0)
+        return true;
+    log_error(unterminated, XAVO_PREFIX_VALUES(function));
+    return false;
 }
 
-template <size_t count>
-int validate(const Buffer (&buffers)[count], const void *record, const char *function) {
-    for (const Buffer &buffer : buffers) {
-        if (XAVO_Validate_StringBuffer(member_at<char>(record, buffer.offset), buffer.size) == 0) {
-            log_error(buffer.unterminated, XAVO_PREFIX_VALUES(function));
-            return 0;
-        }
-    }
-    return 1;
+template <typename Record, size_t count>
+bool all_end(const Buffer<Record> (&buffers)[count], const Record *record, const char *function) {
+    for (const Buffer<Record> &buffer : buffers)
+        if (!ends(buffer.place.in(record), buffer.width, buffer.unterminated, function))
+            return false;
+    return true;
 }
 
-int validate_http(const XAVO_HTTP_SHARE_OPT_DATA *http, const char *function) {
+bool options_end(const XAVO_HTTP_SHARE_OPT_DATA *http, const char *function) {
     if (XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA(http) != 0)
-        return 1;
+        return true;
     XAVO_ERROR(function, "http data is not valid");
-    return 0;
+    return false;
 }
 
 } // namespace
@@ -76,30 +105,23 @@ int XAVO_Validate_StringBuffer(const char *buffer, size_t size) {
 }
 
 int XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA(const XAVO_HTTP_SHARE_OPT_DATA *data) {
-    return validate(HTTP_BUFFERS, data, __func__);
+    return all_end(HTTP_BUFFERS, data, __func__);
 }
 
 int XAVO_Validate_XAVO_NET_INPUT_DATA(const XAVO_NET_INPUT_DATA *data) {
-    return validate(NET_BUFFERS, data, __func__) != 0 && validate_http(&data->http, __func__) != 0;
+    return all_end(NET_BUFFERS, data, __func__) && options_end(&data->http, __func__);
 }
 
 int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data) {
-    return validate(BAR_BUFFERS, data, __func__) != 0 && validate_http(&data->http, __func__) != 0;
+    return all_end(BAR_BUFFERS, data, __func__) && options_end(&data->http, __func__);
 }
 
 // ---- What the service's methods share ---------------------------------------------------------------
 
 namespace {
 
-constexpr Key QM_SERVICE[] = {
-    {"CreationClassName", "VELK_QMService"},
-    {"SystemCreationClassName", "VELK_ComputerSystem"},
-    {"SystemName", "VELK:ComputerSystem"},
-    {"Name", "VELK:QMService"},
-};
-
 CMPIObjectPath *XAVO_build_QMService_path(XAVO_ErrorCode *errorcodep) {
-    return build_path(errorcodep, "VELK_QMService", QM_SERVICE);
+    return build_service_path(errorcodep, "VELK_QMService", "VELK:ComputerSystem", "VELK:QMService");
 }
 
 // The identifier of the message with which the service refuses a request. Leaves NO_ERROR when there is
@@ -127,8 +149,8 @@ void XAVO_dig_out_QMjob_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, cha
 
 // What a message identifier means. A table ends with NO_ERROR.
 struct MessageCode {
-    XAVO_ErrorCode code;
-    const char *id;
+    uint16_t code;
+    char id[7];
 };
 
 constexpr MessageCode XAVO_message_id_map[] = {
@@ -161,65 +183,68 @@ XAVO_ErrorCode look_up(const MessageCode *entry, const char *id) {
     return XAVO_UNKNOWN_ERROR;
 }
 
-// An argument that stands in a record: a string if its type is CMPI_chars, else a 16-bit number.
-struct Argument {
-    const char *name;
-    size_t offset;
-    CMPIType type;
-    unsigned int share_types; // the share types with which it is sent, as bits
-    enum { ALWAYS, IF_SET } when;
-};
-
 template <typename... Types>
-constexpr unsigned int share_types(Types... types) {
-    return ((1U << types) | ...);
+constexpr uint8_t share_types(Types... types) {
+    return static_cast<uint8_t>(((1U << types) | ...));
 }
-constexpr unsigned int ANY_SHARE = ~0U;
-constexpr unsigned int NETWORK_SHARES = share_types(0, 2, 5, 6);
-constexpr unsigned int HTTP_SHARES = share_types(5, 6);
+constexpr uint8_t ANY_SHARE = share_types(0, 1, 2, 3, 4, 5, 6);
+constexpr uint8_t NETWORK_SHARES = share_types(0, 2, 5, 6);
+constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 
-bool allowed(unsigned int share_types, CMPIUint16 type) {
-    return type <= 6 && (share_types >> type & 1U) != 0;
-}
+bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (share_types >> type & 1U) != 0; }
 
-#define TEXT(name, record, member) name, offsetof(record, member), CMPI_chars
-#define NUMBER(name, record, member) name, offsetof(record, member), CMPI_uint16
-
-constexpr Argument HTTP_ARGUMENTS[] = {
-    {NUMBER("ProxySupport", XAVO_HTTP_SHARE_OPT_DATA, proxySupport), HTTP_SHARES, Argument::IF_SET},
-    {NUMBER("ProxyType", XAVO_HTTP_SHARE_OPT_DATA, proxyType), HTTP_SHARES, Argument::IF_SET},
-    {TEXT("ProxyServer", XAVO_HTTP_SHARE_OPT_DATA, proxyServer), HTTP_SHARES, Argument::IF_SET},
-    {TEXT("ProxyUname", XAVO_HTTP_SHARE_OPT_DATA, proxyUname), HTTP_SHARES, Argument::IF_SET},
-    {TEXT("ProxyPasswd", XAVO_HTTP_SHARE_OPT_DATA, proxyPasswd), HTTP_SHARES, Argument::IF_SET},
-    {TEXT("ProxyPort", XAVO_HTTP_SHARE_OPT_DATA, proxyPort), HTTP_SHARES, Argument::IF_SET},
-    {NUMBER("IgnoreCertWarning", XAVO_HTTP_SHARE_OPT_DATA, ignoreCertWarning), HTTP_SHARES, Argument::IF_SET},
+// An argument that stands in a record: how and when it is sent, whatever the record, and where it stands.
+struct Sending {
+    CMPIType type;
+    uint8_t share_types;
+    enum : uint8_t { ALWAYS, IF_SET } when; // set: not empty, or not 0
 };
+template <typename Record, size_t longest_name = sizeof "IgnoreCertWarning">
+struct Argument {
+    Place<Record> place;
+    Sending sending;
+    char name[longest_name];
+};
+#define ARGUMENT(name, record, member, share_types, when)                                                    \
+    {                                                                                                        \
+        Place<record>{offsetof(record, member)},                                                             \
+            {Kind<decltype(record::member)>::type, share_types, Sending::when}, name                         \
+    }
+
+constexpr Argument<XAVO_HTTP_SHARE_OPT_DATA> HTTP_ARGUMENTS[] = {
+    ARGUMENT("ProxySupport", XAVO_HTTP_SHARE_OPT_DATA, proxySupport, HTTP_SHARES, IF_SET),
+    ARGUMENT("ProxyType", XAVO_HTTP_SHARE_OPT_DATA, proxyType, HTTP_SHARES, IF_SET),
+    ARGUMENT("ProxyServer", XAVO_HTTP_SHARE_OPT_DATA, proxyServer, HTTP_SHARES, IF_SET),
+    ARGUMENT("ProxyUname", XAVO_HTTP_SHARE_OPT_DATA, proxyUname, HTTP_SHARES, IF_SET),
+    ARGUMENT("ProxyPasswd", XAVO_HTTP_SHARE_OPT_DATA, proxyPasswd, HTTP_SHARES, IF_SET),
+    ARGUMENT("ProxyPort", XAVO_HTTP_SHARE_OPT_DATA, proxyPort, HTTP_SHARES, IF_SET),
+    ARGUMENT("IgnoreCertWarning", XAVO_HTTP_SHARE_OPT_DATA, ignoreCertWarning, HTTP_SHARES, IF_SET),
+};
+
+bool add_argument(Invocation &call, const char *name, const void *member, Sending sending,
+                  CMPIUint16 share_type) {
+    if (!allowed(sending.share_types, share_type))
+        return true;
+    if (sending.type == CMPI_chars) {
+        const auto *text = static_cast<const char *>(member);
+        return (sending.when == Sending::IF_SET && *text == '\0') || call.add(name, text);
+    }
+    const auto *number = static_cast<const CMPIUint16 *>(member);
+    return (sending.when == Sending::IF_SET && *number == 0) || call.add(name, number);
+}
 
 // Adds the arguments of a table that this share type calls for.
-template <size_t count>
-bool add_arguments(Invocation &call, const Argument (&arguments)[count], const void *record,
-                   CMPIUint16 share_type) {
-    for (const Argument &argument : arguments) {
-        if (!allowed(argument.share_types, share_type))
-            continue;
-        bool added = true;
-        if (argument.type == CMPI_chars) {
-            const char *text = member_at<char>(record, argument.offset);
-            if (argument.when == Argument::ALWAYS || *text != '\0')
-                added = call.add(argument.name, text);
-        } else {
-            const CMPIUint16 *number = member_at<CMPIUint16>(record, argument.offset);
-            if (argument.when == Argument::ALWAYS || *number != 0)
-                added = call.add(argument.name, number);
-        }
-        if (!added)
+template <typename Record, size_t longest_name, size_t count>
+bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&arguments)[count],
+                   const Record *record, CMPIUint16 share_type) {
+    for (const Argument<Record, longest_name> &row : arguments)
+        if (!add_argument(call, row.name, row.place.in(record), row.sending, share_type))
             return false;
-    }
     return true;
 }
 
 // The check that follows the argument lists: only some share types are taken.
-bool takes_share(const Caller &call, unsigned int share_types, CMPIUint16 type) {
+bool takes_share(Caller call, uint8_t share_types, CMPIUint16 type) {
     return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
 
@@ -229,27 +254,27 @@ bool takes_share(const Caller &call, unsigned int share_types, CMPIUint16 type) 
 
 namespace {
 
-constexpr unsigned int IMAGE_SHARES = share_types(0, 2, 4, 5, 6);
-constexpr unsigned int IMAGE_CREDENTIALS = share_types(2, 5, 6);
+constexpr uint8_t IMAGE_SHARES = share_types(0, 2, 4, 5, 6);
+constexpr uint8_t IMAGE_CREDENTIALS = share_types(2, 5, 6);
 
-constexpr Argument IMAGE_PLACE[] = {
-    {TEXT("IPAddress", XAVO_BAR_INPUT_DATA, ipaddr), NETWORK_SHARES, Argument::ALWAYS},
-    {TEXT("ShareName", XAVO_BAR_INPUT_DATA, sharename), NETWORK_SHARES, Argument::IF_SET},
-    {TEXT("ImageName", XAVO_BAR_INPUT_DATA, imagename), NETWORK_SHARES, Argument::ALWAYS},
-    {TEXT("UserName", XAVO_BAR_INPUT_DATA, uname), IMAGE_CREDENTIALS, Argument::IF_SET},
-    {TEXT("Password", XAVO_BAR_INPUT_DATA, passwd), IMAGE_CREDENTIALS, Argument::IF_SET},
-    {TEXT("Passphrase", XAVO_BAR_INPUT_DATA, passphrase), ANY_SHARE, Argument::IF_SET},
-    {TEXT("UntilTime", XAVO_BAR_INPUT_DATA, untilTime), ANY_SHARE, Argument::IF_SET},
+constexpr Argument<XAVO_BAR_INPUT_DATA> IMAGE_PLACE[] = {
+    ARGUMENT("IPAddress", XAVO_BAR_INPUT_DATA, ipaddr, NETWORK_SHARES, ALWAYS),
+    ARGUMENT("ShareName", XAVO_BAR_INPUT_DATA, sharename, NETWORK_SHARES, IF_SET),
+    ARGUMENT("ImageName", XAVO_BAR_INPUT_DATA, imagename, NETWORK_SHARES, ALWAYS),
+    ARGUMENT("UserName", XAVO_BAR_INPUT_DATA, uname, IMAGE_CREDENTIALS, IF_SET),
+    ARGUMENT("Password", XAVO_BAR_INPUT_DATA, passwd, IMAGE_CREDENTIALS, IF_SET),
+    ARGUMENT("Passphrase", XAVO_BAR_INPUT_DATA, passphrase, ANY_SHARE, IF_SET),
+    ARGUMENT("UntilTime", XAVO_BAR_INPUT_DATA, untilTime, ANY_SHARE, IF_SET),
 };
 
-constexpr Argument IMAGE_REST[] = {
-    {NUMBER("ShareType", XAVO_BAR_INPUT_DATA, shareType), ANY_SHARE, Argument::ALWAYS},
-    {TEXT("JobName", XAVO_BAR_INPUT_DATA, JobName), ANY_SHARE, Argument::IF_SET},
-    {NUMBER("CheckBackupDestinationAvailability", XAVO_BAR_INPUT_DATA, checkBackupDestinationAvailability),
-     ANY_SHARE, Argument::IF_SET},
+constexpr Argument<XAVO_BAR_INPUT_DATA, sizeof "CheckBackupDestinationAvailability"> IMAGE_REST[] = {
+    ARGUMENT("ShareType", XAVO_BAR_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
+    ARGUMENT("JobName", XAVO_BAR_INPUT_DATA, JobName, ANY_SHARE, IF_SET),
+    ARGUMENT("CheckBackupDestinationAvailability", XAVO_BAR_INPUT_DATA, checkBackupDestinationAvailability,
+             ANY_SHARE, IF_SET),
 };
 
-bool has_start_time(const Caller &call, const XAVO_BAR_INPUT_DATA *data) {
+bool has_start_time(Caller call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
@@ -313,20 +338,20 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
 
 namespace {
 
-constexpr unsigned int TEST_CREDENTIALS = share_types(2);
+constexpr uint8_t TEST_CREDENTIALS = share_types(2);
 
-constexpr Argument TEST_PLACE[] = {
-    {TEXT("IPAddress", XAVO_NET_INPUT_DATA, ipaddr), ANY_SHARE, Argument::ALWAYS},
-    {TEXT("ShareName", XAVO_NET_INPUT_DATA, sharename), ANY_SHARE, Argument::IF_SET},
+constexpr Argument<XAVO_NET_INPUT_DATA> TEST_PLACE[] = {
+    ARGUMENT("IPAddress", XAVO_NET_INPUT_DATA, ipaddr, ANY_SHARE, ALWAYS),
+    ARGUMENT("ShareName", XAVO_NET_INPUT_DATA, sharename, ANY_SHARE, IF_SET),
 };
 
-constexpr Argument TEST_SECRETS[] = {
-    {TEXT("Password", XAVO_NET_INPUT_DATA, passwd), TEST_CREDENTIALS, Argument::ALWAYS},
-    {TEXT("Workgroup", XAVO_NET_INPUT_DATA, workgroup), TEST_CREDENTIALS, Argument::ALWAYS},
+constexpr Argument<XAVO_NET_INPUT_DATA> TEST_SECRETS[] = {
+    ARGUMENT("Password", XAVO_NET_INPUT_DATA, passwd, TEST_CREDENTIALS, ALWAYS),
+    ARGUMENT("Workgroup", XAVO_NET_INPUT_DATA, workgroup, TEST_CREDENTIALS, ALWAYS),
 };
 
-constexpr Argument TEST_REST[] = {
-    {NUMBER("ShareType", XAVO_NET_INPUT_DATA, shareType), ANY_SHARE, Argument::ALWAYS},
+constexpr Argument<XAVO_NET_INPUT_DATA> TEST_REST[] = {
+    ARGUMENT("ShareType", XAVO_NET_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
 };
 
 // The user as the share's server knows him: in his workgroup, if he has one.

@@ -11,20 +11,13 @@ using namespace xavo;
 
 namespace {
 
-constexpr Key INSTALLATION_SERVICE[] = {
-    {"CreationClassName", "VELK_SoftwareInstallationService"},
-    {"SystemCreationClassName", "VELK_ComputerSystem"},
-    {"SystemName", "TAVIX:ID"},
-    {"Name", "SoftwareUpdate"},
-};
-
 CMPIObjectPath *XAVO_build_SoftwareInstallationService_path(XAVO_ErrorCode *errorcodep) {
-    return build_path(errorcodep, "VELK_SoftwareInstallationService", INSTALLATION_SERVICE);
+    return build_service_path(errorcodep, "VELK_SoftwareInstallationService", "TAVIX:ID", "SoftwareUpdate");
 }
 
 CMPIObjectPath *XAVO_build_SoftwareIdentity_path(XAVO_ErrorCode *errorcodep, const char *InstanceID) {
-    const Key identity[] = {{"InstanceID", InstanceID}};
-    return build_path(errorcodep, "VELK_SoftwareIdentity", identity);
+    const Key only = {"InstanceID", InstanceID};
+    return build_path(errorcodep, NAMESPACE, "VELK_SoftwareIdentity", &only, 1);
 }
 
 void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const char *argname,
@@ -59,7 +52,7 @@ int32_t parse_int32(const char *text, char **end) {
 }
 
 // A reboot type, 0 to 65535, from its text. False: the code is set and the reason logged.
-bool parse_RebootJobType(const Caller &caller, const char *text, CMPIUint16 *type) {
+bool parse_RebootJobType(Caller caller, const char *text, CMPIUint16 *type) {
     if (!XAVO_REQUIRE(caller, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
         return false;
     char *end = nullptr;

@@ -2,13 +2,13 @@
 
 namespace xavo {
 
-bool has_errorcodep(const Caller &caller) {
+bool has_errorcodep(Caller caller) {
     if (caller.errorcodep == nullptr)
         XAVO_ERROR(caller.operation, "errorcodep is NULL");
     return caller.errorcodep != nullptr;
 }
 
-bool is_live(const Caller &caller, const XAVO_Proxy *sp) {
+bool is_live(Caller caller, const XAVO_Proxy *sp) {
     return XAVO_REQUIRE(caller, XAVO_is_valid(sp) != 0, XAVO_SP_NOT_VALID, "sp is not valid");
 }
 

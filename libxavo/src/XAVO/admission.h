@@ -7,8 +7,8 @@
 namespace xavo {
 
 // The two checks that need no handle to be opened.
-bool has_errorcodep(const Caller &caller);
-bool is_live(const Caller &caller, const XAVO_Proxy *sp);
+bool has_errorcodep(Caller caller);
+bool is_live(Caller caller, const XAVO_Proxy *sp);
 
 // Judges the two arguments that every call has and sets the error code accordingly. The handle that the
 // call goes on with is the caller's own or, where he gave none, a temporary one that lives as long as this.

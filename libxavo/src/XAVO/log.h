@@ -31,7 +31,7 @@ struct Caller {
     const char *operation;
 };
 
-void refuse(const Caller &caller, XAVO_ErrorCode code, const char *format, const char *file, int line);
+void refuse(Caller caller, XAVO_ErrorCode code, const char *format, const char *file, int line);
 
 } // namespace xavo
 

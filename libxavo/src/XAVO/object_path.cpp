@@ -22,4 +22,15 @@ CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, c
     return path.leave();
 }
 
+CMPIObjectPath *build_service_path(XAVO_ErrorCode *errorcodep, const char *class_name,
+                                   const char *system_name, const char *name) {
+    const Key keys[] = {
+        {"CreationClassName", class_name},
+        {"SystemCreationClassName", "VELK_ComputerSystem"},
+        {"SystemName", system_name},
+        {"Name", name},
+    };
+    return build_path(errorcodep, NAMESPACE, class_name, keys, sizeof keys / sizeof *keys);
+}
+
 } // namespace xavo

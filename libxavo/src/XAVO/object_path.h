@@ -6,7 +6,7 @@
 
 namespace xavo {
 
-constexpr char NAMESPACE[] = "root/velk";
+constexpr char NAMESPACE[] = "root/velk"; // of the services and of all they deal with
 
 struct Key {
     const char *name;
@@ -18,11 +18,9 @@ struct Key {
 CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, const char *class_name,
                            const Key *keys, size_t count);
 
-// The same in the services' own namespace, with the keys of a table.
-template <size_t count>
-CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *class_name, const Key (&keys)[count]) {
-    return build_path(errorcodep, NAMESPACE, class_name, keys, count);
-}
+// The path of a service's one instance on the controller.
+CMPIObjectPath *build_service_path(XAVO_ErrorCode *errorcodep, const char *class_name,
+                                   const char *system_name, const char *name);
 
 } // namespace xavo
 

@@ -30,7 +30,7 @@ char *new_string(XAVO_ErrorCode *errorcodep, const char *text) {
     return copy;
 }
 
-void read_job_id(const Caller &reader, CMPIArgs *outputs, const char *argname, char **jobid) {
+void read_job_id(Caller reader, CMPIArgs *outputs, const char *argname, char **jobid) {
     XAVO_ErrorCode *const errorcodep = reader.errorcodep;
     CMPIData job;
     CMPIrc rc = read_arg(outputs, argname, reader.operation, &job);
