@@ -94,6 +94,9 @@ gcc list.c $(pkg-config --cflags --libs xavo) -Wl,--no-as-needed -L"$prefix/lib/
     -Wl,--disable-new-dtags,-rpath,"$work/real:$prefix/lib" -o stubborn
 expect 0 "the real controller" env LD_LIBRARY_PATH="$prefix/lib/xavo-simulator" ./stubborn
 expect 0 NO_ERROR xavo-simulate ./stubborn
+# What steers the simulator does not start on another library.
+expect 1 "version \`CIMSIM_1' not found" env LD_LIBRARY_PATH=real ./steer
+expect 0 "" env LD_LIBRARY_PATH=real xavo-simulate ./steer
 
 # A log of the program's own: in the program, in a library linked before libxavo, and preloaded.
 cat >log.c <<'END'
