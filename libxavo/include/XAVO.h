@@ -12,12 +12,14 @@
  *  2. Handle. `sp` is a handle from XAVO_new or XAVO_new_with_uname. Where a function says "sp may be
  *     NULL", it opens a handle of its own for the one call and frees it again: convenient for a single
  *     call, wasteful for many (and what XAVO_new says of the environment holds). A handle is freed with
- *     XAVO_free by who opened it.
+ *     XAVO_free by who opened it, and then passed to nothing any more, not even to XAVO_is_valid: its
+ *     memory is gone. A handle is for a burst of work, not for a life; see 8.
  *  3. Memory. Arguments are read during the call and never kept. What a function hands out belongs to
  *     the caller, and the function says how it is freed.
- *  4. Threads. Every function may be called from any thread. Threads may share a handle: their calls
- *     through it run one at a time. A handle must not be freed while another thread uses it. What the
- *     client library shares between all handles of a process is told in docs/threads.md of the sources.
+ *  4. Threads. Every function may be called from any thread. Threads may share a handle: its mutex lets
+ *     their exchanges with the broker run one at a time; what asks the broker nothing does not lock. A
+ *     handle must not be freed while another thread uses it. What the client library shares between all
+ *     handles of a process is told in docs/threads.md of the sources.
  *  5. Common errors. A call made through a handle can always report
  *         XAVO_UNABLE_TO_OPEN_CONNECTION  sp is NULL and no handle could be opened
  *         XAVO_SP_NOT_VALID               sp is not a live handle, or has no connection
@@ -27,12 +29,21 @@
  *         XAVO_NOT_SUPPORTED              the broker does not support the request
  *         XAVO_INVALID_VALUE              the broker refuses namespace, class or parameter, or the
  *                                         answer is not of the type it must be
- *         XAVO_UNKNOWN_ERROR              any other failure, a broken connection among them
+ *         XAVO_UNKNOWN_ERROR              any other failure; from a call that only reads, a broken
+ *                                         connection among them (from a method call: see 8)
  *     and says further down only what is its own ("common errors, and ...").
  *  6. Logging. Failures are written to the platform's log (hulmprintf, module 5): level 2 for errors,
  *     8 for traces.
  *  7. Signals. A SIGPIPE that the exchange with the broker raises does not reach the program; its own
- *     mask and disposition stay as they are. */
+ *     mask and disposition stay as they are. One that somebody else sends to the calling thread, or to a
+ *     process of which no other thread takes it, during the exchange may be taken away along with it.
+ *  8. A broker that went away. A connection does not outlive its broker. On one whose broker was stopped or
+ *     restarted, calls that read report XAVO_UNKNOWN_ERROR, and a method call (XAVO_invoke_...,
+ *     XAVO_delete_VELK_LifecycleJob) crashes inside the client library, which nothing here can prevent.
+ *     Memory of the client library, too, grows with each call until the thread frees its last handle or
+ *     ends. So open a handle for what is to be done now, and free it. Before a method call on a handle
+ *     that was idle, fetch a job (XAVO_get_VELK_LifecycleJob): NOT_FOUND will do, UNKNOWN_ERROR says that
+ *     every handle of the process must be freed and one opened anew. */
 #ifndef XAVO_H
 #define XAVO_H
 
@@ -79,11 +90,12 @@ typedef int XAVO_ErrorCode;
 enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
 #undef XAVO_ERROR_CONSTANT
 
-/* Two codes have two meanings each. UNABLE_TO_OPEN_CONNECTION: of a call that was given a handle it always
- * comes from the service, which cannot reach the share; without one the log tells. UNKNOWN_ERROR: ask the
- * same handle for something that is there, with XAVO_enumerate_VELK_LifecycleJob say. When that hands out
- * nothing and reports UNKNOWN_ERROR, too, the connection is broken; else the service refused, and its words,
- * where the function says that they are logged, stand in the log after "MessageID=" and "Message=". */
+/* Two codes have two meanings each. UNABLE_TO_OPEN_CONNECTION: a call that was given a handle has it from the
+ * service, which cannot reach the share; a call without one may have found no broker, and then the log says
+ * "unable to open connection to server". UNKNOWN_ERROR: fetch any job through the same handle
+ * (XAVO_get_VELK_LifecycleJob). When that reports UNKNOWN_ERROR, too, the connection is broken. Else the
+ * service refused, or answered what it must not, and its words, where the function says that they are
+ * logged, stand in the log after "MessageID=" and "Message=". */
 
 /* The bare name of a code, "NO_ERROR" to "SYSTEM_IN_LOCKDOWN_MODE"; "unknown" for any other number. A
  * static string. Any thread. */
@@ -105,26 +117,28 @@ typedef struct XAVO_Proxy {
     uint32_t tail_magic[2]; /* 0x60845502, 0x78771855 while the handle lives */
 } XAVO_Proxy;
 
-/* Opens a handle as the user "root". Returns NULL when memory is exhausted or no broker answers; the
- * reason is logged. The caller frees the handle with XAVO_free. Sets the environment variable
- * SFCC_CLIENT, so no other thread should read or write the environment meanwhile. Any thread. */
+/* Opens a handle as the user "root". Returns NULL when memory is exhausted, a mutex cannot be made or no
+ * broker answers; the reason is logged. While another handle of the process is open the broker is not asked:
+ * the first call through the new one tells. The caller frees the handle with XAVO_free. Sets the environment
+ * variable SFCC_CLIENT, so no other thread should read or write the environment meanwhile. Any thread. */
 XAVO_Proxy *XAVO_new(void);
 
 /* As XAVO_new, as the user `uname`; NULL stands for "root". The broker is given the name followed by
  * "01ff". Any thread, as XAVO_new. */
 XAVO_Proxy *XAVO_new_with_uname(const char *uname);
 
-/* Closes the connection and frees the handle. NULL and anything that is not a live handle is logged
- * and left alone. Any thread, while no other uses the handle. */
+/* Closes the connection and frees the handle, which must not be passed to anything afterwards. NULL and
+ * memory that holds no live handle is logged and left alone. Any thread, while no other uses the handle. */
 void XAVO_free(XAVO_Proxy *sp);
 
-/* 1 when `sp` is a live handle, else 0 (NULL too). Logs nothing. Any thread. */
+/* 1 when `sp` is a live handle, else 0 (NULL too). It reads the memory at `sp`, so it cannot be asked about a
+ * handle that was freed. Logs nothing. Any thread. */
 int XAVO_is_valid(const XAVO_Proxy *sp);
 
-/* Take and give back the handle's mutex, as every call through it does by itself. Only for a program
- * that uses the handle's client directly; not recursive, so call nothing of this header through the
- * same handle in between. An invalid handle or a failing mutex is logged, and that is all. Any thread;
- * the one that locks unlocks. */
+/* Take and give back the handle's mutex, as every exchange with the broker does by itself. Only for a program
+ * that uses the handle's client directly; not recursive, so ask the broker nothing through the same handle
+ * with this header's functions in between. An invalid handle or a failing mutex is logged, and that is all.
+ * Any thread; the one that locks unlocks. */
 void XAVO_lock(XAVO_Proxy *sp);
 void XAVO_unlock(XAVO_Proxy *sp);
 
@@ -166,14 +180,15 @@ void XAVO_log_MessageID(CMPIArgs *outargs);
 void XAVO_free_ntstring(char *s);
 
 /* A CMPI_string array of a list of strings that ends with NULL, in its order. The caller releases it
- * (array->ft->release). NULL when the list is NULL or empty or the array cannot be made. A handle must
- * be open somewhere in the process: without one the client library makes no objects. Any thread. */
+ * (array->ft->release), and does not empty it with XAVO_free_CMPIArray_content before. NULL when the list is
+ * NULL or empty or the array cannot be made. A handle must be open somewhere in the process: without one the
+ * client library makes no objects. Any thread. */
 CMPIArray *XAVO_build_string_array(char *const *strings);
 
-/* A copy of a string property, freed with XAVO_free_ntstring. NULL with NO_ERROR: the property's value
- * is null. `sp` is not used and may be NULL; `errorcodep` and `name` must not be NULL.
- * Errors: INVALID_VALUE instancep is NULL (logged); NOT_IMPLEMENTED the property is not a string;
- * OUT_OF_MEMORY it has no characters (logged) or they could not be copied; what
+/* A copy of a string property, freed with XAVO_free_ntstring. NULL with NO_ERROR: the value's state is
+ * neither CMPI_goodValue nor CMPI_keyValue; most often it is null. `sp` is not used and may be NULL;
+ * `errorcodep` and `name` must not be NULL. Errors: INVALID_VALUE instancep is NULL (logged); NOT_IMPLEMENTED
+ * the property is not a string; OUT_OF_MEMORY it has no characters (logged) or they could not be copied; what
  * XAVO_translate_error_code makes of the status when it cannot be read. Any thread that may use the
  * instance. */
 char *XAVO_property_to_ntstring(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIInstance *instancep,
@@ -219,7 +234,7 @@ void XAVO_invoke_SetupJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
 
 /* ---- Jobs as records: VELK_LifecycleJob --------------------------------------------------------- */
 
-/* One job. Every string is NULL (the property's value is null) or a copy that the record owns; numbers
+/* One job. Every string is NULL (the property has no good value) or a copy that the record owns; numbers
  * and times come as the text that the controller gives. */
 typedef struct XAVO_VELK_LifecycleJob {
     struct XAVO_VELK_LifecycleJob *next; /* the next record of a list; NULL in the last one */
@@ -237,9 +252,10 @@ typedef struct XAVO_VELK_LifecycleJob {
 
 /* All jobs, as a list in the broker's order that the caller frees with
  * XAVO_free_list_VELK_LifecycleJob; NULL when there is none or on failure. A job that cannot be
- * converted is left out of the list. sp may be NULL.
+ * converted is left out of the list, and only the last job's outcome is reported: NO_ERROR does not say that
+ * the list has every job. sp may be NULL.
  * Errors: common errors, and what XAVO_property_to_ntstring reports when the last job could not be
- * converted: then the list holds those before it. Any thread. */
+ * converted: then the list holds those before it that could. Any thread. */
 XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep);
 
 /* One job, as a record that the caller frees with XAVO_free_VELK_LifecycleJob; NULL on failure, and NULL
@@ -313,13 +329,13 @@ void XAVO_fprint_ntstring(FILE *fp, const char *s);
 /* ---- Software installation: VELK_SoftwareInstallationService ------------------------------------ */
 
 /* These three start a job and hand its identifier out in *JID_InstanceID, as a new string that the
- * caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that is refused for its
- * handle or for a NULL argument leaves it as it was. After those checks it is overwritten with NULL, and
- * is not NULL at the end exactly when the outcome is NO_ERROR. sp may be NULL; the other arguments must
- * not be.
- * Errors of each: common errors, INVALID_VALUE when an argument is NULL, UNKNOWN_ERROR also when the
- * service names no job or the answer is no job reference, NOT_FOUND also when the reference does not say
- * which job: the service's message, if it sent one, is in the log. Any thread. */
+ * caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that gets no live handle
+ * or a NULL argument leaves it as it was. After those checks it is overwritten with NULL (so before a handle
+ * without a connection is found out), and is not NULL at the end exactly when the outcome is NO_ERROR. sp may
+ * be NULL; the other arguments must not be. Errors of each: common errors, INVALID_VALUE when an argument is
+ * NULL, UNKNOWN_ERROR also when the service names no job or the answer is no job reference, NOT_FOUND also
+ * when the reference does not say which job: the service's message, if it sent one, is in the log. Any
+ * thread. */
 
 /* Installs what a URI names onto the software identity `InstanceID` (method "InstallFromURI"). */
 void XAVO_invoke_InstallFromURI(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *URI,
@@ -338,11 +354,12 @@ void XAVO_invoke_CreateRebootJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, con
 
 /* ---- Backup, restore, share test: VELK_QMService ------------------------------------------------ */
 
-/* The records are part of the binary interface. Every buffer holds a string that ends inside it; an
- * empty string, or the number 0, means "not given". Start from a record of all zero bytes. Share types:
- * 0, 2, 5 and 6 are shares on a server; 2, 5 and 6 take credentials for a backup or a restore, 2 alone
- * for a test; 5 and 6 take the options of XAVO_HTTP_SHARE_OPT_DATA; 4, for backup and restore only,
- * needs neither server nor share. */
+/* The records are part of the binary interface. Start from one of all zero bytes. Every buffer holds a string
+ * that ends inside it. An empty string, or the number 0, means "not given" and is not sent, unless the
+ * member's comment says "sent as it is": then the service gets it, empty or 0. Share types: 0, 2, 5 and 6 are
+ * shares on a server; 2, 5 and 6 take credentials for a backup or a restore, 2 alone for a test; 5 and 6 take
+ * the options of XAVO_HTTP_SHARE_OPT_DATA; 4, for backup and restore only, needs neither server nor share.
+ * What a share type does not take is not sent at all. */
 
 /* Proxy and certificate options of a share reached over HTTP. */
 typedef struct XAVO_HTTP_SHARE_OPT_DATA {
@@ -355,14 +372,15 @@ typedef struct XAVO_HTTP_SHARE_OPT_DATA {
     uint16_t ignoreCertWarning;
 } XAVO_HTTP_SHARE_OPT_DATA;
 
-/* A network share to be tested. */
+/* A network share to be tested. This library joins workgroup and user name with a backslash for the service:
+ * give each by itself. */
 typedef struct XAVO_NET_INPUT_DATA {
-    char uname[65];
+    char uname[65]; /* this and the next two are sent as they are, with share type 2 */
     char passwd[65];
     char workgroup[65]; /* the user's */
-    char ipaddr[65];    /* the server's address */
+    char ipaddr[65];    /* the server's address: sent as it is */
     char sharename[257];
-    uint16_t shareType; /* 0, 2, 5 or 6 */
+    uint16_t shareType; /* 0, 2, 5 or 6: sent as it is */
     uint16_t reserved;  /* neither checked nor sent */
     XAVO_HTTP_SHARE_OPT_DATA http;
 } XAVO_NET_INPUT_DATA;
@@ -372,13 +390,13 @@ typedef struct XAVO_BAR_INPUT_DATA {
     char uname[65];
     char passwd[65];
     char passphrase[33];
-    char ipaddr[65];
+    char ipaddr[65]; /* the server's address: sent as it is, to a share on a server */
     char sharename[257];
-    char imagename[65];
+    char imagename[65]; /* sent as it is, to a share on a server */
     char startTime[33]; /* required; text that the service judges, as untilTime is */
     char untilTime[33];
-    uint16_t shareType;        /* 0, 2, 4, 5 or 6 */
-    uint16_t preserveVDConfig; /* RestoreImage: its lowest bit is sent */
+    uint16_t shareType;        /* 0, 2, 4, 5 or 6: sent as it is */
+    uint16_t preserveVDConfig; /* RestoreImage: its lowest bit is sent, 0 or 1 */
     XAVO_HTTP_SHARE_OPT_DATA http;
     char JobName[33];
     uint16_t checkBackupDestinationAvailability;
@@ -397,17 +415,19 @@ int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data);
 
 /* Starts a backup of an image to a share, or a restore from one: `method` is "BackupImage" or
  * "RestoreImage" in any letter case. The new job's identifier comes in *JID_InstanceID, a new string
- * that the caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that is refused
- * for its handle, a NULL argument, a record whose strings do not end or an unknown method leaves it as it
- * was. After those checks it is overwritten with NULL, and is not NULL at the end exactly when the outcome
- * is NO_ERROR. The service's message itself is not logged. For a restore, data->preserveVDConfig is reduced
- * to its lowest bit in the caller's record, which no other thread may use meanwhile. sp may be NULL. Errors:
- * common errors; INVALID_VALUE when data or JID_InstanceID is NULL, the record or the method is not valid,
- * the share type is none of 0, 2, 4, 5, 6, or startTime is empty; by the service's message INVALID_VALUE,
- * UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), MULTIPLE_EXPORT_JOBS, MULTIPLE_IMPORT_JOBS,
- * INVALID_START_TIME, INVALID_UNTIL_TIME, MAXIMUM_JOBS, BACKUP_ALREADY_RUNNING, RESTORE_ALREADY_RUNNING,
- * SYSTEM_IN_LOCKDOWN_MODE, and UNKNOWN_ERROR for any other; UNKNOWN_ERROR also when the answer names no job,
- * NOT_FOUND also when its reference does not say which. Any thread. */
+ * that the caller frees with free or XAVO_free_ntstring. Set it to NULL beforehand: a call that gets no live
+ * handle, a NULL argument, a record whose strings do not end or an unknown method leaves it as it was. After
+ * those checks it is overwritten with NULL (so before a handle without a connection is found out), and is not
+ * NULL at the end exactly when the outcome is NO_ERROR. The service's message itself is not logged. A restore
+ * whose share type and start time have passed their checks reduces data->preserveVDConfig to its lowest bit,
+ * in the caller's record, which no other thread may use meanwhile. sp may be NULL.
+ * Errors: common errors; INVALID_VALUE when data or JID_InstanceID is NULL, the record or the method is not
+ * valid, the share type is none of 0, 2, 4, 5, 6, or startTime is empty; by the service's message
+ * INVALID_VALUE, UNABLE_TO_OPEN_CONNECTION (the share cannot be reached), MULTIPLE_EXPORT_JOBS,
+ * MULTIPLE_IMPORT_JOBS, INVALID_START_TIME, INVALID_UNTIL_TIME, MAXIMUM_JOBS, BACKUP_ALREADY_RUNNING,
+ * RESTORE_ALREADY_RUNNING, SYSTEM_IN_LOCKDOWN_MODE, and UNKNOWN_ERROR for any other; UNKNOWN_ERROR also when
+ * the message cannot be read or the answer names no job, NOT_FOUND also when its reference does not say
+ * which. Any thread. */
 void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method,
                                XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID);
 

@@ -7,8 +7,7 @@ extern "C" {
 #endif
 
 /* Joins the strings from `first` to the NULL that ends the list, utl_va_cat("a", "b", (char *)0), into new
- * memory that the caller frees with free. An empty list gives an empty string. Returns NULL when there is
- * no memory for the result. */
+ * memory that the caller frees with free. Returns NULL when there is no memory for the result. */
 char *utl_va_cat(const char *first, ...) __attribute__((sentinel));
 
 #ifdef __cplusplus

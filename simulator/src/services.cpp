@@ -40,7 +40,7 @@ Answer returns(unsigned int value) {
 }
 
 constexpr unsigned int return_refused = 2;
-constexpr unsigned int return_job_started = 4096; // "parameters checked, job started" in DMTF's profiles
+constexpr unsigned int return_job_started = 4096; // the parameters were checked, and a job was started
 
 // The identifiers of the refusals, and what they say; {} stands for what the refusal is about.
 struct Refusal {
