@@ -86,7 +86,7 @@ typedef int XAVO_ErrorCode;
     ROW(XAVO_SYSTEM_IN_LOCKDOWN_MODE,    8226, "SYSTEM_IN_LOCKDOWN_MODE",    "the controller is in lockdown mode")
 /* clang-format on */
 
-#define XAVO_ERROR_CONSTANT(constant, value, name, meaning) constant = value,
+#define XAVO_ERROR_CONSTANT(constant, value, name, meaning) constant = (value),
 enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
 #undef XAVO_ERROR_CONSTANT
 

@@ -26,8 +26,7 @@ public:
 
     // Takes over an object. This owner must be empty: what it holds would be lost.
     Object *take(Object *object) {
-        if (object_ != nullptr)
-            __builtin_trap();
+        object_ == nullptr ? void() : __builtin_trap();
         return object_ = object;
     }
     // Releases before the owner's scope ends.
