@@ -191,7 +191,7 @@ constexpr uint8_t ANY_SHARE = share_types(0, 1, 2, 3, 4, 5, 6);
 constexpr uint8_t NETWORK_SHARES = share_types(0, 2, 5, 6);
 constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 
-bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (share_types >> type & 1U) != 0; }
+bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
 // An argument that stands in a record: how and when it is sent, whatever the record, and where it stands.
 struct Sending {
