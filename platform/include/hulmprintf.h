@@ -21,6 +21,11 @@ extern "C" {
 void hulmprintf(int level, int module, const char *format, ...)
     __attribute__((format(printf, 3, 4), visibility("default")));
 
+/* Drops lines above `level` from now on; 0 drops all. Only the library that comes with this header has it, so
+ * that a program finds it with dlsym or not at all: a log of another kind is not a program's to steer. Not
+ * while another thread logs. */
+void hulm_set_level(int level) __attribute__((visibility("default")));
+
 #ifdef __cplusplus
 }
 #endif

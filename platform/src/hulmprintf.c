@@ -19,6 +19,8 @@ __attribute__((constructor)) static void read_level(void) {
         max_level = level;
 }
 
+void hulm_set_level(int level) { max_level = level; }
+
 void hulmprintf(int level, int module, const char *format, ...) {
     (void)module;
     if (level > max_level)
