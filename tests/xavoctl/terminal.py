@@ -1,0 +1,21 @@
+"""terminal.py [WORD ANSWER]... -- COMMAND...: runs a command on a terminal of its own and prints what it shows
+there. When a WORD appears its ANSWER is typed (escapes as in Python). Ends as the command does: by its exit
+status, or 128 and the number of the signal that ended it."""
+import os, pty, sys
+
+split = sys.argv.index("--")
+steps = list(zip(sys.argv[1:split:2], sys.argv[2:split:2]))
+child, terminal = pty.fork()
+if child == 0:
+    os.execvp(sys.argv[split + 1], sys.argv[split + 1:])
+shown = b""
+while True:
+    try:
+        shown += os.read(terminal, 4096)
+    except OSError:
+        break
+    if steps and steps[0][0].encode() in shown:
+        os.write(terminal, steps.pop(0)[1].encode().decode("unicode_escape").encode())
+sys.stdout.buffer.write(shown)
+status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+sys.exit(status if status >= 0 else 128 - status)

@@ -1,0 +1,237 @@
+# xavoctl.bats - the real command: every command, exit status and document. XAVOCTL names the program.
+# shellcheck shell=bash disable=SC2154,SC2086
+
+bats_require_minimum_version 1.5.0
+
+setup() {
+    : "${XAVOCTL:?names the program}"
+    cd "$BATS_TEST_TMPDIR" || return
+    printf 'secret\n' >password
+    unset NO_COLOR HULM_LEVEL CIMSIM_SCENE
+    export share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
+}
+
+fail() {
+    printf '%s\n' "$@" "$output" >&2
+    return 1
+}
+
+# Rows of "STATUS | PATTERN | ARGUMENTS": the command ends so, and prints something like that on either stream.
+# Each runs once more with --json: the same status, and one document, which says what failed.
+table() {
+    local status_wanted pattern words
+    while IFS='|' read -r status_wanted pattern words; do
+        pattern=$(xargs <<<"$pattern")
+        eval "run $XAVOCTL $words"
+        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "$words: $status"
+        eval "run --separate-stderr $XAVOCTL --json $words"
+        [[ $status == "$((status_wanted))" ]] || fail "--json $words: $status"
+        jq --slurp --exit-status --argjson status "$((status_wanted))" '
+            length == 1 and (.[0] | if $status == 0 then has("error") | not
+                                    else (.error | test("^[A-Z_]+$")) and (.code | type == "number") end)
+            ' <<<"$output" >/dev/null || fail "--json $words: not one document that fits $status"
+    done
+}
+
+@test "reading" {
+    table <<'END'
+    0 | JID_3 +Scheduled +0 +20 | jobs
+    0 | JID_1 +New              | --user guest jobs --timeout 5
+    0 | Nightly restart         | jobs --name 'Nightly restart'
+    0 | PercentComplete +0      | job JID_1
+    4 | job JID_9: NOT_FOUND    | job JID_9
+    0 | InstanceID +IDENTITY:NIC | instances VELK_SoftwareIdentity
+    0 |                         | instances VELK_ComputerSystem
+    4 | Nope                    | instances Nope
+    4 | VELK_LifecycleJob       | instances VELK_LifecycleJob --namespace root/none
+    0 | SYSTEM_IN_LOCKDOWN_MODE | errors
+    0 | xavoctl 1               | --version
+    0 | usage: xavoctl backup   | help backup
+    0 | usage: xavoctl job ID   | job --help
+    0 | complete -F _xavoctl    | completion bash
+END
+    [[ $($XAVOCTL jobs --quiet | paste -sd ' ') == 'JID_1 JID_2 JID_3' ]]
+    $XAVOCTL jobs --json | jq --exit-status '.jobs | length == 3 and .[0] == {InstanceID: "JID_1",
+        Name: "Update of the BIOS", JobStatus: "New", PercentComplete: "0", JobStartTime: "", JobUntilTime: "",
+        ElapsedTimeSinceCompletion: "0", MessageID: "JOB001", Message: "The job waits for a queue.",
+        MessageArguments: null}'
+}
+
+@test "changing" {
+    table <<'END'
+    0 | JID_1 +deleted          | delete JID_1 JID_2
+    1 | delete JID_9: UNKNOWN_ERROR | delete JID_1 JID_9 JID_2
+    0 | JID_2 +scheduled        | queue --start 20990101000000 JID_1 JID_2
+    1 | queue: UNKNOWN_ERROR | queue --start soon JID_1 JID_2
+    1 | queue: UNKNOWN_ERROR    | queue --start NOW --until 20000101000000 JID_1
+    0 | JID_4                   | install --target IDENTITY:BIOS
+    0 | JID_4                   | install --target IDENTITY:BIOS --uri http://192.0.2.20/bios.bin
+    1 | NOT_FOUND               | install --target IDENTITY:NONE
+    1 | UNKNOWN_ERROR                  | install --target IDENTITY:BIOS --uri file:/bios.bin
+    0 | JID_4                   | reboot 1
+    1 | UNKNOWN_ERROR                  | reboot 7
+    0 | ^JID_4$                 | backup $share --image i --job-name nightly
+    0 | ^JID_4$                 | restore --share-type 4 --preserve-config 1
+    1 | INVALID_VALUE           | backup --share-type 3
+    1 | INVALID_START_TIME | backup $share --image i --start soon
+    1 | INVALID_UNTIL_TIME      | backup $share --image i --until 20000101000000
+    1 | UNABLE_TO_OPEN_CONNECTION | backup --share-type 0 --address 192.0.2.99 --share s --image i
+    0 | can be reached          | test-share $share
+    1 | UNABLE_TO_OPEN_CONNECTION                   | test-share --share-type 0 --address 192.0.2.99 --share s
+    0 | can be reached          | test-share $share --workgroup wg
+    1 | INVALID_VALUE           | test-share $share --share-user other
+END
+    $XAVOCTL delete JID_1 JID_9 --json | jq --exit-status '.results[0] == {job_id: "JID_1"} and .error == "UNKNOWN_ERROR"
+        and (.results[1] | .error == "UNKNOWN_ERROR")'
+}
+
+@test "wrong use" {
+    table <<'END'
+    2 | a command is needed     |
+    2 | there is no command frob | frob
+    2 | jobs takes no argument  | jobs JID_1
+    2 | job needs ID            | job
+    2 | one argument only       | job JID_1 JID_2
+    2 | takes no --target       | backup --share-type 4 --target x
+    2 | needs --share-type      | backup
+    2 | needs --start           | queue JID_1
+    2 | needs --target          | install
+    2 | no such option          | jobs --frob
+    2 | no such option          | jobs -x
+    2 | no such option          | backup --password secret
+    2 | needs a value           | jobs --user
+    2 | number of seconds       | jobs --timeout soon
+    2 | number of seconds       | jobs --timeout 0.0001
+    2 | number of seconds       | jobs --timeout -1
+    2 | 0 to 65535              | reboot soon
+    2 | 0 to 65535              | backup --share-type 65536
+    2 | 0 to 65535              | backup --share-type ' 4'
+    2 | for bash only           | completion tcsh
+    2 | no command frob         | help frob
+    2 | only one of             | test-share $share --password-fd 3
+    2 | both read standard      | backup --share-type 4 --password-file - --passphrase-file -
+    2 | No such file            | backup --share-type 4 --password-file none
+    2 | Bad file descriptor     | backup --share-type 4 --password-fd 99
+    2 | nothing in it           | backup --share-type 4 --password-file /dev/null
+    2 | NUL                     | backup --share-type 4 --password-file <(printf 'a\0b')
+    2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
+    2 | no terminal             | backup --share-type 4 --password-prompt </dev/null
+END
+    run "$XAVOCTL" jobs --password=hunter2
+    [[ $output != *hunter2* ]]
+}
+
+# From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
+@test "limits of every argument" {
+    local command option limit count=0 text
+    for command in backup restore test-share; do
+        while read -r option limit; do
+            text=$(printf "%${limit}s" x)
+            for text in "$text" "x$text"; do
+                if [[ $option == *-file ]]; then
+                    run "$XAVOCTL" $command --share-type 3 "$option" - <<<"$text"
+                else
+                    run "$XAVOCTL" $command --share-type 3 "$option" "$text"
+                fi
+                [[ $status == $((${#text} > limit ? 2 : 1)) ]] || fail "$command $option, ${#text} bytes"
+            done
+            [[ $output == *"$option takes at most $limit bytes"* ]] || fail "$command $option"
+            ((++count))
+        done < <("$XAVOCTL" help $command | sed -nE 's/^ +(--[a-z-]+) .*at most ([0-9]+) bytes.*/\1 \2/p')
+    done
+    [[ $count == 35 ]] || fail "$count limits"
+}
+
+@test "secrets from files and descriptors" {
+    local test_share='test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator'
+    printf secret | $XAVOCTL $test_share --password-file -
+    $XAVOCTL $test_share --password-fd 7 7<<<secret
+    mkfifo late && { sleep 0.3; echo secret >late; } &
+    sleep 0.1
+    $XAVOCTL $test_share --password-file late
+    run $XAVOCTL $test_share --password-fd 7 7<<<wrong
+    [[ $status == 1 ]]
+}
+
+# The command's own terminal; the words and what is typed when they appear come first.
+terminal() {
+    TERM=xterm run python3 "$BATS_TEST_DIRNAME/terminal.py" "$@"
+}
+
+@test "a prompt without echo" {
+    local test_share="$XAVOCTL test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator"
+    terminal 'password: ' 'secret\n' -- $test_share
+    [[ $status == 0 && $output == *'can be reached'* && $output != *secret* ]]
+    terminal 'password: ' 'wrong\n' -- $test_share --password-prompt
+    [[ $status == 1 ]]
+    terminal 'password: ' '\x03' -- sh -c "trap : INT; $test_share; stty -a"
+    [[ $output == *' echo '* ]]
+    terminal 'password: ' '\x03' -- $test_share
+    [[ $status == $((128 + 2)) ]]
+    terminal -- $test_share --timeout 0.3
+    [[ $status == 6 ]]
+}
+
+@test "a bar on a terminal, lines elsewhere, nothing with --quiet" {
+    terminal -- $XAVOCTL reboot 1 --wait
+    [[ $status == 0 && $output == *$'\r''JID_4 [#'*'% 0:0'*' Running'*$'\r''JID_4 ['*'100%'*' Completed'* ]]
+    [[ $output == *$'\e[32mcompleted\e[0m'* ]]
+    NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --wait
+    [[ $output != *$'\e['[0-9]* ]]
+    run --separate-stderr $XAVOCTL reboot 1 --wait
+    [[ $stderr == 'JID_4   0% Running'$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
+    run $XAVOCTL reboot 1 --wait --quiet
+    [[ $output == JID_4 ]]
+}
+
+@test "Ctrl-C leaves the job alone" {
+    terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --wait --user guest
+    [[ $status == 130 && $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
+    terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
+    [[ $status == 130 ]]
+    sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'
+}
+
+@test "waiting" {
+    table <<'END'
+    0 | JID_4 +completed        | install --target IDENTITY:BIOS --wait
+    4 | wait JID_9: NOT_FOUND   | wait JID_9
+    6 | JID_1 +deadline.*again: xavoctl wait JID_1 | wait JID_1 --timeout 0.5
+    6 | JID_4 +deadline         | reboot 1 --wait --timeout 0.5
+    6 | JID_2 +deadline         | wait JID_1 JID_2 --timeout 0.5
+END
+}
+
+@test "brokers that do not answer, or refuse" {
+    export CIMSIM_SCENE=unreachable
+    table <<'END'
+    3 | UNABLE_TO_OPEN_CONNECTION: no broker answers | jobs
+    3 | no broker answers       | backup --share-type 4 --wait
+    3 | FAILED +broker          | doctor
+    6 | no broker answers       | wait JID_1 --timeout 0.5
+END
+    CIMSIM_SCENE=refuse=guest01ff
+    table <<'END'
+    1 | PERMISSION_ERROR        | jobs --user guest
+    1 | FAILED +list jobs +as guest | doctor --user guest
+    0 | JID_1                   | jobs
+END
+    CIMSIM_SCENE=lockdown
+    table <<'END'
+    1 | SYSTEM_IN_LOCKDOWN_MODE | backup --share-type 4
+END
+}
+
+@test "output that cannot be written" {
+    local words target
+    for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
+        for target in /dev/full closed pipe; do
+            case $target in
+            closed) run bash -c '$XAVOCTL '"$words >&-" ;;
+            pipe) run bash -c '{ sleep 0.1; $XAVOCTL '"$words; echo \$? >status; } | true; exit \$(<status)" ;;
+            *) run bash -c '$XAVOCTL '"$words >$target" ;;
+            esac
+            [[ $status == 7 && $output == *'cannot be written'* ]] || fail "$words to $target: $status"
+        done
+    done
+}

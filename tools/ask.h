@@ -1,0 +1,33 @@
+/* ask.h - what the worker asks of the controller, a function for each command; they send frames:
+ *     connected   a handle is open: from now on a worker that dies has died in an exchange
+ *     begin ID    what follows is about this job, one of several
+ *     set {...}   members of the document, or of the part that begin began
+ *     add {LIST: VALUE}      one more element of a list there
+ *     before [ID...]         the jobs that have the name of the one that is going to be started
+ *     progress {job, changed}
+ * and "done", which is added for them. */
+#ifndef XAVOCTL_ASK_H
+#define XAVOCTL_ASK_H
+
+#include "xavoctl.h"
+
+void ask_jobs(const struct request *request);
+void ask_job(const struct request *request);
+void ask_delete(const struct request *request);
+void ask_queue(const struct request *request);
+void ask_backup(const struct request *request);
+void ask_restore(const struct request *request);
+void ask_test_share(const struct request *request);
+void ask_install(const struct request *request);
+void ask_reboot(const struct request *request);
+void ask_wait(const struct request *request);
+void ask_instances(const struct request *request);
+void ask_doctor(const struct request *request);
+
+/* Looks for the job that may have been started: one of the name that was not there before. Then, if asked
+ * to, follows it. */
+void ask_find(const struct request *request);
+/* Follows the job request->job_id, which was started before. */
+void ask_follow(const struct request *request);
+
+#endif
