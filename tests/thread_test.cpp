@@ -2,6 +2,7 @@
 #include "operations.h"
 #include "support.h"
 
+#include <atomic>
 #include <csignal>
 #include <future>
 #include <mutex>
@@ -36,7 +37,21 @@ void crowd(Handles handles, XAVO_Proxy *shared, Check check) {
 }
 
 using Threads = World;
-using BrokenBroker = World;
+class BrokenBroker : public World {
+protected:
+    // A method call on a dead connection is what the real client library does not survive: misuse, once each.
+    ~BrokenBroker() override {
+        EXPECT_NE(dead_calls, 0U);
+        EXPECT_EQ(cimsim_misuses(), dead_calls) << cimsim_last_misuse();
+        cimsim_count_misuse(1);
+    }
+    void expect_no_answer(const Operation &op, XAVO_ErrorCode code) {
+        EXPECT_EQ(code, XAVO_UNKNOWN_ERROR) << op.name;
+        dead_calls += op.reads < Reads::RECORDS;
+    }
+
+    std::atomic<unsigned long> dead_calls{0};
+};
 
 TEST_F(Threads, GetTheirOwnAnswers) {
     // What others have done meanwhile may have an operation refused.
@@ -47,6 +62,7 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         {Reads::RECORDS, XAVO_NOT_FOUND}};
     for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {
         populate();
+        cimsim_freeze_time(0); // answers are held back by the clock
         cimsim_hold_answers(1);
         if (handles == Handles::NONE)
             XAVO_free(std::exchange(sp, nullptr));
@@ -106,7 +122,7 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
             stance.raise_one();
             const std::string before = signals();
             op.call(another, &ec, results);
-            EXPECT_EQ(ec, XAVO_UNKNOWN_ERROR);
+            expect_no_answer(op, ec);
             XAVO_free(another);
             EXPECT_EQ(XAVO_new(), nullptr);
             EXPECT_EQ(signals(), before);
@@ -119,13 +135,13 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
 TEST_F(BrokenBroker, IsBackOnceEveryHandleWasFreed) {
     signal(SIGPIPE, SIG_DFL);
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_RELEASE);
-    const auto expect_no_answer = [](const Operation &op, XAVO_ErrorCode code, const char *) {
-        EXPECT_EQ(code, XAVO_UNKNOWN_ERROR) << op.name;
+    const auto check = [this](const Operation &op, XAVO_ErrorCode code, const char *) {
+        expect_no_answer(op, code);
         EXPECT_EQ(signals().find_first_of("Pb"), std::string::npos);
     };
-    crowd(Handles::SHARED, sp, expect_no_answer);
-    crowd(Handles::EACH, nullptr, expect_no_answer);
-    crowd(Handles::NONE, nullptr, expect_no_answer);
+    crowd(Handles::SHARED, sp, check);
+    crowd(Handles::EACH, nullptr, check);
+    crowd(Handles::NONE, nullptr, check);
     XAVO_free(sp);
     sp = XAVO_new();
     XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_1");

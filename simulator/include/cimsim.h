@@ -13,7 +13,8 @@
  *  5. A process starts with the demonstration controller: a few jobs, software identities and shares
  *     (see cimsim_load_demo). Tests begin with cimsim_reset().
  *  6. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
- *     "CMPIString.release"; the constructors by their own names: "cmciConnect".
+ *     "CMPIString.release"; the constructors by their own names: "cmciConnect". A name that there is
+ *     not ends the program with a line: a plan for it would never strike.
  *
  * Environment, read when the library is loaded
  *  CIMSIM_SCENE   comma-separated switches for programs that cannot call this header: "lockdown",
@@ -140,19 +141,25 @@ void cimsim_set_job_limit(unsigned int jobs);
 
 /* ---- The broker --------------------------------------------------------------------------------- */
 
-/* off: cmciConnect finds no broker. */
+/* off: cmciConnect finds no broker (rc 1), and connections that are open are dead, as after a restart, also
+ * when the broker is back. Connecting otherwise than in local mode (host "localhost", no scheme, no port,
+ * SFCC_CLIENT in the environment "SfcbLocal") fails, too, and standard error says what is wrong. */
 void cimsim_set_reachable(int on);
 /* Calls by this user, named as the broker sees it ("guest01ff"), are answered with ACCESS_DENIED. */
 void cimsim_refuse_user(const char *user);
-/* Every answer is held back for this long. */
+/* Every answer is held back for so much simulated time: when time stands still, until cimsim_advance has
+ * brought it so far. cimsim_reset lets all of them go. */
 void cimsim_hold_answers(unsigned int milliseconds);
 /* Fills the bits above the low 32 of every uint32 that a method returns. */
 void cimsim_set_garbage(int on);
 
-/* The broker was restarted: until every client was released and a new one connects, invokeMethod,
- * enumInstances and getInstance write to a dead socket (SIGPIPE for the calling thread) and then
- * give rc 1. With the other bits connecting does so too (and gives NULL), and releasing a client.
- * Connecting while no client is open meets the dead socket once. 0: takes the restart back. */
+/* The broker was restarted: until every client was released and a new one connects, every exchange writes to
+ * a dead socket (SIGPIPE for the calling thread). Those that read (enumInstances, getInstance, getClass) then
+ * give rc 1; invokeMethod is misuse, since the real library crashes in it, and gives rc 1 where misuse is
+ * counted. Connecting beside an open client succeeds all the same, and releasing a client raises no signal.
+ * The other two bits say otherwise of connecting (SIGPIPE, and NULL) and of releasing (SIGPIPE): not observed
+ * with the real library, they exercise a caller's guard. With CIMSIM_PIPE_CONNECT, connecting while no client
+ * is open meets the dead socket once. 0: takes the restart back. */
 #define CIMSIM_PIPE_CALLS 1u
 #define CIMSIM_PIPE_CONNECT 2u
 #define CIMSIM_PIPE_RELEASE 4u
@@ -170,7 +177,7 @@ typedef struct cimsim_item {
 } cimsim_item;
 
 typedef struct cimsim_request {
-    const char *operation; /* "invokeMethod", "enumInstances", "getInstance" */
+    const char *operation; /* "invokeMethod", "enumInstances", "getInstance", "getClass" */
     const char *user;
     const char *name_space;
     const char *class_name;
@@ -190,9 +197,10 @@ unsigned long cimsim_request_count(void);
 /* ---- Scripting the next answer ------------------------------------------------------------------ */
 
 /* What these three say is the whole answer to the next invokeMethod; the service is not asked, nor
- * whether the broker refuses the user. What is left out is a return value of uint32 0, no outputs, rc 0
- * without a message. An object that is returned is owned by the caller if its state is good (or that of
- * a key), and otherwise left to the pool: who judges by the state cannot free it. */
+ * whether the broker refuses the user. What is left out is rc 0 without a message, no outputs, and a return
+ * value of uint32 0, or with a failing status none (type 0, state CMPI_notFound). An object that is returned
+ * is owned by the caller if its state is good (or that of a key), and otherwise left to the pool: who judges
+ * by the state cannot free it. */
 void cimsim_answer_return(cimsim_value *value);
 void cimsim_answer_output(const char *name, cimsim_value *value);
 /* `message` NULL: no message object. Unlike the fault plan this leaves return and outputs in place. */
@@ -230,8 +238,9 @@ const char *cimsim_traced(void);
 
 /* ---- Accounting --------------------------------------------------------------------------------- */
 
-/* Objects that the program owns and has not released, clients included; also the elements of arrays that
- * were overwritten with CMPI_null without having been released. */
+/* Objects that the program owns and has not released, clients included; also the elements of arrays
+ * read back (getArg, a property) that were overwritten without having been released: such an array forgets
+ * them, while one that the program made frees them itself. */
 unsigned long cimsim_owned(void);
 /* Values read from objects and left to a thread's pool, in all threads. The object of a null string is
  * one of them. */
@@ -239,11 +248,13 @@ unsigned long cimsim_pooled(void);
 /* Names of the objects of both kinds, separated by blanks: for the message of a failing test. */
 const char *cimsim_live(void);
 
-/* Misuse - a double release (an element by itself and with its container, too), a use after release or
- * after the last client was released, a constructor without an open client, a value released on another
- * thread, invokeMethod without a status or without input arguments, a list of properties - ends the
- * program with a line on standard error that names the object. on: it is counted instead, and the call
- * does nothing. The latest 4096 released objects are remembered. */
+/* Misuse - a double release (an element by itself and with its container, or by itself and then overwritten
+ * in an array that the program made), a use after release or after the last client was released, a
+ * constructor without an open client, a value released on another thread, invokeMethod without a status,
+ * without input arguments, of a class or namespace that there is not or on a dead connection, a list of
+ * properties given to enumInstances - ends the program with a line on standard error that names the object.
+ * on: it is counted instead, from 0, and the call does nothing; it gives rc 1, or rc 6 for a class that there
+ * is not. The latest 4096 released objects are remembered. */
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);
 const char *cimsim_last_misuse(void);

@@ -52,95 +52,35 @@ OFFSET(CMPIData, value, VALUE_OFFSET);
     OFFSET(type##FT, release, POINTER);                                                                      \
     OFFSET(type##FT, clone, 2 * POINTER)
 
-/* The slots after `clone`, numbered from 1. */
-#define SLOT(type, number, slot) OFFSET(type##FT, slot, ((number) + 2) * POINTER)
+#define SLOT(type, number, slot) OFFSET(type##FT, slot, ((number) + 2) * POINTER);
+#include "slots.def"
+#undef SLOT
 #define SLOTS(type, count) SIZE(type##FT, ((count) + 3) * POINTER)
 
 OBJECT(CMPIString);
-SLOT(CMPIString, 1, getCharPtr);
 SLOTS(CMPIString, 1);
 
 OBJECT(CMPIArray);
-SLOT(CMPIArray, 1, getSize);
-SLOT(CMPIArray, 2, getSimpleType);
-SLOT(CMPIArray, 3, getElementAt);
-SLOT(CMPIArray, 4, setElementAt);
 SLOTS(CMPIArray, 4);
 
 OBJECT(CMPIArgs);
-SLOT(CMPIArgs, 1, addArg);
-SLOT(CMPIArgs, 2, getArg);
-SLOT(CMPIArgs, 3, getArgAt);
-SLOT(CMPIArgs, 4, getArgCount);
 SLOTS(CMPIArgs, 4);
 
 OBJECT(CMPIEnumeration);
-SLOT(CMPIEnumeration, 1, getNext);
-SLOT(CMPIEnumeration, 2, hasNext);
-SLOT(CMPIEnumeration, 3, toArray);
 SLOTS(CMPIEnumeration, 3);
 
 OBJECT(CMPIObjectPath);
-SLOT(CMPIObjectPath, 1, setNameSpace);
-SLOT(CMPIObjectPath, 2, getNameSpace);
-SLOT(CMPIObjectPath, 3, setHostname);
-SLOT(CMPIObjectPath, 4, getHostname);
-SLOT(CMPIObjectPath, 5, setClassName);
-SLOT(CMPIObjectPath, 6, getClassName);
-SLOT(CMPIObjectPath, 7, addKey);
-SLOT(CMPIObjectPath, 8, getKey);
-SLOT(CMPIObjectPath, 9, getKeyAt);
-SLOT(CMPIObjectPath, 10, getKeyCount);
-SLOT(CMPIObjectPath, 11, setNameSpaceFromObjectPath);
-SLOT(CMPIObjectPath, 12, setHostAndNameSpaceFromObjectPath);
-SLOT(CMPIObjectPath, 13, getClassQualifier);
-SLOT(CMPIObjectPath, 14, getPropertyQualifier);
-SLOT(CMPIObjectPath, 15, getMethodQualifier);
-SLOT(CMPIObjectPath, 16, getParameterQualifier);
-SLOT(CMPIObjectPath, 17, toString);
 SLOTS(CMPIObjectPath, 17);
 
 OBJECT(CMPIInstance);
-SLOT(CMPIInstance, 1, getProperty);
-SLOT(CMPIInstance, 2, getPropertyAt);
-SLOT(CMPIInstance, 3, getPropertyCount);
-SLOT(CMPIInstance, 4, setProperty);
-SLOT(CMPIInstance, 5, getObjectPath);
-SLOT(CMPIInstance, 6, setPropertyFilter);
-SLOT(CMPIInstance, 7, getQualifier);
-SLOT(CMPIInstance, 8, getQualifierAt);
-SLOT(CMPIInstance, 9, getQualifierCount);
-SLOT(CMPIInstance, 10, getPropertyQualifier);
-SLOT(CMPIInstance, 11, getPropertyQualifierAt);
-SLOT(CMPIInstance, 12, getPropertyQualifierCount);
 SLOTS(CMPIInstance, 12);
 
 OBJECT(CMPIDateTime);
-SLOT(CMPIDateTime, 1, getBinaryFormat);
-SLOT(CMPIDateTime, 2, getStringFormat);
-SLOT(CMPIDateTime, 3, isInterval);
 SLOTS(CMPIDateTime, 3);
 
 OBJECT(CMPIConstClass);
 
 OBJECT(CMCIClient);
-SLOT(CMCIClient, 1, getClass);
-SLOT(CMCIClient, 2, enumClassNames);
-SLOT(CMCIClient, 3, enumClasses);
-SLOT(CMCIClient, 4, getInstance);
-SLOT(CMCIClient, 5, createInstance);
-SLOT(CMCIClient, 6, setInstance);
-SLOT(CMCIClient, 7, deleteInstance);
-SLOT(CMCIClient, 8, execQuery);
-SLOT(CMCIClient, 9, enumInstanceNames);
-SLOT(CMCIClient, 10, enumInstances);
-SLOT(CMCIClient, 11, associators);
-SLOT(CMCIClient, 12, associatorNames);
-SLOT(CMCIClient, 13, references);
-SLOT(CMCIClient, 14, referenceNames);
-SLOT(CMCIClient, 15, invokeMethod);
-SLOT(CMCIClient, 16, setProperty);
-SLOT(CMCIClient, 17, getProperty);
 SLOTS(CMCIClient, 17);
 
 CODE(CMPI_uint32, 0xa0);

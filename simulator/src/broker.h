@@ -19,6 +19,16 @@ struct Answer {
     std::vector<Item> outputs;
 };
 
+// What a test wants to be answered. What it left out: success returns a uint32 0, failure nothing.
+struct Script {
+    CMPIrc rc = CMPI_RC_OK;
+    std::optional<std::string> message;
+    std::optional<Value> result;
+    std::vector<Item> outputs;
+
+    Answer answer() &&;
+};
+
 struct RequestItem {
     std::string name;
     CMPIType type;
@@ -43,7 +53,7 @@ struct Broker {
     unsigned long overlaps = 0;
     unsigned long requests = 0;
     std::optional<Request> last;
-    std::optional<Answer> script;
+    std::optional<Script> script;
     std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
 };
 

@@ -1,9 +1,12 @@
 // call.cpp - counting, recording and failing calls; misuse.
 #include "simulator.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace cimsim {
 
@@ -33,6 +36,28 @@ void Watch::misuse(const std::string &what) {
     }
     ++misuses;
     last_misuse = what;
+}
+
+namespace {
+
+const char *const constructors[] = {"cmciConnect", "newCMPIObjectPath", "native_new_CMPIArgs",
+                                    "native_new_CMPIArray", "native_new_CMPIString"};
+const char *const later_slots[] = {
+#define SLOT(object, number, slot) #object "." #slot,
+#include "slots.def"
+#undef SLOT
+};
+
+} // namespace
+
+bool is_slot(std::string_view name) {
+    for (auto kind = Kind::string; kind < Kind::count; kind = static_cast<Kind>(static_cast<int>(kind) + 1))
+        for (const char *slot : {".release", ".clone"})
+            if (name == std::string(kind_name(kind)) + slot)
+                return true;
+    const auto is_name = [&](const char *slot) { return name == slot; };
+    return std::any_of(std::begin(constructors), std::end(constructors), is_name) ||
+           std::any_of(std::begin(later_slots), std::end(later_slots), is_name);
 }
 
 Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
@@ -68,9 +93,9 @@ Call::~Call() {
         sim.watch.record(std::string(slot_) + "=" + sim.watch.trace_name(made_));
 }
 
-void Call::misuse(const std::string &what) {
+void Call::misuse(const std::string &what, CMPIrc rc) {
     misused_ = true;
-    fail(CMPI_RC_ERR_FAILED);
+    fail(rc);
     sim.watch.misuse(std::string(slot_) + ": " + what);
 }
 
@@ -85,6 +110,22 @@ bool Call::accepts(const Object *object, const char *role) {
 void Call::fail(CMPIrc rc, std::optional<std::string> message) {
     result_ = rc;
     message_ = std::move(message);
+}
+
+void Call::wait(std::int64_t milliseconds) {
+    if (milliseconds == 0)
+        return unlocked(std::this_thread::yield);
+    const Milliseconds due = sim.controller.clock.now() + milliseconds;
+    const unsigned long resets = sim.resets;
+    while (sim.resets == resets) {
+        const Milliseconds left = due - sim.controller.clock.now();
+        if (left <= 0)
+            return;
+        if (sim.controller.clock.is_frozen())
+            sim.time_changed.wait(lock_);
+        else
+            sim.time_changed.wait_for(lock_, std::chrono::milliseconds(left));
+    }
 }
 
 CMPIStatus Call::status() {

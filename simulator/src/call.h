@@ -5,6 +5,7 @@
 
 #include "object.h"
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -46,6 +47,8 @@ struct Watch {
 
 enum class Role { slot, release, constructor, connect };
 
+bool is_slot(std::string_view name);
+
 class Call {
 public:
     template <class Face>
@@ -65,7 +68,7 @@ public:
     bool sound() const { return !misused_; }
     bool works() const { return !misused_ && (!fault_ || fault_->with_result); }
 
-    void misuse(const std::string &what);
+    void misuse(const std::string &what, CMPIrc rc = CMPI_RC_ERR_FAILED);
     // Whether another object that the call was given is alive; misuse when it is not.
     bool accepts(const Object *object, const char *role);
 
@@ -81,6 +84,10 @@ public:
         work();
         lock_.lock();
     }
+
+    // Gives it away until so much simulated time has passed, or the simulator is reset; at least for a
+    // moment, so that another thread can get in between.
+    void wait(std::int64_t milliseconds);
 
     // What a constructor made, for the record.
     template <class Face>

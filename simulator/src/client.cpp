@@ -3,10 +3,11 @@
 
 #include <CimClientLib/cmci.h>
 
-#include <chrono>
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <thread>
+#include <functional>
 #include <unistd.h>
 
 namespace cimsim {
@@ -39,25 +40,21 @@ Request request_for(const char *operation, const Tree &path) {
     return request;
 }
 
-bool accepts_properties(Call &call, char **properties) {
-    if (properties)
-        call.misuse("a list of properties, which the real library does not survive");
-    return call.sound();
-}
-
 // What the broker answers, when no script says it instead: a script is for method calls alone.
 template <class Ask>
 Answer answer_to(const Request &request, Ask ask) {
     Broker &broker = sim.broker;
     if (broker.script && request.is_method_call()) {
-        Answer answer = std::move(*broker.script);
+        Script script = std::move(*broker.script);
         broker.script.reset();
-        return answer;
+        return std::move(script).answer();
     }
     if (broker.refused.count(request.user) != 0)
         return failed(CMPI_RC_ERR_ACCESS_DENIED, "The broker refuses the user \"" + request.user + "\".");
     return ask();
 }
+
+bool is_dead(const Broker &broker) { return (broker.dead_pipes & CIMSIM_PIPE_CALLS) != 0; }
 
 // One exchange: the request goes to the broker, `ask` says what the controller answers, and the answer
 // is on its way while the lock is given away. An exchange on a client that is still busy counts as an
@@ -69,7 +66,8 @@ Answer exchange(Call &call, Request request, Ask ask) {
     if (client.running++ > 0)
         ++broker.overlaps;
     Answer answer;
-    if (broker.dead_pipes & CIMSIM_PIPE_CALLS) {
+    const bool dead = is_dead(broker), method_call = request.is_method_call();
+    if (dead) {
         answer = failed(CMPI_RC_ERR_FAILED, "The connection to the broker is lost.");
         call.unlocked(write_to_dead_socket);
     } else {
@@ -77,19 +75,52 @@ Answer exchange(Call &call, Request request, Ask ask) {
         ++broker.requests;
         answer = answer_to(request, ask);
         broker.last = std::move(request);
-        const auto hold = std::chrono::milliseconds(broker.hold_ms);
-        call.unlocked([&] {
-            if (hold.count() > 0)
-                std::this_thread::sleep_for(hold);
-            else
-                std::this_thread::yield(); // a chance for another thread to get in between
-        });
+        call.wait(Milliseconds{broker.hold_ms});
     }
     if (call.accepts(call.self, "client"))
         --client.running;
+    if (dead && method_call && call.sound())
+        call.misuse("the broker was restarted, which the real library does not survive");
     if (call.sound())
         call.fail(answer.rc, answer.message);
     return answer;
+}
+
+// An exchange that reads: what it hands out is the caller's.
+template <class Face, class Ask>
+Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Ask ask) {
+    const Object *const path = object_of(op);
+    if (!call.sound() || !call.accepts(path, "object path") || !call.works())
+        return nullptr;
+    const std::shared_ptr<Tree> at = path->value.tree;
+    Request request = request_for(operation, *at);
+    request.flags = flags;
+    Answer answer = exchange(call, std::move(request), [&] { return ask(*at); });
+    if (!call.sound() || answer.rc != CMPI_RC_OK)
+        return nullptr;
+    return face_of<Face>(&make(std::move(answer.result), Holder::owned));
+}
+
+// Leaves an instance those of its properties that the list names.
+void filter(Tree &instance, char *const *properties) {
+    const auto is_named = [&](const Item &item) {
+        for (char *const *name = properties; *name; ++name)
+            if (same_name(item.name.c_str(), *name))
+                return true;
+        return false;
+    };
+    auto &items = instance.items;
+    items.erase(std::remove_if(items.begin(), items.end(), std::not_fn(is_named)), items.end());
+}
+
+// Puts between the instances of an enumeration what a test wants there.
+void add_extra_elements(std::vector<Value> &elements) {
+    const std::size_t count = elements.size();
+    const auto &extra = sim.broker.extra_elements;
+    for (auto entry = extra.rbegin(); entry != extra.rend(); ++entry) { // the last first: indices stay
+        const std::size_t before = std::min<std::size_t>(entry->first, count);
+        elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(before), entry->second);
+    }
 }
 
 CMPIStatus client_release(CMCIClient *self) {
@@ -108,49 +139,36 @@ CMPIStatus client_release(CMCIClient *self) {
     return call.status();
 }
 
+// A class has no properties here, so that there is nothing for a list of them to leave out.
+CMPIConstClass *client_getClass(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **,
+                                CMPIStatus *rc) {
+    Call call("CMCIClient.getClass", self, rc);
+    return read<CMPIConstClass>(call, "getClass", op, flags,
+                                [](const Tree &path) { return sim.controller.get_class(path); });
+}
+
 CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **properties,
                                  CMPIStatus *rc) {
     Call call("CMCIClient.getInstance", self, rc);
-    const Object *const path = object_of(op);
-    if (!call.sound() || !call.accepts(path, "object path") || !accepts_properties(call, properties) ||
-        !call.works())
-        return nullptr;
-    const std::shared_ptr<Tree> at = path->value.tree;
-    Request request = request_for("getInstance", *at);
-    request.flags = flags;
-    const Answer answer = exchange(call, std::move(request), [&] { return sim.controller.get(*at); });
-    if (!call.sound() || answer.rc != CMPI_RC_OK)
-        return nullptr;
-    return face_of<CMPIInstance>(&make(answer.result, Holder::owned));
+    return read<CMPIInstance>(call, "getInstance", op, flags, [&](const Tree &path) {
+        Answer found = sim.controller.get(path);
+        if (found.rc == CMPI_RC_OK && properties)
+            filter(found.result.edit(), properties);
+        return found;
+    });
 }
 
 CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags,
                                       char **properties, CMPIStatus *rc) {
     Call call("CMCIClient.enumInstances", self, rc);
-    const Object *const path = object_of(op);
-    if (!call.sound() || !call.accepts(path, "object path") || !accepts_properties(call, properties) ||
-        !call.works())
-        return nullptr;
-    const std::shared_ptr<Tree> at = path->value.tree;
-    Request request = request_for("enumInstances", *at);
-    request.flags = flags;
-    Answer answer = exchange(call, std::move(request), [&] {
-        Answer found = sim.controller.enumerate(*at);
-        if (found.rc == CMPI_RC_OK) {
-            auto &elements = found.result.tree->elements;
-            const std::size_t count = elements.size();
-            const auto &extra = sim.broker.extra_elements;
-            for (auto entry = extra.rbegin(); entry != extra.rend();
-                 ++entry) { // the last first: indices stay
-                const std::size_t before = std::min<std::size_t>(entry->first, count);
-                elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(before), entry->second);
-            }
-        }
+    if (call.sound() && properties)
+        call.misuse("a list of properties, which the real library does not survive");
+    return read<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Tree &path) {
+        Answer found = sim.controller.enumerate(path);
+        if (found.rc == CMPI_RC_OK)
+            add_extra_elements(found.result.tree->elements);
         return found;
     });
-    if (!call.sound() || answer.rc != CMPI_RC_OK)
-        return nullptr;
-    return face_of<CMPIEnumeration>(&make(std::move(answer.result), Holder::owned));
 }
 
 CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *method, CMPIArgs *in,
@@ -166,6 +184,13 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
         return no_data();
 
     const std::shared_ptr<Tree> at = path->value.tree, arguments = given->value.tree;
+    // The real library fetches the class first, and releases what it got without a look.
+    if (!is_dead(sim.broker) && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
+        call.misuse("there is no class " + at->name_space + ":" + at->class_name +
+                        ", which the real library does not survive",
+                    CMPI_RC_ERR_NOT_FOUND);
+        return no_data();
+    }
     Request request = request_for("invokeMethod", *at);
     request.method = text_or_empty(method);
     request.arguments = request_items(*arguments);
@@ -184,13 +209,23 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     return data;
 }
 
+// Whether a way to connect is that of the local mode, the only one here; says so when it is not.
+bool is_local(const char *what, const char *given, const char *wanted) {
+    const auto shown = [](const char *text) { return text ? text : "not given"; };
+    const bool same = given && wanted ? std::string(given) == wanted : given == wanted;
+    if (!same)
+        std::fprintf(stderr, "cimsim: cmciConnect: %s: %s, but in local mode it is: %s\n", what, shown(given),
+                     shown(wanted));
+    return same;
+}
+
 } // namespace
 
 CMCIClientFT client_table = {
     1,
     client_release,
     NOT_SUPPORTED(CMCIClient, clone),
-    NOT_SUPPORTED(CMCIClient, getClass),
+    client_getClass,
     NOT_SUPPORTED(CMCIClient, enumClassNames),
     NOT_SUPPORTED(CMCIClient, enumClasses),
     client_getInstance,
@@ -228,9 +263,9 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         return nullptr;
     }
     if (first) { // only then are the transport chosen and the broker spoken to
-        const char *transport = std::getenv("SFCC_CLIENT");
-        const bool local = transport && std::string(transport) == "SfcbLocal" && host &&
-                           std::string(host) == "localhost" && !scheme && !port;
+        const bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal") &
+                           is_local("host", host, "localhost") & is_local("scheme", scheme, nullptr) &
+                           is_local("port", port, nullptr);
         if (!local || !broker.reachable) {
             call.fail(CMPI_RC_ERR_FAILED);
             return nullptr;

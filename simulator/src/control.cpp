@@ -3,7 +3,8 @@
 
 #include <cimsim.h>
 
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
 
 using namespace cimsim;
 
@@ -34,13 +35,17 @@ std::optional<std::string> optional_text(const char *text) {
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 
-Answer &script() {
-    auto &answer = sim.broker.script;
-    if (!answer) {
-        answer.emplace();
-        answer->result = Value::number(CMPI_uint32, 0);
+Script &script() {
+    auto &script = sim.broker.script;
+    return script ? *script : script.emplace();
+}
+
+// A test that plans for a slot that does not exist would pass without having tested anything.
+void check_slot(const char *function, const char *slot) {
+    if (slot && !is_slot(slot)) {
+        std::fprintf(stderr, "cimsim: %s: there is no slot \"%s\"\n", function, slot);
+        std::abort();
     }
-    return *answer;
 }
 
 template <class Visit>
@@ -66,6 +71,8 @@ void cimsim_reset(void) {
     sim.broker = {};
     sim.watch = {};
     forget_unloaded();
+    ++sim.resets;
+    sim.time_changed.notify_all();
 }
 
 void cimsim_load_demo(void) {
@@ -78,11 +85,13 @@ void cimsim_load_demo(void) {
 void cimsim_freeze_time(int on) {
     const Guard guard(sim.lock);
     sim.controller.clock.freeze(on != 0);
+    sim.time_changed.notify_all();
 }
 
 void cimsim_advance(unsigned int seconds) {
     const Guard guard(sim.lock);
     sim.controller.clock.advance(Milliseconds{seconds} * 1000);
+    sim.time_changed.notify_all();
 }
 
 // ---- Values -------------------------------------------------------------------------------------
@@ -233,6 +242,8 @@ void cimsim_set_job_limit(unsigned int jobs) {
 void cimsim_set_reachable(int on) {
     const Guard guard(sim.lock);
     sim.broker.reachable = on != 0;
+    if (!on && sim.heap.clients > 0)
+        sim.broker.dead_pipes |= CIMSIM_PIPE_CALLS;
 }
 
 void cimsim_refuse_user(const char *user) {
@@ -315,6 +326,7 @@ void cimsim_answer_status(CMPIrc rc, const char *message) {
 
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
     const Guard guard(sim.lock);
+    check_slot("cimsim_fail", slot);
     sim.watch.countdown = nth;
     if (nth == 0)
         return;
@@ -335,6 +347,7 @@ unsigned long cimsim_calls(const char *slot) {
     const Guard guard(sim.lock);
     if (!slot)
         return sim.watch.all_calls;
+    check_slot("cimsim_calls", slot);
     const auto found = sim.watch.calls.find(slot);
     return found == sim.watch.calls.end() ? 0 : found->second;
 }
@@ -377,6 +390,7 @@ const char *cimsim_live(void) {
 void cimsim_count_misuse(int on) {
     const Guard guard(sim.lock);
     sim.watch.count_misuse = on != 0;
+    sim.watch.misuses = 0;
 }
 
 unsigned long cimsim_misuses(void) {

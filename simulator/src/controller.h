@@ -15,6 +15,7 @@ using Milliseconds = std::int64_t; // since 1970 for a point in time, as the con
 class Clock {
 public:
     Milliseconds now() const;
+    bool is_frozen() const { return frozen_.has_value(); }
     void freeze(bool on);
     void advance(Milliseconds time);
 
@@ -72,6 +73,7 @@ struct Controller {
     bool full() const { return job_limit != 0 && jobs.size() >= job_limit; }
     std::string new_id();
 
+    Answer get_class(const Tree &path);
     Answer enumerate(const Tree &path);
     Answer get(const Tree &path);
     Answer invoke(const Tree &path, const char *method, const Tree &arguments);

@@ -41,6 +41,7 @@ const KindFacts kinds[] = {
     {"CMPIObjectPath", &path_table},
     {"CMPIInstance", &instance_table},
     {"CMPIDateTime", &date_time_table},
+    {"CMPIConstClass", &const_class_table},
     {"CMCIClient", &client_table},
 };
 
@@ -239,9 +240,8 @@ CMPIData hand_out_element(Object &container, std::size_t index) {
     return data_of(value, &member.object->face);
 }
 
-void drop_element(Object &container, std::size_t index) {
-    std::vector<std::string> ignored;
-    bury_member(member_at(container, index), ignored);
+void drop_element(Object &container, std::size_t index, std::vector<std::string> &twice) {
+    bury_member(member_at(container, index), twice);
 }
 
 void orphan_element(Object &container, std::size_t index) {

@@ -65,6 +65,7 @@ struct Object : Link {
     Kind kind;
     Holder holder;
     Life life = Life::alive;
+    bool self_made = false;   // by the program, as against read from another object or answered
     unsigned long number;     // by kind, from 1
     Thread *reader = nullptr; // of a pooled object
     Value value;
@@ -112,9 +113,9 @@ CMPIData no_data(); // type 0, state CMPI_notFound
 CMPIData hand_out(const Value &value, Holder holder);
 CMPIData hand_out_element(Object &container, std::size_t index);
 
-// The element loses what was handed out of it: freed, or, when the program said nothing about a new
-// one, left to the program, as the real library does.
-void drop_element(Object &container, std::size_t index);
+// The element loses what was handed out of it: freed (named in `twice` when the program had released it
+// itself), or left to the program.
+void drop_element(Object &container, std::size_t index, std::vector<std::string> &twice);
 void orphan_element(Object &container, std::size_t index);
 
 // The value that an object holds now, its elements' changes included.

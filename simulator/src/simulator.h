@@ -7,12 +7,15 @@
 #include "controller.h"
 #include "object.h"
 
+#include <condition_variable>
 #include <mutex>
 
 namespace cimsim {
 
 struct Simulator {
     std::mutex lock;
+    std::condition_variable time_changed; // otherwise than by the passing of time
+    unsigned long resets = 0;
     Heap heap;
     Watch watch;
     Broker broker;

@@ -45,7 +45,11 @@ void release_object(Call &call) {
 }
 
 Object *clone_object(Call &call) {
-    return call.works() ? &make(value_of(*call.self), Holder::owned) : nullptr;
+    if (!call.works())
+        return nullptr;
+    Object &clone = make(value_of(*call.self), Holder::owned);
+    clone.self_made = true;
+    return &clone;
 }
 
 namespace {
@@ -87,17 +91,22 @@ void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType t
     Object &array = *call.self;
     if (index >= elements(call).size())
         return call.fail(CMPI_RC_ERR_NO_SUCH_PROPERTY);
-    if (type == CMPI_null) { // forgets what was there without freeing it
-        orphan_element(array, index);
-        array.value.edit().elements[index] = Value::unset(element_type(call));
-        return;
-    }
-    Value taken = take(call, value, type);
+    Value taken = Value::unset(element_type(call));
+    if (type != CMPI_null)
+        taken = take(call, value, type);
     if (call.result() != CMPI_RC_OK)
         return;
     if (taken.type != element_type(call))
         return call.fail(CMPI_RC_ERR_TYPE_MISMATCH);
-    drop_element(array, index);
+    // An array that this process made frees what was there, one that was read back only forgets it.
+    std::vector<std::string> twice;
+    if (array.self_made)
+        drop_element(array, index, twice);
+    else
+        orphan_element(array, index);
+    for (const std::string &name : twice)
+        sim.watch.misuse(name + " released twice: by itself and when " + array.name() +
+                         " lost it as an element");
     array.value.edit().elements[index] = std::move(taken);
 }
 
@@ -171,6 +180,8 @@ CMPIDateTimeFT date_time_table = {
     dateTime_isInterval,
 };
 
+CMPIConstClassFT const_class_table = {1, RELEASE(CMPIConstClass), CLONE(CMPIConstClass)};
+
 } // namespace cimsim
 
 using namespace cimsim;
@@ -180,7 +191,9 @@ extern "C" CMPIArray *native_new_CMPIArray(CMPICount size, CMPIType type, CMPISt
     if (!call.works())
         return nullptr;
     std::vector<Value> unset(size, Value::unset(type));
-    return call.made<CMPIArray>(make(Value::array(type, std::move(unset)), Holder::owned));
+    Object &array = make(Value::array(type, std::move(unset)), Holder::owned);
+    array.self_made = true;
+    return call.made<CMPIArray>(array);
 }
 
 extern "C" CMPIString *native_new_CMPIString(const char *characters, CMPIStatus *rc) {

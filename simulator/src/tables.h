@@ -13,6 +13,7 @@ extern CMPIEnumerationFT enumeration_table;
 extern CMPIObjectPathFT path_table;
 extern CMPIInstanceFT instance_table;
 extern CMPIDateTimeFT date_time_table;
+extern CMPIConstClassFT const_class_table;
 extern CMCIClientFT client_table;
 
 } // namespace cimsim

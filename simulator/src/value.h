@@ -24,6 +24,7 @@ enum class Kind : unsigned char {
     path,
     instance,
     date_time,
+    const_class,
     client,
     count
 };
