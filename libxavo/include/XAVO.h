@@ -153,9 +153,10 @@ void XAVO_cleanstack(void);
 CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *datap);
 
 /* Frees what a present value owns and sets its pointer to NULL: CMPI objects through their release,
- * CMPI_chars with free, arrays with all their elements. Absent values and numbers are left alone; a
- * value that cannot be freed (CMPI_ptr, CMPI_charsptr, CMPI_filter, unknown types) is logged. `data`
- * must not be NULL. Any thread that may use the value. */
+ * CMPI_chars with free, arrays with all their elements (so only those that
+ * XAVO_free_CMPIArray_content may be given). Absent values and numbers are left alone; a value that
+ * cannot be freed (CMPI_ptr, CMPI_charsptr, CMPI_filter, unknown types) is logged. `data` must not be
+ * NULL. Not for an element of an enumeration, which owns it. Any thread that may use the value. */
 void XAVO_free_CMPIData_value(CMPIData *data);
 
 /* Frees every element of an array that was read from an answer (an argument, a property) and sets it to null;
