@@ -1,5 +1,5 @@
-# What is installed belongs to one of these components, which packages are made from: library, platform,
-# development (the headers, and what a build finds libxavo by), tools and simulator.
+# What is installed belongs to one of these components, which packages are made from: library, companion,
+# platform, development (the headers, and what a build finds libxavo by), tools and simulator.
 
 # xavo_install_package(name component): the CMake targets of the export set `name`, and cmake/<name>.pc.in.
 file(RELATIVE_PATH XAVO_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})

@@ -1,0 +1,658 @@
+// companion_test.cpp - guarded handles, reasons, borrowed handles and waiting for jobs.
+#include "operations.h"
+#include "support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <thread>
+#include <XAVO_companion.h>
+
+using namespace test;
+
+namespace {
+
+// What there is to see of a call.
+struct Seen {
+    XAVO_ErrorCode code = -1;
+    std::string log;
+    bool handed_out = false;
+    unsigned long pooled = 0; // what it left to the pool
+    bool operator==(const Seen &other) const {
+        return code == other.code && log == other.log && handed_out == other.handed_out &&
+               pooled == other.pooled;
+    }
+};
+void PrintTo(const Seen &seen, std::ostream *os) {
+    *os << XAVO_EC_to_string(seen.code) << (seen.handed_out ? ", something" : ", nothing") << "\n"
+        << seen.log;
+}
+
+Seen run(const Operation &op, XAVO_Proxy *sp) {
+    Seen seen;
+    Results results;
+    clear_log();
+    seen.pooled = cimsim_pooled();
+    op.call(sp, &seen.code, results);
+    seen.pooled = cimsim_pooled() - seen.pooled;
+    seen.log = logged();
+    seen.handed_out = results.handed_out();
+    return seen;
+}
+
+class Guarded : public World {
+protected:
+    // The controller as at first, and a connection that is guarded and trusted.
+    void begin() {
+        populate();
+        for (const char *job : {"JID_1", "JID_2", "JID_3"})
+            cimsim_set_job_property(job, "MessageArguments", cimsim_string("none"));
+        guarded = XAVO_new();
+        ASSERT_EQ(XAVO_guard(guarded), XAVO_NO_ERROR);
+        XAVO_free_VELK_LifecycleJob(XAVO_get_VELK_LifecycleJob(guarded, &ec, "JID_1"));
+        ASSERT_EQ(XAVO_forget_reason(guarded), XAVO_NO_ERROR);
+    }
+    void end() {
+        EXPECT_TRUE(is_unlocked(guarded));
+        EXPECT_EQ(cimsim_owned(), 2U) << cimsim_live();
+        XAVO_free(guarded);
+    }
+    XAVO_Reason reason_of(XAVO_Proxy *handle, XAVO_ErrorCode code) {
+        XAVO_Reason reason;
+        EXPECT_EQ(XAVO_take_reason(handle, code, &reason), XAVO_NO_ERROR);
+        return reason;
+    }
+
+    XAVO_Proxy *guarded = nullptr;
+};
+
+TEST_F(Guarded, HandlesThatCannotBeAreRefused) {
+    XAVO_Reason reason;
+    XAVO_Proxy invalid = *sp;
+    invalid.head_magic[0] ^= 1U;
+    CMCIClient *const real = sp->client;
+    CMCIClientFT mute = *real->ft;
+    mute.getClass = nullptr;
+    CMCIClient dumb = {real->hdl, &mute}, hollow = {real->hdl, nullptr};
+    XAVO_Proxy bare = *sp, no_class = *sp, no_table = *sp;
+    bare.client = nullptr;
+    no_class.client = &dumb;
+    no_table.client = &hollow;
+    for (XAVO_Proxy *handle : {static_cast<XAVO_Proxy *>(nullptr), &invalid, &bare, &no_table}) {
+        EXPECT_EQ(XAVO_guard(handle), XAVO_SP_NOT_VALID);
+        EXPECT_EQ(XAVO_set_quiet_time(handle, 1), XAVO_SP_NOT_VALID);
+        EXPECT_EQ(XAVO_take_reason(handle, XAVO_UNKNOWN_ERROR, &reason), XAVO_SP_NOT_VALID);
+        EXPECT_EQ(XAVO_forget_reason(handle), XAVO_SP_NOT_VALID);
+        EXPECT_EQ(XAVO_give_back(handle), XAVO_SP_NOT_VALID);
+    }
+    EXPECT_EQ(XAVO_guard(&no_class), XAVO_NOT_SUPPORTED);
+    EXPECT_EQ(XAVO_take_reason(sp, XAVO_UNKNOWN_ERROR, &reason), XAVO_NOT_SUPPORTED);
+    EXPECT_EQ(reason.kind, XAVO_REASON_NOTHING_ASKED);
+    EXPECT_EQ(XAVO_give_back(sp), XAVO_NOT_SUPPORTED);
+    arm(Own::ALLOCATION, 1, false);
+    EXPECT_EQ(XAVO_guard(sp), XAVO_OUT_OF_MEMORY);
+    disarm();
+    EXPECT_EQ(sp->client, real);
+    EXPECT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
+    EXPECT_EQ(XAVO_guard(sp), XAVO_INVALID_VALUE);
+    EXPECT_EQ(XAVO_give_back(sp), XAVO_NOT_SUPPORTED);
+    EXPECT_EQ(XAVO_take_reason(sp, XAVO_UNKNOWN_ERROR, nullptr), XAVO_INVALID_VALUE);
+    CMPIStatus status = {};
+    EXPECT_EQ(sp->client->ft->clone(sp->client, &status), nullptr);
+    EXPECT_EQ(status.rc, CMPI_RC_ERR_NOT_SUPPORTED);
+    EXPECT_EQ(sp->client->ft->clone(sp->client, nullptr), nullptr);
+}
+
+// A client whose slots note what they are given, each as it comes through a guard.
+std::vector<uintptr_t> given_values;
+template <auto slot>
+struct Spy;
+template <typename Result, typename... Given, Result (*CMCIClientFT::*slot)(CMCIClient *, Given...)>
+struct Spy<slot> {
+    static Result noted(CMCIClient *, Given... given) {
+        given_values = {as_word(given)...};
+        return Result{};
+    }
+    static void expect_forwarded(CMCIClient *guard) {
+        std::tuple<Given...> values = {as_value<Given>()...};
+        given_values.clear();
+        std::apply([&](Given... given) { (guard->ft->*slot)(guard, given...); }, values);
+        std::vector<uintptr_t> expected;
+        std::apply([&](Given... given) { expected = {as_word(given)...}; }, values);
+        EXPECT_EQ(given_values, expected);
+    }
+    template <typename Value>
+    static uintptr_t as_word(Value value) {
+        if constexpr (std::is_pointer_v<Value>)
+            return reinterpret_cast<uintptr_t>(value);
+        else
+            return static_cast<uintptr_t>(value);
+    }
+    template <typename Value>
+    static Value as_value() {
+        static uintptr_t n = 0;
+        ++n;
+        static CMPIStatus status;
+        status = {};
+        if constexpr (std::is_same_v<Value, CMPIStatus *>)
+            return &status;
+        else if constexpr (std::is_pointer_v<Value>)
+            return reinterpret_cast<Value>(n * 4096);
+        else
+            return static_cast<Value>(n);
+    }
+};
+
+template <auto... slots>
+void expect_all_forwarded(XAVO_Proxy *sp, CMCIClientFT *spies) {
+    ((spies->*slots = Spy<slots>::noted), ...);
+    ASSERT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
+    (Spy<slots>::expect_forwarded(sp->client), ...);
+}
+
+TEST_F(Guarded, EverySlotIsForwardedWithItsValues) {
+    using T = CMCIClientFT;
+    CMCIClient *const real = sp->client;
+    T spies = *real->ft;
+    CMCIClient spy = {real->hdl, &spies};
+    spies.release = [](CMCIClient *) { return CMPIStatus{}; };
+    XAVO_Proxy handle = *sp;
+    handle.client = &spy;
+    expect_all_forwarded<&T::getClass, &T::enumClassNames, &T::enumClasses, &T::getInstance,
+                         &T::createInstance, &T::setInstance, &T::deleteInstance, &T::execQuery,
+                         &T::enumInstanceNames, &T::enumInstances, &T::associators, &T::associatorNames,
+                         &T::references, &T::referenceNames, &T::setProperty, &T::getProperty>(&handle,
+                                                                                               &spies);
+    spies.getClass = real->ft->getClass; // answers nothing for a spy's client: the method is not called
+    spies.invokeMethod = Spy<&T::invokeMethod>::noted;
+    given_values.clear();
+    handle.client->ft->invokeMethod(handle.client, nullptr, "m", nullptr, nullptr, nullptr);
+    EXPECT_EQ(given_values.size(), 5U); // without a status as it is
+    handle.client->ft->release(handle.client);
+    T poor = {};
+    poor.ftVersion = -1;
+    poor.release = spies.release;
+    poor.getClass = spies.getClass;
+    spy.ft = &poor;
+    handle.client = &spy;
+    ASSERT_EQ(XAVO_guard(&handle), XAVO_NO_ERROR);
+    const auto *slots = reinterpret_cast<void *const *>(handle.client->ft);
+    EXPECT_EQ(std::count(slots, slots + sizeof(T) / sizeof(void *), nullptr), 17); // clone and sixteen others
+    handle.client->ft->release(handle.client);
+}
+
+const cimsim_fault FAULTS[] = {{CMPI_RC_ERR_FAILED, nullptr, 0},     {CMPI_RC_ERR_ACCESS_DENIED, "denied", 1},
+                               {CMPI_RC_ERR_NOT_FOUND, "none", 0},   {CMPI_RC_ERR_INVALID_CLASS, nullptr, 1},
+                               {CMPI_RC_ERR_NOT_SUPPORTED, "no", 0}, {CMPI_RC_OK, nullptr, 0}};
+
+std::map<std::string, unsigned> calls_of(const Operation &op, XAVO_Proxy *sp) {
+    std::map<std::string, unsigned> before, calls;
+    std::istringstream words((cimsim_trace(1), run(op, sp), cimsim_trace(0), cimsim_traced()));
+    for (std::string word; words >> word;) {
+        std::string slot = word.substr(0, word.find('='));
+        const size_t mark = slot.find('#');
+        ++calls[mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'))];
+    }
+    return calls;
+}
+
+// The guard's own reading comes before the library's, so that it only shifts which call is the nth.
+TEST_F(Guarded, CodesAndLinesAreThoseOfAnUnguardedHandle) {
+    for (const Operation &op : operations()) {
+        if (op.request.empty())
+            continue;
+        begin();
+        const auto plain = calls_of(op, sp);
+        end();
+        begin();
+        const auto watched = calls_of(op, guarded);
+        end();
+        for (const auto &[slot, count] : plain)
+            for (unsigned nth = 1; nth <= count; ++nth)
+                for (const cimsim_fault &fault : FAULTS) {
+                    SCOPED_TRACE(op.name + ", " + slot + " " + std::to_string(nth) + ", rc " +
+                                 std::to_string(fault.rc));
+                    begin();
+                    cimsim_fail(slot.c_str(), nth, &fault);
+                    const Seen seen = run(op, sp);
+                    ASSERT_NE(cimsim_fault_hit(), nullptr);
+                    cimsim_fail(nullptr, 0, nullptr);
+                    end();
+                    begin();
+                    cimsim_fail(slot.c_str(), nth + watched.at(slot) - count, &fault);
+                    EXPECT_EQ(run(op, guarded), seen);
+                    ASSERT_NE(cimsim_fault_hit(), nullptr);
+                    cimsim_fail(nullptr, 0, nullptr);
+                    end();
+                }
+    }
+}
+
+TEST_F(Guarded, NothingIsLostWhenAnyCallFails) {
+    for (const Operation &op : operations())
+        for (const cimsim_fault &fault : FAULTS)
+            for (unsigned nth = 1; !op.request.empty(); ++nth) {
+                begin();
+                XAVO_set_quiet_time(guarded, 0);
+                const unsigned long methods = cimsim_calls("CMCIClient.invokeMethod");
+                cimsim_fail(nullptr, nth, &fault);
+                const Seen seen = run(op, guarded);
+                const char *hit = cimsim_fault_hit();
+                const std::string slot = hit == nullptr ? "" : hit;
+                cimsim_fail(nullptr, 0, nullptr);
+                SCOPED_TRACE(op.name + ", call " + std::to_string(nth) + ", " + slot);
+                if (slot == "CMCIClient.getClass") {
+                    EXPECT_EQ(cimsim_calls("CMCIClient.invokeMethod"), methods);
+                    const CMPIrc rc = fault.rc == CMPI_RC_OK ? CMPI_RC_ERR_FAILED : fault.rc;
+                    EXPECT_EQ(seen.code, XAVO_translate_error_code(rc));
+                    const XAVO_Reason reason = reason_of(guarded, seen.code);
+                    EXPECT_EQ(reason.kind,
+                              rc == CMPI_RC_ERR_FAILED ? XAVO_REASON_CONNECTION_LOST : XAVO_REASON_BROKER);
+                    EXPECT_EQ(reason.rc, rc);
+                    EXPECT_STREQ(reason.message, fault.message == nullptr ? "" : fault.message);
+                }
+                end();
+                if (slot.empty())
+                    break;
+            }
+}
+
+// ---- The reason -------------------------------------------------------------------------------------
+
+const Operation &operation(const char *name) {
+    for (const Operation &op : operations())
+        if (op.name == name)
+            return op;
+    abort();
+}
+
+cimsim_value *uint32(unsigned n) { return cimsim_number(CMPI_uint32, n); }
+
+TEST_F(Guarded, ReasonsAreTold) {
+    const struct {
+        const char *operation;
+        void (*prepare)();
+        int kind;
+        CMPIrc rc;
+        int has_return_value;
+        unsigned return_value;
+        const char *message_id, *message;
+    } rows[] = {
+        {"DeleteJobQueue", [] {}, XAVO_REASON_NONE, CMPI_RC_OK, 0, 0, "", ""},
+        {"BackupImage", [] {}, XAVO_REASON_NONE, CMPI_RC_OK, 0, 0, "", ""},
+        {"BackupImage", [] { cimsim_set_lockdown(1); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 2, "PXN095",
+         "The system is in lockdown mode."},
+        {"InstallFromURI", [] { cimsim_set_job_limit(1); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 2, "KTB017",
+         "The controller holds as many jobs as it can."},
+        {"DeleteJobQueue", [] { cimsim_answer_return(uint32(7)); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 7, "",
+         ""},
+        {"DeleteJobQueue", [] { cimsim_answer_return(cimsim_null(CMPI_uint32)); },
+         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 0, 0, "", ""},
+        {"BackupImage",
+         [] {
+             cimsim_answer_return(uint32(4096));
+             cimsim_answer_output("Job", uint32(1));
+         },
+         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 1, 4096, "", ""},
+        {"TestNetworkShare", [] { cimsim_answer_output("MessageID", uint32(1)); },
+         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 1, 0, "", ""},
+        {"DeleteJobQueue", [] { cimsim_refuse_user("root01ff"); }, XAVO_REASON_BROKER,
+         CMPI_RC_ERR_ACCESS_DENIED, 0, 0, "", "The broker refuses the user \"root01ff\"."},
+        {"list", [] { cimsim_refuse_user("root01ff"); }, XAVO_REASON_BROKER, CMPI_RC_ERR_ACCESS_DENIED, 0, 0,
+         "", "The broker refuses the user \"root01ff\"."},
+        {"SetupJobQueue", [] { cimsim_answer_status(CMPI_RC_ERR_FAILED, "gone"); },
+         XAVO_REASON_OUTCOME_UNKNOWN, CMPI_RC_ERR_FAILED, 0, 0, "", "gone"},
+        {"list", [] { cimsim_restart_broker(CIMSIM_PIPE_CALLS); }, XAVO_REASON_CONNECTION_LOST,
+         CMPI_RC_ERR_FAILED, 0, 0, "", "The connection to the broker is lost."},
+        {"list", [] { cimsim_set_job_property("JID_3", "Name", uint32(1)); }, XAVO_REASON_ANSWER_UNUSABLE,
+         CMPI_RC_OK, 0, 0, "", ""},
+    };
+    for (const auto &row : rows) {
+        begin();
+        row.prepare();
+        const XAVO_ErrorCode code = run(operation(row.operation), guarded).code;
+        SCOPED_TRACE(std::string(row.operation) + ": " + XAVO_EC_to_string(code));
+        const XAVO_Reason told = reason_of(guarded, code);
+        EXPECT_STREQ(XAVO_reason_to_string(told.kind), XAVO_reason_to_string(row.kind));
+        EXPECT_EQ(told.rc, row.rc);
+        EXPECT_EQ(told.has_return_value, row.has_return_value);
+        EXPECT_EQ(told.return_value, row.return_value);
+        EXPECT_STREQ(told.message_id, row.message_id);
+        EXPECT_STREQ(told.message, row.message);
+        EXPECT_EQ(told.cut, 0);
+        EXPECT_EQ(reason_of(guarded, code).kind, // consumed
+                  code == XAVO_NO_ERROR ? XAVO_REASON_NONE : XAVO_REASON_NOTHING_ASKED);
+        cimsim_restart_broker(0);
+        end();
+    }
+    EXPECT_STREQ(XAVO_reason_to_string(7), "unknown");
+}
+
+TEST_F(Guarded, TextsThatDoNotFitAreCutBetweenCharacters) {
+    begin();
+    // 61 bytes and then characters of two: the buffer of 64 holds one of them whole.
+    const std::string id = std::string(61, 'x') + "\xc3\xa9\xc3\xa9", message(511, 'm');
+    cimsim_answer_return(uint32(1));
+    cimsim_answer_output("MessageID", cimsim_string(id.c_str()));
+    cimsim_answer_output("Message", cimsim_string(message.c_str()));
+    const XAVO_Reason cut = reason_of(guarded, run(operation("DeleteJobQueue"), guarded).code);
+    EXPECT_EQ(cut.message_id, id.substr(0, 63));
+    EXPECT_EQ(cut.message, message);
+    EXPECT_EQ(cut.cut, 1);
+    cimsim_answer_return(uint32(1));
+    cimsim_answer_output("MessageID", cimsim_string((std::string(62, 'x') + "\xc3\xa9").c_str()));
+    EXPECT_EQ(reason_of(guarded, run(operation("DeleteJobQueue"), guarded).code).message_id,
+              std::string(62, 'x'));
+    end();
+}
+
+// ---- A broker that is restarted ---------------------------------------------------------------------
+
+TEST_F(Guarded, NoMethodIsCalledOnADeadConnection) {
+    signal(SIGPIPE, SIG_DFL);
+    for (const Operation &op : operations()) {
+        if (op.request.empty())
+            continue;
+        SCOPED_TRACE(op.name);
+        begin();
+        XAVO_set_quiet_time(guarded, 0);
+        cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+        for (int time = 0; time < 2; ++time) {
+            EXPECT_EQ(run(op, guarded).code, XAVO_UNKNOWN_ERROR);
+            EXPECT_EQ(reason_of(guarded, XAVO_UNKNOWN_ERROR).kind, XAVO_REASON_CONNECTION_LOST);
+            XAVO_set_quiet_time(guarded, 1000000); // after a failure it asks, however long the quiet time
+        }
+        cimsim_restart_broker(0);
+        end();
+    }
+}
+
+TEST_F(Guarded, OnlyAQuietConnectionIsAskedFirst) {
+    const auto questions = [this](const char *name) {
+        const unsigned long before = cimsim_calls("CMCIClient.getClass");
+        run(operation(name), guarded);
+        return cimsim_calls("CMCIClient.getClass") - before;
+    };
+    begin();
+    EXPECT_EQ(questions("TestNetworkShare"), 0U); // the fetch that went before was a good answer
+    cimsim_refuse_user("root01ff");
+    EXPECT_EQ(questions("get"), 0U);
+    EXPECT_EQ(questions("TestNetworkShare"), 0U); // and so is a refusal
+    XAVO_set_quiet_time(guarded, 20);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(questions("TestNetworkShare"), 1U);
+    end();
+    XAVO_Proxy *fresh = XAVO_new();
+    XAVO_guard(fresh);
+    std::swap(fresh, guarded);
+    populate();
+    EXPECT_EQ(questions("TestNetworkShare"), 1U); // nothing heard yet
+    cimsim_answer_status(CMPI_RC_ERR_FAILED, nullptr);
+    EXPECT_EQ(questions("TestNetworkShare"), 0U);
+    EXPECT_EQ(questions("TestNetworkShare"), 1U);
+    XAVO_free(guarded);
+}
+
+// ---- Borrowing --------------------------------------------------------------------------------------
+
+class Lent : public testing::Test {
+protected:
+    Lent() {
+        populate();
+        XAVO_give_back(XAVO_borrow(&ec, nullptr, 0, nullptr)); // nothing is in doubt any more
+    }
+    ~Lent() override { expect_nothing_left(0); }
+
+    XAVO_ErrorCode ec = -1;
+    XAVO_Reason reason = {};
+};
+
+TEST_F(Lent, HandlesAreGuardedAndOfTheirUser) {
+    XAVO_Proxy *sp = XAVO_borrow(&ec, "operator", 0, nullptr);
+    ASSERT_NE(sp, nullptr);
+    EXPECT_EQ(XAVO_guard(sp), XAVO_INVALID_VALUE);
+    XAVO_free_VELK_LifecycleJob(XAVO_get_VELK_LifecycleJob(sp, &ec, "JID_1"));
+    EXPECT_STREQ(cimsim_last_request()->user, "operator01ff");
+    EXPECT_EQ(XAVO_give_back(sp), XAVO_NO_ERROR);
+    cimsim_set_reachable(0);
+    EXPECT_EQ(XAVO_borrow(&ec, nullptr, 1000, &reason), nullptr);
+    EXPECT_EQ(ec, XAVO_UNABLE_TO_OPEN_CONNECTION);
+    EXPECT_EQ(reason.kind, XAVO_REASON_NOTHING_ASKED);
+    cimsim_set_reachable(1);
+    arm(Own::ALLOCATION, 3, false); // after the handle and its user's name: the guard
+    EXPECT_EQ(XAVO_borrow(&ec, nullptr, 0, &reason), nullptr);
+    disarm();
+    EXPECT_EQ(ec, XAVO_OUT_OF_MEMORY);
+}
+
+TEST_F(Lent, StaleHandlesAreWaitedForAndOthersToo) {
+    XAVO_Proxy *first = XAVO_borrow(&ec, nullptr, 0, nullptr),
+               *second = XAVO_borrow(&ec, nullptr, 0, nullptr);
+    cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+    for (XAVO_Proxy *sp : {first, second}) { // the second finds what is known already
+        XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_1");
+        EXPECT_EQ(ec, XAVO_UNKNOWN_ERROR);
+    }
+    XAVO_give_back(first);
+    EXPECT_EQ(XAVO_borrow(&ec, nullptr, 10, &reason), nullptr); // the second holds the dead connection
+    EXPECT_EQ(ec, XAVO_UNABLE_TO_OPEN_CONNECTION);
+    EXPECT_EQ(reason.kind, XAVO_REASON_CONNECTION_LOST);
+    XAVO_Proxy *plain = XAVO_new(); // and so does a handle of another kind
+    std::thread later([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        XAVO_give_back(second);
+    });
+    EXPECT_EQ(XAVO_borrow(&ec, nullptr, 100, &reason), nullptr);
+    EXPECT_EQ(reason.kind, XAVO_REASON_CONNECTION_LOST);
+    later.join();
+    XAVO_free(plain);
+    XAVO_Proxy *third = XAVO_borrow(&ec, nullptr, 0, &reason);
+    XAVO_invoke_DeleteJobQueue(third, &ec, "JID_1");
+    EXPECT_EQ(ec, XAVO_NO_ERROR);
+    XAVO_free(third); // as good as giving it back
+}
+
+TEST_F(Lent, ManyThreadsGetOverRestarts) {
+    cimsim_freeze_time(0);
+    std::atomic<bool> over{false};
+    std::atomic<unsigned> good{0}, lost{0};
+    std::vector<std::thread> threads;
+    for (int n = 0; n < 8; ++n)
+        threads.emplace_back([&] {
+            while (!over) {
+                XAVO_ErrorCode code;
+                XAVO_Proxy *sp = XAVO_borrow(&code, nullptr, 10000, nullptr);
+                for (int i = 0; sp != nullptr && i < 3; ++i) {
+                    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &code));
+                    ++(code == XAVO_NO_ERROR ? good : lost);
+                }
+                EXPECT_TRUE(sp != nullptr && XAVO_give_back(sp) == XAVO_NO_ERROR);
+            }
+        });
+    for (int restart = 0; restart < 20; ++restart) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+    }
+    const unsigned before = good;
+    for (int i = 0; good == before && i < 2000; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    over = true;
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_GT(good, before);
+    EXPECT_GT(lost, 0U);
+}
+
+// ---- Waiting ----------------------------------------------------------------------------------------
+
+XAVO_Proxy *held = nullptr; // by somebody else in the process
+
+struct Story {
+    const char *name, *job;
+    void (*event)(
+        unsigned long polls); // before the wait (0) and after each poll, a second of the controller's
+    int end;
+    XAVO_ErrorCode code;
+    const char *last_status = ""; // of the last record, if there is one
+    unsigned int deadline_ms = 60000;
+};
+void PrintTo(const Story &story, std::ostream *os) { *os << story.name; }
+
+void nothing(unsigned long) {}
+
+void reached_from_the_third_poll_on(unsigned long polls) { cimsim_set_reachable(polls >= 2); }
+
+const Story STORIES[] = {
+    {"Completes", "good", nothing, XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed"},
+    {"Fails", "bad", nothing, XAVO_WAIT_FAILED, XAVO_NO_ERROR, "Failed"},
+    {"WaitsOn", "JID_1", nothing, XAVO_WAIT_DEADLINE, XAVO_NO_ERROR, "New", 20},
+    {"IsLookedAtOnce", "JID_1", nothing, XAVO_WAIT_DEADLINE, XAVO_NO_ERROR, "New", 0},
+    {"HasEndedAtTheDeadline", "good", [](unsigned long polls) { cimsim_advance(polls == 0 ? 9 : 0); },
+     XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed", 0},
+    {"IsCancelled", "JID_1", nothing, XAVO_WAIT_CANCELLED, XAVO_NO_ERROR, "New"},
+    {"IsNotThere", "none", nothing, XAVO_WAIT_NOT_FOUND, XAVO_NOT_FOUND},
+    {"IsDeleted", "JID_1",
+     [](unsigned long polls) {
+         XAVO_ErrorCode ignored;
+         if (polls == 3)
+             XAVO_delete_VELK_LifecycleJob(nullptr, &ignored, "JID_1");
+     },
+     XAVO_WAIT_GONE, XAVO_NOT_FOUND, "New"},
+    {"StartsWithoutABroker", "good", reached_from_the_third_poll_on, XAVO_WAIT_COMPLETED, XAVO_NO_ERROR,
+     "Completed"},
+    {"NeverFindsABroker", "good", [](unsigned long) { cimsim_set_reachable(0); }, XAVO_WAIT_DEADLINE,
+     XAVO_UNABLE_TO_OPEN_CONNECTION, "", 20},
+    {"OutlivesRestarts", "bad", [](unsigned long) { cimsim_restart_broker(CIMSIM_PIPE_CALLS); },
+     XAVO_WAIT_FAILED, XAVO_NO_ERROR, "Failed"},
+    {"IsLost", "good",
+     [](unsigned long polls) {
+         if (polls == 1)
+             held = XAVO_new();
+         cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+     },
+     XAVO_WAIT_LOST, XAVO_UNABLE_TO_OPEN_CONNECTION, "Running"},
+    {"GetsRoomAgain", "good",
+     [](unsigned long polls) {
+         if (polls == 0) {
+             held = XAVO_new();
+             cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+         } else if (held != nullptr) {
+             XAVO_free(std::exchange(held, nullptr));
+         }
+     },
+     XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed"},
+    {"IsRefused", "good", [](unsigned long) { cimsim_refuse_user("root01ff"); }, XAVO_WAIT_ERROR,
+     XAVO_PERMISSION_ERROR},
+    {"CannotBeRead", "bad",
+     [](unsigned long polls) {
+         polls == 2 ? (void)cimsim_set_job_property("bad", "Name", uint32(1)) : (void)0;
+     },
+     XAVO_WAIT_ERROR, XAVO_NOT_IMPLEMENTED, "Running"},
+};
+
+class Waiting : public Lent, public testing::WithParamInterface<Story> {
+protected:
+    Waiting() {
+        cimsim_add_job("good", "a job", 0, 3, 0);
+        cimsim_add_job("bad", "a job", 0, 8, 1);
+        for (const char *job : {"JID_1", "good", "bad"})
+            cimsim_set_job_property(job, "MessageArguments", cimsim_string("none"));
+        options.deadline_ms = 60000;
+        options.first_pause_ms = options.longest_pause_ms = 1;
+        options.borrow_ms = 30;
+    }
+    int wait(const char *job) {
+        const int end = XAVO_wait_for_job(job, &options, &result);
+        EXPECT_EQ(result.end, end);
+        last_status = result.job == nullptr ? "" : result.job->JobStatus;
+        XAVO_free_VELK_LifecycleJob(result.job);
+        return end;
+    }
+
+    XAVO_WaitOptions options = {};
+    XAVO_WaitResult result = {};
+    std::string last_status;
+};
+
+TEST_P(Waiting, EndsAsItShould) {
+    options.deadline_ms = GetParam().deadline_ms;
+    options.context = const_cast<Story *>(&GetParam());
+    options.polled = [](void *context, const XAVO_Poll *poll) {
+        EXPECT_EQ(cimsim_owned(), held == nullptr ? 0U : 1U) << "between polls: " << cimsim_live();
+        cimsim_advance(1);
+        static_cast<const Story *>(context)->event(poll->polls);
+        return static_cast<int>(poll->polls >= 40 &&
+                                std::string(static_cast<Story *>(context)->name) == "IsCancelled");
+    };
+    GetParam().event(0);
+    EXPECT_STREQ(XAVO_wait_to_string(wait(GetParam().job)), XAVO_wait_to_string(GetParam().end));
+    EXPECT_STREQ(XAVO_EC_to_string(result.code), XAVO_EC_to_string(GetParam().code));
+    EXPECT_EQ(last_status, GetParam().last_status);
+    if (held != nullptr)
+        XAVO_free(std::exchange(held, nullptr));
+}
+INSTANTIATE_TEST_SUITE_P(Job, Waiting, testing::ValuesIn(STORIES),
+                         [](const auto &story) { return std::string(story.param.name); });
+
+TEST_F(Waiting, TellsOfChangesAndPausesLonger) {
+    options.deadline_ms = 150;
+    options.first_pause_ms = 10;
+    options.longest_pause_ms = 40;
+    static std::vector<std::pair<int, unsigned long>> polls;
+    polls.clear();
+    options.polled = [](void *, const XAVO_Poll *poll) {
+        polls.emplace_back(poll->changed, poll->elapsed_ms);
+        if (poll->polls == 2)
+            cimsim_set_job_property("JID_1", "Name", cimsim_string("renamed"));
+        return 0;
+    };
+    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_DEADLINE);
+    ASSERT_GE(polls.size(), 4U); // 0, 10, 26, 51, 91, 131, 150 ms when nothing holds it up
+    EXPECT_LE(polls.size(), 8U);
+    for (size_t i = 0; i < polls.size(); ++i)
+        EXPECT_EQ(polls[i].first, i == 0 || i == 2) << i;
+    EXPECT_GE(polls[2].second - polls[1].second, 15U);
+    EXPECT_GE(polls.back().second, 150U);
+}
+
+TEST_F(Waiting, LetsTheCallerJudge) {
+    options.judge = [](void *context, const XAVO_VELK_LifecycleJob *job) {
+        *static_cast<std::string *>(context) = job->InstanceID;
+        return static_cast<int>(strcmp(job->InstanceID, "good") == 0 ? XAVO_JOB_FAILED : XAVO_JOB_COMPLETED);
+    };
+    std::string judged;
+    options.context = &judged;
+    EXPECT_EQ(wait("good"), XAVO_WAIT_FAILED);
+    EXPECT_EQ(judged, "good");
+    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_COMPLETED);
+    cimsim_set_job_property("JID_1", "JobStatus", cimsim_string("FAILED"));
+    options.judge = nullptr;
+    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_FAILED);
+    cimsim_set_job_property("JID_1", "JobStatus", cimsim_null(CMPI_string));
+    options.deadline_ms = 0;
+    EXPECT_EQ(XAVO_wait_for_job("JID_1", &options, &result), XAVO_WAIT_DEADLINE);
+    XAVO_free_VELK_LifecycleJob(result.job);
+    EXPECT_STREQ(XAVO_wait_to_string(8), "unknown");
+}
+
+TEST_F(Waiting, UsesAHandleOfTheCallers) {
+    XAVO_Proxy *sp = XAVO_new();
+    options.sp = sp;
+    EXPECT_EQ(wait("good"), XAVO_WAIT_ERROR);
+    EXPECT_EQ(result.code, XAVO_NOT_SUPPORTED); // it is not guarded
+    XAVO_guard(sp);
+    cimsim_advance(9);
+    EXPECT_EQ(wait("good"), XAVO_WAIT_COMPLETED);
+    cimsim_restart_broker(CIMSIM_PIPE_CALLS);
+    EXPECT_EQ(wait("good"), XAVO_WAIT_LOST);
+    EXPECT_EQ(result.reason.kind, XAVO_REASON_CONNECTION_LOST);
+    XAVO_free(sp);
+    EXPECT_EQ(wait(nullptr), XAVO_WAIT_ERROR);
+    EXPECT_EQ(result.code, XAVO_INVALID_VALUE);
+    EXPECT_EQ(XAVO_wait_for_job("none", nullptr, &result), XAVO_WAIT_NOT_FOUND);
+}
+
+} // namespace
