@@ -12,7 +12,7 @@ trap 'rm -rf "$work"' EXIT
 # Components go to places of their own, and whatever is installed can be moved.
 cmake --install "$build" --prefix "$work/first" >/dev/null
 (cd "$work/first" && find . ! -type d | sort) >"$work/whole"
-for component in library platform development tools simulator; do
+for component in library companion platform development tools simulator; do
     cmake --install "$build" --component $component --prefix "$work/$component" >/dev/null
     (cd "$work/$component" && find . ! -type d)
 done | sort | diff --label "the components" --label "the whole" - "$work/whole"
