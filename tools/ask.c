@@ -53,7 +53,7 @@ static struct json_object *job_to_json(const XAVO_VELK_LifecycleJob *job) {
 /* ---- Handles and outcomes -------------------------------------------------------------------------------
  */
 
-static XAVO_Proxy *open_handle(const struct request *request) {
+static XAVO_Proxy *open_handle(struct request *request) {
     XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
     if (sp != NULL) {
         send_frame("connected", NULL);
@@ -83,7 +83,7 @@ static bool is_named(const XAVO_VELK_LifecycleJob *job, const char *name) {
     return job->Name != NULL && strcmp(job->Name, name) == 0;
 }
 
-void ask_jobs(const struct request *request) {
+void ask_jobs(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -98,7 +98,7 @@ void ask_jobs(const struct request *request) {
     XAVO_free(sp);
 }
 
-void ask_job(const struct request *request) {
+void ask_job(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -111,7 +111,7 @@ void ask_job(const struct request *request) {
     XAVO_free(sp);
 }
 
-void ask_instances(const struct request *request) {
+void ask_instances(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -139,7 +139,7 @@ void ask_instances(const struct request *request) {
 /* ---- Changing the queue ---------------------------------------------------------------------------------
  */
 
-void ask_delete(const struct request *request) {
+void ask_delete(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     for (char **id = request->arguments; sp != NULL && *id != NULL; ++id) {
         XAVO_ErrorCode code;
@@ -150,7 +150,7 @@ void ask_delete(const struct request *request) {
     XAVO_free(sp);
 }
 
-void ask_queue(const struct request *request) {
+void ask_queue(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -166,10 +166,10 @@ void ask_queue(const struct request *request) {
 /* ---- Starting jobs --------------------------------------------------------------------------------------
  */
 
-static void follow(const struct request *request, const char *id);
+static void follow(struct request *request, const char *id);
 
 /* Says which job was started, and stays with it if asked to. */
-static void started(const struct request *request, XAVO_Proxy *sp, XAVO_ErrorCode code, char *id) {
+static void started(struct request *request, XAVO_Proxy *sp, XAVO_ErrorCode code, char *id) {
     const bool done = settle(sp, code);
     XAVO_free(sp);
     if (done)
@@ -190,26 +190,25 @@ static struct json_object *jobs_named(XAVO_Proxy *sp, const char *name, XAVO_Err
     return ids;
 }
 
-static void ask_image(const struct request *request, const char *method) {
+static void ask_image(struct request *request, const char *method) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
     XAVO_ErrorCode code;
     char *id = NULL;
-    XAVO_BAR_INPUT_DATA image = request->image;
-    if (image.JobName[0] !=
+    if (request->image.JobName[0] !=
         '\0') /* should the outcome be unknown: which jobs of the name are not the new one */
-        send_frame("before", jobs_named(sp, image.JobName, &code));
-    XAVO_invoke_BackupRestore(sp, &code, method, &image, &id);
-    explicit_bzero(&image, sizeof image);
+        send_frame("before", jobs_named(sp, request->image.JobName, &code));
+    XAVO_invoke_BackupRestore(sp, &code, method, &request->image, &id);
+    wipe_secrets(request);
     started(request, sp, code, id);
 }
 
-void ask_backup(const struct request *request) { ask_image(request, "BackupImage"); }
+void ask_backup(struct request *request) { ask_image(request, "BackupImage"); }
 
-void ask_restore(const struct request *request) { ask_image(request, "RestoreImage"); }
+void ask_restore(struct request *request) { ask_image(request, "RestoreImage"); }
 
-void ask_test_share(const struct request *request) {
+void ask_test_share(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -220,7 +219,7 @@ void ask_test_share(const struct request *request) {
     XAVO_free(sp);
 }
 
-void ask_install(const struct request *request) {
+void ask_install(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -233,7 +232,7 @@ void ask_install(const struct request *request) {
     started(request, sp, code, id);
 }
 
-void ask_reboot(const struct request *request) {
+void ask_reboot(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     if (sp == NULL)
         return;
@@ -250,7 +249,7 @@ static bool has(struct json_object *ids, const char *id) {
     return false;
 }
 
-void ask_find(const struct request *request) {
+void ask_find(struct request *request) {
     const struct timespec pause = {0, 500000000};
     XAVO_ErrorCode code = XAVO_UNKNOWN_ERROR;
     struct json_object *ids = NULL;
@@ -296,7 +295,7 @@ static void end(const char *word, const XAVO_VELK_LifecycleJob *job, struct json
 
 /* Follows a job to its end, with a handle for each question and none in between. Has no deadline: the parent
  * has one, for hung brokers, too. */
-static void follow(const struct request *request, const char *id) {
+static void follow(struct request *request, const char *id) {
     struct timespec pause = {0, 200000000};
     bool seen = request->seen;
     for (char *status = NULL;;) {
@@ -346,9 +345,9 @@ static void follow(const struct request *request, const char *id) {
     }
 }
 
-void ask_follow(const struct request *request) { follow(request, request->job_id); }
+void ask_follow(struct request *request) { follow(request, request->job_id); }
 
-void ask_wait(const struct request *request) {
+void ask_wait(struct request *request) {
     for (char **id = request->arguments + request->from; *id != NULL; ++id) {
         send_frame("begin", text(*id));
         follow(request, *id);

@@ -11,23 +11,23 @@
 
 #include "xavoctl.h"
 
-void ask_jobs(const struct request *request);
-void ask_job(const struct request *request);
-void ask_delete(const struct request *request);
-void ask_queue(const struct request *request);
-void ask_backup(const struct request *request);
-void ask_restore(const struct request *request);
-void ask_test_share(const struct request *request);
-void ask_install(const struct request *request);
-void ask_reboot(const struct request *request);
-void ask_wait(const struct request *request);
-void ask_instances(const struct request *request);
-void ask_doctor(const struct request *request);
+void ask_jobs(struct request *request);
+void ask_job(struct request *request);
+void ask_delete(struct request *request);
+void ask_queue(struct request *request);
+void ask_backup(struct request *request);
+void ask_restore(struct request *request);
+void ask_test_share(struct request *request);
+void ask_install(struct request *request);
+void ask_reboot(struct request *request);
+void ask_wait(struct request *request);
+void ask_instances(struct request *request);
+void ask_doctor(struct request *request);
 
 /* Looks for the job that may have been started: one of the name that was not there before. Then, if asked
  * to, follows it. */
-void ask_find(const struct request *request);
+void ask_find(struct request *request);
 /* Follows the job request->job_id, which was started before. */
-void ask_follow(const struct request *request);
+void ask_follow(struct request *request);
 
 #endif

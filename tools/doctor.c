@@ -97,7 +97,7 @@ static bool check_jobs(XAVO_Proxy *sp, const char *user) {
     return ok;
 }
 
-void ask_doctor(const struct request *request) {
+void ask_doctor(struct request *request) {
     struct json_object *lists = json_object_new_object(), *failure = NULL;
     const char *user = request->user ? request->user : "root";
     json_object_object_add(lists, "checks", json_object_new_array());

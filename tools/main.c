@@ -185,11 +185,12 @@ static void note_cut(struct run *run, enum event event) {
 }
 
 /* Runs one worker to its end: EVENT_FRAME when it said all that it had to. */
-static enum event converse(struct run *run, void (*ask)(const struct request *)) {
+static enum event converse(struct run *run, void (*ask)(struct request *)) {
     if (!start_worker(run, ask)) {
         note_failure(run->target, XAVO_OUT_OF_MEMORY, NULL, strerror(errno));
         return EVENT_FRAME;
     }
+    wipe_secrets(&run->request); /* the worker has them */
     enum event event;
     do {
         struct json_object *frame = NULL;
@@ -223,7 +224,7 @@ static void forget_failure(struct json_object *object) {
  * client libraries that end their process where no broker answers. */
 static void exchange(struct run *run) {
     const struct request *request = &run->request;
-    void (*ask)(const struct request *) = request->command->ask;
+    void (*ask)(struct request *) = request->command->ask;
     for (int deaths = 0;;) {
         enum event event = converse(run, ask);
         if (event == EVENT_END && (is_waiting(run) || ask == ask_find) && deaths < 5) {

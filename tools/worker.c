@@ -49,7 +49,7 @@ void send_frame(const char *verb, struct json_object *value) {
     json_object_put(frame);
 }
 
-static _Noreturn void work(struct run *run, void (*ask)(const struct request *), pid_t parent) {
+static _Noreturn void work(struct run *run, void (*ask)(struct request *), pid_t parent) {
     (void)prctl(PR_SET_PDEATHSIG, SIGKILL); /* a hung exchange does not outlive its parent */
     if (getppid() != parent)
         _exit(1);
@@ -72,7 +72,7 @@ static _Noreturn void work(struct run *run, void (*ask)(const struct request *),
 /* ---- In the parent --------------------------------------------------------------------------------------
  */
 
-bool start_worker(struct run *run, void (*ask)(const struct request *)) {
+bool start_worker(struct run *run, void (*ask)(struct request *)) {
     int ends[2];
     if (pipe(ends) != 0)
         return false;

@@ -45,10 +45,10 @@ struct command {
         CHANGES = 16,      /* where no answer comes, the outcome is unknown */
         ALL_OR_NONE = 32   /* of the jobs: they have one outcome */
     } flags;
-    const char *done;                    /* what has happened to each of its arguments in the end */
-    void (*local)(struct run *);         /* answered without a broker; NULL for the others */
-    void (*ask)(const struct request *); /* in the worker: asks, and sends frames */
-    void (*tell)(const struct run *);    /* in the parent: prints the document for people */
+    const char *done;                 /* what has happened to each of its arguments in the end */
+    void (*local)(struct run *);      /* answered without a broker; NULL for the others */
+    void (*ask)(struct request *);    /* in the worker: asks, and sends frames */
+    void (*tell)(const struct run *); /* in the parent: prints the document for people */
 };
 
 /* Where an option's value goes inside a request: a buffer of a record, or a pointer if size is 0. */
@@ -161,7 +161,7 @@ void wipe_secrets(struct request *request);
 enum event { EVENT_FRAME, EVENT_TICK, EVENT_END, EVENT_DEADLINE, EVENT_SIGNAL };
 
 /* Forks a worker that runs `ask`. False: no process could be made. */
-bool start_worker(struct run *run, void (*ask)(const struct request *));
+bool start_worker(struct run *run, void (*ask)(struct request *));
 /* Waits for a frame (which the caller puts), for the worker's end, the deadline, a signal, or `tick`
  * milliseconds (0: for ever). */
 enum event next_event(struct run *run, int64_t tick, struct json_object **frame);

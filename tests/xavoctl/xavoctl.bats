@@ -117,7 +117,7 @@ END
     2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
     2 | no terminal             | backup --share-type 4 --password-prompt </dev/null
 END
-    run "$XAVOCTL" jobs --password=hunter2
+    run $XAVOCTL jobs --password=hunter2
     [[ $output != *hunter2* ]]
 }
 
@@ -129,15 +129,15 @@ END
             text=$(printf "%${limit}s" x)
             for text in "$text" "x$text"; do
                 if [[ $option == *-file ]]; then
-                    run "$XAVOCTL" $command --share-type 3 "$option" - <<<"$text"
+                    run $XAVOCTL $command --share-type 3 "$option" - <<<"$text"
                 else
-                    run "$XAVOCTL" $command --share-type 3 "$option" "$text"
+                    run $XAVOCTL $command --share-type 3 "$option" "$text"
                 fi
                 [[ $status == $((${#text} > limit ? 2 : 1)) ]] || fail "$command $option, ${#text} bytes"
             done
             [[ $output == *"$option takes at most $limit bytes"* ]] || fail "$command $option"
             ((++count))
-        done < <("$XAVOCTL" help $command | sed -nE 's/^ +(--[a-z-]+) .*at most ([0-9]+) bytes.*/\1 \2/p')
+        done < <($XAVOCTL help $command | sed -nE 's/^ +(--[a-z-]+) .*at most ([0-9]+) bytes.*/\1 \2/p')
     done
     [[ $count == 35 ]] || fail "$count limits"
 }
@@ -234,4 +234,23 @@ END
             [[ $status == 7 && $output == *'cannot be written'* ]] || fail "$words to $target: $status"
         done
     done
+}
+
+@test "secrets are wiped in the process that prints" {
+    printf 'unlikely-text' >passphrase
+    $XAVOCTL backup --share-type 4 --passphrase-file passphrase --wait --quiet >id &
+    local parent=$!
+    until [[ -s id ]]; do sleep 0.1; done
+    run python3 -c '
+import sys
+maps = [line.split() for line in open(f"/proc/{sys.argv[1]}/maps")]
+with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
+    for area, mode, *_ in maps:
+        first, last = (int(end, 16) for end in area.split("-"))
+        if mode.startswith("rw"):
+            memory.seek(first)
+            assert sys.argv[2].encode() not in memory.read(last - first), area
+' $parent "$(<passphrase)"
+    kill $parent
+    [[ $status == 0 ]] || fail "it is still there"
 }
