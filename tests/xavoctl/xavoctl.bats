@@ -122,6 +122,22 @@ END
 }
 
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
+@test "completion" {
+    local words wanted
+    while IFS='|' read -r words wanted; do
+        run bash -c 'source <($XAVOCTL completion bash); COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _xavoctl
+            echo "${COMPREPLY[*]}"' - xavoctl $words
+        [[ $output == "${wanted# }" ]] || fail "$words"
+    done <<'END'
+re| restore reboot
+job --j| --json
+--user x backup --passphrase| --passphrase-file --passphrase-fd --passphrase-prompt
+backup --password-file pass| password
+backup --address job|
+help ins| install instances
+END
+}
+
 @test "limits of every argument" {
     local command option limit count=0 text
     for command in backup restore test-share; do
