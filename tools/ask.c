@@ -2,6 +2,7 @@
 #include "ask.h"
 
 #include "value.h"
+#include <ctype.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
@@ -53,27 +54,68 @@ static struct json_object *job_to_json(const XAVO_VELK_LifecycleJob *job) {
 /* ---- Handles and outcomes -------------------------------------------------------------------------------
  */
 
-static XAVO_Proxy *open_handle(struct request *request) {
-    XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
-    if (sp != NULL) {
-        send_frame("connected", NULL);
-        return sp;
+/* What is said where the service and the broker have no words of their own. */
+static const char *words_for(int kind) {
+    switch (kind) {
+    case XAVO_REASON_NOTHING_ASKED:
+        return "refused before anything was asked";
+    case XAVO_REASON_SERVICE:
+        return "the service refuses";
+    case XAVO_REASON_BROKER:
+        return "the broker refuses";
+    case XAVO_REASON_CONNECTION_LOST:
+        return "the connection was lost";
+    case XAVO_REASON_OUTCOME_UNKNOWN:
+        return "the connection was lost during the call: the outcome is unknown";
+    default:
+        return "the answer cannot be used";
     }
-    struct json_object *failure = json_object_new_object();
-    note_failure(failure, XAVO_UNABLE_TO_OPEN_CONNECTION, "no broker", "no broker answers");
-    send_frame("set", failure);
-    return NULL;
+}
+
+/* The companion's names as words: CONNECTION_LOST is "connection lost". */
+static struct json_object *word(const char *name) {
+    char lower[32];
+    size_t length = 0;
+    for (; name[length] != '\0' && length < sizeof lower; ++length)
+        lower[length] = name[length] == '_' ? ' ' : (char)tolower((unsigned char)name[length]);
+    return json_object_new_string_len(lower, (int)length);
+}
+
+/* What is behind a code. */
+static struct json_object *failure(XAVO_ErrorCode code, const XAVO_Reason *reason) {
+    struct json_object *object = json_object_new_object();
+    note_failure(object, code, NULL, reason->message[0] != '\0' ? reason->message : words_for(reason->kind));
+    json_object_object_add(object, "kind", word(XAVO_reason_to_string(reason->kind)));
+    if (reason->message_id[0] != '\0')
+        json_object_object_add(object, "message_id", text(reason->message_id));
+    if (reason->kind == XAVO_REASON_BROKER)
+        json_object_object_add(object, "status", json_object_new_int((int)reason->rc));
+    return object;
 }
 
 /* Sends what is behind a code. True when there is no failure. */
 static bool settle(XAVO_Proxy *sp, XAVO_ErrorCode code) {
-    (void)sp;
-    if (code == XAVO_NO_ERROR)
-        return true;
-    struct json_object *failure = json_object_new_object();
-    note_failure(failure, code, NULL, NULL);
-    send_frame("set", failure);
-    return false;
+    XAVO_Reason reason;
+    (void)XAVO_take_reason(sp, code, &reason);
+    if (code != XAVO_NO_ERROR)
+        send_frame("set", failure(code, &reason));
+    return code == XAVO_NO_ERROR;
+}
+
+/* A guarded handle; NULL: what is behind that has been sent. */
+static XAVO_Proxy *open_handle(struct request *request) {
+    XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
+    const XAVO_ErrorCode code = sp ? XAVO_guard(sp) : XAVO_UNABLE_TO_OPEN_CONNECTION;
+    if (code == XAVO_NO_ERROR) {
+        send_frame("connected", NULL);
+        return sp;
+    }
+    struct json_object *object = json_object_new_object();
+    note_failure(object, code, sp ? NULL : "no broker",
+                 sp ? "the handle cannot be guarded" : "no broker answers");
+    send_frame("set", object);
+    XAVO_free(sp);
+    return NULL;
 }
 
 /* ---- Reading --------------------------------------------------------------------------------------------
@@ -143,7 +185,7 @@ void ask_delete(struct request *request) {
     XAVO_Proxy *sp = open_handle(request);
     for (char **id = request->arguments; sp != NULL && *id != NULL; ++id) {
         XAVO_ErrorCode code;
-        send_frame("begin", text(*id));
+        send_frame("begin", json_object_new_int((int)(id - request->arguments)));
         XAVO_delete_VELK_LifecycleJob(sp, &code, *id);
         settle(sp, code);
     }
@@ -156,9 +198,12 @@ void ask_queue(struct request *request) {
         return;
     XAVO_ErrorCode code;
     XAVO_invoke_SetupJobQueue(sp, &code, request->start, request->until, request->arguments);
-    for (char **id = request->arguments; *id != NULL; ++id) {
-        send_frame("begin", text(*id));
-        settle(sp, code);
+    XAVO_Reason reason;
+    (void)XAVO_take_reason(sp, code, &reason);
+    for (int i = 0; i < request->argument_count; ++i) {
+        send_frame("begin", json_object_new_int(i));
+        if (code != XAVO_NO_ERROR)
+            send_frame("set", failure(code, &reason));
     }
     XAVO_free(sp);
 }
@@ -275,10 +320,10 @@ void ask_find(struct request *request) {
         if (request->wait)
             follow(request, found);
     } else {
-        struct json_object *failure = json_object_new_object();
-        note_failure(failure, XAVO_UNKNOWN_ERROR, "outcome unknown",
+        struct json_object *object = json_object_new_object();
+        note_failure(object, XAVO_UNKNOWN_ERROR, "outcome unknown",
                      "the connection was lost during the call, and there is no new job of that name");
-        send_frame("set", failure);
+        send_frame("set", object);
     }
     json_object_put(ids);
 }
@@ -286,70 +331,90 @@ void ask_find(struct request *request) {
 /* ---- Waiting --------------------------------------------------------------------------------------------
  */
 
-static void end(const char *word, const XAVO_VELK_LifecycleJob *job, struct json_object *failure) {
-    struct json_object *members = failure ? failure : json_object_new_object();
-    json_object_object_add(members, "end", json_object_new_string(word));
-    json_object_object_add(members, "job", job ? job_to_json(job) : NULL);
-    send_frame("set", members);
+static int tell_poll(void *context, const XAVO_Poll *poll) {
+    (void)context;
+    struct json_object *progress = member("changed", json_object_new_boolean(poll->changed));
+    const bool away = poll->code == XAVO_UNABLE_TO_OPEN_CONNECTION || poll->code == XAVO_UNKNOWN_ERROR;
+    json_object_object_add(progress, "away", json_object_new_boolean(away));
+    if (poll->job != NULL)
+        json_object_object_add(progress, "job", job_to_json(poll->job));
+    send_frame("progress", progress);
+    return 0;
 }
 
-/* Follows a job to its end, with a handle for each question and none in between. Has no deadline: the parent
- * has one, for hung brokers, too. */
-static void follow(struct request *request, const char *id) {
-    struct timespec pause = {0, 200000000};
-    bool seen = request->seen;
-    for (char *status = NULL;;) {
-        XAVO_ErrorCode code = XAVO_UNKNOWN_ERROR;
-        XAVO_VELK_LifecycleJob *job = NULL;
-        XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
-        if (sp != NULL) {
-            send_frame("connected", NULL);
-            job = XAVO_get_VELK_LifecycleJob(sp, &code, id);
-            XAVO_free(sp);
-        }
-        const char *now_status = job && job->JobStatus ? job->JobStatus : "";
-        struct json_object *progress = member("job", job ? job_to_json(job) : NULL);
-        json_object_object_add(progress, "changed",
-                               json_object_new_boolean(!status || strcmp(status, now_status) != 0));
-        send_frame("progress", progress);
-        free(status);
-        status = strdup(now_status);
-        seen |= job != NULL;
-        struct json_object *failure = NULL;
-        const char *word = NULL;
-        if (strcasecmp(now_status, "Completed") == 0) {
-            word = "completed";
-        } else if (strcasecmp(now_status, "Failed") == 0) {
-            word = "failed";
-            note_failure(failure = json_object_new_object(), XAVO_UNKNOWN_ERROR, "job failed", job->Message);
-        } else if (code == XAVO_NOT_FOUND && seen) {
-            word = "gone";
-            note_failure(failure = json_object_new_object(), XAVO_NOT_FOUND, "job gone",
-                         "the job is not there any more");
-        } else if (code != XAVO_NO_ERROR && code != XAVO_UNKNOWN_ERROR) {
-            settle(NULL, code);
-        }
-        if (word != NULL)
-            end(word, job, failure);
-        const bool ended = word != NULL || (code != XAVO_NO_ERROR && code != XAVO_UNKNOWN_ERROR);
-        XAVO_free_VELK_LifecycleJob(job);
-        if (ended) {
-            free(status);
-            return;
-        }
-        nanosleep(&pause, NULL);
-        if (pause.tv_sec < 2)
-            pause.tv_nsec += pause.tv_nsec / 2;
-        if (pause.tv_nsec >= 1000000000)
-            pause = (struct timespec){2, 0};
+/* Follows a job to its end; `seen`: it was there before. There is no deadline: the parent has one, which
+ * holds for a broker that hangs, too. */
+static void follow_seen(struct request *request, const char *id, bool seen) {
+    const XAVO_WaitOptions how = {.uname = request->user,
+                                  .deadline_ms = XAVO_WAIT_FOREVER,
+                                  .first_pause_ms = 200,
+                                  .longest_pause_ms = 2000,
+                                  .polled = tell_poll};
+    XAVO_WaitResult result;
+    int end = XAVO_wait_for_job(id, &how, &result);
+    if (end == XAVO_WAIT_NOT_FOUND && seen)
+        end = XAVO_WAIT_GONE;
+    struct json_object *outcome = NULL;
+    if (end == XAVO_WAIT_COMPLETED) {
+        outcome = json_object_new_object();
+    } else if (end == XAVO_WAIT_FAILED) {
+        outcome = json_object_new_object();
+        note_failure(outcome, XAVO_UNKNOWN_ERROR, "job failed", result.job->Message);
+        json_object_object_add(outcome, "message_id", text(result.job->MessageID));
+    } else if (end == XAVO_WAIT_GONE) {
+        outcome = json_object_new_object();
+        note_failure(outcome, XAVO_NOT_FOUND, "job gone", "the job is not there any more");
+    } else {
+        outcome = failure(result.code, &result.reason);
     }
+    if (end != XAVO_WAIT_NOT_FOUND && end != XAVO_WAIT_ERROR)
+        json_object_object_add(outcome, "end", word(XAVO_wait_to_string(end)));
+    if (result.job != NULL)
+        json_object_object_add(outcome, "job", job_to_json(result.job));
+    send_frame("set", outcome);
+    XAVO_free_VELK_LifecycleJob(result.job);
 }
+
+static void follow(struct request *request, const char *id) { follow_seen(request, id, true); }
 
 void ask_follow(struct request *request) { follow(request, request->job_id); }
 
-void ask_wait(struct request *request) {
-    for (char **id = request->arguments + request->from; *id != NULL; ++id) {
-        send_frame("begin", text(*id));
-        follow(request, *id);
+/* Whether a worker before this one saw the job of an argument. */
+static bool was_seen(const struct request *request, int index) {
+    struct json_object *results, *job;
+    struct json_object *result = json_object_object_get_ex(request->document, "results", &results)
+                                     ? json_object_array_get_idx(results, (size_t)index)
+                                     : request->document;
+    return result != NULL && json_object_object_get_ex(result, "job", &job);
+}
+
+/* Looks at all of several jobs once, so that one that ends and goes while another is waited for was seen. */
+static void look_at_jobs(struct request *request, bool *seen) {
+    XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
+    for (int i = request->from; sp != NULL && i < request->argument_count; ++i) {
+        XAVO_ErrorCode code;
+        XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(sp, &code, request->arguments[i]);
+        if (job != NULL) {
+            seen[i] = true;
+            send_frame("begin", json_object_new_int(i));
+            set("job", job_to_json(job));
+        }
+        XAVO_free_VELK_LifecycleJob(job);
     }
+    XAVO_free(sp);
+}
+
+void ask_wait(struct request *request) {
+    bool *seen = calloc((size_t)request->argument_count, sizeof *seen);
+    if (seen == NULL)
+        return;
+    for (int i = request->from; i < request->argument_count; ++i)
+        seen[i] = was_seen(request, i);
+    if (request->argument_count > 1)
+        look_at_jobs(request, seen);
+    for (int i = request->from; i < request->argument_count; ++i) {
+        send_frame("begin", json_object_new_int(i));
+        follow_seen(request, request->arguments[i], seen[i]);
+    }
+    free(seen);
 }

@@ -1,10 +1,10 @@
 /* ask.h - what the worker asks of the controller, a function for each command; they send frames:
  *     connected   a handle is open: from now on a worker that dies has died in an exchange
- *     begin ID    what follows is about this job, one of several
+ *     begin N     what follows is about the N-th argument, a job
  *     set {...}   members of the document, or of the part that begin began
  *     add {LIST: VALUE}      one more element of a list there
  *     before [ID...]         the jobs that have the name of the one that is going to be started
- *     progress {job, changed}
+ *     progress {job, changed, away}      what a poll found; away: no broker answered
  * and "done", which is added for them. */
 #ifndef XAVOCTL_ASK_H
 #define XAVOCTL_ASK_H

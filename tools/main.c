@@ -64,23 +64,28 @@ static struct json_object *results(const struct run *run) {
     return array;
 }
 
-/* A job of several; or the only one, whose outcome is the document's own. A worker that goes on where another
- * ended begins with the same one. */
-static void begin_result(struct run *run, const char *id) {
-    if (says(run->target, "job_id", id) && text_of(run->target, "error") == NULL &&
-        text_of(run->target, "end") == NULL)
-        return;
+/* From now on the N-th argument is spoken of, a job: one of several results, or the document itself. */
+static void begin_result(struct run *run, size_t index) {
+    char **ids = run->request.arguments;
+    struct json_object *target = run->document;
     if (run->request.argument_count > 1) {
         if (results(run) == NULL)
             json_object_object_add(run->document, "results", json_object_new_array());
-        run->target = json_object_new_object();
-        json_object_array_add(results(run), run->target);
+        for (size_t i = json_object_array_length(results(run)); i <= index; ++i) {
+            struct json_object *result = json_object_new_object();
+            json_object_object_add(result, "job_id", json_object_new_string(ids[i]));
+            json_object_array_add(results(run), result);
+        }
+        target = json_object_array_get_idx(results(run), index);
+    } else if (text_of(target, "job_id") == NULL) {
+        json_object_object_add(target, "job_id", json_object_new_string(ids[0]));
     }
-    json_object_object_add(run->target, "job_id", json_object_new_string(id));
-    end_progress(run);
-    json_object_put(run->job);
-    run->job = NULL;
-    run->began = now();
+    if (target != run->target) {
+        end_progress(run);
+        run->began = now();
+    }
+    run->target = target;
+    run->index = (int)index;
 }
 
 /* The identifier of a job that was started is told at once: it must not be lost in what comes later. */
@@ -100,7 +105,7 @@ static void take_in(struct run *run, struct json_object *frame) {
         } else if (strcmp(verb, "done") == 0) {
             run->done = true;
         } else if (strcmp(verb, "begin") == 0) {
-            begin_result(run, json_object_get_string(value));
+            begin_result(run, (size_t)json_object_get_int(value));
         } else if (strcmp(verb, "before") == 0) {
             json_object_put(run->request.before);
             run->request.before = json_object_get(value);
@@ -126,7 +131,22 @@ static void take_in(struct run *run, struct json_object *frame) {
 
 static bool is_waiting(const struct run *run) {
     const struct request *request = &run->request;
-    return (request->wait || (request->command->flags & WAITS)) && text_of(run->target, "job_id") != NULL;
+    return (request->command->flags & WAITS) || (request->wait && text_of(run->target, "job_id") != NULL);
+}
+
+static bool has_ended(struct json_object *outcome) {
+    return text_of(outcome, "error") != NULL || text_of(outcome, "end") != NULL;
+}
+
+/* The argument that a worker was busy with, or a successor begins with: when they are waited for, all were
+ * looked at before. */
+static int place(const struct run *run) {
+    if ((run->request.command->flags & WAITS) == 0 || results(run) == NULL)
+        return run->index;
+    int index = 0;
+    while (has_ended(json_object_array_get_idx(results(run), (size_t)index)))
+        ++index;
+    return index;
 }
 
 /* The doctor's last finding, where its worker did not live to send it. */
@@ -163,25 +183,22 @@ static void note_cut(struct run *run, enum event event) {
     const char *message = absent                               ? "no broker answers"
                           : waiting && event == EVENT_DEADLINE ? "the job has not ended in time"
                                                                : words[event][unknown];
-    for (int i = 0;; ++i) {
+    const char *end = event == EVENT_DEADLINE ? "deadline" : event == EVENT_SIGNAL ? "cancelled" : "lost";
+    const int last = (request->command->flags & MANY_JOBS) ? request->argument_count - 1 : 0;
+    for (int i = place(run); i <= last; ++i) { /* those whose turn never came, too */
+        if (request->command->flags & MANY_JOBS)
+            begin_result(run, (size_t)i);
+        if (has_ended(run->target))
+            continue;
         if (waiting) {
-            const char *end = event == EVENT_DEADLINE ? "deadline"
-                              : event == EVENT_SIGNAL ? "cancelled"
-                                                      : "lost";
+            struct json_object *job;
             json_object_object_add(run->target, "end", json_object_new_string(end));
-            json_object_object_add(run->target, "job", json_object_get(run->job));
+            if (!json_object_object_get_ex(run->target, "job", &job))
+                json_object_object_add(run->target, "job", NULL);
         }
         note_failure(run->target, code, kind, message);
-        note_check(run, message);
-        /* The same for those whose turn never came. */
-        if ((request->command->flags & MANY_JOBS) == 0)
-            return;
-        if (results(run) != NULL)
-            i = (int)json_object_array_length(results(run));
-        if (i >= request->argument_count || request->argument_count == 1)
-            return;
-        begin_result(run, request->arguments[i]);
     }
+    note_check(run, message);
 }
 
 /* Runs one worker to its end: EVENT_FRAME when it said all that it had to. */
@@ -207,11 +224,9 @@ static enum event converse(struct run *run, void (*ask)(struct request *)) {
 
 /* Notes how a worker's successor finds the place where it ended. */
 static void mark_place(struct run *run) {
-    struct request *request = &run->request;
-    request->job_id = text_of(run->target, "job_id");
-    request->seen = run->job != NULL;
-    if (results(run) != NULL)
-        request->from = (int)json_object_array_length(results(run)) - 1;
+    run->request.job_id = text_of(run->target, "job_id");
+    run->request.from = place(run);
+    run->request.document = run->document;
 }
 
 static void forget_failure(struct json_object *object) {
@@ -331,7 +346,7 @@ int main(int argc, char **argv) {
     catch_signals(&run);
     if (run.document == NULL || run.signals < 0)
         return STATUS_FAILED;
-    run.target = run.document;
+    run.target = run.request.document = run.document;
     read_command_line(&run.request, argc, argv);
     if (run.request.timeout > 0)
         run.deadline = now() + run.request.timeout;
@@ -344,7 +359,6 @@ int main(int argc, char **argv) {
         run.status = STATUS_OUTPUT;
 
     json_object_put(run.document);
-    json_object_put(run.job);
     json_object_put(run.request.before);
     free(run.request.arguments);
     free(run.received);

@@ -18,13 +18,19 @@ static bool has_bar(const struct run *run) {
 
 static const char *or_empty(const char *text) { return text ? text : ""; }
 
+static struct json_object *job_of(const struct run *run) {
+    struct json_object *job = NULL;
+    json_object_object_get_ex(run->target, "job", &job);
+    return job;
+}
+
 static const char *status_of_job(const struct run *run) {
-    return run->away ? "no broker answers" : run->job ? or_empty(text_of(run->job, "JobStatus")) : "";
+    return run->away ? "no broker answers" : job_of(run) ? or_empty(text_of(job_of(run), "JobStatus")) : "";
 }
 
 /* "PercentComplete" is text, and the controller's. */
 static int percent_of_job(const struct run *run) {
-    const char *text = run->job ? or_empty(text_of(run->job, "PercentComplete")) : "";
+    const char *text = job_of(run) ? or_empty(text_of(job_of(run), "PercentComplete")) : "";
     const long percent = strtol(text, NULL, 10);
     return percent < 0 ? 0 : percent > 100 ? 100 : (int)percent;
 }
@@ -69,15 +75,15 @@ void end_progress(struct run *run) {
 }
 
 void take_progress(struct run *run, struct json_object *progress) {
-    struct json_object *job = NULL, *changed = NULL;
-    json_object_object_get_ex(progress, "job", &job);
+    struct json_object *job, *changed, *away;
+    if (json_object_object_get_ex(progress, "job", &job))
+        json_object_object_add(run->target, "job", json_object_get(job));
     json_object_object_get_ex(progress, "changed", &changed);
-    const bool news = json_object_get_boolean(changed) || run->away != (job == NULL);
-    run->away = job == NULL;
-    if (job != NULL) {
-        json_object_put(run->job);
-        run->job = json_object_get(job);
-    }
+    json_object_object_get_ex(progress, "away", &away);
+    const bool was_away = run->away;
+    run->away = json_object_get_boolean(away);
+    run->connected |= !run->away;
+    const bool news = json_object_get_boolean(changed) || run->away != was_away;
     if (has_bar(run)) {
         draw_progress(run);
     } else if (news && !run->request.quiet) {

@@ -4,8 +4,7 @@
 
 #include "xavoctl.h"
 
-/* Takes in what the worker says after each poll: "job", a record or null while no broker answers, and
- * "changed". */
+/* Takes in what the worker says after each poll. */
 void take_progress(struct run *run, struct json_object *progress);
 /* Draws the bar anew, since time has passed. */
 void draw_progress(struct run *run);

@@ -199,7 +199,7 @@ static void tell_failure(const struct run *run, struct json_object *result) {
     (void)fprintf(stderr, "%s\n", colours ? "\033[0m" : "");
 
     const char *end = text_of(result, "end"), *kind = text_of(result, "kind");
-    if (id != NULL && end != NULL &&
+    if (part_of(result, "job") != NULL && end != NULL &&
         (strcmp(end, "deadline") == 0 || strcmp(end, "cancelled") == 0 || strcmp(end, "lost") == 0)) {
         (void)fputs("The job goes on. To wait for it again: xavoctl wait ", stderr);
         put_visible(stderr, id);

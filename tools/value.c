@@ -6,7 +6,7 @@
 #include <math.h>
 #include <stdbool.h>
 #include <stdlib.h>
-#include <XAVO.h>
+#include <XAVO_companion.h>
 
 enum { MOST_DEPTH = 16 }; /* of instances in instances */
 

@@ -14,7 +14,7 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <sys/types.h>
-#include <XAVO.h>
+#include <XAVO_companion.h>
 
 enum status {
     STATUS_DONE = 0,
@@ -96,9 +96,9 @@ struct request {
     char complaint[512]; /* what is wrong with the command line; empty: nothing */
     /* For a worker that goes on where another ended. */
     int from;                   /* the argument to begin with */
-    bool seen;                  /* its job was seen */
     const char *job_id;         /* the job to follow */
     struct json_object *before; /* the jobs that had the name of the one that was started; NULL: not known */
+    struct json_object *document; /* what is known so far */
 };
 
 /* Reads a command line. Whatever is wrong stands in request->complaint, the first of all; `json` is right
@@ -115,6 +115,7 @@ struct run {
     struct request request;
     struct json_object *document;
     struct json_object *target; /* the part of it that is spoken of: itself, or one of its results */
+    int index;                  /* the argument that is spoken of */
     enum status status;
     int64_t deadline;   /* on the clock of now(); 0: none */
     int signals;        /* a signalfd for those that end the program */
@@ -127,8 +128,7 @@ struct run {
     size_t received_size, received_room, taken;
     bool connected, done; /* it had a handle; it has said all */
     /* Progress. */
-    struct json_object *job; /* the last record of the job that is waited for */
-    bool away;               /* no broker answered last time */
+    bool away; /* no broker answered last time */
     int64_t began;
     bool bar_shown;
 };

@@ -60,20 +60,20 @@ END
 @test "changing" {
     table <<'END'
     0 | JID_1 +deleted          | delete JID_1 JID_2
-    1 | delete JID_9: UNKNOWN_ERROR | delete JID_1 JID_9 JID_2
+    1 | delete JID_9: UNKNOWN_ERROR: There is no job JID_9. .JQ001. | delete JID_1 JID_9 JID_2
     0 | JID_2 +scheduled        | queue --start 20990101000000 JID_1 JID_2
-    1 | queue: UNKNOWN_ERROR | queue --start soon JID_1 JID_2
+    1 | queue: UNKNOWN_ERROR: The start time soon is not valid. .JQ004. | queue --start soon JID_1 JID_2
     1 | queue: UNKNOWN_ERROR    | queue --start NOW --until 20000101000000 JID_1
     0 | JID_4                   | install --target IDENTITY:BIOS
     0 | JID_4                   | install --target IDENTITY:BIOS --uri http://192.0.2.20/bios.bin
     1 | NOT_FOUND               | install --target IDENTITY:NONE
-    1 | UNKNOWN_ERROR                  | install --target IDENTITY:BIOS --uri file:/bios.bin
+    1 | SWI001                  | install --target IDENTITY:BIOS --uri file:/bios.bin
     0 | JID_4                   | reboot 1
-    1 | UNKNOWN_ERROR                  | reboot 7
+    1 | SWI002                  | reboot 7
     0 | ^JID_4$                 | backup $share --image i --job-name nightly
     0 | ^JID_4$                 | restore --share-type 4 --preserve-config 1
     1 | INVALID_VALUE           | backup --share-type 3
-    1 | INVALID_START_TIME | backup $share --image i --start soon
+    1 | INVALID_START_TIME.*soon | backup $share --image i --start soon
     1 | INVALID_UNTIL_TIME      | backup $share --image i --until 20000101000000
     1 | UNABLE_TO_OPEN_CONNECTION | backup --share-type 0 --address 192.0.2.99 --share s --image i
     0 | can be reached          | test-share $share
@@ -82,7 +82,7 @@ END
     1 | INVALID_VALUE           | test-share $share --share-user other
 END
     $XAVOCTL delete JID_1 JID_9 --json | jq --exit-status '.results[0] == {job_id: "JID_1"} and .error == "UNKNOWN_ERROR"
-        and (.results[1] | .error == "UNKNOWN_ERROR")'
+        and (.results[1] | .kind == "service" and .message_id == "JQ001" and .message == "There is no job JID_9.")'
 }
 
 @test "wrong use" {
@@ -195,7 +195,7 @@ terminal() {
     NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --wait
     [[ $output != *$'\e['[0-9]* ]]
     run --separate-stderr $XAVOCTL reboot 1 --wait
-    [[ $stderr == 'JID_4   0% Running'$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
+    [[ $stderr == 'JID_4   0% Running'$'\n'*$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
     run $XAVOCTL reboot 1 --wait --quiet
     [[ $output == JID_4 ]]
 }
@@ -234,7 +234,7 @@ END
 END
     CIMSIM_SCENE=lockdown
     table <<'END'
-    1 | SYSTEM_IN_LOCKDOWN_MODE | backup --share-type 4
+    1 | SYSTEM_IN_LOCKDOWN_MODE: The system is in lockdown mode. .PXN095. | backup --share-type 4
 END
 }
 
