@@ -156,7 +156,7 @@ void populate() {
     cimsim_freeze_time(1);
     for (const char *job : {"JID_1", "JID_2", "JID_3"})
         cimsim_add_job(job, "waiting", CIMSIM_NEVER, 10, 0);
-    cimsim_add_software_identity("BIOS");
+    cimsim_add_software_identity("BIOS", nullptr, nullptr);
     for (unsigned type = 0; type <= 6; ++type)
         cimsim_add_share("192.0.2.10", "share", type, type == 0 ? nullptr : "user", "secret");
 }

@@ -27,7 +27,7 @@ void hulmprintf(int level, int module, const char *format, ...) {
 static void prepare(void) {
     cimsim_reset();
     cimsim_freeze_time(1);
-    cimsim_add_software_identity("IDENTITY:BIOS");
+    cimsim_add_software_identity("IDENTITY:BIOS", NULL, NULL);
     logged[0] = '\0';
 }
 

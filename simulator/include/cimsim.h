@@ -102,9 +102,16 @@ typedef struct cimsim_job {
 int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
                    int fails);
 
-/* Replaces one property of a job's instance for good; NULL: the instance lacks it. Returns 0, or -1
- * when there is no such job. */
-int cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value);
+/* Replaces one property of a job's instance for good; NULL: the instance lacks it. The job may be one that is
+ * still to come: services name the jobs that they start "JID_1", "JID_2" and so on, after those there are. */
+void cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value);
+
+/* How the next job that a service starts is to run, which it would do for 3 s (an installation, a reboot) or
+ * 5 s (a backup, a restore), and completing: for `runs` seconds (CIMSIM_USUAL: as ever), and failing halfway
+ * when `fails` is not 0, with `message` as its message (NULL: the usual one). Called again, it says that of
+ * the job after that. */
+#define CIMSIM_USUAL 0xffffffffu
+void cimsim_next_job(unsigned int runs, int fails, const char *message);
 
 unsigned int cimsim_job_count(void);
 /* The index-th job, in the order of creation. Returns 0, or -1 past the end. */
@@ -131,13 +138,25 @@ void cimsim_add_element(unsigned int index, cimsim_value *value);
  * Times are "NOW" or yyyymmddhhmmss in UTC, not in the past. An unknown target of an installation is a
  * status: NOT_FOUND. */
 
-void cimsim_add_software_identity(const char *InstanceID);
+/* NULL as the name or the version: an empty one. */
+void cimsim_add_software_identity(const char *InstanceID, const char *name, const char *version);
 /* A share that can be reached. `user` NULL: it asks for no credentials. */
 void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
                       const char *password);
 void cimsim_set_lockdown(int on);
 /* How many jobs the controller holds at the most; 0: as many as one likes (the default is 256). */
 void cimsim_set_job_limit(unsigned int jobs);
+
+/* ---- Classes of a test's own -------------------------------------------------------------------- */
+
+/* Adds a class to the namespace "root/velk", with the names of its keys, a list that ends with NULL. Returns
+ * 0, or -1 when there is one of that name. */
+int cimsim_add_class(const char *name, const char *const *keys);
+
+/* Adds an instance of a class that was added: `count` properties, its keys among them, by name and value.
+ * Returns 0, or -1 when no such class was added or a key is missing. */
+int cimsim_add_instance(const char *class_name, unsigned int count, const char *const *names,
+                        cimsim_value *const *values);
 
 /* ---- The broker --------------------------------------------------------------------------------- */
 
@@ -196,7 +215,8 @@ unsigned long cimsim_request_count(void);
 
 /* ---- Scripting the next answer ------------------------------------------------------------------ */
 
-/* What these three say is the whole answer to the next invokeMethod; the service is not asked, nor
+/* What these three say is the whole answer to the next invokeMethod, or, after cimsim_answer_then, to the one
+ * after those that are scripted already; the service is not asked, nor
  * whether the broker refuses the user. What is left out is rc 0 without a message, no outputs, and a return
  * value of uint32 0, or with a failing status none (type 0, state CMPI_notFound). An object that is returned
  * is owned by the caller if its state is good (or that of a key), and otherwise left to the pool: who judges
@@ -205,6 +225,8 @@ void cimsim_answer_return(cimsim_value *value);
 void cimsim_answer_output(const char *name, cimsim_value *value);
 /* `message` NULL: no message object. Unlike the fault plan this leaves return and outputs in place. */
 void cimsim_answer_status(CMPIrc rc, const char *message);
+/* Ends one answer and begins the next. */
+void cimsim_answer_then(void);
 
 /* ---- Failing calls ------------------------------------------------------------------------------ */
 
@@ -217,10 +239,13 @@ typedef struct cimsim_fault {
 /* Makes the nth call from now of this slot fail once, n counted from 1; `slot` NULL counts every call
  * into the client library. A call that fails without a result does nothing: a value is not stored, an
  * enumeration does not move on, a request is not sent. One without a status just hands out nothing
- * (NULL, 0, no element). A release that fails still releases, and never brings a message. A newer plan
- * replaces the older; nth 0 only takes it back. */
+ * (NULL, 0, no element). A release that fails still releases, and never brings a message.
+ * Each plan counts the calls from its own beginning; where two are due in one call the older strikes, and the
+ * other in the next call of its slot. nth 0 takes all plans back. */
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
-/* The slot that the plan has struck, or NULL as long as it has not. */
+/* The same, and every call after the nth as well. */
+void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault);
+/* The slot that was struck last since the latest plan was made, or NULL. */
 const char *cimsim_fault_hit(void);
 
 /* ---- Watching ----------------------------------------------------------------------------------- */

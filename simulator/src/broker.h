@@ -5,6 +5,7 @@
 
 #include "value.h"
 
+#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -53,7 +54,7 @@ struct Broker {
     unsigned long overlaps = 0;
     unsigned long requests = 0;
     std::optional<Request> last;
-    std::optional<Script> script;
+    std::deque<Script> scripts;                        // for the next method calls, one each
     std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
 };
 

@@ -10,11 +10,22 @@
 
 namespace cimsim {
 
-bool Watch::strikes(const char *slot) {
-    if (countdown == 0 || (!plan_slot.empty() && plan_slot != slot) || --countdown > 0)
-        return false;
-    hit = slot;
-    return true;
+// One plan strikes at a time: another whose turn it is waits for the next call of its slot.
+std::optional<Fault> Watch::strike(const char *slot) {
+    std::optional<Fault> struck;
+    for (auto plan = plans.begin(); plan != plans.end();) {
+        const bool due =
+            (plan->slot.empty() || plan->slot == slot) && (plan->countdown <= 1 || --plan->countdown == 0);
+        if (!due || struck) {
+            ++plan;
+            continue;
+        }
+        struck = plan->fault;
+        hit = slot;
+        plan->countdown = 1;
+        plan = plan->for_ever ? plan + 1 : plans.erase(plan);
+    }
+    return struck;
 }
 
 std::string Watch::trace_name(const Object *object) {
@@ -65,8 +76,7 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
     Watch &watch = sim.watch;
     ++watch.all_calls;
     ++watch.calls[slot];
-    if (watch.strikes(slot))
-        fault_ = watch.fault;
+    fault_ = watch.strike(slot);
     const bool constructs = role == Role::constructor || role == Role::connect;
     if (watch.tracing && !constructs)
         watch.record(watch.trace_name(object) + std::strchr(slot, '.'));

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace cimsim {
 
@@ -20,14 +21,20 @@ struct Fault {
     bool with_result = false;
 };
 
+// That a call is to fail.
+struct Plan {
+    std::string slot;        // empty: every slot
+    unsigned long countdown; // calls of it until then, that one included
+    bool for_ever;           // and all after it
+    Fault fault;
+};
+
 // What a test plans and watches.
 struct Watch {
     std::unordered_map<std::string_view, unsigned long> calls; // by slot name, a literal
     unsigned long all_calls = 0;
 
-    std::string plan_slot;       // empty: every slot
-    unsigned long countdown = 0; // 0: no plan
-    Fault fault;
+    std::vector<Plan> plans; // in the order in which they were made
     const char *hit = nullptr;
 
     bool tracing = false;
@@ -39,7 +46,7 @@ struct Watch {
     unsigned long misuses = 0;
     std::string last_misuse;
 
-    bool strikes(const char *slot);
+    std::optional<Fault> strike(const char *slot);
     std::string trace_name(const Object *object);
     void record(const std::string &word);
     void misuse(const std::string &what);

@@ -44,9 +44,9 @@ Request request_for(const char *operation, const Tree &path) {
 template <class Ask>
 Answer answer_to(const Request &request, Ask ask) {
     Broker &broker = sim.broker;
-    if (broker.script && request.is_method_call()) {
-        Script script = std::move(*broker.script);
-        broker.script.reset();
+    if (!broker.scripts.empty() && request.is_method_call()) {
+        Script script = std::move(broker.scripts.front());
+        broker.scripts.pop_front();
         return std::move(script).answer();
     }
     if (broker.refused.count(request.user) != 0)

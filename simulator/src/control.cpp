@@ -36,8 +36,8 @@ std::optional<std::string> optional_text(const char *text) {
 }
 
 Script &script() {
-    auto &script = sim.broker.script;
-    return script ? *script : script.emplace();
+    auto &scripts = sim.broker.scripts;
+    return scripts.empty() ? scripts.emplace_back() : scripts.back();
 }
 
 // A test that plans for a slot that does not exist would pass without having tested anything.
@@ -46,6 +46,17 @@ void check_slot(const char *function, const char *slot) {
         std::fprintf(stderr, "cimsim: %s: there is no slot \"%s\"\n", function, slot);
         std::abort();
     }
+}
+
+void plan(const char *function, const char *slot, unsigned long nth, const cimsim_fault *fault,
+          bool for_ever) {
+    check_slot(function, slot);
+    if (nth == 0)
+        return sim.watch.plans.clear();
+    sim.watch.hit = nullptr;
+    sim.watch.plans.push_back(
+        {text_or_empty(slot), nth, for_ever,
+         fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0} : Fault{}});
 }
 
 template <class Visit>
@@ -175,14 +186,20 @@ int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start,
     return sim.controller.add_job(std::move(job)) ? 0 : -1;
 }
 
-int cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value) {
+void cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value) {
     const Guard guard(sim.lock);
     std::optional<Value> taken = unboxed(value);
-    Job *job = sim.controller.find_job(text_or_empty(InstanceID));
-    if (!job)
-        return -1;
-    job->overrides[text_or_empty(property)] = std::move(taken);
-    return 0;
+    sim.controller.overrides_of(text_or_empty(InstanceID))[text_or_empty(property)] = std::move(taken);
+}
+
+void cimsim_next_job(unsigned int runs, int fails, const char *message) {
+    const Guard guard(sim.lock);
+    Coming coming;
+    if (runs != CIMSIM_USUAL)
+        coming.runs = Milliseconds{runs} * 1000;
+    coming.fails = fails != 0;
+    coming.message = optional_text(message);
+    sim.controller.coming.push_back(std::move(coming));
 }
 
 unsigned int cimsim_job_count(void) {
@@ -215,9 +232,28 @@ void cimsim_add_element(unsigned int index, cimsim_value *value) {
 
 // ---- What the services know ---------------------------------------------------------------------
 
-void cimsim_add_software_identity(const char *InstanceID) {
+void cimsim_add_software_identity(const char *InstanceID, const char *name, const char *version) {
     const Guard guard(sim.lock);
-    sim.controller.identities.emplace_back(text_or_empty(InstanceID));
+    sim.controller.identities.push_back(
+        {text_or_empty(InstanceID), text_or_empty(name), text_or_empty(version)});
+}
+
+int cimsim_add_class(const char *name, const char *const *keys) {
+    const Guard guard(sim.lock);
+    AddedClass added{text_or_empty(name), {}, {}};
+    for (; keys && *keys; ++keys)
+        added.keys.emplace_back(*keys);
+    return sim.controller.add_class(std::move(added)) ? 0 : -1;
+}
+
+int cimsim_add_instance(const char *class_name, unsigned int count, const char *const *names,
+                        cimsim_value *const *values) {
+    const Guard guard(sim.lock);
+    std::vector<Item> items;
+    for (unsigned int i = 0; i < count; ++i)
+        if (std::optional<Value> taken = unboxed(values[i]))
+            items.push_back({names[i], std::move(*taken)});
+    return sim.controller.add_instance(text_or_empty(class_name), std::move(items)) ? 0 : -1;
 }
 
 void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
@@ -322,18 +358,22 @@ void cimsim_answer_status(CMPIrc rc, const char *message) {
     script().message = optional_text(message);
 }
 
+void cimsim_answer_then(void) {
+    const Guard guard(sim.lock);
+    script();
+    sim.broker.scripts.emplace_back();
+}
+
 // ---- Failing calls ------------------------------------------------------------------------------
 
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
     const Guard guard(sim.lock);
-    check_slot("cimsim_fail", slot);
-    sim.watch.countdown = nth;
-    if (nth == 0)
-        return;
-    sim.watch.plan_slot = text_or_empty(slot);
-    sim.watch.hit = nullptr;
-    sim.watch.fault =
-        fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0} : Fault{};
+    plan("cimsim_fail", slot, nth, fault, false);
+}
+
+void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault) {
+    const Guard guard(sim.lock);
+    plan("cimsim_fail_from", slot, nth, fault, true);
 }
 
 const char *cimsim_fault_hit(void) {

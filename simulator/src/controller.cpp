@@ -1,6 +1,7 @@
 // controller.cpp - time, the life of jobs, and the instances that clients enumerate and fetch.
 #include "controller.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <ctime>
@@ -110,7 +111,36 @@ Job *Controller::find_job(const std::string &id) {
 Job *Controller::add_job(Job job) {
     if (!job_numbers.emplace(job.id, last_number + 1).second)
         return nullptr;
+    if (const auto found = coming_overrides.find(job.id); found != coming_overrides.end()) {
+        job.overrides = std::move(found->second);
+        coming_overrides.erase(found);
+    }
     return &jobs.emplace(++last_number, std::move(job)).first->second;
+}
+
+Overrides &Controller::overrides_of(const std::string &id) {
+    Job *job = find_job(id);
+    return job ? job->overrides : coming_overrides[id];
+}
+
+bool Controller::add_class(AddedClass new_class) {
+    if (find_class(*this, new_class.name))
+        return false;
+    added.push_back(std::move(new_class));
+    return true;
+}
+
+bool Controller::add_instance(const std::string &class_name, std::vector<Item> items) {
+    for (AddedClass &candidate : added)
+        if (same_name(candidate.name.c_str(), class_name.c_str())) {
+            for (const std::string &key : candidate.keys)
+                if (std::none_of(items.begin(), items.end(),
+                                 [&](const Item &item) { return same_name(item.name.c_str(), key.c_str()); }))
+                    return false;
+            candidate.instances.push_back(std::move(items));
+            return true;
+        }
+    return false;
 }
 
 void Controller::remove_job(const std::string &id) {
@@ -143,7 +173,8 @@ void Controller::load_demo() {
         }
         add_job(std::move(job));
     }
-    identities.insert(identities.end(), {"IDENTITY:BIOS", "IDENTITY:NIC"});
+    identities.push_back({"IDENTITY:BIOS", "BIOS", "2.19.1"});
+    identities.push_back({"IDENTITY:NIC", "Network card", "22.31.6"});
     shares.push_back({"192.0.2.10", "backups", 2, "operator", "secret"});
     shares.push_back({"192.0.2.10", "public", 0, std::nullopt, ""});
 }
@@ -152,54 +183,11 @@ void Controller::load_demo() {
 
 namespace {
 
-Value instance_of(const char *class_name) {
-    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
-    instance.tree->name_space = velk_namespace;
-    instance.tree->class_name = class_name;
-    return instance;
-}
-
-Value identity_instance(const std::string &id) {
-    Value instance = instance_of(identity_class);
-    instance.tree->items.push_back({"InstanceID", Value::string(id)});
-    return instance;
-}
-
-// Classes of the controller that have neither instances nor methods.
-bool is_bare_class(const std::string &name) { return same_name(name.c_str(), "VELK_ComputerSystem"); }
-
-// The InstanceID of a path with that key alone.
-const std::string *instance_id(const Tree &path) {
-    const Item *key = path.items.size() == 1 ? path.find("InstanceID") : nullptr;
-    return key && key->value.kind == Kind::string ? &key->value.text : nullptr;
-}
-
-// The one instance that a path names, made only when there is one.
-std::optional<Value> find_instance(Controller &controller, const Tree &path) {
-    const char *class_name = path.class_name.c_str();
-    if (const Service *service = find_service(path.class_name))
-        return names_service(*service, path) ? std::optional<Value>(service_instance(*service))
-                                             : std::nullopt;
-    const std::string *id = instance_id(path);
-    if (!id)
-        return std::nullopt;
-    if (same_name(class_name, job_class))
-        if (const Job *job = controller.find_job(*id))
-            return job_instance(*job, controller.clock.now());
-    if (same_name(class_name, identity_class))
-        for (const std::string &identity : controller.identities)
-            if (identity == *id)
-                return identity_instance(identity);
-    return std::nullopt;
-}
-
 // What is wrong with a path before its keys are looked at.
-std::optional<Answer> check_class(const Tree &path) {
+std::optional<Answer> check_class(Controller &controller, const Tree &path) {
     if (!same_name(path.name_space.c_str(), velk_namespace))
         return failed(CMPI_RC_ERR_INVALID_NAMESPACE, "There is no namespace \"" + path.name_space + "\".");
-    const char *name = path.class_name.c_str();
-    if (same_name(name, job_class) || same_name(name, identity_class) || is_bare_class(name) ||
-        find_service(name))
+    if (find_class(controller, path.class_name))
         return std::nullopt;
     return failed(CMPI_RC_ERR_INVALID_CLASS, "There is no class \"" + path.class_name + "\".");
 }
@@ -235,7 +223,8 @@ Value job_instance(const Job &job, Milliseconds now) {
     items.push_back({"JobUntilTime", Value::string(job.until_text)});
     items.push_back({"JobStartTime", Value::string(job.start_text)});
     items.push_back({"MessageArguments", Value::null(CMPI_string)});
-    items.push_back({"Message", Value::string(facts(phase).message)});
+    const bool says_why = phase == Phase::failed && !job.failure.empty();
+    items.push_back({"Message", Value::string(says_why ? job.failure : facts(phase).message)});
     items.push_back({"MessageID", Value::string(facts(phase).message_id)});
     items.push_back({"JobStatus", Value::string(facts(phase).status)});
     items.push_back({"Name", Value::string(job.name)});
@@ -264,7 +253,7 @@ Answer Script::answer() && {
 }
 
 Answer Controller::get_class(const Tree &path) {
-    if (auto wrong = check_class(path))
+    if (auto wrong = check_class(*this, path))
         return failed(wrong->rc == CMPI_RC_ERR_INVALID_CLASS ? CMPI_RC_ERR_NOT_FOUND : wrong->rc,
                       *wrong->message);
     Answer answer;
@@ -275,28 +264,18 @@ Answer Controller::get_class(const Tree &path) {
 }
 
 Answer Controller::enumerate(const Tree &path) {
-    if (auto wrong = check_class(path))
+    if (auto wrong = check_class(*this, path))
         return *wrong;
     Answer answer;
     answer.result = Value::with_tree(CMPI_enumeration, Kind::enumeration);
-    auto &elements = answer.result.tree->elements;
-    if (same_name(path.class_name.c_str(), job_class)) {
-        elements.reserve(jobs.size());
-        for (const auto &entry : jobs)
-            elements.push_back(job_instance(entry.second, clock.now()));
-    } else if (same_name(path.class_name.c_str(), identity_class)) {
-        for (const std::string &id : identities)
-            elements.push_back(identity_instance(id));
-    } else if (const Service *service = find_service(path.class_name)) {
-        elements.push_back(service_instance(*service));
-    }
+    answer.result.tree->elements = find_class(*this, path.class_name)->list();
     return answer;
 }
 
 Answer Controller::get(const Tree &path) {
-    if (auto wrong = check_class(path))
+    if (auto wrong = check_class(*this, path))
         return *wrong;
-    std::optional<Value> instance = find_instance(*this, path);
+    std::optional<Value> instance = find_class(*this, path.class_name)->find(path);
     if (!instance)
         return failed(CMPI_RC_ERR_NOT_FOUND, "There is no such instance of " + path.class_name + ".");
     Answer answer;

@@ -5,6 +5,8 @@
 #include "broker.h"
 
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <unordered_map>
 
 namespace cimsim {
@@ -31,6 +33,16 @@ std::string format_time(Milliseconds time);
 enum class Task : unsigned char { other, backup, restore };
 enum class Phase : unsigned char { fresh, scheduled, running, completed, failed };
 
+// Properties of a job that a test has replaced; none: the instance lacks the property.
+using Overrides = std::map<std::string, std::optional<Value>>;
+
+// How a job that a service is still to start is to run.
+struct Coming {
+    std::optional<Milliseconds> runs; // none: as usual
+    bool fails = false;
+    std::optional<std::string> message;
+};
+
 struct Job {
     std::string id, name;
     Task task = Task::other;
@@ -38,7 +50,8 @@ struct Job {
     Milliseconds runs = 0;
     bool fails = false;
     std::string start_text, until_text;
-    std::map<std::string, std::optional<Value>> overrides; // none: the instance lacks the property
+    std::string failure; // what it says when it has failed; empty: the usual
+    Overrides overrides;
 
     Milliseconds end() const; // of a job that has a start
     Phase phase(Milliseconds now) const;
@@ -54,6 +67,17 @@ struct Share {
     std::string password;
 };
 
+struct Identity {
+    std::string id, name, version;
+};
+
+// A class that a test has added. Instances hold its keys and further properties, as they were given.
+struct AddedClass {
+    std::string name;
+    std::vector<std::string> keys;
+    std::vector<std::vector<Item>> instances;
+};
+
 struct Controller {
     Clock clock;
     std::map<unsigned long, Job> jobs; // in the order of creation
@@ -61,15 +85,22 @@ struct Controller {
     unsigned long last_number = 0;
     unsigned int last_id = 0;
     unsigned int job_limit = 256;
-    std::vector<std::string> identities;
+    std::vector<Identity> identities;
     std::vector<Share> shares;
     bool lockdown = false;
+    std::deque<Coming> coming;                         // for the next jobs that services start, one each
+    std::map<std::string, Overrides> coming_overrides; // of jobs that are not there yet
+    std::vector<AddedClass> added;
 
     void load_demo();
 
     Job *find_job(const std::string &id);
     Job *add_job(Job job); // NULL when there is one of that name
     void remove_job(const std::string &id);
+    Overrides &overrides_of(const std::string &id); // of a job that is there, or that is still to come
+    bool add_class(AddedClass added);               // false when there is one of that name
+    bool add_instance(const std::string &class_name,
+                      std::vector<Item> items); // false: no added class, or a key missing
     bool full() const { return job_limit != 0 && jobs.size() >= job_limit; }
     std::string new_id();
 
@@ -83,6 +114,17 @@ extern const char *const velk_namespace;
 extern const char *const job_class;
 extern const char *const identity_class;
 
+// A class that the controller knows: its name, and how its instances are found.
+struct Class {
+    std::string name;
+    std::vector<std::string> keys;
+    std::function<std::vector<Value>()> list;
+    std::function<std::optional<Value>(const Tree &path)> find; // the one that a path's keys name
+};
+std::optional<Class> find_class(Controller &controller, const std::string &name);
+
+Value instance_of(const std::string &class_name);
+
 Answer failed(CMPIrc rc, const std::string &message);
 Value reference(const char *class_name, const std::string &instance_id);
 Value job_instance(const Job &job, Milliseconds now);
@@ -90,7 +132,6 @@ Value job_instance(const Job &job, Milliseconds now);
 // The service that a path's class names; NULL when the class is none of a service.
 struct Service;
 const Service *find_service(const std::string &class_name);
-bool names_service(const Service &service, const Tree &path);
 Value service_instance(const Service &service);
 Answer call_service(const Service &service, Controller &controller, const char *method,
                     const Tree &arguments);

@@ -104,6 +104,13 @@ Job &start_job(Controller &controller, std::string name, Milliseconds runs) {
     job.start = controller.clock.now();
     job.start_text = "NOW";
     job.runs = runs;
+    if (!controller.coming.empty()) {
+        const Coming &coming = controller.coming.front();
+        job.runs = coming.runs.value_or(runs);
+        job.fails = coming.fails;
+        job.failure = coming.message.value_or("");
+        controller.coming.pop_front();
+    }
     return *controller.add_job(std::move(job));
 }
 
@@ -356,15 +363,6 @@ const Service *find_service(const std::string &class_name) {
         if (same_name(service.class_name, class_name.c_str()))
             return &service;
     return nullptr;
-}
-
-bool names_service(const Service &service, const Tree &path) {
-    const std::vector<Item> keys = service.keys();
-    const auto is_in_path = [&](const Item &key) {
-        const Item *given = path.find(key.name.c_str());
-        return given && given->value.kind == Kind::string && given->value.text == key.value.text;
-    };
-    return path.items.size() == keys.size() && std::all_of(keys.begin(), keys.end(), is_in_path);
 }
 
 Value service_instance(const Service &service) {

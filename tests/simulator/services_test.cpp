@@ -26,7 +26,7 @@ protected:
         cimsim_add_job("done", "", 0, 0, 0);
         cimsim_add_job("failed", "", 0, 1, 1);
         cimsim_advance(1);
-        cimsim_add_software_identity("BIOS");
+        cimsim_add_software_identity("BIOS", nullptr, nullptr);
         cimsim_add_share("192.0.2.10", "share", 2, "user", "secret");
         cimsim_add_share("192.0.2.10", "open", 0, nullptr, nullptr);
         cimsim_add_share("192.0.2.10", "closed", 0, "user", "secret");
