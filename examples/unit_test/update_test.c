@@ -66,18 +66,27 @@ static void nothing_is_asked_for_an_unknown_target(void) {
     CHECK(cimsim_calls("CMCIClient.invokeMethod") == 0);
 }
 
-static void fail_the_job(unsigned int seconds) {
-    cimsim_set_job_property("JID_1", "JobStatus", cimsim_string("Failed"));
-    cimsim_set_job_property("JID_1", "Message", cimsim_string("The image is damaged."));
-    cimsim_advance(seconds);
-}
 static void the_job_fails(void) {
-    CHECK(update(60, fail_the_job) == UPDATE_FAILED);
+    cimsim_next_job(10, 1, "The image is damaged.");
+    CHECK(update(60, cimsim_advance) == UPDATE_FAILED);
     CHECK(strstr(told, "The image is damaged.") != NULL);
 }
 
-static void stand_still(unsigned int seconds) { (void)seconds; }
-static void the_job_takes_too_long(void) { CHECK(update(60, stand_still) == UPDATE_UNFINISHED); }
+static void the_job_takes_too_long(void) {
+    cimsim_next_job(3600, 0, NULL);
+    CHECK(update(60, cimsim_advance) == UPDATE_UNFINISHED);
+}
+
+static const cimsim_fault out_of_order = {CMPI_RC_ERR_FAILED, "out of order", 0};
+static void the_first_polls_fail(void) {
+    cimsim_fail("CMCIClient.getInstance", 1, &out_of_order);
+    cimsim_fail("CMCIClient.getInstance", 2, &out_of_order);
+    CHECK(update(60, cimsim_advance) == UPDATE_DONE);
+}
+static void every_poll_fails(void) {
+    cimsim_fail_from("CMCIClient.getInstance", 1, &out_of_order);
+    CHECK(update(60, cimsim_advance) == UPDATE_UNFINISHED);
+}
 
 static void restart_the_broker(unsigned int seconds) {
     cimsim_restart_broker(CIMSIM_PIPE_CALLS);
@@ -97,11 +106,10 @@ static void the_broker_is_gone_for_a_while(void) {
 
 /* Every call into the client library fails once, the first one first, until none is left to fail. */
 static void any_call_fails(void) {
-    const cimsim_fault fault = {CMPI_RC_ERR_FAILED, "out of order", 0};
     unsigned long nth = 0;
     do {
         prepare();
-        cimsim_fail(NULL, ++nth, &fault);
+        cimsim_fail(NULL, ++nth, &out_of_order);
         const update_end end = update(60, cimsim_advance);
         cimsim_job job;
         const int completed = cimsim_job_at(0, &job) == 0 && strcmp(job.JobStatus, "Completed") == 0;
@@ -122,6 +130,8 @@ int main(void) {
         {"nothing is asked for an unknown target", nothing_is_asked_for_an_unknown_target},
         {"the job fails", the_job_fails},
         {"the job takes too long", the_job_takes_too_long},
+        {"the first polls fail", the_first_polls_fail},
+        {"every poll fails", every_poll_fails},
         {"the broker is restarted", the_broker_is_restarted},
         {"the broker is gone for a while", the_broker_is_gone_for_a_while},
         {"any call fails", any_call_fails},
