@@ -87,13 +87,14 @@ Raw::~Raw() {
     EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
 }
 
-CMPIData Raw::call(CMPIArgs *outputs) {
+CMPIData Session::call(CMPIArgs *outputs) {
     const auto on = service("VELK_JobService");
     const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
     return client->ft->invokeMethod(client, on.get(), "SetupJobQueue", in.get(), outputs, &st);
 }
 
-std::string Raw::invoke(const char *class_name, const char *method, const std::vector<Argument> &arguments) {
+std::string Session::invoke(const char *class_name, const char *method,
+                            const std::vector<Argument> &arguments) {
     const auto on = service(class_name);
     const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
     for (const Argument &argument : arguments) {
@@ -124,7 +125,7 @@ std::string Raw::invoke(const char *class_name, const char *method, const std::v
     return answer;
 }
 
-std::string Raw::property(const char *InstanceID, const char *name) {
+std::string Session::property(const char *InstanceID, const char *name) {
     const auto at = job_path(InstanceID);
     const Own<CMPIInstance> job(client->ft->getInstance(client, at.get(), 0, nullptr, nullptr));
     return job == nullptr ? "no job" : shown(job->ft->getProperty(job.get(), name, &st));

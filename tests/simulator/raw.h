@@ -43,27 +43,29 @@ std::string text(CMPIString *string);
 // The latest misuse without the objects' numbers: "CMPIArgs.release: CMPIArgs# released twice".
 std::string misuse();
 
-// An empty controller with the clock stopped and a client on it; misuse is counted. In the end there has
-// been none, and nothing is left.
-class Raw : public testing::Test {
-protected:
-    Raw();
-    ~Raw() override;
+// A client, and the shortest ways to ask something through it.
+struct Session {
+    CMCIClient *client = nullptr;
+    CMPIStatus st = {};
 
-    // "0", "2 JQ001 There is no job x.", "4096 Job=root/velk:...", "rc 6: no": return value and outputs, or
-    // the status.
     struct Argument {
         const char *name, *text;
         CMPIType type = CMPI_chars; // or CMPI_stringA: an array of this one, CMPI_ref: a software identity
     };
+    // "0", "2 MessageID=JQ001 Message=no", "rc 6: no": return value and outputs, or the status.
     std::string invoke(const char *class_name, const char *method,
                        const std::vector<Argument> &arguments = {});
-    // The next answer's return value is owned by the caller.
+    // What a method that refuses, unless the answer is scripted, returns.
     CMPIData call(CMPIArgs *outputs = nullptr);
     std::string property(const char *InstanceID, const char *name);
+};
 
-    CMCIClient *client;
-    CMPIStatus st = {};
+// An empty controller with the clock stopped and a client on it; misuse is counted. In the end there has
+// been none, and nothing is left.
+class Raw : public testing::Test, protected Session {
+protected:
+    Raw();
+    ~Raw() override;
 };
 
 } // namespace raw
