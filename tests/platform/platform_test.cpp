@@ -1,0 +1,118 @@
+// platform_test.cpp - the platform's log and string functions themselves: other tests put their own in their
+// place.
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <hulmprintf.h>
+#include <string>
+#include <unistd.h>
+#include <utl_va_cat.h>
+
+namespace {
+
+bool memory_is_exhausted = false;
+
+// What is printed on standard error. errno is as it was.
+template <class Value>
+std::string line(int level, const char *format, Value value) {
+    testing::internal::CaptureStderr();
+    errno = ERANGE;
+    hulmprintf(level, 5, format, value);
+    EXPECT_EQ(errno, ERANGE);
+    memory_is_exhausted = false;
+    return testing::internal::GetCapturedStderr();
+}
+
+} // namespace
+
+extern "C" {
+void *__real_malloc(size_t size);
+void *__wrap_malloc(size_t size) { return memory_is_exhausted ? nullptr : __real_malloc(size); }
+}
+
+namespace {
+
+TEST(Log, LongLinesAreWhole) {
+    for (const size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1025U, 5000U}) {
+        const std::string text(length, 'x');
+        EXPECT_EQ(line(2, "%s\n", text.c_str()), text + "\n");
+    }
+}
+
+TEST(Log, WithoutMemoryTheBeginningBeatsNone) {
+    const std::string text(5000, 'x');
+    memory_is_exhausted = true;
+    EXPECT_EQ(line(2, "%s\n", text.c_str()), text.substr(0, 1022) + "\n");
+    memory_is_exhausted = true;
+    EXPECT_EQ(line(2, "%s\n", "short"), "short\n");
+}
+
+TEST(Log, WhatCannotBeEncodedIsLeftOut) {
+    const wchar_t bad[] = {0x7fffffff, 0};
+    EXPECT_EQ(line(2, "%ls\n", bad), "");
+}
+
+TEST(Log, WritesToAClosedErrorOutputKeepErrno) {
+    const int saved = dup(STDERR_FILENO);
+    close(STDERR_FILENO);
+    errno = ERANGE;
+    hulmprintf(2, 5, "x\n");
+    const int seen = errno;
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    clearerr(stderr);
+    EXPECT_EQ(seen, ERANGE);
+}
+
+TEST(Log, LevelsAreSetByTheProgram) {
+    for (const auto &[most, level, text] :
+         {std::tuple(2, 2, "x\n"), {2, 3, ""}, {8, 8, "x\n"}, {0, 1, ""}, {0, 0, "x\n"}}) {
+        hulm_set_level(most);
+        EXPECT_EQ(line(level, "%s\n", "x"), text) << most << " " << level;
+    }
+    hulm_set_level(2);
+}
+
+// Read once, when the library is loaded: the statement runs in a new process, begun with this in its
+// environment.
+TEST(LogDeathTest, LevelsAreSetByTheEnvironment) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const auto &[level, printed] : {std::pair(static_cast<const char *>(nullptr), "^2\n$"),
+                                         {"", "^2\n$"},
+                                         {"8", "^2\n3\n8\n$"},
+                                         {"3", "^2\n3\n$"},
+                                         {"1", "^$"},
+                                         {"-1", "^$"},
+                                         {"8x", "^2\n$"},
+                                         {"x", "^2\n$"}}) {
+        level == nullptr ? unsetenv("HULM_LEVEL") : setenv("HULM_LEVEL", level, 1);
+        const auto print = [] {
+            setenv("HULM_LEVEL", "8", 1); // too late
+            for (const int each : {2, 3, 8})
+                hulmprintf(each, 5, "%d\n", each);
+            _exit(0);
+        };
+        EXPECT_EXIT(print(), testing::ExitedWithCode(0), printed) << (level == nullptr ? "not set" : level);
+    }
+    unsetenv("HULM_LEVEL");
+}
+
+TEST(Join, JoinsStringsIntoNewMemory) {
+    char *const none = nullptr;
+    for (const auto &[joined, expected] :
+         {std::pair(utl_va_cat("", none), ""), std::pair(utl_va_cat("a", "", "bc", none), "abc")}) {
+        EXPECT_STREQ(joined, expected);
+        free(joined);
+    }
+    const std::string text(5000, 'x');
+    char *const joined = utl_va_cat(text.c_str(), text.c_str(), "y", none);
+    EXPECT_EQ(joined, text + text + "y");
+    free(joined);
+    memory_is_exhausted = true;
+    char *const absent = utl_va_cat("a", "b", none);
+    memory_is_exhausted = false;
+    EXPECT_EQ(absent, nullptr);
+}
+
+} // namespace
