@@ -321,7 +321,6 @@ TEST_F(Slots, FailWhenTheyAreToldTo) {
         args.reset(native_new_CMPIArgs(nullptr));
         cimsim_reset();
         cimsim_count_misuse(1);
-        cimsim_fail("CMPIArgs.release", 1, &quiet); // the newer plan replaces it
         cimsim_fail(row.slot, row.nth, row.fault);
         EXPECT_EQ(cimsim_fault_hit(), nullptr);
         const std::string first = add("a");
