@@ -121,7 +121,6 @@ END
     [[ $output != *hunter2* ]]
 }
 
-# From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "completion" {
     local words wanted
     while IFS='|' read -r words wanted; do
@@ -138,6 +137,8 @@ help ins| install instances
 END
 }
 
+# bats test_tags=native
+# From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "limits of every argument" {
     local command option limit count=0 text
     for command in backup restore test-share; do
@@ -195,7 +196,7 @@ terminal() {
     NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --wait
     [[ $output != *$'\e['[0-9]* ]]
     run --separate-stderr $XAVOCTL reboot 1 --wait
-    [[ $stderr == 'JID_4   0% Running'$'\n'*$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
+    [[ $stderr == 'JID_4   '[0-9]'% Running'$'\n'*$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
     run $XAVOCTL reboot 1 --wait --quiet
     [[ $output == JID_4 ]]
 }
@@ -238,6 +239,7 @@ END
 END
 }
 
+# bats test_tags=native
 @test "output that cannot be written" {
     local words target
     for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
@@ -263,7 +265,7 @@ maps = [line.split() for line in open(f"/proc/{sys.argv[1]}/maps")]
 with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     for area, mode, *_ in maps:
         first, last = (int(end, 16) for end in area.split("-"))
-        if mode.startswith("rw"):
+        if mode.startswith("rw") and last - first < 1 << 26: # not what a sanitizer sets aside
             memory.seek(first)
             assert sys.argv[2].encode() not in memory.read(last - first), area
 ' $parent "$(<passphrase)"
