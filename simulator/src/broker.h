@@ -49,7 +49,8 @@ struct Broker {
     bool reachable = true;
     bool garbage = false;
     unsigned int hold_ms = 0;
-    unsigned int dead_pipes = 0; // CIMSIM_PIPE_...
+    unsigned long generation = 0; // how often it was restarted
+    unsigned int odd_pipes = 0;   // CIMSIM_PIPE_CONNECT, CIMSIM_PIPE_RELEASE
     std::set<std::string> refused;
     unsigned long overlaps = 0;
     unsigned long requests = 0;

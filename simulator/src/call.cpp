@@ -131,10 +131,13 @@ void Call::wait(std::int64_t milliseconds) {
         const Milliseconds left = due - sim.controller.clock.now();
         if (left <= 0)
             return;
-        if (sim.controller.clock.is_frozen())
+        const bool frozen = sim.controller.clock.is_frozen();
+        if (frozen && !sim.state.in_use())
             sim.time_changed.wait(lock_);
         else
-            sim.time_changed.wait_for(lock_, std::chrono::milliseconds(left));
+            sim.time_changed.wait_for(lock_, std::chrono::milliseconds(frozen ? 10 : left));
+        if (frozen)
+            StateSession(); // another process may have moved the time
     }
 }
 

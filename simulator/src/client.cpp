@@ -54,7 +54,8 @@ Answer answer_to(const Request &request, Ask ask) {
     return ask();
 }
 
-bool is_dead(const Broker &broker) { return (broker.dead_pipes & CIMSIM_PIPE_CALLS) != 0; }
+// Whether the socket that all clients share leads to a broker that has gone.
+bool is_dead() { return sim.broker.generation != sim.connected; }
 
 // One exchange: the request goes to the broker, `ask` says what the controller answers, and the answer
 // is on its way while the lock is given away. An exchange on a client that is still busy counts as an
@@ -66,15 +67,21 @@ Answer exchange(Call &call, Request request, Ask ask) {
     if (client.running++ > 0)
         ++broker.overlaps;
     Answer answer;
-    const bool dead = is_dead(broker), method_call = request.is_method_call();
-    if (dead) {
+    StateSession session; // not while the answer is held back
+    const bool good = session.good(), dead = good && is_dead(), method_call = request.is_method_call();
+    if (!good) {
+        answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
+    } else if (dead) {
         answer = failed(CMPI_RC_ERR_FAILED, "The connection to the broker is lost.");
+        session.end();
         call.unlocked(write_to_dead_socket);
     } else {
         request.user = client.user;
         ++broker.requests;
         answer = answer_to(request, ask);
         broker.last = std::move(request);
+        if (!session.end())
+            answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
         call.wait(Milliseconds{broker.hold_ms});
     }
     if (call.accepts(call.self, "client"))
@@ -125,7 +132,7 @@ void add_extra_elements(std::vector<Value> &elements) {
 
 CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
-    if (call.sound() && (sim.broker.dead_pipes & CIMSIM_PIPE_RELEASE)) {
+    if (call.sound() && (sim.broker.odd_pipes & CIMSIM_PIPE_RELEASE)) {
         call.unlocked(write_to_dead_socket);
         call.accepts(call.self, "client"); // another thread may have been here
     }
@@ -134,7 +141,7 @@ CMPIStatus client_release(CMCIClient *self) {
         release_object(call);
         client_released(connector);
         if (sim.heap.clients == 0)
-            sim.broker.dead_pipes = 0; // the next one to connect opens a socket of its own
+            sim.broker.odd_pipes = 0;
     }
     return call.status();
 }
@@ -185,7 +192,8 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
 
     const std::shared_ptr<Tree> at = path->value.tree, arguments = given->value.tree;
     // The real library fetches the class first, and releases what it got without a look.
-    if (!is_dead(sim.broker) && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
+    if (StateSession session;
+        session.good() && !is_dead() && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
         call.misuse("there is no class " + at->name_space + ":" + at->class_name +
                         ", which the real library does not survive",
                     CMPI_RC_ERR_NOT_FOUND);
@@ -255,9 +263,11 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         return nullptr;
     Broker &broker = sim.broker;
     const bool first = sim.heap.clients == 0;
-    if (broker.dead_pipes & CIMSIM_PIPE_CONNECT) {
+    StateSession session;
+    if (broker.odd_pipes & CIMSIM_PIPE_CONNECT) {
         if (first)
-            broker.dead_pipes = 0;
+            broker.odd_pipes = 0;
+        session.end();
         call.unlocked(write_to_dead_socket);
         call.fail(CMPI_RC_ERR_FAILED);
         return nullptr;
@@ -266,11 +276,12 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         const bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal") &
                            is_local("host", host, "localhost") & is_local("scheme", scheme, nullptr) &
                            is_local("port", port, nullptr);
-        if (!local || !broker.reachable) {
+        if (!local || !session.good() || !broker.reachable) {
             call.fail(CMPI_RC_ERR_FAILED);
             return nullptr;
         }
-        broker.dead_pipes = 0;
+        broker.odd_pipes = 0;
+        sim.connected = broker.generation;
     }
     Object &client = make(Value(CMPI_null, Kind::client), Holder::owned);
     client.client = std::make_unique<Client>();

@@ -14,7 +14,15 @@ struct cimsim_value {
 
 namespace {
 
-using Guard = std::lock_guard<std::mutex>;
+// The simulator's lock and, inside of it, the state's: what a function changes, all processes see.
+class Guard {
+public:
+    explicit Guard(std::mutex &lock) : lock_(lock) {}
+
+private:
+    std::lock_guard<std::mutex> lock_;
+    StateSession session_;
+};
 
 // The calling thread's store for what the function hands out; what it held before is no longer valid.
 Thread &fresh_answer() {
@@ -79,7 +87,9 @@ extern "C" {
 void cimsim_reset(void) {
     const Guard guard(sim.lock);
     sim.controller = {};
+    const unsigned long generation = sim.broker.generation;
     sim.broker = {};
+    sim.broker.generation = sim.connected = generation;
     sim.watch = {};
     forget_unloaded();
     ++sim.resets;
@@ -279,7 +289,7 @@ void cimsim_set_reachable(int on) {
     const Guard guard(sim.lock);
     sim.broker.reachable = on != 0;
     if (!on && sim.heap.clients > 0)
-        sim.broker.dead_pipes |= CIMSIM_PIPE_CALLS;
+        ++sim.broker.generation;
 }
 
 void cimsim_refuse_user(const char *user) {
@@ -299,7 +309,17 @@ void cimsim_set_garbage(int on) {
 
 void cimsim_restart_broker(unsigned int pipes) {
     const Guard guard(sim.lock);
-    sim.broker.dead_pipes = pipes;
+    if (pipes & CIMSIM_PIPE_CALLS)
+        ++sim.broker.generation;
+    else
+        sim.connected = sim.broker.generation;
+    sim.broker.odd_pipes = pipes;
+}
+
+const char *cimsim_state_error(void) {
+    const Guard guard(sim.lock);
+    const std::string &error = sim.state.error();
+    return error.empty() ? nullptr : fresh_answer().keep(error);
 }
 
 unsigned long cimsim_overlaps(void) {

@@ -20,6 +20,12 @@ public:
     bool is_frozen() const { return frozen_.has_value(); }
     void freeze(bool on);
     void advance(Milliseconds time);
+    Milliseconds ahead() const { return ahead_; } // of the wall clock
+    void go_ahead(Milliseconds of_the_wall_clock) {
+        frozen_.reset();
+        ahead_ = of_the_wall_clock;
+    }
+    void stop_at(Milliseconds time) { frozen_ = time; }
 
 private:
     Milliseconds ahead_ = 0;

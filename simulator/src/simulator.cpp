@@ -1,10 +1,16 @@
 // simulator.cpp - the simulator's life: what it finds when the library is loaded, and its end.
 #include "simulator.h"
 
+#include "scene.h"
+#include "text.h"
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <sstream>
+#include <unistd.h>
 
 namespace cimsim {
 
@@ -13,10 +19,8 @@ namespace {
 // Never destroyed: threads that still run while the process ends find a simulator that works.
 alignas(Simulator) unsigned char room[sizeof(Simulator)];
 
-bool read_scene() {
-    const char *scene = std::getenv("CIMSIM_SCENE");
-    std::istringstream words(scene ? scene : "");
-    bool empty = false;
+void apply_words(const std::string &scene) {
+    std::istringstream words(scene);
     for (std::string word; std::getline(words, word, ',');) {
         const std::string refuse = "refuse=";
         if (word == "lockdown")
@@ -24,14 +28,40 @@ bool read_scene() {
         else if (word == "unreachable")
             sim.broker.reachable = false;
         else if (word == "empty")
-            empty = true;
+            forget_scene();
         else if (word.compare(0, refuse.size(), refuse) == 0)
             sim.broker.refused.insert(word.substr(refuse.size()));
         else if (!word.empty())
             std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
     }
-    if (!empty)
-        sim.controller.load_demo();
+}
+
+// A test that runs on another scene than it was written for would say nothing.
+void apply_file(const std::string &path) {
+    std::string text;
+    struct stat ignored;
+    if (!read_whole(path, &text, &ignored)) {
+        std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s: %s\n", path.c_str(), std::strerror(errno));
+        std::_Exit(2);
+    }
+    try {
+        apply_scene(text);
+    } catch (const Mistake &mistake) {
+        std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s:%zu: %s\n", path.c_str(), mistake.line,
+                     mistake.what());
+        std::_Exit(2);
+    }
+}
+
+bool read_scene() {
+    sim.controller.load_demo();
+    const char *given = std::getenv("CIMSIM_SCENE");
+    const std::string scene = given ? given : "";
+    if (scene.find('/') != std::string::npos || (!scene.empty() && access(scene.c_str(), F_OK) == 0))
+        apply_file(scene);
+    else
+        apply_words(scene);
+    sim.state.use(std::getenv("CIMSIM_STATE"));
     return true;
 }
 

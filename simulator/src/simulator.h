@@ -6,6 +6,7 @@
 #include "call.h"
 #include "controller.h"
 #include "object.h"
+#include "state.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -16,6 +17,8 @@ struct Simulator {
     std::mutex lock;
     std::condition_variable time_changed; // otherwise than by the passing of time
     unsigned long resets = 0;
+    unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
+    State state;
     Heap heap;
     Watch watch;
     Broker broker;

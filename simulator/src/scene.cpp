@@ -1,0 +1,426 @@
+// scene.cpp - the statements of scenes and states, read and written in one place.
+#include "scene.h"
+
+#include "simulator.h"
+#include "text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace cimsim {
+
+namespace {
+
+// ---- Values -------------------------------------------------------------------------------------
+
+const struct {
+    const char *name;
+    CMPIType type;
+} types[] = {{"boolean", CMPI_boolean}, {"char16", CMPI_char16},    {"uint8", CMPI_uint8},
+             {"uint16", CMPI_uint16},   {"uint32", CMPI_uint32},    {"uint64", CMPI_uint64},
+             {"sint8", CMPI_sint8},     {"sint16", CMPI_sint16},    {"sint32", CMPI_sint32},
+             {"sint64", CMPI_sint64},   {"real32", CMPI_real32},    {"real64", CMPI_real64},
+             {"string", CMPI_string},   {"datetime", CMPI_dateTime}};
+
+const char *type_name(CMPIType type) {
+    for (const auto &known : types)
+        if (known.type == type)
+            return known.name;
+    return nullptr;
+}
+
+template <class Real, class Bits>
+CMPIUint64 bits_of(Real real) {
+    Bits bits;
+    static_assert(sizeof bits == sizeof real);
+    std::memcpy(&bits, &real, sizeof bits);
+    return bits;
+}
+
+CMPIUint64 read_bits(const Statement &statement, CMPIType type, const std::string &text) {
+    char *end = nullptr;
+    CMPIUint64 bits;
+    if (type == CMPI_real32)
+        bits = bits_of<float, std::uint32_t>(std::strtof(text.c_str(), &end));
+    else if (type == CMPI_real64)
+        bits = bits_of<double, std::uint64_t>(std::strtod(text.c_str(), &end));
+    else if (!text.empty() && text[0] == '-')
+        bits = static_cast<CMPIUint64>(std::strtoll(text.c_str(), &end, 10));
+    else
+        bits = std::strtoull(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0')
+        statement.fail("\"" + text + "\" is no number");
+    return bits;
+}
+
+// "text", null, null:TYPE, TYPE:VALUE; lacking gives none.
+std::optional<Value> read_value(const Statement &statement, const Word &word) {
+    if (word.quoted)
+        return Value::string(word.text);
+    if (word.text == "lacking")
+        return std::nullopt;
+    const std::size_t colon = word.text.find(':');
+    const std::string name = word.text.substr(0, colon),
+                      rest = colon == std::string::npos ? "" : word.text.substr(colon + 1);
+    const bool null = name == "null";
+    const std::string wanted = !null ? name : rest.empty() ? "string" : rest;
+    for (const auto &known : types) {
+        if (wanted != known.name)
+            continue;
+        if (null)
+            return Value::null(known.type);
+        if (known.type == CMPI_string)
+            return Value::string(rest);
+        if (is_number(known.type))
+            return Value::number(known.type, read_bits(statement, known.type, rest));
+        Value value(CMPI_dateTime, Kind::date_time);
+        value.text = rest;
+        return value;
+    }
+    statement.fail("\"" + word.text + "\" is no value: it takes \"text\", null, lacking or TYPE:VALUE");
+}
+
+// Empty for a value that has no such form.
+std::string value_text(const std::optional<Value> &value) {
+    if (!value)
+        return "lacking";
+    const char *type = type_name(value->type);
+    if (!type)
+        return {};
+    if (value->state == CMPI_nullValue && (value->blank || value->kind == Kind::none))
+        return std::string("null:") + type;
+    if (value->state != CMPI_goodValue)
+        return {};
+    if (value->kind == Kind::string && !value->blank)
+        return quoted(value->text);
+    if (value->kind == Kind::date_time)
+        return "datetime:" + quoted(value->text);
+    if (value->kind != Kind::number)
+        return {};
+    char real[40];
+    if (value->type == CMPI_real32 || value->type == CMPI_real64) {
+        CMPIValue whole;
+        store_number(value->type, value->bits, &whole);
+        const double number = value->type == CMPI_real32 ? static_cast<double>(whole.real32) : whole.real64;
+        std::snprintf(real, sizeof real, "%.17g", number);
+        return std::string(type) + ":" + real;
+    }
+    return std::string(type) + ":" + to_text(*value);
+}
+
+// ---- Statements ---------------------------------------------------------------------------------
+
+constexpr Milliseconds second = 1000;
+
+Milliseconds duration(const Statement &s, Milliseconds otherwise) {
+    return s.number_option("runs-ms", s.number_option("runs", otherwise / second) * second);
+}
+
+void job(const Statement &s) {
+    Controller &controller = sim.controller;
+    Job job;
+    job.id = s.words[0].text;
+    job.name = s.text_option("name");
+    job.runs = duration(s, 10 * second);
+    job.fails = s.option("fails") != nullptr;
+    job.failure = s.text_option("message");
+    job.until_text = s.text_option("until");
+    const std::string task = s.text_option("task", "other"), start = s.text_option("start", "never");
+    job.task = task == "backup" ? Task::backup : task == "restore" ? Task::restore : Task::other;
+    if (job.task == Task::other && task != "other")
+        s.fail("task is backup, restore or other");
+    if (const Word *at = s.option("at"))
+        job.start = s.number(*at);
+    else if (start != "never")
+        job.start = controller.clock.now() + s.number(*s.option("start")) * second;
+    if (job.start)
+        job.start_text = s.text_option("start-text", start == "0" ? "NOW" : format_time(*job.start));
+    const auto number = s.number_option("number", 0);
+    if (number > 0)
+        controller.last_number = static_cast<unsigned long>(number) - 1;
+    if (!controller.add_job(std::move(job)))
+        s.fail("there is a job \"" + s.words[0].text + "\" already");
+}
+
+void property(const Statement &s) {
+    sim.controller.overrides_of(s.words[0].text)[s.words[1].text] = read_value(s, s.words[2]);
+}
+
+void next_job(const Statement &s) {
+    Coming coming;
+    if (s.option("runs") || s.option("runs-ms"))
+        coming.runs = duration(s, 0);
+    coming.fails = s.option("fails") != nullptr;
+    if (s.option("message"))
+        coming.message = s.text_option("message");
+    sim.controller.coming.push_back(std::move(coming));
+}
+
+void share(const Statement &s) {
+    Share share{s.words[0].text, s.words[1].text, static_cast<unsigned int>(s.number(s.words[2])),
+                std::nullopt, s.text_option("password")};
+    if (s.option("user"))
+        share.user = s.text_option("user");
+    sim.controller.shares.push_back(std::move(share));
+}
+
+void add_class(const Statement &s) {
+    AddedClass added{s.words[0].text, {}, {}};
+    for (std::size_t i = 1; i < s.words.size(); ++i)
+        added.keys.push_back(s.words[i].text);
+    if (!sim.controller.add_class(std::move(added)))
+        s.fail("there is a class \"" + s.words[0].text + "\" already");
+}
+
+void instance(const Statement &s) {
+    std::vector<Item> items;
+    for (const auto &[name, word] : s.options)
+        if (std::optional<Value> value = read_value(s, word))
+            items.push_back({name, std::move(*value)});
+    if (!sim.controller.add_instance(s.words[0].text, std::move(items)))
+        s.fail("no class \"" + s.words[0].text + "\" was added, or one of its keys is missing");
+}
+
+void clock(const Statement &s) {
+    if (const Word *frozen = s.option("frozen"))
+        sim.controller.clock.stop_at(s.number(*frozen));
+    else
+        sim.controller.clock.go_ahead(s.number_option("ahead", 0));
+}
+
+void numbers(const Statement &s) {
+    sim.controller.last_number = static_cast<unsigned long>(s.number_option("jobs", 0));
+    sim.controller.last_id = static_cast<unsigned int>(s.number_option("ids", 0));
+}
+
+void fault(const Statement &s) {
+    if (!is_slot(s.words[0].text) && s.words[0].text != "any")
+        s.fail("there is no slot \"" + s.words[0].text + "\"");
+    Plan plan{s.words[0].text == "any" ? "" : s.words[0].text,
+              static_cast<unsigned long>(std::max<std::int64_t>(1, s.number(s.words[1]))),
+              s.option("from") != nullptr,
+              Fault{static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_ERR_FAILED)), std::nullopt,
+                    s.option("with-result") != nullptr}};
+    if (s.option("message"))
+        plan.fault.message = s.text_option("message");
+    sim.watch.plans.push_back(std::move(plan));
+}
+
+struct Form {
+    const char *name;
+    std::size_t least, most;           // words
+    std::vector<const char *> options; // NAME=VALUE, or NAME alone
+    void (*apply)(const Statement &);
+};
+
+const std::size_t any_number = 1000;
+
+const Form forms[] = {
+    {"empty", 0, 0, {}, [](const Statement &) { forget_scene(); }},
+    {"demo", 0, 0, {}, [](const Statement &) { sim.controller.load_demo(); }},
+    {"clock", 0, 0, {"frozen", "ahead"}, clock},
+    {"generation",
+     1,
+     1,
+     {},
+     [](const Statement &s) { sim.broker.generation = static_cast<unsigned long>(s.number(s.words[0])); }},
+    {"numbers", 0, 0, {"jobs", "ids"}, numbers},
+    {"limit",
+     1,
+     1,
+     {},
+     [](const Statement &s) { sim.controller.job_limit = static_cast<unsigned int>(s.number(s.words[0])); }},
+    {"lockdown", 0, 0, {}, [](const Statement &) { sim.controller.lockdown = true; }},
+    {"unreachable", 0, 0, {}, [](const Statement &) { sim.broker.reachable = false; }},
+    {"garbage", 0, 0, {}, [](const Statement &) { sim.broker.garbage = true; }},
+    {"hold",
+     1,
+     1,
+     {},
+     [](const Statement &s) { sim.broker.hold_ms = static_cast<unsigned int>(s.number(s.words[0])); }},
+    {"refuse", 1, 1, {}, [](const Statement &s) { sim.broker.refused.insert(s.words[0].text); }},
+    {"software",
+     1,
+     1,
+     {"name", "version"},
+     [](const Statement &s) {
+         sim.controller.identities.push_back(
+             {s.words[0].text, s.text_option("name"), s.text_option("version")});
+     }},
+    {"share", 3, 3, {"user", "password"}, share},
+    {"class", 1, any_number, {}, add_class},
+    {"instance", 1, 1, {"*"}, instance},
+    {"job",
+     1,
+     1,
+     {"name", "start", "at", "start-text", "runs", "runs-ms", "fails", "message", "until", "task", "number"},
+     job},
+    {"property", 3, 3, {}, property},
+    {"next-job", 0, 0, {"runs", "runs-ms", "fails", "message"}, next_job},
+    {"fault", 2, 2, {"rc", "message", "with-result", "from"}, fault},
+};
+
+// Options without a value look like words until it is known which options there are.
+void sort_out(const Form &form, Statement &s) {
+    const auto is_option = [&](const std::string &name) {
+        return std::any_of(form.options.begin(), form.options.end(),
+                           [&](const char *known) { return name == known || *known == '*'; });
+    };
+    const auto is_flag = [&](const Word &word) {
+        return !word.quoted && (word.text == "fails" || word.text == "with-result" || word.text == "from") &&
+               is_option(word.text);
+    };
+    for (auto word = s.words.begin(); word != s.words.end();)
+        if (is_flag(*word)) {
+            s.options.emplace_back(word->text, Word());
+            word = s.words.erase(word);
+        } else {
+            ++word;
+        }
+    for (const auto &[name, value] : s.options)
+        if (!is_option(name))
+            s.fail("there is no option \"" + name + "\"");
+    if (s.words.size() < form.least || s.words.size() > form.most)
+        s.fail("it takes " + std::to_string(form.least) +
+               (form.most == any_number ? " words or more"
+                : form.least == 1       ? " word"
+                                        : " words") +
+               ", not " + std::to_string(s.words.size()));
+}
+
+} // namespace
+
+void apply_scene(const std::string &text) {
+    for (Statement &statement : parse(text)) {
+        const auto form = std::find_if(std::begin(forms), std::end(forms),
+                                       [&](const Form &known) { return statement.name == known.name; });
+        if (form == std::end(forms))
+            throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
+        sort_out(*form, statement);
+        form->apply(statement);
+    }
+}
+
+void forget_scene() {
+    sim.controller = {};
+    Broker &broker = sim.broker;
+    broker.reachable = true;
+    broker.garbage = false;
+    broker.hold_ms = 0;
+    broker.refused.clear();
+}
+
+namespace {
+
+// A line, put together piece by piece.
+class Writer {
+public:
+    Writer &line(const char *name) {
+        text_ += text_.empty() ? name : std::string("\n") + name;
+        return *this;
+    }
+    Writer &word(const std::string &word) {
+        text_ += " " + word;
+        return *this;
+    }
+    Writer &text(const std::string &text) { return word(quoted(text)); }
+    Writer &number(std::int64_t number) { return word(std::to_string(number)); }
+    Writer &option(const char *name, const std::string &text) {
+        return text.empty() ? *this : word(std::string(name) + "=" + quoted(text));
+    }
+    Writer &option(const char *name, std::int64_t number) {
+        return word(std::string(name) + "=" + std::to_string(number));
+    }
+    std::string done() { return text_ + "\n"; }
+
+private:
+    std::string text_;
+};
+
+void write_overrides(Writer &out, const std::string &id, const Overrides &overrides) {
+    for (const auto &[name, value] : overrides)
+        if (const std::string text = value_text(value); !text.empty())
+            out.line("property").text(id).text(name).word(text);
+}
+
+void write_jobs(Writer &out, const Controller &controller) {
+    const char *const tasks[] = {"", "backup", "restore"};
+    for (const auto &[number, job] : controller.jobs) {
+        out.line("job")
+            .text(job.id)
+            .option("number", static_cast<std::int64_t>(number))
+            .option("name", job.name);
+        out.option("task", tasks[static_cast<std::size_t>(job.task)]);
+        if (job.start)
+            out.option("at", *job.start).option("start-text", job.start_text);
+        out.option("runs-ms", job.runs).option("message", job.failure).option("until", job.until_text);
+        if (job.fails)
+            out.word("fails");
+        write_overrides(out, job.id, job.overrides);
+    }
+    for (const auto &[id, overrides] : controller.coming_overrides)
+        write_overrides(out, id, overrides);
+    for (const Coming &coming : controller.coming) {
+        out.line("next-job");
+        if (coming.runs)
+            out.option("runs-ms", *coming.runs);
+        if (coming.message)
+            out.word("message=" + quoted(*coming.message));
+        if (coming.fails)
+            out.word("fails");
+    }
+}
+
+} // namespace
+
+std::string scene_text() {
+    const Controller &controller = sim.controller;
+    const Broker &broker = sim.broker;
+    Writer out;
+    out.line("empty").line("clock");
+    if (controller.clock.is_frozen())
+        out.option("frozen", controller.clock.now());
+    else
+        out.option("ahead", controller.clock.ahead());
+    out.line("generation").number(static_cast<std::int64_t>(broker.generation));
+    out.line("limit").number(controller.job_limit);
+    if (controller.lockdown)
+        out.line("lockdown");
+    if (!broker.reachable)
+        out.line("unreachable");
+    if (broker.garbage)
+        out.line("garbage");
+    if (broker.hold_ms != 0)
+        out.line("hold").number(broker.hold_ms);
+    for (const std::string &user : broker.refused)
+        out.line("refuse").text(user);
+    for (const Identity &identity : controller.identities)
+        out.line("software")
+            .text(identity.id)
+            .option("name", identity.name)
+            .option("version", identity.version);
+    for (const Share &share : controller.shares) {
+        out.line("share").text(share.address).text(share.name).number(share.type);
+        if (share.user)
+            out.word("user=" + quoted(*share.user)).option("password", share.password);
+    }
+    for (const AddedClass &added : controller.added) {
+        out.line("class").text(added.name);
+        for (const std::string &key : added.keys)
+            out.text(key);
+        for (const std::vector<Item> &items : added.instances) {
+            out.line("instance").text(added.name);
+            for (const Item &item : items)
+                if (const std::string text = value_text(item.value); !text.empty())
+                    out.word(quoted(item.name) + "=" + text);
+        }
+    }
+    write_jobs(out, controller);
+    out.line("numbers").option("jobs", static_cast<std::int64_t>(controller.last_number));
+    out.option("ids", static_cast<std::int64_t>(controller.last_id));
+    return out.done();
+}
+
+} // namespace cimsim

@@ -1,0 +1,21 @@
+// scene.h - the controller as text: what a scene and a state say of it.
+#ifndef CIMSIM_SCENE_H
+#define CIMSIM_SCENE_H
+
+#include <string>
+
+namespace cimsim {
+
+// Makes the controller, the broker and the plans what a text says, statement by statement. Throws Mistake;
+// what stands before the mistake is done then.
+void apply_scene(const std::string &text);
+
+// The controller and the lasting part of the broker, as a text that makes an empty one the same.
+std::string scene_text();
+
+// Forgets what scene_text would write.
+void forget_scene();
+
+} // namespace cimsim
+
+#endif

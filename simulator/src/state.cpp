@@ -1,0 +1,152 @@
+// state.cpp - locking, reading and writing the controller's file.
+#include "state.h"
+
+#include "scene.h"
+#include "simulator.h"
+#include "text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace cimsim {
+
+namespace {
+
+bool write_whole(const std::string &path, const std::string &text, struct stat *seen) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0)
+        return false;
+    std::size_t written = 0;
+    bool good = true;
+    while (good && written < text.size()) {
+        const ssize_t some = ::write(file, text.data() + written, text.size() - written);
+        good = some > 0;
+        written += good ? static_cast<std::size_t>(some) : 0;
+    }
+    good = good && fstat(file, seen) == 0;
+    const int why = errno;
+    good = close(file) == 0 && good;
+    errno = why;
+    return good;
+}
+
+bool same(const struct stat &a, const struct stat &b) {
+    return a.st_ino == b.st_ino && a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
+           a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+} // namespace
+
+bool read_whole(const std::string &path, std::string *text, struct stat *seen) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return false;
+    char block[65536];
+    ssize_t got = fstat(file, seen);
+    text->clear();
+    while (got >= 0 && (got = read(file, block, sizeof block)) > 0)
+        text->append(block, static_cast<std::size_t>(got));
+    const int why = errno;
+    close(file);
+    errno = why;
+    return got == 0;
+}
+
+void State::use(const char *path) { path_ = path ? path : ""; }
+
+bool State::fail(const std::string &why) {
+    error_ = why;
+    known_ = false;
+    std::fprintf(stderr, "cimsim: CIMSIM_STATE: %s\n", why.c_str());
+    return false;
+}
+
+// A lock of its own for each session: a descriptor that a fork has shared would lock nobody out.
+bool State::lock() {
+    const std::string path = path_ + ".lock";
+    lock_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    int failed = lock_ < 0;
+    while (!failed && (failed = flock(lock_, LOCK_EX)) != 0 && errno == EINTR) {
+    }
+    return !failed || fail(path + ": " + std::strerror(errno));
+}
+
+void State::unlock() {
+    if (lock_ >= 0)
+        close(lock_);
+    lock_ = -1;
+}
+
+bool State::read() {
+    struct stat now;
+    if (stat(path_.c_str(), &now) != 0)
+        return errno == ENOENT ? (known_ = false, true) : fail(path_ + ": " + std::strerror(errno));
+    if (known_ && same(now, seen_))
+        return true;
+    std::string text;
+    if (!read_whole(path_, &text, &seen_))
+        return fail(path_ + ": " + std::strerror(errno));
+    try {
+        forget_scene();
+        if (text.empty() || text.back() != '\n')
+            throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
+                          "the last line has no end");
+        apply_scene(text);
+    } catch (const Mistake &mistake) {
+        return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
+    }
+    text_ = scene_text();
+    known_ = true;
+    sim.time_changed.notify_all();
+    return true;
+}
+
+bool State::begin() {
+    if (path_.empty())
+        return true;
+    if (lock() && read())
+        return true;
+    unlock();
+    return false;
+}
+
+bool State::write(const std::string &text) {
+    const std::string path = path_ + ".new";
+    if (!write_whole(path, text, &seen_) || rename(path.c_str(), path_.c_str()) != 0) {
+        const int why = errno;
+        unlink(path.c_str());
+        return fail(path + ": " + std::strerror(why));
+    }
+    text_ = text;
+    known_ = true;
+    return true;
+}
+
+bool State::end() {
+    if (path_.empty())
+        return true;
+    const std::string text = scene_text();
+    const bool good = (known_ && text == text_) || write(text);
+    unlock();
+    if (good)
+        error_.clear();
+    return good;
+}
+
+StateSession::StateSession() : good_(sim.state.begin()), open_(good_) {}
+
+StateSession::~StateSession() { end(); }
+
+bool StateSession::end() {
+    if (open_)
+        good_ = sim.state.end();
+    open_ = false;
+    return good_;
+}
+
+} // namespace cimsim

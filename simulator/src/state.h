@@ -1,0 +1,56 @@
+// state.h - the controller in a file: what CIMSIM_STATE names, shared by every process that names it.
+#ifndef CIMSIM_STATE_H
+#define CIMSIM_STATE_H
+
+#include <string>
+#include <sys/stat.h>
+
+namespace cimsim {
+
+// The whole of a file. False: errno says why.
+bool read_whole(const std::string &path, std::string *text, struct stat *seen);
+
+// The file as this process last saw it. All calls under the simulator's lock.
+class State {
+public:
+    void use(const char *path); // NULL or empty: none
+    bool in_use() const { return !path_.empty(); }
+
+    // Locks the file and takes over what others have written; without a file every session is good. False: it
+    // cannot be had, and why was said on standard error. A session that began is ended.
+    bool begin();
+    // Writes what was changed, and unlocks. False: it cannot be written, and why was said.
+    bool end();
+    const std::string &error() const { return error_; } // of the latest sessions since one was good
+
+private:
+    bool lock();
+    void unlock();
+    bool read();
+    bool write(const std::string &text);
+    bool fail(const std::string &why);
+
+    std::string path_, error_;
+    int lock_ = -1;
+    bool known_ = false; // `seen_` and `text_` are of the file as it is here
+    struct stat seen_ = {};
+    std::string text_;
+};
+
+// A session as long as this lives.
+class StateSession {
+public:
+    StateSession();
+    ~StateSession();
+    StateSession(const StateSession &) = delete;
+    StateSession &operator=(const StateSession &) = delete;
+    bool good() const { return good_; }
+    bool end(); // before its time: false when the changes could not be written
+
+private:
+    bool good_, open_;
+};
+
+} // namespace cimsim
+
+#endif
