@@ -155,6 +155,46 @@ expect 2 usage xavo-simulate ./job_queue delete
 expect 1 "fetch JID_9: NOT_FOUND" xavo-simulate ./job_queue delete JID_1 JID_9
 expect 0 JID_1 xavo-simulate ./job_queue
 
+# Scenes and states, by names that are relative to where one is.
+echo 'refuse root01ff' >scene
+echo 'job' >mistake
+expect 3 PERMISSION_ERROR xavo-simulate --scene scene ./list
+expect 2 "mistake:1: " xavo-simulate --scene mistake ./list
+expect 2 "nothing: there is no such file" xavo-simulate --scene nothing ./list
+expect 0 "delete JID_1: NO_ERROR" xavo-simulate --state state ./job_queue delete JID_1
+expect 1 "fetch JID_1: NOT_FOUND" xavo-simulate --state "$work/state" ./job_queue delete JID_1
+expect 3 PERMISSION_ERROR xavo-simulate --state refusing --scene scene ./list
+expect 3 PERMISSION_ERROR xavo-simulate --state refusing ./list
+expect 2 "nothing/state: there is no such folder" xavo-simulate --state nothing/state ./list
+expect 2 "--state needs a file" xavo-simulate --state
+cat >restart.c <<'END'
+#include <XAVO.h>
+#include <stdlib.h>
+static void list(XAVO_Proxy *sp) {
+    XAVO_ErrorCode ec;
+    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
+    puts(XAVO_EC_to_string(ec));
+}
+int main(int argc, char **argv) {
+    XAVO_Proxy *sp = XAVO_new();
+    list(sp);
+    if (system(argv[argc - 1]) != 0)
+        puts("no restart");
+    list(sp);
+    XAVO_free(sp);
+    list(NULL);
+    return 0;
+}
+END
+# shellcheck disable=SC2046
+gcc "${strict[@]}" restart.c $(pkg-config --cflags --libs xavo) -o restart
+expect 0 $'NO_ERROR\nUNKNOWN_ERROR\nNO_ERROR' env HULM_LEVEL=0 \
+    xavo-simulate --state state ./restart "xavo-simulate --state state --restart"
+expect 2 "--restart needs the file of a state" xavo-simulate --restart
+expect 2 "--restart needs the file of a state" xavo-simulate --state new --restart
+expect 2 "--restart takes no program" xavo-simulate --state state --restart ./list
+expect 1 "mistake:1: " xavo-simulate --state mistake --restart
+
 # The README: its code is the examples', and its commands do what they are there for, as they stand.
 cd "$source"
 blocks=0
