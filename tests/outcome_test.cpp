@@ -1,6 +1,7 @@
 // outcome_test.cpp - what each operation makes of bad arguments, of a handle without a client, and of
 // every shape of answer.
 #include "operations.h"
+#include "simulator/raw.h"
 #include "support.h"
 
 #include <cstring>
@@ -243,6 +244,15 @@ void replace(std::string &text, const std::string &what, const std::string &with
 
 TEST_F(Outcome, EveryShapeOfAnswer) {
     cimsim_set_garbage(1);
+    { // it is there
+        CMPIStatus status;
+        const raw::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
+        const raw::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
+        returns(uint32(0));
+        const CMPIData data =
+            sp->client->ft->invokeMethod(sp->client, on.get(), "X", in.get(), nullptr, &status);
+        EXPECT_EQ(data.value.uint64 >> 32 != 0, sizeof(CMPIUint32) > 4);
+    }
     for (const Operation &op : operations()) {
         if (op.reads >= Reads::RECORDS)
             continue;

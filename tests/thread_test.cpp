@@ -1,5 +1,6 @@
 // thread_test.cpp - many threads at once, and a broker that goes away under them.
 #include "operations.h"
+#include "simulator/raw.h"
 #include "support.h"
 
 #include <atomic>
@@ -7,6 +8,7 @@
 #include <future>
 #include <mutex>
 #include <set>
+#include <thread>
 #include <unistd.h>
 
 using namespace test;
@@ -53,7 +55,22 @@ protected:
     std::atomic<unsigned long> dead_calls{0};
 };
 
+// An exchange without the library in between.
+void ask(CMCIClient *client) {
+    const raw::Own<CMPIObjectPath> job(newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr));
+    const raw::Own<CMPIConstClass> answer(client->ft->getClass(client, job.get(), 0, nullptr, nullptr));
+}
+
 TEST_F(Threads, GetTheirOwnAnswers) {
+    { // Where nobody keeps them apart, exchanges on one client overlap and are counted.
+        cimsim_hold_answers(1000);
+        const auto first = std::async(std::launch::async, ask, sp->client),
+                   second = std::async(std::launch::async, ask, sp->client);
+        while (cimsim_request_count() < 2)
+            std::this_thread::yield();
+        EXPECT_EQ(cimsim_overlaps(), 1U);
+        cimsim_advance(1);
+    }
     // What others have done meanwhile may have an operation refused.
     const std::set<std::pair<Reads, XAVO_ErrorCode>> refusals = {
         {Reads::RETURN_VALUE, XAVO_UNKNOWN_ERROR},
@@ -109,6 +126,20 @@ const struct {
 TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
     sigset_t pipe = {};
     sigaddset(&pipe, SIGPIPE);
+    const auto is_sent = [&](auto work) { // without the library, which holds them back
+        signal(SIGPIPE, SIG_DFL);
+        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+        work();
+        const bool sent = signals().find('P') != std::string::npos;
+        signal(SIGPIPE, SIG_IGN);
+        pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
+        return sent;
+    };
+    const auto connect = [] { return cmciConnect("localhost", nullptr, nullptr, "user", "", nullptr); };
+    CMCIClient *const client = connect();
+    cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
+    EXPECT_TRUE(is_sent([&] { ask(client); }) && is_sent(connect) && is_sent([&] { raw::release(client); }));
+    cimsim_restart_broker(0);
     for (const auto &stance : STANCES)
         for (const Operation &op : operations()) {
             if (op.request.empty())

@@ -273,9 +273,10 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         return nullptr;
     }
     if (first) { // only then are the transport chosen and the broker spoken to
-        const bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal") &
-                           is_local("host", host, "localhost") & is_local("scheme", scheme, nullptr) &
-                           is_local("port", port, nullptr);
+        bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal");
+        local = is_local("host", host, "localhost") && local; // each of them is told
+        local = is_local("scheme", scheme, nullptr) && local;
+        local = is_local("port", port, nullptr) && local;
         if (!local || !session.good() || !broker.reachable) {
             call.fail(CMPI_RC_ERR_FAILED);
             return nullptr;

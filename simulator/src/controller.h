@@ -104,7 +104,7 @@ struct Controller {
     Job *add_job(Job job); // NULL when there is one of that name
     void remove_job(const std::string &id);
     Overrides &overrides_of(const std::string &id); // of a job that is there, or that is still to come
-    bool add_class(AddedClass added);               // false when there is one of that name
+    bool add_class(AddedClass new_class);           // false when there is one of that name
     bool add_instance(const std::string &class_name,
                       std::vector<Item> items); // false: no added class, or a key missing
     bool full() const { return job_limit != 0 && jobs.size() >= job_limit; }

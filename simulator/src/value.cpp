@@ -144,7 +144,7 @@ CMPIUint64 load_number(CMPIType type, const void *from) {
     CMPIUint64 bits = 0;
     with_number_type(type, [&](auto carrier, auto own) {
         std::memcpy(&carrier, from, sizeof carrier);
-        bits = static_cast<CMPIUint64>(static_cast<decltype(own)>(carrier));
+        bits = static_cast<CMPIUint64>(+static_cast<decltype(own)>(carrier));
     });
     return bits;
 }
