@@ -65,7 +65,21 @@ std::string shown(const CMPIData &data) {
         return head + text(v.dateTime->ft->getStringFormat(v.dateTime, nullptr));
     if (data.type & CMPI_ENC)
         return head + std::string(v.string == nullptr ? "NULL" : "object");
-    return head + std::to_string(v.uint64);
+    switch (data.type) { // each as wide as it is, whichever end of the union its bytes are at
+    case CMPI_boolean:
+    case CMPI_uint8:
+    case CMPI_sint8:
+        return head + std::to_string(v.uint8);
+    case CMPI_char16:
+    case CMPI_uint16:
+    case CMPI_sint16:
+        return head + std::to_string(v.uint16);
+    case CMPI_uint32:
+    case CMPI_sint32:
+        return head + std::to_string(v.uint32);
+    default:
+        return head + std::to_string(v.uint64);
+    }
 }
 
 std::string misuse() {

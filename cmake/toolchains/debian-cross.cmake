@@ -1,0 +1,11 @@
+# What the toolchain files beside this one share: Debian's cross compiler for `triple`, and the emulator
+# that runs what it builds. Of the machine that builds only programs are used, never its libraries.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${triple}-gcc)
+set(CMAKE_CXX_COMPILER ${triple}-g++)
+list(APPEND CMAKE_FIND_ROOT_PATH /usr/${triple})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L /usr/${triple})
