@@ -1,6 +1,8 @@
 #include "raw.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <regex>
 #include <vector>
 
@@ -77,6 +79,11 @@ std::string shown(const CMPIData &data) {
     case CMPI_uint32:
     case CMPI_sint32:
         return head + std::to_string(v.uint32);
+    case CMPI_real32: {
+        uint32_t bits;
+        memcpy(&bits, &v.real32, sizeof bits);
+        return head + std::to_string(bits);
+    }
     default:
         return head + std::to_string(v.uint64);
     }
