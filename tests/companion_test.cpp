@@ -262,13 +262,6 @@ TEST_F(Guarded, NothingIsLostWhenAnyCallFails) {
 
 // ---- The reason -------------------------------------------------------------------------------------
 
-const Operation &operation(const char *name) {
-    for (const Operation &op : operations())
-        if (op.name == name)
-            return op;
-    abort();
-}
-
 cimsim_value *uint32(unsigned n) { return cimsim_number(CMPI_uint32, n); }
 
 TEST_F(Guarded, ReasonsAreTold) {

@@ -3,10 +3,12 @@
 #include "operations.h"
 #include "support.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 using namespace test;
 
@@ -21,35 +23,42 @@ struct Expected {
 struct Hit {
     std::string slot;
     unsigned occurrence;
-    unsigned of; // how many there are when nothing fails
 };
 
+constexpr unsigned PROPERTIES = 10; // of a job
+
 // What an operation learns from a call that did not do its work.
-const cimsim_fault FAULTS[] = {{CMPI_RC_ERR_FAILED, nullptr, 0},
-                               {CMPI_RC_ERR_FAILED, "failed", 1},
-                               {CMPI_RC_ERR_ACCESS_DENIED, "denied", 0},
-                               {CMPI_RC_ERR_INVALID_CLASS, nullptr, 1},
-                               {CMPI_RC_ERR_NOT_FOUND, "not found", 0},
-                               {CMPI_RC_ERR_NOT_FOUND, nullptr, 1},
-                               {CMPI_RC_ERR_NOT_SUPPORTED, "no", 1},
-                               {CMPI_RC_ERROR, nullptr, 0},
-                               {CMPI_RC_OK, nullptr, 0}}; // success, and still nothing is handed out
+struct Fault {
+    const char *name;
+    int rc;
+    const char *message;
+    int with_result;
+};
+const Fault FAULTS[] = {{"failed", CMPI_RC_ERR_FAILED, nullptr, 0},
+                        {"failed_with_message_and_result", CMPI_RC_ERR_FAILED, "failed", 1},
+                        {"denied", CMPI_RC_ERR_ACCESS_DENIED, "denied", 0},
+                        {"invalid_class_with_result", CMPI_RC_ERR_INVALID_CLASS, nullptr, 1},
+                        {"not_found", CMPI_RC_ERR_NOT_FOUND, "not found", 0},
+                        {"not_found_with_result", CMPI_RC_ERR_NOT_FOUND, nullptr, 1},
+                        {"not_supported_with_result", CMPI_RC_ERR_NOT_SUPPORTED, "no", 1},
+                        {"client_error", CMPI_RC_ERROR, nullptr, 0},
+                        {"negative", -1, nullptr, 0},
+                        {"a_byte", 255, "255", 1},
+                        {"greatest", 0x7fffffff, nullptr, 0},
+                        {"success_without_result", CMPI_RC_OK, nullptr, 0}};
 
 std::string number(long long n) { return std::to_string(n); }
 
 // A job that cannot be read, or (code UNKNOWN_ERROR, no complaint) that is not there.
 Expected no_job(const Operation &op, XAVO_ErrorCode code, int rc, bool absent) {
     const bool with_message = op.reads == Reads::MESSAGE_OR_JOB;
-    const std::string reader = with_message ? "XAVO_dig_out_QMjob_id" : "XAVO_dig_out_job_id";
     std::string log = with_message ? "8 XAVO_dig_out_QM_result: st.rc=6\n" : "";
     if (rc != 0)
-        log += "8 " + reader + ": st.rc=" + number(rc) + "\n";
+        log += "8 " + op.job.reader + ": st.rc=" + number(rc) + "\n";
     if (absent)
-        log += "8 " + reader + ": Job not found\n";
+        log += "8 " + op.job.reader + ": Job not found\n";
     else
-        log +=
-            error(op.function, op.name == "CreateRebootJob" ? "XAVO_dig_out_reboot_job_id() returned an error"
-                                                            : "XAVO_dig_out_job_id() returned an error");
+        log += error(op.function, op.job.blamed + "() returned an error");
     if (!with_message)
         log += error(op.function, "errorcode=" + number(code)) + NO_MESSAGES;
     return {code, log};
@@ -63,11 +72,11 @@ Expected no_handle(const Operation &op, const std::string &why) {
 }
 
 // The model. Nothing: only that nothing is left behind can be said.
-std::optional<Expected> expect(const Operation &op, const Hit &hit, const cimsim_fault &fault) {
+std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault &fault) {
     const Expected success = {XAVO_NO_ERROR, op.success};
-    const XAVO_ErrorCode code = XAVO_translate_error_code(fault.rc);
+    const XAVO_ErrorCode code = XAVO_translate_error_code(static_cast<CMPIrc>(fault.rc));
     const bool failing = fault.rc != CMPI_RC_OK, nothing = fault.with_result == 0;
-    const bool last_record = hit.occurrence > hit.of - hit.of / (op.name == "list" ? 3 : 1);
+    const bool last_record = hit.occurrence > PROPERTIES * (op.instances - 1);
     const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // whatever the object
 
     if (slot == "release")
@@ -75,7 +84,10 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const cimsim
     if (hit.slot == "cmciConnect")
         return nothing ? no_handle(op, "unable to open connection to server") : success;
     if (op.reads == Reads::NOTHING)
-        return std::nullopt;
+        return Expected{XAVO_NO_ERROR,
+                        slot == "setElementAt" && failing
+                            ? error("XAVO_free_CMPIArray_content", "setElementAt() call failed")
+                            : ""};
     if (hit.slot == "newCMPIObjectPath")
         return Expected{failing ? code : XAVO_UNKNOWN_ERROR, ""};
     if (slot == "addKey" || slot == "addArg")
@@ -134,74 +146,141 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const cimsim
     }
 }
 
-// One run of an operation, with a handle or without, while something fails.
+// The slot of a word of the trace, without the number of its object.
+std::string slot_of(const std::string &word) {
+    const std::string slot = word.substr(0, word.find('='));
+    const size_t mark = slot.find('#');
+    return mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'));
+}
+
+// What the record says of a call's own objects, in the words of Releases. Where there is no target, the
+// second path is the one of a job that was read.
+std::string released(const Operation &op) {
+    std::map<std::string, std::string> own = {
+        {"CMPIObjectPath#1.release", "path "}, {"CMPIArgs#1.release", "in "},
+        {"CMPIArgs#2.release", "out "},        {"CMPIArray#1.release", "array "},
+        {"CMPIArgs#2.getArg", "read "},        {"CMPIDateTime#1.release", "returned "}};
+    if (op.releases.asked == "path in target ")
+        own["CMPIObjectPath#2.release"] = "target ";
+    std::string all;
+    std::istringstream words(cimsim_traced());
+    for (std::string word; words >> word;)
+        if (const auto found = own.find(word); found != own.end()) {
+            all += found->second;
+            own.erase(found);
+        }
+    return all;
+}
+
+std::string without(std::string text, const std::string &word) {
+    const size_t at = text.find(word);
+    return at == std::string::npos ? text : text.erase(at, word.size());
+}
+
+// A row, with a handle or, where it opens one itself, without.
+struct Case {
+    const Operation *op;
+    bool null_handle;
+    // What a call makes besides its own for a handle of its own.
+    unsigned extra(unsigned calls) const { return null_handle ? calls : 0; }
+};
+
+std::string name_of(const Case &c) {
+    std::string name = c.op->name + (c.null_handle ? " without a handle" : "");
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+}
+
+void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
+void PrintTo(const Fault &fault, std::ostream *os) { *os << fault.name; }
+
+// The lock and the unlock; the making and the end of a handle's mutex.
+unsigned mutex_calls(const Case &c) {
+    return (c.op->locked != 0 ? 2U : 0U) + (c.null_handle || c.op->reads == Reads::HANDLE ? 2U : 0U);
+}
+
+std::vector<Case> cases() {
+    std::vector<Case> all;
+    for (const Operation &op : operations())
+        for (const bool null_handle : {false, true})
+            if (!null_handle || op.takes_null)
+                all.push_back({&op, null_handle});
+    return all;
+}
+
+// One run of an operation while something fails.
 struct Attempt {
     XAVO_ErrorCode code = -1;
     std::string log;
-    std::string struck; // the slot, "" when the plan has not been reached
-    unsigned own_calls = 0;
-    std::string releases;
+    std::string struck; // the slot or function, "" when the plan has not been reached
+    unsigned allocations = 0, mutex_calls = 0;
+    unsigned long before_lock = 0, locked = 0, unlocked = 0; // calls into the client library
+    std::string released;
     bool invoked = false;                  // the method was called
     std::map<std::string, unsigned> calls; // of each slot, up to the one that was struck
     unsigned long pooled = 0;
 };
 
-// Names what a word of the trace releases; empty when it is none of the call's own objects.
-std::string released(const std::string &word) {
-    static const std::map<std::string, std::string> own = {
-        {"CMPIObjectPath#1.release", "path "}, {"CMPIObjectPath#2.release", "target "},
-        {"CMPIArgs#1.release", "in "},         {"CMPIArgs#2.release", "out "},
-        {"CMPIArray#1.release", "array "},
-    };
-    const auto found = own.find(word);
-    return found == own.end() ? "" : found->second;
-}
-
-class Sweep : public testing::Test {
+template <typename Parameter>
+class Sweeping : public testing::TestWithParam<Parameter> {
 protected:
     // Runs the operation once; client_nth and own_nth say which call is to fail, 0 none.
-    Attempt attempt(const Operation &op, bool null_handle, unsigned client_nth, const cimsim_fault &fault,
-                    Own kind, unsigned own_nth, bool from_then_on) {
+    Attempt attempt(const Case &c, unsigned client_nth, const Fault &fault, Own kind, unsigned own_nth,
+                    bool from_then_on) {
+        const Operation &op = *c.op;
         populate();
         for (const char *job : {"JID_1", "JID_2", "JID_3"}) // so that no null property stays in the pool
             cimsim_set_job_property(job, "MessageArguments", cimsim_string("none"));
         Attempt result;
         ++runs;
-        XAVO_Proxy *sp = null_handle ? nullptr : XAVO_new();
+        XAVO_Proxy *sp = XAVO_new();
+        if (sp == nullptr) {
+            ADD_FAILURE() << logged();
+            return result;
+        }
         {
             Results results;
-            if (op.reads == Reads::NOTHING)
-                results.args = printable();
-            const bool names_job = op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB;
+            give(op, sp, results);
+            if (c.null_handle)
+                XAVO_free(std::exchange(sp, nullptr));
             static char stale[] = "of an earlier call";
+            const bool names_job = !op.job.output.empty();
             results.job = names_job ? stale : nullptr;
             clear_log();
             cimsim_trace(1);
             const unsigned long start = cimsim_calls(nullptr);
-            cimsim_fail(nullptr, client_nth, &fault);
+            const cimsim_fault planned = {static_cast<CMPIrc>(fault.rc), fault.message, fault.with_result};
+            cimsim_fail(nullptr, client_nth, &planned);
             arm(kind, own_nth, from_then_on);
-            const bool prints = op.name == "print";
-            if (prints)
-                testing::internal::CaptureStdout();
+            testing::internal::CaptureStdout();
             op.call(sp, &result.code, results);
-            if (prints)
-                testing::internal::GetCapturedStdout();
+            testing::internal::GetCapturedStdout();
             disarm();
             const unsigned long end = cimsim_calls(nullptr);
+            const unsigned long locked = calls_at_lock() == 0 ? end : calls_at_lock();
+            const unsigned long unlocked = calls_at_lock() == 0 ? end : calls_at_unlock();
+            result.before_lock = locked - start;
+            result.locked = unlocked - locked;
+            result.unlocked = end - unlocked;
             const char *hit = cimsim_fault_hit();
             result.struck = hit != nullptr ? hit : struck();
             cimsim_fail(nullptr, 0, nullptr);
             cimsim_trace(0);
             result.log = logged();
-            result.own_calls = own_calls();
-            read_trace(op, result, client_nth);
+            result.allocations = own_calls(Own::ALLOCATION);
+            result.mutex_calls = own_calls(Own::MUTEX);
+            result.released = without(released(op), "read ");
+            EXPECT_FALSE(marks_kept());
+            std::istringstream words(cimsim_traced());
+            unsigned n = 0;
+            for (std::string word; words >> word;) {
+                result.invoked |= word == "CMCIClient#1.invokeMethod";
+                if (client_nth == 0 || ++n <= client_nth)
+                    ++result.calls[slot_of(word)];
+            }
             if (sp != nullptr) {
                 EXPECT_TRUE(is_unlocked(sp));
                 result.pooled = cimsim_pooled();
-                if (op.reads < Reads::RECORDS && calls_at_lock() != 0) {
-                    EXPECT_EQ(calls_at_lock(), start) << "a call before the lock";
-                    EXPECT_EQ(calls_at_unlock(), end) << "a call after the unlock";
-                }
             }
             if (results.job == stale) { // left alone only by a call that never began
                 EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
@@ -209,66 +288,44 @@ protected:
             }
             if (names_job) {
                 EXPECT_EQ(results.job != nullptr, result.code == XAVO_NO_ERROR);
-            } else if (op.name != "list") {
+            } else if (op.instances == 1) { // a list tells what could be read
                 EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out());
             }
         }
         // Nobody can prevent these: an element of an array that could not be set to null when its value was
         // freed is freed once more with the array; one that is not handed out to be freed (the first two are
         // for printing) is forgotten.
-        const bool unfreed = op.name == "print" && fault.with_result == 0;
+        const bool unfreed = op.reads == Reads::NOTHING && fault.with_result == 0;
         const bool twice = unfreed && result.struck == "CMPIArray.setElementAt";
         const bool lost =
             unfreed && result.struck == "CMPIArray.getElementAt" && result.calls[result.struck] > 2;
-        EXPECT_EQ(cimsim_owned(), (null_handle ? 0U : 1U) + lost) << cimsim_live();
+        EXPECT_EQ(cimsim_owned(), (sp == nullptr ? 0U : 1U) + lost) << cimsim_live();
         if (sp != nullptr)
             XAVO_free(sp);
         expect_nothing_left(twice, lost);
         return result;
     }
 
-    Attempt attempt_clean(const Operation &op, bool null_handle) {
-        return attempt(op, null_handle, 0, FAULTS[0], Own::ALLOCATION, 0, false);
+    static void SetUpTestSuite() { runs = failed = 0; }
+    static void TearDownTestSuite() {
+        printf("%s: %zu operations, %lu faults in %lu runs\n",
+               testing::UnitTest::GetInstance()->current_test_suite()->name(), operations().size(), failed,
+               runs);
     }
 
-    // Every operation, with a handle and, where it opens one itself, without.
-    template <typename Body>
-    void for_each_operation(Body body) {
-        for (const Operation &op : operations())
-            for (const bool null_handle : {false, true})
-                if (!null_handle || op.takes_null) {
-                    SCOPED_TRACE(op.name + (null_handle ? " without a handle" : ""));
-                    body(op, null_handle);
-                }
-    }
-
-    void TearDown() override {
-        printf("%s: %zu operations, %lu faults in %lu runs, %s\n",
-               testing::UnitTest::GetInstance()->current_test_info()->name(), operations().size(), failed,
-               runs, HasFailure() ? "FAILED" : "no failure");
-    }
-
-    unsigned long runs = 0;
-    unsigned long failed = 0;
-
-private:
-    static void read_trace(const Operation &op, Attempt &result, unsigned upto) {
-        std::istringstream words(cimsim_traced());
-        unsigned n = 0;
-        for (std::string word; words >> word;) {
-            const std::string own = released(word);
-            if (own != "target " || op.releases.find("target") != std::string::npos)
-                result.releases += own;
-            std::string slot = word.substr(0, word.find('='));
-            const size_t mark = slot.find('#');
-            if (mark != std::string::npos)
-                slot = slot.substr(0, mark) + slot.substr(slot.find('.'));
-            result.invoked = result.invoked || slot == "CMCIClient.invokeMethod";
-            if (upto == 0 || ++n <= upto)
-                ++result.calls[slot];
-        }
-    }
+    static inline unsigned long runs, failed;
 };
+
+using Sweep = Sweeping<Case>;
+using FaultSweep = Sweeping<std::tuple<Case, Fault>>;
+
+INSTANTIATE_TEST_SUITE_P(All, Sweep, testing::ValuesIn(cases()),
+                         [](const auto &row) { return name_of(row.param); });
+INSTANTIATE_TEST_SUITE_P(All, FaultSweep,
+                         testing::Combine(testing::ValuesIn(cases()), testing::ValuesIn(FAULTS)),
+                         [](const auto &row) {
+                             return name_of(std::get<0>(row.param)) + "_" + std::get<1>(row.param).name;
+                         });
 
 // The order in which a call that ends before the method is called releases what it has made. What
 // could not be finished goes first.
@@ -290,7 +347,7 @@ bool in_early_order(const Hit &hit, const std::string &releases) {
 }
 
 // A value that came back with a failing status is not touched: the pool keeps it.
-unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const cimsim_fault &fault) {
+unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault &fault) {
     const bool reads = hit.slot == "CMPIArgs.getArg" || hit.slot == "CMPIObjectPath.getKey" ||
                        hit.slot == "CMPIInstance.getProperty";
     const bool no_value = hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1 &&
@@ -298,87 +355,110 @@ unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const cimsim
     return reads && !no_value && fault.rc != CMPI_RC_OK && fault.with_result != 0 ? 1 : 0;
 }
 
-TEST_F(Sweep, NothingFails) {
-    for_each_operation([&](const Operation &op, bool null_handle) {
-        const Attempt clean = attempt_clean(op, null_handle);
-        EXPECT_EQ(clean.code, XAVO_NO_ERROR);
-        EXPECT_EQ(clean.log,
-                  (null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success);
-        EXPECT_EQ(last_request(), op.request);
-        // A string argument's object is left to the list.
-        EXPECT_EQ(clean.pooled, op.name == "text" ? 1U : 0U);
-        EXPECT_EQ(clean.releases, op.reads < Reads::OBJECT ? op.releases : clean.releases);
-    });
+TEST_P(Sweep, NothingFails) {
+    const Operation &op = *GetParam().op;
+    const Attempt clean = attempt(GetParam(), 0, FAULTS[0], Own::ALLOCATION, 0, false);
+    EXPECT_EQ(clean.code, XAVO_NO_ERROR);
+    EXPECT_EQ(clean.log,
+              (GetParam().null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success);
+    EXPECT_EQ(op.given == Given::INSTANCE ? "" : last_request(), op.request);
+    EXPECT_EQ(clean.pooled, GetParam().null_handle ? 0 : op.pooled);
+    if (op.reads < Reads::RECORDS) {
+        EXPECT_EQ(clean.released, op.releases.asked + "out ");
+    }
+    EXPECT_EQ(clean.before_lock, op.before_lock + GetParam().extra(1));
+    EXPECT_EQ(clean.locked, op.locked);
+    EXPECT_EQ(clean.unlocked, op.unlocked + GetParam().extra(1));
+    EXPECT_EQ(clean.allocations, op.allocations + GetParam().extra(2));
+    EXPECT_EQ(clean.mutex_calls, mutex_calls(GetParam()));
 }
 
-TEST_F(Sweep, EveryCallIntoTheClientLibraryFails) {
-    for_each_operation([&](const Operation &op, bool null_handle) {
-        const Attempt clean = attempt_clean(op, null_handle);
-        for (const cimsim_fault &fault : FAULTS)
-            for (unsigned nth = 1;; ++nth) {
-                const Attempt run = attempt(op, null_handle, nth, fault, Own::ALLOCATION, 0, false);
-                if (run.struck.empty())
-                    break;
-                ++failed;
-                const Hit hit = {run.struck, run.calls.at(run.struck), clean.calls.at(run.struck)};
-                SCOPED_TRACE("call " + number(nth) + ", " + hit.slot + ", rc " + number(fault.rc) +
-                             (fault.with_result ? " with a result" : ""));
-                if (const auto expected = expect(op, hit, fault)) {
-                    EXPECT_EQ(run.code, expected->code);
-                    EXPECT_EQ(outcome_lines(op, run.log), outcome_lines(op, expected->log));
-                    EXPECT_EQ(run.pooled, null_handle ? 0U : left_to_the_pool(op, hit, fault));
-                }
-                if (run.invoked) {
-                    EXPECT_EQ(run.releases, op.releases);
-                } else if (op.reads < Reads::RECORDS) {
-                    EXPECT_TRUE(in_early_order(hit, run.releases)) << run.releases;
-                }
-            }
-    });
+// With a good status, and with a failing one.
+TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
+    const Operation &op = *GetParam().op;
+    for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
+        if (op.releases.asked.empty())
+            continue;
+        populate();
+        XAVO_Proxy *sp = GetParam().null_handle ? nullptr : XAVO_new();
+        Results results;
+        XAVO_ErrorCode ec = -1;
+        cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
+        cimsim_answer_status(rc, nullptr);
+        cimsim_trace(1);
+        op.call(sp, &ec, results);
+        cimsim_trace(0);
+        EXPECT_EQ(released(op),
+                  op.releases.asked + (rc == CMPI_RC_OK ? op.releases.answered : op.releases.refused));
+        if (sp != nullptr)
+            XAVO_free(sp);
+    }
+}
+
+TEST_P(FaultSweep, EveryCallIntoTheClientLibraryFails) {
+    const auto &[c, fault] = GetParam();
+    const Operation &op = *c.op;
+    const unsigned all = op.before_lock + op.locked + op.unlocked + c.extra(2);
+    for (unsigned nth = 1; nth <= all; ++nth) {
+        const Attempt run = attempt(c, nth, fault, Own::ALLOCATION, 0, false);
+        ASSERT_NE(run.struck, "") << nth;
+        ++failed;
+        const Hit hit = {run.struck, run.calls.at(run.struck)};
+        SCOPED_TRACE("call " + number(nth) + ", " + hit.slot);
+        if (const auto expected = expect(op, hit, fault)) {
+            EXPECT_EQ(run.code, expected->code);
+            EXPECT_EQ(outcome_lines(op, run.log), outcome_lines(op, expected->log));
+            EXPECT_EQ(run.pooled, c.null_handle ? 0U
+                                                : left_to_the_pool(op, hit, fault) +
+                                                      (hit.slot == "CMPIArgs.getArg" ? 0U : op.pooled));
+        }
+        if (op.reads < Reads::RECORDS && run.locked != 0) {
+            EXPECT_EQ(run.before_lock, c.extra(1));
+            EXPECT_EQ(run.unlocked, c.extra(1));
+        }
+        if (run.invoked) {
+            EXPECT_EQ(run.released, op.releases.asked + "out ");
+        } else if (op.reads < Reads::RECORDS) {
+            EXPECT_TRUE(in_early_order(hit, run.released)) << run.released;
+        }
+    }
 }
 
 // What a failing allocation comes to. Nothing else than these is allocated by the library itself.
 Expected expect_without_memory(const Operation &op, unsigned nth, bool null_handle, bool ends_it) {
-    if ((null_handle && nth <= 2) || op.name == "open") // a handle, and its user's name
+    if ((null_handle && nth <= 2) || op.reads == Reads::HANDLE) // a handle, and its user's name
         return no_handle(op, "out of memory");
-    if (op.reads == Reads::JOB || op.reads == Reads::MESSAGE_OR_JOB)
+    if (!op.job.output.empty())
         return no_job(op, XAVO_OUT_OF_MEMORY, 0, false);
     if (op.reads == Reads::MESSAGE)
         return {XAVO_OUT_OF_MEMORY, error(op.function, "sCombinedUserName is NULL")};
     return {op.reads == Reads::RECORDS && ends_it ? XAVO_OUT_OF_MEMORY : XAVO_NO_ERROR, ""};
 }
 
-TEST_F(Sweep, EveryAllocationFails) {
-    for_each_operation([&](const Operation &op, bool null_handle) {
-        const unsigned all = attempt_clean(op, null_handle).own_calls;
-        const unsigned handle = null_handle ? 2 : 0;
-        const unsigned last = (all - handle) / (op.name == "list" ? 3 : 1);
-        for (const bool from_then_on : {false, true})
-            for (unsigned nth = 1; nth <= all; ++nth) {
-                const Attempt run =
-                    attempt(op, null_handle, 0, FAULTS[0], Own::ALLOCATION, nth, from_then_on);
-                ++failed;
-                SCOPED_TRACE("allocation " + number(nth) + ", " + run.struck);
-                const Expected expected =
-                    expect_without_memory(op, nth, null_handle, from_then_on || nth > all - last);
-                EXPECT_EQ(run.code, expected.code);
-                EXPECT_EQ(outcome_lines(op, run.log), expected.log);
-            }
-    });
+TEST_P(Sweep, EveryAllocationFails) {
+    const Operation &op = *GetParam().op;
+    const unsigned all = op.allocations + GetParam().extra(2), last = op.allocations / op.instances;
+    for (const bool from_then_on : {false, true})
+        for (unsigned nth = 1; nth <= all; ++nth) {
+            const Attempt run = attempt(GetParam(), 0, FAULTS[0], Own::ALLOCATION, nth, from_then_on);
+            ++failed;
+            SCOPED_TRACE("allocation " + number(nth) + ", " + run.struck);
+            const Expected expected =
+                expect_without_memory(op, nth, GetParam().null_handle, from_then_on || nth > all - last);
+            EXPECT_EQ(run.code, expected.code);
+            EXPECT_EQ(outcome_lines(op, run.log), expected.log);
+        }
 }
 
-TEST_F(Sweep, EveryMutexCallFails) {
-    for_each_operation([&](const Operation &op, bool null_handle) {
-        const unsigned all = attempt(op, null_handle, 0, FAULTS[0], Own::MUTEX, 0, false).own_calls;
-        for (unsigned nth = 1; nth <= all; ++nth) {
-            const Attempt run = attempt(op, null_handle, 0, FAULTS[0], Own::MUTEX, nth, false);
-            ++failed;
-            SCOPED_TRACE(run.struck);
-            EXPECT_EQ(run.code,
-                      run.struck == "pthread_mutex_init" ? XAVO_UNABLE_TO_OPEN_CONNECTION : XAVO_NO_ERROR);
-            EXPECT_NE(run.log.find(": ERROR: " + run.struck + "() failed\n"), std::string::npos) << run.log;
-        }
-    });
+TEST_P(Sweep, EveryMutexCallFails) {
+    for (unsigned nth = 1; nth <= mutex_calls(GetParam()); ++nth) {
+        const Attempt run = attempt(GetParam(), 0, FAULTS[0], Own::MUTEX, nth, false);
+        ++failed;
+        SCOPED_TRACE(run.struck);
+        EXPECT_EQ(run.code,
+                  run.struck == "pthread_mutex_init" ? XAVO_UNABLE_TO_OPEN_CONNECTION : XAVO_NO_ERROR);
+        EXPECT_NE(run.log.find(": ERROR: " + run.struck + "() failed\n"), std::string::npos) << run.log;
+    }
 }
 
 } // namespace

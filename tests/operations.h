@@ -12,7 +12,8 @@ namespace test {
 // What an operation is given beforehand and what it hands out. Freed with its objects, so before the
 // last handle is.
 struct Results {
-    CMPIArgs *args = nullptr; // to be printed
+    CMPIArgs *args = nullptr;         // to be printed
+    CMPIInstance *instance = nullptr; // to be read
     char *job = nullptr;
     XAVO_VELK_LifecycleJob *records = nullptr;
     CMPIEnumeration *instances = nullptr;
@@ -34,21 +35,51 @@ enum class Reads {
     MESSAGE,        // a message, or else success
     RECORDS,        // instances turned into records
     OBJECT,         // what the broker or the client library hands out, as it is
-    NOTHING,        // reports none: a printer
+    HANDLE,         // a connection
+    NOTHING,        // reports none, or not one of the broker's
 };
 
+// What is released once the broker was asked, in its order: path, in, target and array first. "read" is
+// the first look at the outputs, "returned" the release of an object that the method returned.
+struct Releases {
+    std::string asked;    // at once
+    std::string answered; // then, with a good status
+    std::string refused;  // with a failing one
+};
+
+// The output that names a job, who reads it, and who is said to have failed when it cannot be read.
+struct JobNames {
+    std::string output, reader, blamed;
+};
+
+// What a call needs that nobody but the broker or the client library can give.
+enum class Given { NOTHING, ARGS, INSTANCE };
+
 struct Operation {
+    unsigned char number; // stays the row's own: stored fuzz inputs name it by this
     std::string name;     // of the row
     std::string function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
-    bool takes_null;      // opens a handle of its own for a NULL one
-    std::string releases; // the order in which it releases path, target, in, out and array
-    std::string request;  // what it asks the broker, as last_request gives it
-    std::string success;  // the log of a call that succeeds
+    bool takes_null;     // opens a handle of its own for a NULL one
+    std::string request; // what it asks the broker, as last_request gives it
+    std::string success; // the log of a call that succeeds
+    Releases releases;
+    // Calls into the client library when nothing fails: before the handle is locked, under the lock, after.
+    unsigned before_lock, locked, unlocked;
+    unsigned allocations; // of the library's own, when nothing fails
+    JobNames job;
+    Given given = Given::NOTHING;
+    unsigned instances = 1; // read into records
+    unsigned pooled = 0;    // values left to the client library
 };
 
 const std::vector<Operation> &operations();
+const Operation &operation(const std::string &name);
+const Operation *numbered(unsigned number); // NULL: there is none
+
+// Through a handle that is open.
+void give(const Operation &op, XAVO_Proxy *sp, Results &results);
 
 // The log without the traces that a call writes on its way, whatever becomes of it.
 std::string outcome_lines(const Operation &op, const std::string &log);
@@ -57,7 +88,7 @@ std::string outcome_lines(const Operation &op, const std::string &log);
 std::string error(const std::string &function, const std::string &text);
 extern const std::string NO_MESSAGES;
 
-// An argument list with a reference, an array and a string in it; to be printed.
+// An argument list with a reference of two keys, an array and a string in it; to be printed.
 CMPIArgs *printable();
 
 // Records with every member set, for a share of this type.

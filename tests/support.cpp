@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstring>
 #include <hulmprintf.h>
 #include <utl_va_cat.h>
@@ -26,7 +27,8 @@ struct Plan {
     test::Own kind = test::Own::ALLOCATION;
     unsigned nth = 0;
     bool from_then_on = false;
-    unsigned seen = 0;
+    unsigned seen[2] = {};
+    bool marks_kept = false;
     std::string struck;
     unsigned long at_lock = 0;
     unsigned long at_unlock = 0;
@@ -34,10 +36,10 @@ struct Plan {
 
 // Whether this call of the library's is to fail. Unarmed it touches nothing: threads pass here.
 bool strike(test::Own kind, const char *name) {
-    if (!plan.armed || kind != plan.kind)
+    if (!plan.armed)
         return false;
-    ++plan.seen;
-    if (plan.nth == 0 || plan.seen < plan.nth || (plan.seen > plan.nth && !plan.from_then_on))
+    const unsigned seen = ++plan.seen[static_cast<int>(kind)];
+    if (kind != plan.kind || plan.nth == 0 || seen < plan.nth || (seen > plan.nth && !plan.from_then_on))
         return false;
     if (plan.struck.empty())
         plan.struck = name;
@@ -118,6 +120,13 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
+    if (plan.armed) { // the handle's own: by now it must no longer be taken for a live one
+        XAVO_Proxy *sp =
+            reinterpret_cast<XAVO_Proxy *>(reinterpret_cast<char *>(mutex) - offsetof(XAVO_Proxy, mutex));
+        for (const uint32_t word :
+             {sp->head_magic[0], sp->head_magic[1], sp->tail_magic[0], sp->tail_magic[1]})
+            plan.marks_kept |= word != 0;
+    }
     const int result = __real_pthread_mutex_destroy(mutex);
     return strike(test::Own::MUTEX, "pthread_mutex_destroy") ? EBUSY : result;
 }
@@ -146,7 +155,8 @@ void arm(Own kind, unsigned nth, bool from_then_on) {
 
 void disarm() { plan.armed = false; }
 std::string struck() { return plan.struck; }
-unsigned own_calls() { return plan.seen; }
+unsigned own_calls(Own kind) { return plan.seen[static_cast<int>(kind)]; }
+bool marks_kept() { return plan.marks_kept; }
 unsigned long calls_at_lock() { return plan.at_lock; }
 unsigned long calls_at_unlock() { return plan.at_unlock; }
 
@@ -196,8 +206,12 @@ void expect_nothing_left(unsigned long misuses, unsigned long lost) {
 
 World::World() : sp((populate(), XAVO_new())) { clear_log(); }
 
+void World::SetUp() { ASSERT_NE(sp, nullptr) << logged(); }
+
 World::~World() {
     disarm();
+    if (sp == nullptr)
+        return;
     EXPECT_TRUE(is_unlocked(sp));
     EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live(); // the handle's client
     XAVO_free(sp);

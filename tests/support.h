@@ -22,9 +22,11 @@ void clear_log();
 enum class Own { ALLOCATION, MUTEX };
 void arm(Own kind, unsigned nth, bool from_then_on); // nth 0: only counts
 void disarm();
-// What the plan struck first ("strdup"), empty if it has struck nothing; and how many calls it has seen.
+// What the plan struck first ("strdup"), empty if it has struck nothing; how many calls of a kind there were
+// since arm; and whether a handle whose mutex was destroyed still bore a mark of a live one.
 std::string struck();
-unsigned own_calls();
+unsigned own_calls(Own kind);
+bool marks_kept();
 // Calls into the client library at the time of the latest lock and of the latest unlock since arm.
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();
@@ -47,6 +49,7 @@ class World : public testing::Test {
 protected:
     World();
     ~World() override;
+    void SetUp() override; // without a handle the test fails at once
 
     XAVO_Proxy *sp;
     XAVO_ErrorCode ec = -1;

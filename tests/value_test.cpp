@@ -16,6 +16,7 @@ TEST(Handle, LivesAsItsUser) {
     setenv("SFCC_CLIENT", "elsewhere", 1);
     for (const char *user : {static_cast<const char *>(nullptr), "operator"}) {
         XAVO_Proxy *sp = XAVO_new_with_uname(user);
+        ASSERT_NE(sp, nullptr);
         XAVO_ErrorCode ec = -1;
         XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
         EXPECT_STREQ(cimsim_last_request()->user, user == nullptr ? "root01ff" : "operator01ff");
@@ -59,7 +60,9 @@ TEST(Names, StandForTheirCodes) {
         EXPECT_STREQ(XAVO_EC_to_string(other), "unknown") << other;
     for (int rc = -1; rc <= 8; ++rc)
         translated += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
-    EXPECT_EQ(translated, "1013444791");
+    for (const int rc : {255, INT32_MAX})
+        translated += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
+    EXPECT_EQ(translated, "101344479111");
 }
 
 class Values : public World {};
@@ -148,7 +151,9 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
               "CMPIArgs=[list]\n4 argcount=3\n4 i=0\n8 argname='Job'\n"
               "8 argdata 4352 (0x1100) [CMPI_ref] 0 [CMPI_goodValue]\n16 CMPIObjectPath [data.value.ref]\n"
               "24 namespace='root/velk'\n20 hostanme is NULL\n24 classname='VELK_LifecycleJob'\n20 i=0\n"
-              "24 keyname='InstanceID'\n24 keydata string\n32 data.value.string='text'\n4 i=1\n"
+              "24 keyname='InstanceID'\n24 keydata string\n32 data.value.string='text'\n20 i=1\n24 "
+              "keyname='Other'\n"
+              "24 keydata string\n32 data.value.string='other'\n4 i=1\n"
               "8 argname='Words'\n8 argdata 13824 (0x3600) [CMPI_stringA] 0 [CMPI_goodValue]\n"
               "16 CMPIArray [data.value.array]\n20 count=2\n20 k=0\n24 data string\n"
               "32 data.value.string='one'\n20 k=1\n24 data string\n32 data.value.string='two'\n"
@@ -161,7 +166,9 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
     XAVO_free_VELK_LifecycleJob(nullptr);
     XAVO_indent(nullptr, 1);
     XAVO_fprint_ntstring(nullptr, id);
+    ec = -1;
     EXPECT_EQ(XAVO_CMPIData_to_uint32(nullptr, nullptr) + XAVO_CMPIData_to_uint32(&ec, nullptr), 0U);
+    EXPECT_EQ(ec, XAVO_INVALID_VALUE);
     EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, nullptr, "Name"), nullptr);
     EXPECT_EQ(XAVO_build_string_array(nullptr), nullptr);
     EXPECT_EQ(logged(), "2 XAVO_fprint_list_VELK_LifecycleJob: ERROR: stream is NULL\n"
