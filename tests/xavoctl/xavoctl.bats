@@ -1,5 +1,5 @@
 # xavoctl.bats - the real command: every command, exit status and document. XAVOCTL names the program.
-# shellcheck shell=bash disable=SC2154,SC2086
+# shellcheck shell=bash disable=SC2028,SC2030,SC2031,SC2059,SC2086,SC2154
 
 bats_require_minimum_version 1.5.0
 
@@ -414,4 +414,18 @@ END
         gcc -shared -fPIC -x c - -o log.so
     ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=$PWD/log.so run $XAVOCTL delete JID_9
     [[ $output == *'logged elsewhere'* ]]
+}
+
+# As it stands there, but for what time changes and for the bar.
+@test "the session in the README" {
+    export CIMSIM_STATE=$PWD/state
+    mkdir bin && ln -s "$XAVOCTL" bin/xavoctl
+    local line
+    while IFS= read -r line; do
+        echo "$line"
+        [[ $line != '$ '* ]] || PATH=$PWD/bin:$PATH bash -c "${line#'$ '}" 2>&1 || true
+    done < <(sed -n 's/^    \(\$ xavoctl\)/\1/p' "$BATS_TEST_DIRNAME/../../README.md") |
+        sed -E '/^JID_4 .*%/d; s/20[0-9]{12}/TIME/; s/Running +[0-9]+/Running N/' >session
+    sed -n '/^    \$ xavoctl/,/^$/s/^    //p' "$BATS_TEST_DIRNAME/../../README.md" |
+        sed -E '/^JID_4 .*%/d; s/20[0-9]{12}/TIME/; s/Running +[0-9]+/Running N/' | diff - session
 }
