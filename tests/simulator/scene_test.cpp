@@ -92,8 +92,7 @@ __attribute__((constructor)) void probe() {
         CMCIClient *const client = connect();
         fputs(client == nullptr ? "no broker\n" : list(client, rest.c_str()).c_str(), stdout);
     }
-    fflush(stdout);
-    _exit(0);
+    exit(0);
 }
 
 // ---- The tests ----------------------------------------------------------------------------------------
