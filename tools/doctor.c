@@ -40,8 +40,7 @@ static bool check_library(void) {
     Dl_info library;
     char *path = connect != NULL && dladdr(connect, &library) != 0 ? realpath(library.dli_fname, NULL) : NULL;
     found("client library", path != NULL, "Install sblim-sfcc, or name its folder in ld.so.conf.", "%s, %s",
-          path ? path : "not found",
-          dlsym(RTLD_DEFAULT, "cimsim_reset") != NULL ? "the simulator" : "not the simulator");
+          path ? path : "not found", dlsym(RTLD_DEFAULT, "cimsim_reset") != NULL ? "simulated" : "real");
     free(path);
     return path != NULL;
 }
@@ -103,16 +102,17 @@ void ask_doctor(struct request *request) {
     json_object_object_add(lists, "checks", json_object_new_array());
     send_frame("set", lists);
 
-    bool ok = check_library();
+    bool ok = check_library(), dead = false;
     const double before = milliseconds();
     XAVO_Proxy *sp = XAVO_new_with_uname(request->user);
     if (sp != NULL) {
         send_frame("connected", NULL);
         /* Opening a handle may talk to nobody: a question does. */
         const CMPIrc rc = ask_for_class(sp, "VELK_LifecycleJob");
-        ok &= found("broker", rc != CMPI_RC_ERR_FAILED,
-                    "Restart the broker; a connection was made and went dead.", "%s after %.1f ms, as %s",
-                    rc != CMPI_RC_ERR_FAILED ? "answers" : "does not answer", milliseconds() - before, user);
+        dead = rc == CMPI_RC_ERR_FAILED;
+        ok &= found("broker", !dead, "Restart the broker; a connection was made and went dead.",
+                    "%s after %.1f ms, as %s", dead ? "does not answer" : "answers", milliseconds() - before,
+                    user);
         ok &= check_classes(sp);
         ok &= check_jobs(sp, user);
         XAVO_free(sp);
@@ -126,6 +126,6 @@ void ask_doctor(struct request *request) {
     if (sp == NULL)
         note_failure(failure, XAVO_UNABLE_TO_OPEN_CONNECTION, "no broker", "no broker answers");
     else
-        note_failure(failure, XAVO_UNKNOWN_ERROR, NULL, "a check failed");
+        note_failure(failure, XAVO_UNKNOWN_ERROR, dead ? "connection lost" : NULL, "a check failed");
     send_frame("set", failure);
 }

@@ -201,6 +201,13 @@ static void note_cut(struct run *run, enum event event) {
     note_check(run, message);
 }
 
+/* How long a question about a job that is waited for may go without an answer: one that was asked when the
+ * broker ended never gets one. */
+static int64_t patience(const struct run *run) {
+    const int64_t quarter = run->request.timeout / 4;
+    return quarter == 0 || quarter > 20000 ? 20000 : quarter < 5000 ? 5000 : quarter;
+}
+
 /* Runs one worker to its end: EVENT_FRAME when it said all that it had to. */
 static enum event converse(struct run *run, void (*ask)(struct request *)) {
     if (!start_worker(run, ask)) {
@@ -209,13 +216,20 @@ static enum event converse(struct run *run, void (*ask)(struct request *)) {
     }
     wipe_secrets(&run->request); /* the worker has them */
     enum event event;
+    int64_t heard = now();
     do {
         struct json_object *frame = NULL;
-        event = next_event(run, run->request.quiet ? 0 : 1000, &frame);
-        if (event == EVENT_FRAME)
+        event = next_event(run, 1000, &frame);
+        if (event == EVENT_FRAME) {
+            heard = now();
             take_in(run, frame);
-        else if (event == EVENT_TICK && is_waiting(run))
+        } else if (event == EVENT_TICK && (is_waiting(run) || ask == ask_find)) {
             draw_progress(run);
+            if (now() - heard > patience(run)) {
+                run->connected = false; /* as if there were no broker: any number of times */
+                event = EVENT_END;
+            }
+        }
         json_object_put(frame);
     } while (!run->done && (event == EVENT_FRAME || event == EVENT_TICK));
     end_worker(run);
@@ -235,8 +249,8 @@ static void forget_failure(struct json_object *object) {
         json_object_object_del(object, keys[i]);
 }
 
-/* The whole exchange. A worker that dies while a job is waited for or looked for has a successor: there are
- * client libraries that end their process where no broker answers. */
+/* The whole exchange. A worker that dies, or gets no answer, while a job is waited for or looked for has a
+ * successor: there are client libraries that end their process where no broker answers. */
 static void exchange(struct run *run) {
     const struct request *request = &run->request;
     void (*ask)(struct request *) = request->command->ask;
@@ -335,9 +349,15 @@ static bool print(struct run *run) {
     printed = close(STDOUT_FILENO) == 0 && printed; /* some file systems tell only then */
     if (!run->request.json || !printed)
         tell_failures(run);
-    if (!printed)
-        (void)fprintf(stderr, "xavoctl: the output cannot be written\n");
-    return printed;
+    if (printed)
+        return true;
+    (void)fprintf(stderr, "xavoctl: the output cannot be written\n");
+    if (command != NULL && (command->flags & STARTS_JOB) && text_of(run->document, "job_id") != NULL) {
+        (void)fputs("The job was started: ", stderr);
+        put_visible(stderr, text_of(run->document, "job_id"));
+        (void)fputc('\n', stderr);
+    }
+    return false;
 }
 
 int main(int argc, char **argv) {

@@ -232,7 +232,7 @@ END
     table <<'END'
     3 | UNABLE_TO_OPEN_CONNECTION: no broker answers | jobs
     3 | no broker answers       | backup --share-type 4 --wait
-    3 | FAILED +broker          | doctor
+    3 | FAILED +broker +does not answer.* *Start the broker | doctor
     6 | no broker answers       | wait JID_1 --timeout 0.5
 END
     CIMSIM_SCENE=refuse=guest01ff
@@ -258,6 +258,7 @@ END
             *) run bash -c '$XAVOCTL '"$words >$target" ;;
             esac
             [[ $status == 7 && $output == *'cannot be written'* ]] || fail "$words to $target: $status"
+            [[ $words != 'reboot 1' || $output == *'The job was started: JID_4'* ]] || fail "$words"
         done
     done
 }
@@ -325,6 +326,10 @@ END
     table <<'END'
     3 | the connection was lost | jobs
 END
+    scene 'fault CMCIClient.getClass 1 rc=1'
+    table <<'END'
+    3 | FAILED +broker.*Restart the broker | doctor
+END
     scene 'job JID_7 name=nightly' 'fault CMCIClient.invokeMethod 1 rc=1'
     table <<'END'
     3 | the outcome is unknown.*xavoctl jobs | reboot 1
@@ -371,6 +376,19 @@ END
     wait $parent
     grep 'no broker answers' log
     grep 'completed' said
+}
+
+@test "a question that was asked when the broker ended" {
+    export CIMSIM_STATE=$PWD/state
+    $XAVOCTL jobs && echo 'hold 60000' >>state
+    $XAVOCTL wait JID_1 --timeout 20 2>log &
+    local parent=$!
+    sleep 1
+    sed -i '/^hold /d' state
+    sleep 7
+    $XAVOCTL delete JID_1
+    wait $parent || [[ $? == 5 ]]
+    grep 'not there any more' log
 }
 
 @test "hostile strings" {
