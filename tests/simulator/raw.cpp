@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <regex>
+#include <sstream>
 #include <vector>
 
 namespace raw {
@@ -119,8 +120,14 @@ std::string Session::invoke(const char *class_name, const char *method,
     const auto on = service(class_name);
     const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
     for (const Argument &argument : arguments) {
-        const Own<CMPIArray> array(native_new_CMPIArray(1, CMPI_string, nullptr));
-        array->ft->setElementAt(array.get(), 0, value(argument.text), CMPI_chars);
+        std::vector<std::string> names;
+        std::istringstream stream(argument.text);
+        for (std::string name; std::getline(stream, name, ',');)
+            names.push_back(name);
+        const Own<CMPIArray> array(
+            native_new_CMPIArray(static_cast<CMPICount>(names.size()), CMPI_string, nullptr));
+        for (CMPICount i = 0; i < names.size(); ++i)
+            array->ft->setElementAt(array.get(), i, value(names[i].c_str()), CMPI_chars);
         const auto target = job_path(argument.text, "VELK_SoftwareIdentity");
         CMPIArray *const list = array.get();
         CMPIObjectPath *const reference = target.get();

@@ -1,0 +1,534 @@
+// script_test.cpp - runs scripts/*.txt: calls into the client library and its control header, and what comes
+// of each.
+//
+// A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
+// a named object, a constructor, or a function of the control header without its prefix; arguments left out
+// are 0 or NULL, as is "-". Outcome: the result, then a status other than 0, a misuse, and the signals that
+// were sent.
+#include "raw.h"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iomanip>
+#include <list>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <thread>
+#include <tuple>
+#include <utility>
+
+using namespace raw;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+Words split(const std::string &text, char at) {
+    Words words;
+    std::istringstream stream(text);
+    for (std::string word; std::getline(stream, word, at);)
+        words.push_back(word);
+    return words;
+}
+
+CMPIType type_in(const std::string &text) { return static_cast<CMPIType>(std::stoul(text, nullptr, 16)); }
+
+// "string:a", "number:00a0:5", "state:8000:string:a", "type:1100:string:a", "ref:n,C,Key,string:a",
+// "array:1600,string:a,-"
+cimsim_value *value_in(const std::string &text) {
+    const auto colon = text.find(':');
+    const std::string kind = text.substr(0, colon), rest = colon == text.npos ? "" : text.substr(colon + 1);
+    const char *characters = colon == text.npos ? nullptr : rest.c_str();
+    if (kind == "-")
+        return nullptr;
+    if (kind == "string" || kind == "chars" || kind == "datetime" || kind == "instance")
+        return (kind == "string"     ? cimsim_string
+                : kind == "chars"    ? cimsim_chars
+                : kind == "datetime" ? cimsim_datetime
+                                     : cimsim_instance)(characters);
+    if (kind == "null" || kind == "none")
+        return (kind == "null" ? cimsim_null : cimsim_no_object)(type_in(rest));
+    if (kind == "number")
+        return cimsim_number(type_in(rest), std::stoull(rest.substr(5), nullptr, 0));
+    if (kind == "state" || kind == "type")
+        return (kind == "state" ? cimsim_with_state : cimsim_with_type)(value_in(rest.substr(5)),
+                                                                        type_in(rest));
+    const Words parts = split(rest, ',');
+    if (kind == "ref")
+        return cimsim_reference(parts[0].c_str(), parts[1].c_str(),
+                                parts.size() > 2 ? parts[2].c_str() : nullptr,
+                                parts.size() > 3 ? value_in(parts[3]) : nullptr);
+    std::vector<cimsim_value *> elements;
+    for (size_t i = 1; i < parts.size(); ++i)
+        elements.push_back(value_in(parts[i]));
+    return cimsim_array(type_in(parts[0]), static_cast<unsigned>(elements.size()), elements.data());
+}
+
+std::atomic<int> pipes;
+
+// Commands beside those of the two interfaces.
+namespace commands {
+
+Own<CMPIObjectPath> path(const char *class_name) { return raw::path(class_name); }
+Own<CMPIObjectPath> job(const char *InstanceID) { return job_path(InstanceID); }
+
+// A job as cimsim_job_at gives it.
+std::string shown(unsigned index) {
+    cimsim_job job;
+    if (cimsim_job_at(index, nullptr) != -1 || cimsim_job_at(index, &job) != 0)
+        return "none";
+    return std::string(job.InstanceID) + "|" + job.Name + "|" + job.JobStatus + "|" + job.JobStartTime + "|" +
+           job.JobUntilTime + "|" + std::to_string(job.PercentComplete);
+}
+
+std::string request() {
+    const cimsim_request *const asked = cimsim_last_request();
+    if (asked == nullptr)
+        return "none";
+    const auto items = [](const cimsim_item *item, unsigned count) {
+        std::ostringstream told;
+        for (; count > 0; --count, ++item)
+            told << " " << item->name << "=" << std::hex << std::setw(4) << std::setfill('0') << item->type
+                 << ":" << item->text;
+        return told.str();
+    };
+    return std::string(asked->operation) + " " + asked->user + " " + asked->name_space + ":" +
+           asked->class_name + items(asked->keys, asked->key_count) + " " + asked->method + "(" +
+           std::to_string(asked->flags) + items(asked->arguments, asked->argument_count) + ")";
+}
+
+// The status of each kind of exchange, "0011", and the message.
+std::string exchanges(CMCIClient *on) {
+    const auto at = raw::path(), of = job_path("job"), service = raw::service("VELK_JobService");
+    const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
+    CMPIStatus st = {};
+    std::string codes, message;
+    const auto note = [&](bool made) {
+        EXPECT_EQ(made, st.rc == CMPI_RC_OK);
+        codes += std::to_string(st.rc);
+        if (const Own<CMPIString> words(st.msg); words != nullptr)
+            message = ": " + text(words.get());
+    };
+    note(Own<CMPIConstClass>(on->ft->getClass(on, at.get(), 0, nullptr, &st)) != nullptr);
+    note(Own<CMPIInstance>(on->ft->getInstance(on, of.get(), 0, nullptr, &st)) != nullptr);
+    note(Own<CMPIEnumeration>(on->ft->enumInstances(on, at.get(), 0, nullptr, &st)) != nullptr);
+    note(on->ft->invokeMethod(on, service.get(), "SetupJobQueue", in.get(), nullptr, &st).type != CMPI_null);
+    return codes + message;
+}
+
+void churn(unsigned times) {
+    while (times-- > 0)
+        release(native_new_CMPIArgs(nullptr));
+}
+
+void transport(const char *name) {
+    name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
+}
+
+// Waits until the broker was asked so many times, and then for what might come of it.
+void asked(unsigned long times) {
+    while (cimsim_request_count() < times)
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+} // namespace commands
+
+struct Held {
+    void *face;
+    std::string kind;
+    bool owned; // and not released yet
+};
+
+#define KIND(kind)                                                                                           \
+    [[maybe_unused]] const char *kind_of(const kind *) { return #kind; }
+#define COMMAND(name, function)
+#include "commands.def"
+#undef KIND
+#undef COMMAND
+
+class Machine : public Session {
+public:
+    std::map<std::string, Held> objects;
+
+    // Does what a line says, and tells the outcome.
+    std::string run(const std::string &line) {
+        std::string told;
+        for (size_t at = 0, end; at < line.size(); at = end + 3) {
+            end = std::min(line.find(" ; ", at), line.size());
+            const std::string one = command(line.substr(at, end - at));
+            told += (told.empty() || one.empty() ? "" : " ; ") + one;
+        }
+        return told;
+    }
+
+    // Releases what is still held under a name.
+    void let_go(const std::string &name) {
+        if (const auto found = objects.find(name);
+            found != objects.end() && std::exchange(found->second.owned, false)) {
+            auto *const any =
+                static_cast<CMPIString *>(found->second.face); // release is every table's first slot
+            any->ft->release(any);
+        }
+    }
+
+private:
+    Words words_; // what is left of the command
+    std::list<std::string> kept_;
+    std::list<std::vector<char *>> lists_;
+    CMPIValue value_ = {};
+    CMPIType type_ = 0;
+    cimsim_fault fault_ = {};
+    CMPIString *name_ = nullptr;
+    std::string into_, slot_; // the name for the result
+    std::vector<std::shared_future<std::string>> started_;
+
+    const char *next() {
+        if (words_.empty() || words_.front() == "-") {
+            words_.erase(words_.begin(), words_.begin() + !words_.empty());
+            return nullptr;
+        }
+        kept_.push_back(words_.front());
+        words_.erase(words_.begin());
+        return kept_.back().c_str();
+    }
+
+    // Arguments by their types.
+    void take(const char *&to) { to = next(); }
+    void take(CMPIStatus *&to) { to = words_.empty() ? &st : (next(), nullptr); }
+    void take(CMPIString **&to) { to = &(name_ = nullptr); }
+    void take(char **&to) {
+        const char *const names = next();
+        to = nullptr;
+        if (names == nullptr)
+            return;
+        auto &list = lists_.emplace_back();
+        for (const std::string &name : split(names, ','))
+            list.push_back(kept_.emplace_back(name).data());
+        list.push_back(nullptr);
+        to = list.data();
+    }
+    template <class Number>
+    std::enable_if_t<std::is_integral_v<Number>> take(Number &to) {
+        if (std::is_same_v<Number, CMPIType> && type_ != 0xffff)
+            return void(to = static_cast<Number>(type_)); // it came with the value
+        const char *const text = next();
+        to = static_cast<Number>(text == nullptr ? 0 : std::stoull(text, nullptr, 0));
+    }
+    void take(CMPIrc &to) {
+        int number;
+        take(number);
+        to = static_cast<CMPIrc>(number);
+    }
+    void take(CMPIValue *&to) { // "1700:text", "0090:5", "1100:path"
+        const char *const text = next(), *const given = text == nullptr ? nullptr : text + 5;
+        type_ = text == nullptr ? CMPIType{CMPI_null} : type_in(text);
+        to = nullptr;
+        if (text == nullptr || std::string(given) == "-")
+            return;
+        to = type_ == CMPI_chars ? raw::value(given) : &value_;
+        if (objects.count(given) != 0)
+            value_.dataPtr.ptr = objects[given].face;
+        else if (type_ != CMPI_chars)
+            store(std::stoull(given, nullptr, 0));
+    }
+    void store(CMPIUint64 number) { // as wide as it is, whichever end of the union its bytes are at
+        const auto bits = static_cast<std::uint32_t>(number);
+        switch (type_ == CMPI_boolean  ? 0
+                : type_ == CMPI_char16 ? 1
+                : type_ & CMPI_UINT    ? type_ >> 4 & 3
+                                       : 3) {
+        case 0:
+            return void(value_.uint8 = static_cast<CMPIUint8>(number));
+        case 1:
+            return void(value_.uint16 = static_cast<CMPIUint16>(number));
+        case 2:
+            return void(value_.uint32 = static_cast<CMPIUint32>(number));
+        default:
+            value_.uint64 = number;
+            if (type_ == CMPI_real32)
+                memcpy(&value_.real32, &bits, sizeof bits);
+        }
+    }
+    void take(cimsim_value *&to) {
+        const char *const text = next();
+        to = text == nullptr ? nullptr : value_in(text);
+    }
+    void take(const cimsim_fault *&to) { // "6", "1/message", "1/message/with_result"
+        const char *const text = next();
+        to = text == nullptr ? nullptr : &fault_;
+        const Words parts = split(text == nullptr ? "1" : text, '/');
+        fault_ = {static_cast<CMPIrc>(std::stoi(parts[0])),
+                  parts.size() > 1 ? kept_.emplace_back(parts[1]).c_str() : nullptr, parts.size() > 2};
+    }
+    template <class Object>
+    auto take(Object *&to) -> std::void_t<decltype(to->ft)> {
+        const char *const name = next();
+        to = name == nullptr ? nullptr : static_cast<Object *>(objects.at(name).face);
+    }
+
+    // Results by their types.
+    template <class Object>
+    auto tell(Object *made) -> decltype(std::string(kind_of(made))) {
+        if (made != nullptr && !into_.empty())
+            let_go(into_),
+                objects[into_] = {made, kind_of(made),
+                                  slot_.empty() || slot_ == "clone" || !std::is_same_v<Object, CMPIString>};
+        if (made == nullptr || !into_.empty())
+            return made == nullptr ? "NULL" : "";
+        if constexpr (std::is_same_v<Object, CMPIString>)
+            return text(made);
+        raw::release(made);
+        return kind_of(made);
+    }
+    std::string tell(const CMPIData &data) {
+        if (!into_.empty())
+            let_go(into_), objects[into_] = {data.value.dataPtr.ptr,
+                                             data.type & CMPI_ARRAY       ? "CMPIArray"
+                                             : data.type == CMPI_ref      ? "CMPIObjectPath"
+                                             : data.type == CMPI_instance ? "CMPIInstance"
+                                             : data.type == CMPI_dateTime ? "CMPIDateTime"
+                                                                          : "CMPIString",
+                                             false};
+        const std::string told = shown(data);
+        if (data.type == CMPI_chars && slot_ != "getElementAt" && slot_ != "getNext")
+            free(data.value.chars);
+        return told;
+    }
+    template <class Object>
+    std::string tell(Own<Object> made) {
+        return tell(made.release());
+    }
+    static std::string tell(const std::string &told) { return told; }
+    std::string tell(const CMPIStatus &status) { return st = status, ""; }
+    static std::string tell(const char *characters) { return characters == nullptr ? "NULL" : characters; }
+    template <class Number>
+    static std::enable_if_t<std::is_integral_v<Number>, std::string> tell(Number number) {
+        return std::to_string(number);
+    }
+
+    template <class Function, class... Given, class... Rest>
+    auto call_with(Function function, std::tuple<Given...> given, std::tuple<Rest...> rest) {
+        type_ = 0xffff;
+        std::apply([&](auto &...each) { (take(each), ...); }, rest);
+        return std::apply(function, std::tuple_cat(given, rest));
+    }
+    template <class R, class... Rest>
+    std::string call(R (*function)(Rest...)) {
+        return tell(call_with(function, std::tuple(), std::tuple<Rest...>()));
+    }
+    template <class... Rest>
+    std::string call(void (*function)(Rest...)) {
+        return call_with(function, std::tuple(), std::tuple<Rest...>()), "";
+    }
+    template <class Face, class R, class... Rest>
+    std::string call_slot(Face *self, R (*slot)(Face *, Rest...)) {
+        return tell(call_with(slot, std::tuple(self), std::tuple<Rest...>()));
+    }
+
+    std::string command(const std::string &text) {
+        words_.clear();
+        std::istringstream stream(text);
+        for (std::string word; stream >> std::quoted(word);)
+            words_.push_back(word);
+        into_.clear();
+        if (words_.size() > 1 && words_[1] == "=") {
+            into_ = words_[0];
+            words_.erase(words_.begin(), words_.begin() + 2);
+        }
+        st = {CMPI_RC_OK, nullptr};
+        name_ = nullptr;
+        pipes = 0;
+        if (objects.count("client") != 0)
+            client = static_cast<CMCIClient *>(objects["client"].face);
+        const bool connects = words_[0] == "cmciConnect";
+        if (connects)
+            testing::internal::CaptureStderr();
+        std::string told = does(next());
+        const auto add = [&](const std::string &more) { told += (told.empty() ? "" : ", ") + more; };
+        if (name_ != nullptr)
+            add("named " + raw::text(name_));
+        if (st.rc != CMPI_RC_OK || st.msg != nullptr)
+            add("rc " + std::to_string(st.rc) + (st.msg == nullptr ? "" : ": " + raw::text(st.msg)));
+        if (st.msg != nullptr)
+            raw::release(st.msg);
+        for (unsigned long n = cimsim_misuses(); n != 0; n = 0, cimsim_count_misuse(1))
+            add("misuse: " + misuse() + (n == 1 ? "" : " x" + std::to_string(n)));
+        if (pipes != 0)
+            add("SIGPIPE" + (pipes == 1 ? "" : " x" + std::to_string(pipes)));
+        if (connects)
+            if (const std::string said = testing::internal::GetCapturedStderr(); !said.empty())
+                add("said: " + said.substr(0, said.size() - 1));
+        if (!told.empty() && told.back() == ' ')
+            told.pop_back();
+        return std::regex_replace(told, std::regex("20(2[1-9]|[3-8][0-9])[0-9]{10}"), "TIME"); // about now
+    }
+
+    std::string does(const std::string &what) {
+        slot_.clear();
+#define KIND(kind)
+#define COMMAND(name, function)                                                                              \
+    if (what == name)                                                                                        \
+        return call(function);
+#include "commands.def"
+#undef KIND
+#undef COMMAND
+        if (what == "property") {
+            const char *const id = next();
+            return property(id, next());
+        }
+        if (what == "ask")
+            return ask(next());
+        if (what == "out") { // a value, handed out as a method's output
+            const Own<CMPIArgs> outputs(native_new_CMPIArgs(nullptr));
+            cimsim_value *value = nullptr;
+            take(value);
+            cimsim_answer_output("Out", value);
+            Session::call(outputs.get());
+            return tell(outputs->ft->getArg(outputs.get(), "Out", &st));
+        }
+        if (what == "forget") // what died with the last client
+            return objects.clear(), "";
+        if (what == "thread" || what == "start") {
+            std::string rest;
+            for (const std::string &word : Words(std::exchange(words_, {})))
+                rest += (rest.empty() ? "" : " ") + word;
+            for (size_t at = 0; (at = rest.find(" , ", at)) != rest.npos;)
+                rest.replace(at, 3, " ; ");
+            auto other = std::make_shared<Machine>(*this);
+            auto told = std::async(std::launch::async, [other, rest] { return other->run(rest); }).share();
+            if (what == "thread")
+                return told.get();
+            started_.push_back(told);
+            return "";
+        }
+        if (what == "ended")
+            return std::to_string(std::count_if(started_.begin(), started_.end(), [](auto &call) {
+                return call.wait_for(std::chrono::milliseconds(10)) == std::future_status::ready;
+            }));
+        if (what == "join") {
+            std::string told;
+            for (auto &call : started_)
+                told += (told.empty() ? "" : " ; ") + call.get();
+            return started_.clear(), told;
+        }
+        const std::string self = what.substr(0, what.find('.'));
+        slot_ = what.substr(std::min(self.size() + 1, what.size()));
+        if (objects.count(self) == 0)
+            return "there is no " + what;
+        Held &held = objects[self];
+        const std::string slot = held.kind + "." + slot_;
+        const unsigned long calls = cimsim_calls(slot.c_str());
+        held.owned = held.owned && slot_ != "release";
+        const std::string told = call_slot(held);
+        EXPECT_NE(cimsim_calls(slot.c_str()), calls) << slot;
+        return told;
+    }
+
+    std::string call_slot(const Held &held) {
+        const std::string &kind = held.kind;
+#define SLOT(object, number, slot)                                                                           \
+    if (kind == #object && slot_ == #slot)                                                                   \
+        return call_slot(static_cast<object *>(held.face), static_cast<object *>(held.face)->ft->slot);
+#define KIND(object) SLOT(object, -1, release) SLOT(object, 0, clone)
+#define COMMAND(name, function)
+#include "commands.def"
+#include "slots.def"
+        ADD_FAILURE() << "no slot " << slot_;
+        return "";
+    }
+
+    // A service's method: Name=value, Name=[job], Name=@software.
+    std::string ask(const std::string &method) {
+        std::vector<Argument> arguments;
+        while (const char *const word = next()) {
+            const std::string name = std::string(word).substr(0, std::strcspn(word, "=")),
+                              text = word + name.size() + 1;
+            const bool list = text[0] == '[', software = text[0] == '@';
+            arguments.push_back(
+                {kept_.emplace_back(name).c_str(),
+                 kept_.emplace_back(list ? text.substr(1, text.size() - 2) : text.substr(software)).c_str(),
+                 static_cast<CMPIType>(list       ? CMPI_stringA
+                                       : software ? CMPI_ref
+                                                  : CMPI_chars)});
+        }
+        const auto has = [&](const char *part) { return method.find(part) != method.npos; };
+        const std::string answer =
+            invoke(has("Queue")                      ? "VELK_JobService"
+                   : has("Install") || has("Reboot") ? "VELK_SoftwareInstallationService"
+                                                     : "VELK_QMService",
+                   method.c_str(), arguments);
+        st = {}; // told already
+        return answer;
+    }
+};
+
+// A part of a script: an empty controller, time that stands still, and a client, "client".
+class Script : public testing::Test {
+public:
+    using Lines = std::vector<std::pair<int, std::string>>; // with their numbers
+    Script(std::string file, Lines lines) : file_(std::move(file)), lines_(std::move(lines)) {}
+    void TestBody() override {
+        std::signal(SIGPIPE, [](int) { ++pipes; });
+        Machine machine;
+        machine.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
+        for (const auto &[number, line] : lines_) {
+            const auto arrow = line.find(" => ");
+            const std::string told = machine.run(line.substr(0, arrow));
+            if (told != (arrow == line.npos ? "" : line.substr(arrow + 4)))
+                ADD_FAILURE_AT(file_.c_str(), number) << line << "\n" << told;
+        }
+        for (const auto &object : machine.objects)
+            if (object.first != "client")
+                machine.let_go(object.first);
+        machine.let_go("client");
+        EXPECT_EQ(machine.run("owned ; pooled"), "0 ; 0") << cimsim_live();
+        EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
+    }
+
+private:
+    std::string file_;
+    Lines lines_;
+};
+
+// Parts begin with "== title"; each with what stands before the first.
+void register_script(const std::filesystem::path &path) {
+    std::ifstream stream(path);
+    Script::Lines begin, lines;
+    std::string title;
+    const auto end = [&] {
+        if (!title.empty())
+            testing::RegisterTest(("Script/" + path.stem().string()).c_str(), title.c_str(), nullptr, nullptr,
+                                  path.c_str(), lines.front().first,
+                                  [=]() -> testing::Test * { return new Script(path.string(), lines); });
+        else
+            begin = lines;
+        lines = begin;
+    };
+    int number = 0;
+    for (std::string line; std::getline(stream, line);) {
+        ++number;
+        if (line.rfind("== ", 0) == 0) {
+            end();
+            title = std::regex_replace(line.substr(3), std::regex("[^A-Za-z0-9]+"), "_");
+        } else if (!line.empty() && line[0] != '#') {
+            lines.emplace_back(number, line);
+        }
+    }
+    end();
+}
+
+const bool registered = [] {
+    for (const auto &entry : std::filesystem::directory_iterator(SCRIPTS))
+        register_script(entry.path());
+    return true;
+}();
+
+} // namespace
