@@ -1,0 +1,140 @@
+# broker.bats - the command with controllers and brokers that last, hang, end and lie.
+# shellcheck shell=bash disable=SC2028,SC2030,SC2031,SC2059,SC2086,SC2154
+bats_require_minimum_version 1.5.0
+load common
+
+@test "a controller that lasts from one command to the next" {
+    scene 'next-job runs-ms=1500'
+    export CIMSIM_STATE=$PWD/state
+    id=$($XAVOCTL backup $share --image i --job-name nightly)
+    [[ $($XAVOCTL jobs --name nightly --quiet) == "$id" ]]
+    run $XAVOCTL backup $share --image i
+    [[ $status == 1 && $output == *BACKUP_ALREADY_RUNNING* ]]
+    $XAVOCTL wait "$id"
+    $XAVOCTL delete "$id"
+    run $XAVOCTL job "$id"
+    [[ $status == 4 ]]
+}
+
+@test "jobs that fail or go" {
+    scene 'next-job runs=1 fails message="The disk is full."'
+    table <<'END'
+    5 | JID_4 +failed +The disk is full.*backup JID_4: UNKNOWN_ERROR: The disk is full. | backup $share --image i --wait
+END
+    $XAVOCTL reboot 1 --wait --json --quiet | jq --exit-status '.end == "failed" and .kind == "job failed" and
+        .message == "The disk is full." and .job.JobStatus == "Failed" and .job_id == "JID_4"'
+    export CIMSIM_STATE=$PWD/state
+    (sleep 1; $XAVOCTL delete JID_1 JID_2) &
+    run --separate-stderr $XAVOCTL wait JID_1 JID_2 --json
+    [[ $status == 5 ]]
+    jq --exit-status '[.results[].end] == ["gone", "gone"] and .error == "NOT_FOUND"' <<<"$output"
+}
+
+@test "a broker that hangs" {
+    scene 'hold 60000'
+    table <<'END'
+    6 | jobs: UNKNOWN_ERROR: no answer in time$ | jobs --timeout 0.3
+    6 | the outcome is unknown.*To see what is there: xavoctl jobs | delete JID_1 JID_2 --timeout 0.3
+    6 | the outcome is unknown | backup $share --image i --wait --timeout 0.3
+    6 | wait JID_1:.*in time   | wait JID_1 JID_2 --timeout 0.3
+    6 | FAILED +broker         | doctor --timeout 0.3
+END
+    [[ -z $(jobs -p) ]]
+}
+
+@test "a connection that is lost" {
+    scene 'fault CMCIClient.enumInstances 1 rc=1'
+    table <<'END'
+    3 | the connection was lost | jobs
+END
+    scene 'fault CMCIClient.getClass 1 rc=1'
+    table <<'END'
+    3 | FAILED +broker.*Restart the broker | doctor
+END
+    scene 'job JID_7 name=nightly' 'fault CMCIClient.invokeMethod 1 rc=1'
+    table <<'END'
+    3 | the outcome is unknown.*xavoctl jobs | reboot 1
+    3 | there is no new job of that name | backup $share --image i --job-name nightly
+END
+    scene 'job JID_7 name=nightly' 'next-job runs=1' 'fault CMCIClient.invokeMethod 1 rc=1 with-result'
+    for CIMSIM_STATE in none other; do
+        export CIMSIM_STATE=$PWD/$CIMSIM_STATE
+        run --separate-stderr $XAVOCTL backup $share --image i --job-name nightly --wait --json
+        [[ $status == 0 && $stderr == *'looking for the job named nightly'* ]]
+        jq --exit-status '.end == "completed" and .job_id == "JID_4"' <<<"$output"
+    done
+}
+
+@test "a worker that dies" {
+    export CIMSIM_STATE=$PWD/state
+    $XAVOCTL wait JID_1 --quiet --timeout 5 2>log &
+    local parent=$!
+    sleep 0.5
+    pkill -SEGV -P $parent
+    sleep 0.5
+    $XAVOCTL delete JID_1
+    wait $parent || [[ $? == 5 ]]
+    grep 'not there any more' log
+
+    scene 'hold 3000'
+    unset CIMSIM_STATE
+    $XAVOCTL delete JID_1 --json >document &
+    parent=$!
+    sleep 0.5
+    pkill -SEGV -P $parent
+    wait $parent || [[ $? == 3 ]]
+    jq --exit-status '.kind == "outcome unknown"' document
+}
+
+@test "a broker that is away for a while" {
+    export CIMSIM_STATE=$PWD/state
+    $XAVOCTL reboot 1 --wait 2>log >said &
+    local parent=$!
+    sleep 0.7
+    echo unreachable >>state
+    sleep 1
+    sed -i '/^unreachable$/d' state
+    wait $parent
+    grep 'no broker answers' log
+    grep 'completed' said
+}
+
+@test "a question that was asked when the broker ended" {
+    export CIMSIM_STATE=$PWD/state
+    $XAVOCTL jobs && echo 'hold 60000' >>state
+    $XAVOCTL wait JID_1 --timeout 20 2>log &
+    local parent=$!
+    sleep 1
+    sed -i '/^hold /d' state
+    sleep 7
+    $XAVOCTL delete JID_1
+    wait $parent || [[ $? == 5 ]]
+    grep 'not there any more' log
+}
+
+@test "hostile strings" {
+    local text='a\x1b[31mb\x07\x7f\n\xff\xc3(\xe2\x80\xae\xc2\x9b\xed\xa0\x80 \xc3\xa9'
+    scene "job \"JID_9$text\" name=\"$text\" start=0 runs=1 fails message=\"$text\"" "class VELK_Odd \"Na$text\"" \
+        "instance VELK_Odd \"Na$text\"=\"$text\"" "property JID_1 JobStatus \"$text\""
+    local seen='a\x1b[31mb\x07\x7f\n\xff\xc3(\u202e\u009b\xed\xa0\x80 é' id words
+    id=$(printf "JID_9$text")
+    sleep 1
+    for words in jobs "job '$id'" "instances VELK_LifecycleJob" "instances VELK_Odd" "wait '$id'" "delete '$id'" \
+        "wait JID_1 --timeout 0.5"; do
+        eval "run \$XAVOCTL $words"
+        [[ $output == *"$seen"* ]] || fail "$words"
+        printf '%s' "$output" | LC_ALL=C.UTF-8 grep -P '[\x00-\x08\x0b-\x1f\x7f\x{80}-\x{9f}\x{202e}]' && fail "$words"
+        eval "\$XAVOCTL --json --quiet $words" >document || true
+        ! LC_ALL=C.UTF-8 grep -P '[\x00-\x08\x0b-\x1f\x7f\x{80}-\x{9f}\x{202e}]' document || fail "$words"
+        python3 -c 'import json; json.load(open("document", "rb"))'
+    done
+    $XAVOCTL jobs --json | jq --exit-status '.jobs[-1].Name == "a\u001b[31mb\u0007\u007f\n\ufffd\ufffd(\u202e\u009b\ufffd\ufffd\ufffd é"'
+}
+
+@test "instances of every type" {
+    scene 'class VELK_Odd Name' 'instance VELK_Odd Name="a" True=boolean:1 Big=uint64:18446744073709551615 Small=sint8:-5' \
+        'instance VELK_Odd Name="b" Half=real64:0.5 Letter=char16:233 Time=datetime:20260101000000.000000+000 Null=null'
+    $XAVOCTL instances VELK_Odd --json | tee log | grep -F 18446744073709551615
+    jq --exit-status '.instances == [{Name: "a", True: true, Big: 18446744073709551615, Small: -5}, {Name: "b",
+        Half: 0.5, Letter: "é", Time: "20260101000000.000000+000", Null: null}]' log
+}

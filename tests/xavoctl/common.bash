@@ -1,0 +1,43 @@
+# common.bash - what the tests of the command share. XAVOCTL names the program.
+# shellcheck shell=bash disable=SC2154
+
+setup() {
+    : "${XAVOCTL:?names the program}"
+    cd "$BATS_TEST_TMPDIR" || return
+    printf 'secret\n' >password
+    unset NO_COLOR HULM_LEVEL CIMSIM_SCENE CIMSIM_STATE
+    export share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
+}
+
+fail() {
+    printf '%s\n' "$@" "$output" >&2
+    return 1
+}
+
+# A scene of these lines, from now on.
+scene() {
+    printf '%s\n' "$@" >scene
+    export CIMSIM_SCENE=$PWD/scene
+}
+
+# Rows of "STATUS | PATTERN | ARGUMENTS": the command ends so, and prints something like that on either stream.
+# Each runs once more with --json: the same status, and one document, which says what failed.
+table() {
+    local status_wanted pattern words
+    while IFS='|' read -r status_wanted pattern words; do
+        pattern=$(xargs <<<"$pattern")
+        eval "run $XAVOCTL $words"
+        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "$words: $status"
+        eval "run --separate-stderr $XAVOCTL --json $words"
+        [[ $status == "$((status_wanted))" ]] || fail "--json $words: $status"
+        jq --slurp --exit-status --argjson status "$((status_wanted))" '
+            length == 1 and (.[0] | if $status == 0 then has("error") | not
+                                    else (.error | test("^[A-Z_]+$")) and (.code | type == "number") end)
+            ' <<<"$output" >/dev/null || fail "--json $words: not one document that fits $status"
+    done
+}
+
+# The command's own terminal; the words and what is typed when they appear come first.
+terminal() {
+    TERM=xterm run python3 "$BATS_TEST_DIRNAME/terminal.py" "$@"
+}
