@@ -361,7 +361,8 @@ TEST_P(Sweep, NothingFails) {
     EXPECT_EQ(clean.code, XAVO_NO_ERROR);
     EXPECT_EQ(clean.log,
               (GetParam().null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success);
-    EXPECT_EQ(op.given == Given::INSTANCE ? "" : last_request(), op.request);
+    const std::string request = op.given == Given::INSTANCE ? "" : last_request();
+    EXPECT_EQ(op.request.empty() ? request : request.substr(0, op.request.size()), op.request);
     EXPECT_EQ(clean.pooled, GetParam().null_handle ? 0 : op.pooled);
     if (op.reads < Reads::RECORDS) {
         EXPECT_EQ(clean.released, op.releases.asked + "out ");

@@ -61,14 +61,14 @@ struct Operation {
     std::string function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
-    bool takes_null;     // opens a handle of its own for a NULL one
-    std::string request; // what it asks the broker, as last_request gives it
-    std::string success; // the log of a call that succeeds
-    Releases releases;
+    bool takes_null = false;  // opens a handle of its own for a NULL one
+    std::string request = {}; // what it asks the broker, as last_request gives it, or the beginning of that
+    std::string success = {}; // the log of a call that succeeds
+    Releases releases = {};
     // Calls into the client library when nothing fails: before the handle is locked, under the lock, after.
-    unsigned before_lock, locked, unlocked;
-    unsigned allocations; // of the library's own, when nothing fails
-    JobNames job;
+    unsigned before_lock = 0, locked = 0, unlocked = 0;
+    unsigned allocations = 0; // of the library's own, when nothing fails
+    JobNames job = {};
     Given given = Given::NOTHING;
     unsigned instances = 1; // read into records
     unsigned pooled = 0;    // values left to the client library
