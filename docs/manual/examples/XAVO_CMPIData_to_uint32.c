@@ -1,0 +1,21 @@
+/* What a method that a program calls by itself has returned. */
+#include <XAVO.h>
+
+/* True when the method of `path` could be called and returned 0. The caller keeps path and arguments. */
+int call_method(XAVO_Proxy *sp, CMPIObjectPath *path, const char *method, CMPIArgs *in, CMPIArgs *out) {
+    XAVO_ErrorCode ec;
+    CMPIStatus status = {CMPI_RC_OK, NULL};
+    XAVO_lock(sp);
+    CMPIData returned = sp->client->ft->invokeMethod(sp->client, path, method, in, out, &status);
+    XAVO_unlock(sp);
+    if (status.msg != NULL)
+        status.msg->ft->release(status.msg);
+    ec = XAVO_translate_error_code(status.rc);
+    CMPIUint32 code = 0;
+    if (ec == XAVO_NO_ERROR)
+        code = XAVO_CMPIData_to_uint32(&ec, &returned);
+    if (code != 0)
+        XAVO_log_MessageID(out);
+    XAVO_free_CMPIData_value(&returned);
+    return ec == XAVO_NO_ERROR && code == 0;
+}
