@@ -1,8 +1,10 @@
 // outcome_test.cpp - what each operation makes of bad arguments, of a handle without a client, and of
 // every shape of answer.
 #include "operations.h"
+#include "prepare.h"
 #include "simulator/raw.h"
 #include "support.h"
+#include "table.h"
 
 #include <cstring>
 #include <functional>
@@ -11,7 +13,7 @@ using namespace test;
 
 namespace {
 
-constexpr XAVO_ErrorCode NONE = XAVO_NO_ERROR, UNKNOWN = XAVO_UNKNOWN_ERROR, INVALID = XAVO_INVALID_VALUE;
+constexpr XAVO_ErrorCode INVALID = XAVO_INVALID_VALUE;
 
 using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
@@ -165,161 +167,64 @@ TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
-using Script = void (*)(const char *job); // `job` is the output that names the job
-
-struct Answer {
-    const char *what;
-    Script script;
-    XAVO_ErrorCode code;
-    std::string lines; // "F" stands for the operation, "D" for its reader of job identifiers
-};
-
-const std::string TEXT = "2 XAVO_log_MessageID: ERROR: Message=[no]\n";
-const std::string BOTH = "2 XAVO_log_MessageID: ERROR: MessageID=[QM017]\n" + TEXT;
-const std::string NO_MESSAGE = "8 XAVO_dig_out_QM_result: st.rc=6\n";
-const std::string BAD_JOB = "2 F: ERROR: D() returned an error\n";
-const std::string RETURNED = "2 F: ERROR: invoke_return_code=";
-
-const auto returns = cimsim_answer_return;
-const auto outputs = cimsim_answer_output;
-
-void messages() {
-    outputs("messageid", cimsim_string("QM017")); // names are not case-sensitive
-    outputs("Message", cimsim_string("no"));
-}
-
-cimsim_value *reference(cimsim_value *id) {
-    return cimsim_reference("root/velk", "VELK_LifecycleJob", id == nullptr ? nullptr : "InstanceID", id);
-}
-cimsim_value *bad(const char *text) { return cimsim_with_state(cimsim_string(text), CMPI_badValue); }
-cimsim_value *good_job() { return reference(cimsim_string("JID_9")); }
-cimsim_value *uint32(unsigned n) { return cimsim_number(CMPI_uint32, n); }
-
-const std::vector<Answer> &answers(Reads reads) {
-#define SCRIPT(...)                                                                                          \
-    [](const char *job) {                                                                                    \
-        (void)job;                                                                                           \
-        __VA_ARGS__;                                                                                         \
-    }
-    // Ways to name a job; the same for both ways of reading one.
-    static const std::vector<Answer> jobs = {
-        {"and a nonzero return", SCRIPT(returns(uint32(2)), outputs(job, good_job())), NONE, ""},
-        {"bad state", SCRIPT(outputs(job, cimsim_with_state(good_job(), CMPI_badValue))), NONE, ""},
-        {"bad key", SCRIPT(outputs(job, reference(bad("JID_9")))), NONE, ""},
-        {"and a value to free", SCRIPT(returns(cimsim_chars("owned")), outputs(job, good_job())), NONE, ""},
-        {"a string", SCRIPT(outputs(job, cimsim_string("JID_9"))), UNKNOWN, BAD_JOB},
-        {"no reference", SCRIPT(outputs(job, cimsim_no_object(CMPI_ref))), UNKNOWN, BAD_JOB},
-        {"no key", SCRIPT(outputs(job, reference(nullptr))), XAVO_NOT_FOUND, "8 D: st.rc=6\n" + BAD_JOB},
-        {"a numeric key", SCRIPT(outputs(job, reference(uint32(9)))), UNKNOWN, BAD_JOB},
-        {"no characters", SCRIPT(outputs(job, reference(cimsim_string(nullptr)))), UNKNOWN, BAD_JOB},
-        {"none", SCRIPT(returns(uint32(0))), UNKNOWN, "8 D: st.rc=6\n8 D: Job not found\n"},
-    };
-    static const std::vector<Answer> return_values = {
-        {"0", SCRIPT(returns(uint32(0))), NONE, ""},
-        {"key", SCRIPT(returns(cimsim_with_state(uint32(0), CMPI_keyValue))), NONE, ""},
-        {"2", SCRIPT(returns(uint32(2))), UNKNOWN, RETURNED + "2\n" + NO_MESSAGES},
-        {"all bits", SCRIPT(returns(uint32(~0U)), messages()), UNKNOWN, RETURNED + "4294967295\n" + BOTH},
-        {"bad messages",
-         SCRIPT(returns(uint32(2)), outputs("MessageID", bad("QM017")), outputs("Message", bad("no"))),
-         UNKNOWN, RETURNED + "2\n" + BOTH},
-        {"numeric MessageID", SCRIPT(returns(uint32(2)), messages(), outputs("MessageID", uint32(1))),
-         UNKNOWN, RETURNED + "2\n" + TEXT},
-        {"uint16", SCRIPT(returns(cimsim_number(CMPI_uint16, 0))), INVALID, ""},
-        {"null", SCRIPT(returns(cimsim_null(CMPI_uint32))), INVALID, ""},
-        {"array", SCRIPT(returns(cimsim_array(CMPI_string, 0, nullptr))), INVALID, ""},
-        {"status",
-         SCRIPT(returns(cimsim_chars("x")), messages(), cimsim_answer_status(CMPI_RC_ERR_NOT_FOUND, "no")),
-         XAVO_NOT_FOUND, "2 F: ERROR: st.rc=6 errorcode=7\n" + BOTH},
-    };
-    static const std::vector<Answer> only_messages = {
-        {"none", SCRIPT(returns(uint32(2))), NONE, NO_MESSAGE},
-        {"numeric", SCRIPT(outputs("MessageID", uint32(17))), XAVO_NOT_FOUND, ""},
-        {"bad state", SCRIPT(outputs("MessageID", bad("QM017"))), INVALID, ""},
-        {"no string", SCRIPT(outputs("MessageID", cimsim_no_object(CMPI_string))), XAVO_NOT_FOUND, ""},
-        {"status",
-         SCRIPT(returns(cimsim_chars("x")), messages(),
-                cimsim_answer_status(CMPI_RC_ERR_ACCESS_DENIED, "no")),
-         XAVO_PERMISSION_ERROR, ""},
-    };
-#undef SCRIPT
-    return reads == Reads::RETURN_VALUE ? return_values : reads == Reads::MESSAGE ? only_messages : jobs;
-}
-
-void replace(std::string &text, const std::string &what, const std::string &with) {
-    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size())
-        text.replace(at, what.size(), with);
-}
-
 TEST_F(Outcome, EveryShapeOfAnswer) {
     cimsim_set_garbage(1);
     { // it is there
         CMPIStatus status;
         const raw::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
         const raw::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
-        returns(uint32(0));
+        prepare("answer_return number:00a0:0");
         const CMPIData data =
             sp->client->ft->invokeMethod(sp->client, on.get(), "X", in.get(), nullptr, &status);
         EXPECT_EQ(data.value.uint64 >> 32 != 0, sizeof(CMPIUint32) > 4);
     }
-    for (const Operation &op : operations()) {
-        if (op.reads >= Reads::RECORDS)
-            continue;
-        for (const Answer &answer : answers(op.reads)) {
-            SCOPED_TRACE(op.name + ", " + answer.what);
-            std::string log = (op.reads == Reads::MESSAGE_OR_JOB ? NO_MESSAGE : "") + answer.lines;
-            if (op.reads == Reads::JOB && answer.code != NONE)
-                log += "2 F: ERROR: errorcode=" + std::to_string(answer.code) + "\n" + NO_MESSAGES;
+    for (const Row &row : table("answers.txt"))
+        for (const Operation &op : operations()) {
+            const bool message_too = op.reads == Reads::MESSAGE_OR_JOB, good = row[2] == "NO_ERROR";
+            if (row[0] != (op.reads == Reads::RETURN_VALUE ? "RETURN_VALUE"
+                           : op.reads == Reads::MESSAGE    ? "MESSAGE"
+                           : op.reads < Reads::RECORDS     ? "JOB"
+                                                           : "no answer"))
+                continue;
+            SCOPED_TRACE(op.name + ", " + row[1]);
+            Results results;
+            std::string script = row[1],
+                        log = (message_too ? "8 XAVO_dig_out_QM_result: st.rc=6\n" : "") + row[3];
+            replace(script, "JOB", op.job.output);
+            clear_log();
+            prepare(script);
+            op.call(sp, &ec, results);
+            if (op.reads == Reads::JOB && !good)
+                log += "2 F: ERROR: errorcode=" + std::to_string(ec) + "\n" + NO_MESSAGES;
             replace(log, "ERROR: D()", "ERROR: " + op.job.blamed + "()");
             replace(log, " D: ", " " + op.job.reader + ": ");
             replace(log, " F: ", " " + op.function + ": ");
-            Results results;
-            clear_log();
-            answer.script(op.job.output.c_str());
-            op.call(sp, &ec, results);
-            EXPECT_EQ(ec, answer.code);
+            EXPECT_EQ(XAVO_EC_to_string(ec), row[2]);
             EXPECT_EQ(outcome_lines(op, logged()), log);
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
-                      !op.job.output.empty() && answer.code == NONE ? "JID_9" : "");
+                      good && !op.job.output.empty() ? "JID_9" : "");
         }
-    }
 }
 
 TEST_F(Outcome, MessagesAreNamed) {
-    struct {
-        const char *id;
-        XAVO_ErrorCode image, test;
-    } const rows[] = {{"QM016", UNKNOWN, XAVO_MISSING_REQUIRED_PARAMETER},
-                      {"QM017", INVALID, INVALID},
-                      {"qm017", INVALID, INVALID},
-                      {"QM023", XAVO_UNABLE_TO_OPEN_CONNECTION, XAVO_UNABLE_TO_OPEN_CONNECTION},
-                      {"QM051", XAVO_MULTIPLE_EXPORT_JOBS, UNKNOWN},
-                      {"QM052", XAVO_MULTIPLE_IMPORT_JOBS, UNKNOWN},
-                      {"WUD017", XAVO_INVALID_START_TIME, UNKNOWN},
-                      {"WUD018", XAVO_INVALID_UNTIL_TIME, UNKNOWN},
-                      {"KTB017", XAVO_MAXIMUM_JOBS, UNKNOWN},
-                      {"ktb018", XAVO_BACKUP_ALREADY_RUNNING, UNKNOWN},
-                      {"KTB019", XAVO_RESTORE_ALREADY_RUNNING, UNKNOWN},
-                      {"PXN095", XAVO_SYSTEM_IN_LOCKDOWN_MODE, UNKNOWN},
-                      {"QM0170", UNKNOWN, UNKNOWN},
-                      {"", UNKNOWN, UNKNOWN}};
-    for (const auto &row : rows)
+    for (const Row &row : table("messages.txt"))
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
                 continue;
-            SCOPED_TRACE(op.name + ", " + row.id);
+            SCOPED_TRACE(op.name + ", " + row[0]);
             const bool image = op.reads == Reads::MESSAGE_OR_JOB;
             const std::string log =
                 image ? error(op.function, "XAVO_dig_out_QM_RESULT () returned a message") : "";
             for (const unsigned allocation : {0U, 1U}) { // the second time the identifier cannot be copied
                 Results results;
                 clear_log();
-                cimsim_answer_output("MessageID", cimsim_string(row.id));
-                cimsim_answer_output("Job", good_job());
+                cimsim_answer_output("MessageID", cimsim_string(row[0].c_str()));
+                prepare("answer_output Job ref:root/velk,VELK_LifecycleJob,InstanceID,string:JID_9");
                 arm(Own::ALLOCATION, allocation == 0 ? 0 : image ? 1 : op.allocations + 1, false);
                 op.call(sp, &ec, results);
                 disarm();
-                const XAVO_ErrorCode lost = image ? UNKNOWN : XAVO_OUT_OF_MEMORY;
-                EXPECT_EQ(ec, allocation != 0 ? lost : image ? row.image : row.test);
+                const std::string lost = image ? "UNKNOWN_ERROR" : "OUT_OF_MEMORY";
+                EXPECT_EQ(XAVO_EC_to_string(ec), allocation != 0 ? lost : row[image ? 1 : 2]);
                 EXPECT_EQ(outcome_lines(op, logged()), allocation == 0 ? log : "");
                 EXPECT_EQ(results.job, nullptr);
             }
@@ -328,88 +233,32 @@ TEST_F(Outcome, MessagesAreNamed) {
 
 // ---- Records ----------------------------------------------------------------------------------------
 
-std::string identifiers(const XAVO_VELK_LifecycleJob *job) {
-    std::string text;
-    for (; job != nullptr; job = job->next)
-        text += std::string(job->InstanceID == nullptr ? "NULL" : job->InstanceID) + " ";
-    return text;
-}
-
 TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
-    struct {
-        const char *job, *property;
-        cimsim_value *value; // NULL: the instance lacks it
-        const char *listed;
-        XAVO_ErrorCode list, get;
-    } const rows[] = {
-        {"JID_2", "Name", cimsim_number(CMPI_uint16, 5), "JID_1 JID_3 ", NONE, XAVO_NOT_IMPLEMENTED},
-        {"JID_3", "MessageArguments", cimsim_array(CMPI_string, 0, nullptr), "JID_1 JID_2 ",
-         XAVO_NOT_IMPLEMENTED, XAVO_NOT_IMPLEMENTED},
-        {"JID_3", "Message", nullptr, "JID_1 JID_2 ", UNKNOWN, UNKNOWN},
-        {"JID_3", "JobStatus", cimsim_string(nullptr), "JID_1 JID_2 ", XAVO_OUT_OF_MEMORY,
-         XAVO_OUT_OF_MEMORY},
-        {"JID_3", "InstanceID", cimsim_null(CMPI_string), "JID_1 JID_2 NULL ", NONE, NONE},
-        {"JID_3", "InstanceID", cimsim_with_state(cimsim_string("KEY"), CMPI_keyValue), "JID_1 JID_2 KEY ",
-         NONE, NONE},
-        {"JID_3", "Name", cimsim_no_object(CMPI_string), "JID_1 JID_2 ", XAVO_NOT_IMPLEMENTED,
-         XAVO_NOT_IMPLEMENTED},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(std::string(row.job) + " " + row.property);
+    for (const Row &row : table("records.txt")) {
+        SCOPED_TRACE(row[0]);
         populate();
-        cimsim_set_job_property(row.job, row.property, row.value);
+        prepare(row[0]);
         Results list, one;
+        std::string identifiers;
         list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-        EXPECT_EQ(ec, row.list);
-        EXPECT_EQ(identifiers(list.records), row.listed);
-        one.records = XAVO_get_VELK_LifecycleJob(nullptr, &ec, row.job);
-        EXPECT_EQ(ec, row.get);
-        EXPECT_EQ(one.records != nullptr, row.get == NONE);
+        EXPECT_EQ(XAVO_EC_to_string(ec), row[2]);
+        for (const auto *job = list.records; job != nullptr; job = job->next)
+            identifiers +=
+                std::string(identifiers.empty() ? "" : " ") + (job->InstanceID ? job->InstanceID : "NULL");
+        EXPECT_EQ(identifiers, row[1]);
+        one.records = XAVO_get_VELK_LifecycleJob(nullptr, &ec, row[3].c_str());
+        EXPECT_EQ(XAVO_EC_to_string(ec), row[4]);
+        EXPECT_EQ(one.records != nullptr, ec == XAVO_NO_ERROR);
     }
 }
 
-TEST_F(Outcome, OddElementsOfAnEnumerationAreSkipped) {
-    cimsim_add_element(0, cimsim_string("no instance"));
-    cimsim_add_element(3, cimsim_with_state(cimsim_instance("VELK_LifecycleJob"), CMPI_keyValue));
-    cimsim_add_element(5, cimsim_no_object(CMPI_instance));
-    Results list;
-    list.records = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-    EXPECT_EQ(ec, NONE);
-    EXPECT_EQ(identifiers(list.records), "JID_1 JID_2 JID_3 ");
-}
-
-// ---- The controller ---------------------------------------------------------------------------------
-
 TEST_F(Outcome, TheControllerRefusesByName) {
-    const auto outcome = [this](const char *name) {
+    for (const Row &row : table("refusals.txt")) {
         Results results;
-        operation(name).call(sp, &ec, results);
-        return std::string(XAVO_EC_to_string(ec));
-    };
-    EXPECT_EQ(outcome("BackupImage"), "NO_ERROR");
-    EXPECT_EQ(outcome("BackupImage"), "BACKUP_ALREADY_RUNNING");
-    cimsim_advance(3600);
-    EXPECT_EQ(outcome("RestoreImage"), "NO_ERROR");
-    EXPECT_EQ(outcome("RestoreImage"), "RESTORE_ALREADY_RUNNING");
-    EXPECT_EQ(outcome("DeleteJobQueue"), "NO_ERROR");
-    EXPECT_EQ(outcome("DeleteJobQueue"), "UNKNOWN_ERROR");
-    EXPECT_EQ(outcome("get"), "NOT_FOUND");
-    cimsim_set_lockdown(1);
-    EXPECT_EQ(outcome("BackupImage"), "SYSTEM_IN_LOCKDOWN_MODE");
-    cimsim_set_lockdown(0);
-    cimsim_advance(3600);
-    cimsim_set_job_limit(1);
-    EXPECT_EQ(outcome("BackupImage"), "MAXIMUM_JOBS");
-    EXPECT_EQ(outcome("CreateRebootJob"), "UNKNOWN_ERROR");
-    cimsim_refuse_user("root01ff");
-    for (const char *name :
-         {"BackupImage", "InstallFromURI", "SetupJobQueue", "get", "list", "TestNetworkShare"})
-        EXPECT_EQ(outcome(name), "PERMISSION_ERROR") << name;
-    cimsim_reset();
-    cimsim_count_misuse(1);
-    EXPECT_EQ(outcome("TestNetworkShare"), "UNABLE_TO_OPEN_CONNECTION");
-    EXPECT_EQ(outcome("InstallFromURI"), "NOT_FOUND");
-    EXPECT_EQ(outcome("list"), "NO_ERROR");
+        prepare(row[0]);
+        operation(row[1]).call(sp, &ec, results);
+        EXPECT_EQ(XAVO_EC_to_string(ec), row[2]) << row[0] << ", " << row[1];
+    }
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
 // are 0 or NULL, as is "-". Outcome: the result, then a status other than 0, a misuse, and the signals that
 // were sent.
+#include "../prepare.h"
+#include "../table.h"
 #include "raw.h"
 
 #include <algorithm>
@@ -28,48 +30,11 @@ using namespace raw;
 
 namespace {
 
-using Words = std::vector<std::string>;
-
-Words split(const std::string &text, char at) {
-    Words words;
-    std::istringstream stream(text);
-    for (std::string word; std::getline(stream, word, at);)
-        words.push_back(word);
-    return words;
-}
+using Words = test::Row;
+using test::split;
+using test::value_in;
 
 CMPIType type_in(const std::string &text) { return static_cast<CMPIType>(std::stoul(text, nullptr, 16)); }
-
-// "string:a", "number:00a0:5", "state:8000:string:a", "type:1100:string:a", "ref:n,C,Key,string:a",
-// "array:1600,string:a,-"
-cimsim_value *value_in(const std::string &text) {
-    const auto colon = text.find(':');
-    const std::string kind = text.substr(0, colon), rest = colon == text.npos ? "" : text.substr(colon + 1);
-    const char *characters = colon == text.npos ? nullptr : rest.c_str();
-    if (kind == "-")
-        return nullptr;
-    if (kind == "string" || kind == "chars" || kind == "datetime" || kind == "instance")
-        return (kind == "string"     ? cimsim_string
-                : kind == "chars"    ? cimsim_chars
-                : kind == "datetime" ? cimsim_datetime
-                                     : cimsim_instance)(characters);
-    if (kind == "null" || kind == "none")
-        return (kind == "null" ? cimsim_null : cimsim_no_object)(type_in(rest));
-    if (kind == "number")
-        return cimsim_number(type_in(rest), std::stoull(rest.substr(5), nullptr, 0));
-    if (kind == "state" || kind == "type")
-        return (kind == "state" ? cimsim_with_state : cimsim_with_type)(value_in(rest.substr(5)),
-                                                                        type_in(rest));
-    const Words parts = split(rest, ',');
-    if (kind == "ref")
-        return cimsim_reference(parts[0].c_str(), parts[1].c_str(),
-                                parts.size() > 2 ? parts[2].c_str() : nullptr,
-                                parts.size() > 3 ? value_in(parts[3]) : nullptr);
-    std::vector<cimsim_value *> elements;
-    for (size_t i = 1; i < parts.size(); ++i)
-        elements.push_back(value_in(parts[i]));
-    return cimsim_array(type_in(parts[0]), static_cast<unsigned>(elements.size()), elements.data());
-}
 
 std::atomic<int> pipes;
 
