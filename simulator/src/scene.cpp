@@ -294,8 +294,9 @@ void sort_out(const Form &form, Statement &s) {
 
 void apply_scene(const std::string &text) {
     for (Statement &statement : parse(text)) {
-        const auto form = std::find_if(std::begin(forms), std::end(forms),
-                                       [&](const Form &known) { return statement.name == known.name; });
+        const auto *const form = std::find_if(std::begin(forms), std::end(forms), [&](const Form &known) {
+            return statement.name == known.name;
+        });
         if (form == std::end(forms))
             throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
         sort_out(*form, statement);

@@ -29,9 +29,9 @@ struct Statement {
     std::vector<std::pair<std::string, Word>> options; // NAME=VALUE, in their order; NAME alone has no value
 
     [[noreturn]] void fail(const std::string &what) const { throw Mistake(line, name + ": " + what); }
-    const Word *option(const char *name) const;
-    std::string text_option(const char *name, const std::string &otherwise = {}) const;
-    std::int64_t number_option(const char *name, std::int64_t otherwise) const;
+    const Word *option(const char *wanted) const;
+    std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
+    std::int64_t number_option(const char *wanted, std::int64_t otherwise) const;
     std::int64_t number(const Word &word) const;
 };
 

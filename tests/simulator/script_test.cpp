@@ -242,6 +242,7 @@ private:
     // Results by their types.
     template <class Object>
     auto tell(Object *made) -> decltype(std::string(kind_of(made))) {
+        EXPECT_TRUE(made == nullptr || made->ft->ftVersion == 1);
         if (made != nullptr && !into_.empty())
             let_go(into_),
                 objects[into_] = {made, kind_of(made),
