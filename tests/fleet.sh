@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # tests/fleet.sh BUILD COUNT [PREFIX...] - examples/fleet/ on so many simulated controllers, each with a state
 # of its own on this machine: one in lockdown, one whose job fails, one whose share cannot be reached, one
-# whose broker restarts, and others. PREFIX runs the playbook.
+# whose broker restarts, one without the tool, and others. PREFIX runs the playbook.
 # shellcheck source=scripts/common
 source "$(dirname "$0")/../scripts/common"
 
@@ -15,7 +15,8 @@ kinds=("lockdown|SYSTEM_IN_LOCKDOWN_MODE +The system is in lockdown mode\."
     'next-job runs=1 fails message="The disk is full."|failed +The disk is full\.'
     "|completed"
     "empty|UNABLE_TO_OPEN_CONNECTION +The share on 192\.0\.2\.10 cannot be reached\."
-    "next-job runs=4|completed")
+    "next-job runs=4|completed"
+    "|unusable answer +.*.*nowhere.*No such file")
 restarting=4
 
 echo secret >"$work/password"
@@ -25,8 +26,10 @@ echo secret >"$work/password"
         kind=${kinds[i < ${#kinds[@]} ? i : 2]}
         printf 'next-job runs=2\n' >"$work/scene-$i"
         [[ ! ${kind%%|*} ]] || printf '%s\n' "${kind%%|*}" >"$work/scene-$i"
+        tool=$build/tools/xavoctl
+        ((i != 5)) || tool=/nowhere
         printf 'controller-%d.example ansible_connection=local xavoctl="env %s %s %s"\n' $i "CIMSIM_STATE=$work/state-$i" \
-            "CIMSIM_SCENE=$work/scene-$i" "$build/tools/xavoctl"
+            "CIMSIM_SCENE=$work/scene-$i" "$tool"
     done
 } >"$work/inventory"
 

@@ -84,6 +84,15 @@ END
     pkill -SEGV -P $parent
     wait $parent || [[ $? == 3 ]]
     jq --exit-status '.kind == "outcome unknown"' document
+
+    $XAVOCTL jobs &
+    parent=$!
+    sleep 0.3
+    local worker
+    worker=$(pgrep -P $parent)
+    kill -KILL $parent
+    sleep 0.3
+    ! grep -qs "^State:.[^Z]" "/proc/$worker/status"
 }
 
 @test "a broker that is away for a while" {
