@@ -8,14 +8,19 @@
 const char output_notes[] =
     "With --json one document, whatever happens. When something failed it has \"error\", the code's name, "
     "and "
-    "\"code\", its number; where known \"kind\", \"message_id\" and \"message\". jobs gives \"jobs\", job "
-    "gives "
+    "\"code\", its number; where known \"kind\", \"message_id\", \"message\", and \"status\", the broker's. "
+    "A kind is "
+    "service, broker, connection lost, outcome unknown, nothing asked or answer unusable; or wrong use, no "
+    "broker, "
+    "deadline, interrupted, not there, job failed or job gone. jobs gives \"jobs\", job gives "
     "\"job\": objects with the ten properties, null where there is none. What starts a job gives \"job_id\"; "
     "with "
     "waiting also \"end\" (completed, failed, gone, deadline, cancelled, lost) and \"job\", the last record. "
     "Several "
-    "identifiers give \"results\", an object each. Control characters and bytes that are not UTF-8 are shown "
-    "as \\n, \\x1b or \\u202e; in a document such bytes become U+FFFD.";
+    "identifiers give \"results\", an object each. instances gives \"instances\", doctor \"checks\", errors "
+    "\"errors\". Control characters and bytes that are not UTF-8 are shown as \\n, \\x1b or \\u202e; in a "
+    "document "
+    "such bytes become U+FFFD.";
 
 /* ---- Reading the document -------------------------------------------------------------------------------
  */

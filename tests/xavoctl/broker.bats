@@ -92,7 +92,21 @@ END
     worker=$(pgrep -P $parent)
     kill -KILL $parent
     sleep 0.3
-    ! grep -qs "^State:.[^Z]" "/proc/$worker/status"
+    run ! grep -qs "^State:.[^Z]" "/proc/$worker/status"
+}
+
+# A shell's background jobs ignore SIGINT.
+@test "a worker that dies again and again, and a signal that is ignored" {
+    $XAVOCTL wait JID_1 --json --quiet >document &
+    local parent=$! try
+    for try in 1 2 3 4 5 6; do
+        sleep 0.5
+        kill -INT $parent
+        pkill -SEGV -P $parent
+        sleep 0.8
+    done
+    wait $parent || [[ $? == 3 ]]
+    jq --exit-status '.end == "lost" and .job.InstanceID == "JID_1"' document
 }
 
 @test "a broker that is away for a while" {

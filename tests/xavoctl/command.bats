@@ -149,7 +149,7 @@ END
     terminal 'password: ' '\x03' -- sh -c "trap : INT; $test_share; stty -a"
     [[ $output == *' echo '* ]]
     terminal 'password: ' '\x03' -- $test_share
-    [[ $status == $((128 + 2)) ]]
+    [[ $status == 130 && $output == *'ended by signal 2' ]]
     terminal -- $test_share --timeout 0.3
     [[ $status == 6 ]]
 }
@@ -169,7 +169,7 @@ END
 
 @test "Ctrl-C leaves the job alone" {
     terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --wait --user guest
-    [[ $status == 130 && $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
+    [[ $status == 130 && $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'*'ended by signal 2' ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 ]]
     sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'

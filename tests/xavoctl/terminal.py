@@ -1,6 +1,6 @@
 """terminal.py [WORD ANSWER]... -- COMMAND...: runs a command on a terminal of its own and prints what it shows
-there. When a WORD appears its ANSWER is typed (escapes as in Python). Ends as the command does: by its exit
-status, or 128 and the number of the signal that ended it."""
+there. When a WORD appears its ANSWER is typed (escapes as in Python). Ends with its exit status, or
+128 and the number of the signal that ended it, which is said last."""
 import os, pty, sys
 
 split = sys.argv.index("--")
@@ -18,4 +18,6 @@ while True:
         os.write(terminal, steps.pop(0)[1].encode().decode("unicode_escape").encode())
 sys.stdout.buffer.write(shown)
 status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+if status < 0:
+    print(f"ended by signal {-status}")
 sys.exit(status if status >= 0 else 128 - status)
