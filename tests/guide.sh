@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# tests/guide.sh BUILD - the guide's programs, compiled as they stand, and its commands, run where a reader would run
+# them: with an installed prefix. A block of C names its file in its first line.
+# shellcheck source=scripts/common
+source "$(dirname "$0")/../scripts/common"
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cmake --install "$1" --prefix "$work/prefix" >/dev/null
+export PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig PATH=$work/prefix/bin:$PATH
+
+awk -v work="$work" '
+    /^```c$/ { block = "c"; next }
+    /^```sh$/ { block = "sh"; next }
+    /^```/ { if (file != "") close(file); block = file = ""; next }
+    block == "c" && file == "" { file = work "/" $2; sub(/:$/, "", file) }
+    block == "c" { print >file }
+    block == "sh" { print >(work "/commands") }' docs/guide.md
+cd "$work"
+programs=(*.c)
+[[ ${#programs[@]} -ge 6 && $(wc -l <commands) -ge 10 ]] || die "the guide has lost its programs or its commands"
+for program in "${programs[@]}"; do
+    # shellcheck disable=SC2046
+    gcc -std=c11 -Wall -Wextra -Werror -c "$program" $(pkg-config --cflags xavo-companion) -o /dev/null
+done
+bash -ex commands || die "a command of the guide failed"
+printf '%s programs compiled, %s commands run\n' "${#programs[@]}" "$(grep -c . commands)"
