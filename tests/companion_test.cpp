@@ -1,13 +1,13 @@
 // companion_test.cpp - guarded handles, reasons, borrowed handles and waiting for jobs.
 #include "operations.h"
+#include "prepare.h"
 #include "support.h"
+#include "table.h"
 
 #include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstring>
-#include <map>
-#include <sstream>
 #include <thread>
 #include <XAVO_companion.h>
 
@@ -126,23 +126,19 @@ struct Spy<slot> {
     }
     template <typename Value>
     static uintptr_t as_word(Value value) {
-        if constexpr (std::is_pointer_v<Value>)
-            return reinterpret_cast<uintptr_t>(value);
-        else
-            return static_cast<uintptr_t>(value);
+        uintptr_t word = 0;
+        return *static_cast<uintptr_t *>(memcpy(&word, &value, sizeof value));
     }
     template <typename Value>
     static Value as_value() {
-        static uintptr_t n = 0;
-        ++n;
+        static int n = 0;
         static CMPIStatus status;
+        Value value = {};
+        memset(&value, ++n, sizeof value);
         status = {};
         if constexpr (std::is_same_v<Value, CMPIStatus *>)
             return &status;
-        else if constexpr (std::is_pointer_v<Value>)
-            return reinterpret_cast<Value>(n * 4096);
-        else
-            return static_cast<Value>(n);
+        return value;
     }
 };
 
@@ -184,35 +180,26 @@ TEST_F(Guarded, EverySlotIsForwardedWithItsValues) {
     handle.client->ft->release(handle.client);
 }
 
-const cimsim_fault FAULTS[] = {{CMPI_RC_ERR_FAILED, nullptr, 0},     {CMPI_RC_ERR_ACCESS_DENIED, "denied", 1},
-                               {CMPI_RC_ERR_NOT_FOUND, "none", 0},   {CMPI_RC_ERR_INVALID_CLASS, nullptr, 1},
-                               {CMPI_RC_ERR_NOT_SUPPORTED, "no", 0}, {CMPI_RC_OK, nullptr, 0}};
-
-std::map<std::string, unsigned> calls_of(const Operation &op, XAVO_Proxy *sp) {
-    std::map<std::string, unsigned> before, calls;
-    std::istringstream words((cimsim_trace(1), run(op, sp), cimsim_trace(0), cimsim_traced()));
-    for (std::string word; words >> word;) {
-        std::string slot = word.substr(0, word.find('='));
-        const size_t mark = slot.find('#');
-        ++calls[mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'))];
-    }
-    return calls;
-}
-
 // The guard's own reading comes before the library's, so that it only shifts which call is the nth.
 TEST_F(Guarded, CodesAndLinesAreThoseOfAnUnguardedHandle) {
     for (const Operation &op : operations()) {
         if (op.request.empty())
             continue;
         begin();
-        const auto plain = calls_of(op, sp);
+        const auto calls_of = [&](XAVO_Proxy *handle) {
+            cimsim_trace(1);
+            run(op, handle);
+            cimsim_trace(0);
+            return traced_calls();
+        };
+        const auto plain = calls_of(sp);
         end();
         begin();
-        const auto watched = calls_of(op, guarded);
+        const auto watched = calls_of(guarded);
         end();
         for (const auto &[slot, count] : plain)
             for (unsigned nth = 1; nth <= count; ++nth)
-                for (const cimsim_fault &fault : FAULTS) {
+                for (const Fault &fault : faults()) {
                     SCOPED_TRACE(op.name + ", " + slot + " " + std::to_string(nth) + ", rc " +
                                  std::to_string(fault.rc));
                     begin();
@@ -233,7 +220,7 @@ TEST_F(Guarded, CodesAndLinesAreThoseOfAnUnguardedHandle) {
 
 TEST_F(Guarded, NothingIsLostWhenAnyCallFails) {
     for (const Operation &op : operations())
-        for (const cimsim_fault &fault : FAULTS)
+        for (const Fault &fault : faults())
             for (unsigned nth = 1; !op.request.empty(); ++nth) {
                 begin();
                 XAVO_set_quiet_time(guarded, 0);
@@ -262,59 +249,17 @@ TEST_F(Guarded, NothingIsLostWhenAnyCallFails) {
 
 // ---- The reason -------------------------------------------------------------------------------------
 
-cimsim_value *uint32(unsigned n) { return cimsim_number(CMPI_uint32, n); }
-
 TEST_F(Guarded, ReasonsAreTold) {
-    const struct {
-        const char *operation;
-        void (*prepare)();
-        int kind;
-        CMPIrc rc;
-        int has_return_value;
-        unsigned return_value;
-        const char *message_id, *message;
-    } rows[] = {
-        {"DeleteJobQueue", [] {}, XAVO_REASON_NONE, CMPI_RC_OK, 0, 0, "", ""},
-        {"BackupImage", [] {}, XAVO_REASON_NONE, CMPI_RC_OK, 0, 0, "", ""},
-        {"BackupImage", [] { cimsim_set_lockdown(1); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 2, "PXN095",
-         "The system is in lockdown mode."},
-        {"InstallFromURI", [] { cimsim_set_job_limit(1); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 2, "KTB017",
-         "The controller holds as many jobs as it can."},
-        {"DeleteJobQueue", [] { cimsim_answer_return(uint32(7)); }, XAVO_REASON_SERVICE, CMPI_RC_OK, 1, 7, "",
-         ""},
-        {"DeleteJobQueue", [] { cimsim_answer_return(cimsim_null(CMPI_uint32)); },
-         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 0, 0, "", ""},
-        {"BackupImage",
-         [] {
-             cimsim_answer_return(uint32(4096));
-             cimsim_answer_output("Job", uint32(1));
-         },
-         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 1, 4096, "", ""},
-        {"TestNetworkShare", [] { cimsim_answer_output("MessageID", uint32(1)); },
-         XAVO_REASON_ANSWER_UNUSABLE, CMPI_RC_OK, 1, 0, "", ""},
-        {"DeleteJobQueue", [] { cimsim_refuse_user("root01ff"); }, XAVO_REASON_BROKER,
-         CMPI_RC_ERR_ACCESS_DENIED, 0, 0, "", "The broker refuses the user \"root01ff\"."},
-        {"list", [] { cimsim_refuse_user("root01ff"); }, XAVO_REASON_BROKER, CMPI_RC_ERR_ACCESS_DENIED, 0, 0,
-         "", "The broker refuses the user \"root01ff\"."},
-        {"SetupJobQueue", [] { cimsim_answer_status(CMPI_RC_ERR_FAILED, "gone"); },
-         XAVO_REASON_OUTCOME_UNKNOWN, CMPI_RC_ERR_FAILED, 0, 0, "", "gone"},
-        {"list", [] { cimsim_restart_broker(CIMSIM_PIPE_CALLS); }, XAVO_REASON_CONNECTION_LOST,
-         CMPI_RC_ERR_FAILED, 0, 0, "", "The connection to the broker is lost."},
-        {"list", [] { cimsim_set_job_property("JID_3", "Name", uint32(1)); }, XAVO_REASON_ANSWER_UNUSABLE,
-         CMPI_RC_OK, 0, 0, "", ""},
-    };
-    for (const auto &row : rows) {
+    for (const Row &row : table("reasons.txt")) {
+        SCOPED_TRACE(row[0] + ": " + row[1]);
         begin();
-        row.prepare();
-        const XAVO_ErrorCode code = run(operation(row.operation), guarded).code;
-        SCOPED_TRACE(std::string(row.operation) + ": " + XAVO_EC_to_string(code));
+        prepare(row[1]);
+        const XAVO_ErrorCode code = run(operation(row[0]), guarded).code;
         const XAVO_Reason told = reason_of(guarded, code);
-        EXPECT_STREQ(XAVO_reason_to_string(told.kind), XAVO_reason_to_string(row.kind));
-        EXPECT_EQ(told.rc, row.rc);
-        EXPECT_EQ(told.has_return_value, row.has_return_value);
-        EXPECT_EQ(told.return_value, row.return_value);
-        EXPECT_STREQ(told.message_id, row.message_id);
-        EXPECT_STREQ(told.message, row.message);
+        EXPECT_EQ(XAVO_reason_to_string(told.kind), row[2]);
+        EXPECT_EQ((Row{std::to_string(told.rc), std::to_string(told.has_return_value),
+                       std::to_string(told.return_value), told.message_id, told.message}),
+                  Row(row.begin() + 3, row.end()));
         EXPECT_EQ(told.cut, 0);
         EXPECT_EQ(reason_of(guarded, code).kind, // consumed
                   code == XAVO_NO_ERROR ? XAVO_REASON_NONE : XAVO_REASON_NOTHING_ASKED);
@@ -328,14 +273,14 @@ TEST_F(Guarded, TextsThatDoNotFitAreCutBetweenCharacters) {
     begin();
     // 61 bytes and then characters of two: the buffer of 64 holds one of them whole.
     const std::string id = std::string(61, 'x') + "\xc3\xa9\xc3\xa9", message(511, 'm');
-    cimsim_answer_return(uint32(1));
+    prepare("answer_return number:00a0:1");
     cimsim_answer_output("MessageID", cimsim_string(id.c_str()));
     cimsim_answer_output("Message", cimsim_string(message.c_str()));
     const XAVO_Reason cut = reason_of(guarded, run(operation("DeleteJobQueue"), guarded).code);
     EXPECT_EQ(cut.message_id, id.substr(0, 63));
     EXPECT_EQ(cut.message, message);
     EXPECT_EQ(cut.cut, 1);
-    cimsim_answer_return(uint32(1));
+    prepare("answer_return number:00a0:1");
     cimsim_answer_output("MessageID", cimsim_string((std::string(62, 'x') + "\xc3\xa9").c_str()));
     EXPECT_EQ(reason_of(guarded, run(operation("DeleteJobQueue"), guarded).code).message_id,
               std::string(62, 'x'));
@@ -483,68 +428,25 @@ TEST_F(Lent, ManyThreadsGetOverRestarts) {
 
 XAVO_Proxy *held = nullptr; // by somebody else in the process
 
-struct Story {
-    const char *name, *job;
-    void (*event)(
-        unsigned long polls); // before the wait (0) and after each poll, a second of the controller's
-    int end;
-    XAVO_ErrorCode code;
-    const char *last_status = ""; // of the last record, if there is one
-    unsigned int deadline_ms = 60000;
-};
-void PrintTo(const Story &story, std::ostream *os) { *os << story.name; }
+using Story = Row;
 
-void nothing(unsigned long) {}
-
-void reached_from_the_third_poll_on(unsigned long polls) { cimsim_set_reachable(polls >= 2); }
-
-const Story STORIES[] = {
-    {"Completes", "good", nothing, XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed"},
-    {"Fails", "bad", nothing, XAVO_WAIT_FAILED, XAVO_NO_ERROR, "Failed"},
-    {"WaitsOn", "JID_1", nothing, XAVO_WAIT_DEADLINE, XAVO_NO_ERROR, "New", 20},
-    {"IsLookedAtOnce", "JID_1", nothing, XAVO_WAIT_DEADLINE, XAVO_NO_ERROR, "New", 0},
-    {"HasEndedAtTheDeadline", "good", [](unsigned long polls) { cimsim_advance(polls == 0 ? 9 : 0); },
-     XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed", 0},
-    {"IsCancelled", "JID_1", nothing, XAVO_WAIT_CANCELLED, XAVO_NO_ERROR, "New"},
-    {"IsNotThere", "none", nothing, XAVO_WAIT_NOT_FOUND, XAVO_NOT_FOUND},
-    {"IsDeleted", "JID_1",
-     [](unsigned long polls) {
-         XAVO_ErrorCode ignored;
-         if (polls == 3)
-             XAVO_delete_VELK_LifecycleJob(nullptr, &ignored, "JID_1");
-     },
-     XAVO_WAIT_GONE, XAVO_NOT_FOUND, "New"},
-    {"StartsWithoutABroker", "good", reached_from_the_third_poll_on, XAVO_WAIT_COMPLETED, XAVO_NO_ERROR,
-     "Completed"},
-    {"NeverFindsABroker", "good", [](unsigned long) { cimsim_set_reachable(0); }, XAVO_WAIT_DEADLINE,
-     XAVO_UNABLE_TO_OPEN_CONNECTION, "", 20},
-    {"OutlivesRestarts", "bad", [](unsigned long) { cimsim_restart_broker(CIMSIM_PIPE_CALLS); },
-     XAVO_WAIT_FAILED, XAVO_NO_ERROR, "Failed"},
-    {"IsLost", "good",
-     [](unsigned long polls) {
-         if (polls == 1)
-             held = XAVO_new();
-         cimsim_restart_broker(CIMSIM_PIPE_CALLS);
-     },
-     XAVO_WAIT_LOST, XAVO_UNABLE_TO_OPEN_CONNECTION, "Running"},
-    {"GetsRoomAgain", "good",
-     [](unsigned long polls) {
-         if (polls == 0) {
-             held = XAVO_new();
-             cimsim_restart_broker(CIMSIM_PIPE_CALLS);
-         } else if (held != nullptr) {
-             XAVO_free(std::exchange(held, nullptr));
-         }
-     },
-     XAVO_WAIT_COMPLETED, XAVO_NO_ERROR, "Completed"},
-    {"IsRefused", "good", [](unsigned long) { cimsim_refuse_user("root01ff"); }, XAVO_WAIT_ERROR,
-     XAVO_PERMISSION_ERROR},
-    {"CannotBeRead", "bad",
-     [](unsigned long polls) {
-         polls == 2 ? (void)cimsim_set_job_property("bad", "Name", uint32(1)) : (void)0;
-     },
-     XAVO_WAIT_ERROR, XAVO_NOT_IMPLEMENTED, "Running"},
-};
+// What happens after so many polls; whether the wait is to be cancelled.
+bool happens(const Story &story, unsigned long polls) {
+    for (size_t i = 6; i < story.size(); ++i) {
+        const size_t blank = story[i].find(' ');
+        const std::string when = story[i].substr(0, blank), what = story[i].substr(blank + 1);
+        XAVO_ErrorCode ignored;
+        if (when != "*" && when != std::to_string(polls))
+            continue;
+        if (what == "cancel")
+            return true;
+        what == "hold"     ? (void)(held = XAVO_new())
+        : what == "let go" ? XAVO_free(std::exchange(held, nullptr))
+        : what == "delete" ? XAVO_delete_VELK_LifecycleJob(nullptr, &ignored, story[1].c_str())
+                           : prepare(what);
+    }
+    return false;
+}
 
 class Waiting : public Lent, public testing::WithParamInterface<Story> {
 protected:
@@ -571,24 +473,23 @@ protected:
 };
 
 TEST_P(Waiting, EndsAsItShould) {
-    options.deadline_ms = GetParam().deadline_ms;
-    options.context = const_cast<Story *>(&GetParam());
+    const Story &story = GetParam();
+    options.deadline_ms = static_cast<unsigned>(std::stoul(story[2]));
+    options.context = const_cast<Story *>(&story);
     options.polled = [](void *context, const XAVO_Poll *poll) {
         EXPECT_EQ(cimsim_owned(), held == nullptr ? 0U : 1U) << "between polls: " << cimsim_live();
         cimsim_advance(1);
-        static_cast<const Story *>(context)->event(poll->polls);
-        return static_cast<int>(poll->polls >= 40 &&
-                                std::string(static_cast<Story *>(context)->name) == "IsCancelled");
+        return static_cast<int>(happens(*static_cast<const Story *>(context), poll->polls));
     };
-    GetParam().event(0);
-    EXPECT_STREQ(XAVO_wait_to_string(wait(GetParam().job)), XAVO_wait_to_string(GetParam().end));
-    EXPECT_STREQ(XAVO_EC_to_string(result.code), XAVO_EC_to_string(GetParam().code));
-    EXPECT_EQ(last_status, GetParam().last_status);
+    happens(story, 0);
+    EXPECT_EQ(XAVO_wait_to_string(wait(story[1].c_str())), story[3]);
+    EXPECT_EQ(XAVO_EC_to_string(result.code), story[4]);
+    EXPECT_EQ(last_status, story[5]);
     if (held != nullptr)
         XAVO_free(std::exchange(held, nullptr));
 }
-INSTANTIATE_TEST_SUITE_P(Job, Waiting, testing::ValuesIn(STORIES),
-                         [](const auto &story) { return std::string(story.param.name); });
+INSTANTIATE_TEST_SUITE_P(Job, Waiting, testing::ValuesIn(table("waits.txt")),
+                         [](const auto &story) { return story.param[0]; });
 
 TEST_F(Waiting, TellsOfChangesAndPausesLonger) {
     options.deadline_ms = 150;

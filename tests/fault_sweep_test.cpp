@@ -27,26 +27,6 @@ struct Hit {
 
 constexpr unsigned PROPERTIES = 10; // of a job
 
-// What an operation learns from a call that did not do its work.
-struct Fault {
-    const char *name;
-    int rc;
-    const char *message;
-    int with_result;
-};
-const Fault FAULTS[] = {{"failed", CMPI_RC_ERR_FAILED, nullptr, 0},
-                        {"failed_with_message_and_result", CMPI_RC_ERR_FAILED, "failed", 1},
-                        {"denied", CMPI_RC_ERR_ACCESS_DENIED, "denied", 0},
-                        {"invalid_class_with_result", CMPI_RC_ERR_INVALID_CLASS, nullptr, 1},
-                        {"not_found", CMPI_RC_ERR_NOT_FOUND, "not found", 0},
-                        {"not_found_with_result", CMPI_RC_ERR_NOT_FOUND, nullptr, 1},
-                        {"not_supported_with_result", CMPI_RC_ERR_NOT_SUPPORTED, "no", 1},
-                        {"client_error", CMPI_RC_ERROR, nullptr, 0},
-                        {"negative", -1, nullptr, 0},
-                        {"a_byte", 255, "255", 1},
-                        {"greatest", 0x7fffffff, nullptr, 0},
-                        {"success_without_result", CMPI_RC_OK, nullptr, 0}};
-
 std::string number(long long n) { return std::to_string(n); }
 
 // A job that cannot be read, or (code UNKNOWN_ERROR, no complaint) that is not there.
@@ -104,10 +84,10 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
 
     if (hit.slot == "CMCIClient.invokeMethod" && failing) {
         const bool says_so = op.reads == Reads::RETURN_VALUE || op.reads == Reads::JOB;
-        return Expected{
-            code, says_so ? error(op.function, "st.rc=" + number(fault.rc) + " errorcode=" + number(code)) +
-                                NO_MESSAGES
-                          : ""};
+        return Expected{code, says_so ? error(op.function, "st.rc=" + number(static_cast<int>(fault.rc)) +
+                                                               " errorcode=" + number(code)) +
+                                            NO_MESSAGES
+                                      : ""};
     }
     switch (op.reads) {
     case Reads::RETURN_VALUE: // no value came back
@@ -117,8 +97,10 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
         if (hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1) {
             if (fault.rc == CMPI_RC_ERR_NOT_FOUND)
                 return success; // as it is anyway
-            return Expected{op.reads == Reads::MESSAGE ? XAVO_NOT_FOUND : XAVO_UNKNOWN_ERROR,
-                            failing ? "8 XAVO_dig_out_QM_result: st.rc=" + number(fault.rc) + "\n" : ""};
+            return Expected{
+                op.reads == Reads::MESSAGE ? XAVO_NOT_FOUND : XAVO_UNKNOWN_ERROR,
+                failing ? "8 XAVO_dig_out_QM_result: st.rc=" + number(static_cast<int>(fault.rc)) + "\n"
+                        : ""};
         }
         if (op.reads == Reads::MESSAGE) // an answer without a message
             return success;
@@ -144,13 +126,6 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     default:
         return Expected{code, ""};
     }
-}
-
-// The slot of a word of the trace, without the number of its object.
-std::string slot_of(const std::string &word) {
-    const std::string slot = word.substr(0, word.find('='));
-    const size_t mark = slot.find('#');
-    return mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'));
 }
 
 // What the record says of a call's own objects, in the words of Releases. Where there is no target, the
@@ -192,7 +167,6 @@ std::string name_of(const Case &c) {
 }
 
 void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
-void PrintTo(const Fault &fault, std::ostream *os) { *os << fault.name; }
 
 // The lock and the unlock; the making and the end of a handle's mutex.
 unsigned mutex_calls(const Case &c) {
@@ -249,8 +223,7 @@ protected:
             clear_log();
             cimsim_trace(1);
             const unsigned long start = cimsim_calls(nullptr);
-            const cimsim_fault planned = {static_cast<CMPIrc>(fault.rc), fault.message, fault.with_result};
-            cimsim_fail(nullptr, client_nth, &planned);
+            cimsim_fail(nullptr, client_nth, &fault);
             arm(kind, own_nth, from_then_on);
             testing::internal::CaptureStdout();
             op.call(sp, &result.code, results);
@@ -271,13 +244,8 @@ protected:
             result.mutex_calls = own_calls(Own::MUTEX);
             result.released = without(released(op), "read ");
             EXPECT_FALSE(marks_kept());
-            std::istringstream words(cimsim_traced());
-            unsigned n = 0;
-            for (std::string word; words >> word;) {
-                result.invoked |= word == "CMCIClient#1.invokeMethod";
-                if (client_nth == 0 || ++n <= client_nth)
-                    ++result.calls[slot_of(word)];
-            }
+            result.calls = traced_calls(client_nth);
+            result.invoked = traced_calls().count("CMCIClient.invokeMethod") != 0;
             if (sp != nullptr) {
                 EXPECT_TRUE(is_unlocked(sp));
                 result.pooled = cimsim_pooled();
@@ -322,7 +290,7 @@ using FaultSweep = Sweeping<std::tuple<Case, Fault>>;
 INSTANTIATE_TEST_SUITE_P(All, Sweep, testing::ValuesIn(cases()),
                          [](const auto &row) { return name_of(row.param); });
 INSTANTIATE_TEST_SUITE_P(All, FaultSweep,
-                         testing::Combine(testing::ValuesIn(cases()), testing::ValuesIn(FAULTS)),
+                         testing::Combine(testing::ValuesIn(cases()), testing::ValuesIn(faults())),
                          [](const auto &row) {
                              return name_of(std::get<0>(row.param)) + "_" + std::get<1>(row.param).name;
                          });
@@ -357,7 +325,7 @@ unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault 
 
 TEST_P(Sweep, NothingFails) {
     const Operation &op = *GetParam().op;
-    const Attempt clean = attempt(GetParam(), 0, FAULTS[0], Own::ALLOCATION, 0, false);
+    const Attempt clean = attempt(GetParam(), 0, faults()[0], Own::ALLOCATION, 0, false);
     EXPECT_EQ(clean.code, XAVO_NO_ERROR);
     EXPECT_EQ(clean.log,
               (GetParam().null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success);
@@ -441,7 +409,7 @@ TEST_P(Sweep, EveryAllocationFails) {
     const unsigned all = op.allocations + GetParam().extra(2), last = op.allocations / op.instances;
     for (const bool from_then_on : {false, true})
         for (unsigned nth = 1; nth <= all; ++nth) {
-            const Attempt run = attempt(GetParam(), 0, FAULTS[0], Own::ALLOCATION, nth, from_then_on);
+            const Attempt run = attempt(GetParam(), 0, faults()[0], Own::ALLOCATION, nth, from_then_on);
             ++failed;
             SCOPED_TRACE("allocation " + number(nth) + ", " + run.struck);
             const Expected expected =
@@ -453,7 +421,7 @@ TEST_P(Sweep, EveryAllocationFails) {
 
 TEST_P(Sweep, EveryMutexCallFails) {
     for (unsigned nth = 1; nth <= mutex_calls(GetParam()); ++nth) {
-        const Attempt run = attempt(GetParam(), 0, FAULTS[0], Own::MUTEX, nth, false);
+        const Attempt run = attempt(GetParam(), 0, faults()[0], Own::MUTEX, nth, false);
         ++failed;
         SCOPED_TRACE(run.struck);
         EXPECT_EQ(run.code,

@@ -1,10 +1,12 @@
 #include "support.h"
+#include "table.h"
 
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <cstring>
 #include <hulmprintf.h>
+#include <sstream>
 #include <utl_va_cat.h>
 
 namespace {
@@ -169,6 +171,28 @@ void populate() {
     cimsim_add_software_identity("BIOS", nullptr, nullptr);
     for (unsigned type = 0; type <= 6; ++type)
         cimsim_add_share("192.0.2.10", "share", type, type == 0 ? nullptr : "user", "secret");
+}
+
+const std::vector<Fault> &faults() {
+    static const std::vector<Row> rows = table("faults.txt");
+    static std::vector<Fault> all;
+    for (size_t i = all.size(); i < rows.size(); ++i)
+        all.push_back({{static_cast<CMPIrc>(std::stol(rows[i][1])),
+                        rows[i][2].empty() ? nullptr : rows[i][2].c_str(), rows[i][3] == "1"},
+                       rows[i][0].c_str()});
+    return all;
+}
+
+std::map<std::string, unsigned> traced_calls(unsigned limit) {
+    std::map<std::string, unsigned> calls;
+    std::istringstream words(cimsim_traced());
+    unsigned n = 0;
+    for (std::string word; words >> word && (limit == 0 || ++n <= limit);) {
+        const std::string slot = word.substr(0, word.find('='));
+        const size_t mark = slot.find('#'); // the number of the object
+        ++calls[mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'))];
+    }
+    return calls;
 }
 
 std::string last_request() {

@@ -7,7 +7,9 @@
 
 #include <cimsim.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
+#include <vector>
 #include <XAVO.h>
 
 namespace test {
@@ -54,6 +56,15 @@ protected:
     XAVO_Proxy *sp;
     XAVO_ErrorCode ec = -1;
 };
+
+// What an operation learns from a call that did not do its work.
+struct Fault : cimsim_fault {
+    const char *name;
+};
+const std::vector<Fault> &faults();
+
+// The calls of each slot in the trace; of its first so many calls, if they are limited.
+std::map<std::string, unsigned> traced_calls(unsigned limit = 0);
 
 // 1 when the handle's mutex is free.
 bool is_unlocked(XAVO_Proxy *sp);
