@@ -49,4 +49,11 @@ std::vector<Row> table(const std::string &file) {
     return rows;
 }
 
+std::string lines(const std::string &file) {
+    std::string all;
+    for (const Row &row : table(file))
+        all += row[0] + "\n";
+    return all;
+}
+
 } // namespace test

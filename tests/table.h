@@ -16,6 +16,9 @@ Row split(const std::string &text, char at);
 // says what that name stands for from there on. Without the file the program ends.
 std::vector<Row> table(const std::string &file);
 
+// Such a file as text: the first cell of every row, a line each.
+std::string lines(const std::string &file);
+
 void replace(std::string &text, const std::string &what, const std::string &with);
 
 } // namespace test
