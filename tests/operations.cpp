@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <sstream>
 
@@ -152,6 +153,8 @@ const std::vector<Operation> &operations() {
         std::vector<Operation> all;
         for (const Row &row : table("operations.txt"))
             all.push_back(read(row));
+        if (all.size() != std::size(calls)) // one has no row
+            abort();
         return all;
     }();
     return rows;
