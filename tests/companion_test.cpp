@@ -91,11 +91,13 @@ TEST_F(Guarded, HandlesThatCannotBeAreRefused) {
 
 // A client whose slots note what they are given, each as it comes through a guard.
 std::vector<uintptr_t> given_values;
+const CMCIClient *spied = nullptr;
 template <auto slot>
 struct Spy;
 template <typename Result, typename... Given, Result (*CMCIClientFT::*slot)(CMCIClient *, Given...)>
 struct Spy<slot> {
-    static Result noted(CMCIClient *, Given... given) {
+    static Result noted(CMCIClient *client, Given... given) {
+        EXPECT_EQ(client, spied);
         given_values = {as_word(given)...};
         return Result{};
     }
@@ -140,6 +142,7 @@ TEST_F(Guarded, EverySlotIsForwardedWithItsValues) {
     spies.release = [](CMCIClient *) { return CMPIStatus{}; };
     XAVO_Proxy handle = *sp;
     handle.client = &spy;
+    spied = &spy;
     expect_all_forwarded<&T::getClass, &T::enumClassNames, &T::enumClasses, &T::getInstance,
                          &T::createInstance, &T::setInstance, &T::deleteInstance, &T::execQuery,
                          &T::enumInstanceNames, &T::enumInstances, &T::associators, &T::associatorNames,
