@@ -5,14 +5,14 @@
  * controller: its own tests put jobs and shares there, make calls fail, and read back what was asked.
  *
  * Conventions
- *  1. Every function may be called from any thread at any time; all of them share one lock.
- *  2. A string that a function returns stays valid until the same thread calls a function of this
+ *  1. Threads. Every function may be called from any thread at any time; all of them share one lock.
+ *  2. Strings. A string that a function returns stays valid until the same thread calls a function of this
  *     header again. Strings handed in are copied.
- *  3. A function that takes a cimsim_value takes it over, also when it fails: do not use it again.
- *  4. Times are seconds of simulated time.
- *  5. A process starts with the demonstration controller: a few jobs, software identities and shares
+ *  3. Values. A function that takes a cimsim_value takes it over, also when it fails: do not use it again.
+ *  4. Times. Times are seconds of simulated time.
+ *  5. Start. A process starts with the demonstration controller: a few jobs, software identities and shares
  *     (see cimsim_load_demo). Tests begin with cimsim_reset().
- *  6. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
+ *  6. Slots. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
  *     "CMPIString.release"; the constructors by their own names: "cmciConnect". A name that there is
  *     not ends the program with a line: a plan for it would never strike.
  *
@@ -157,7 +157,9 @@ void cimsim_add_software_identity(const char *InstanceID, const char *name, cons
 void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
                       const char *password);
 void cimsim_set_lockdown(int on);
-/* How many jobs the controller holds at the most; 0: as many as one likes (the default is 256). */
+/* How many jobs the controller holds at the most; CIMSIM_NO_LIMIT: as many as one likes. */
+#define CIMSIM_USUAL_JOB_LIMIT 256u
+#define CIMSIM_NO_LIMIT 0u
 void cimsim_set_job_limit(unsigned int jobs);
 
 /* ---- Classes of a test's own -------------------------------------------------------------------- */
@@ -224,7 +226,8 @@ typedef struct cimsim_request {
     const cimsim_item *arguments;
 } cimsim_request;
 
-/* The last request that reached the broker since cimsim_reset, or NULL; valid as convention 2 says. */
+/* The last request that reached the broker since cimsim_reset, or NULL; valid as every string that is
+ * returned (Strings). */
 const cimsim_request *cimsim_last_request(void);
 /* How many requests have reached the broker since cimsim_reset. */
 unsigned long cimsim_request_count(void);
@@ -246,18 +249,21 @@ void cimsim_answer_then(void);
 
 /* ---- Failing calls ------------------------------------------------------------------------------ */
 
+#define CIMSIM_EVERY_SLOT ((const char *)0)
+#define CIMSIM_TAKE_BACK 0ul /* as nth */
+
 typedef struct cimsim_fault {
     CMPIrc rc;           /* 0: the call reports success and still hands out nothing */
     const char *message; /* NULL: no message object */
     int with_result;     /* not 0: the call does its work and hands out its result all the same */
 } cimsim_fault;
 
-/* Makes the nth call from now of this slot fail once, n counted from 1; `slot` NULL counts every call
+/* Makes the nth call from now of this slot fail once, n counted from 1; CIMSIM_EVERY_SLOT counts every call
  * into the client library. A call that fails without a result does nothing: a value is not stored, an
  * enumeration does not move on, a request is not sent. One without a status just hands out nothing
  * (NULL, 0, no element). A release that fails still releases, and never brings a message.
  * Each plan counts the calls from its own beginning; where two are due in one call the older strikes, and the
- * other in the next call of its slot. nth 0 takes all plans back. */
+ * other in the next call of its slot. CIMSIM_TAKE_BACK as nth takes all plans back. */
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
 /* The same, and every call after the nth as well. */
 void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault);
@@ -266,7 +272,7 @@ const char *cimsim_fault_hit(void);
 
 /* ---- Watching ----------------------------------------------------------------------------------- */
 
-/* Calls of one slot, or of all for NULL, since cimsim_reset. */
+/* Calls of one slot, or of all for CIMSIM_EVERY_SLOT, since cimsim_reset. */
 unsigned long cimsim_calls(const char *slot);
 
 /* on: starts a new record of every call; off: stops it. */
@@ -295,7 +301,8 @@ const char *cimsim_live(void);
  * without input arguments, of a class or namespace that there is not or on a dead connection, a list of
  * properties given to enumInstances - ends the program with a line on standard error that names the object.
  * on: it is counted instead, from 0, and the call does nothing; it gives rc 1, or rc 6 for a class that there
- * is not. The latest 4096 released objects are remembered. */
+ * is not. The latest CIMSIM_REMEMBERED released objects are remembered. */
+#define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);
 const char *cimsim_last_misuse(void);

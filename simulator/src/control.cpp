@@ -59,7 +59,7 @@ void check_slot(const char *function, const char *slot) {
 void plan(const char *function, const char *slot, unsigned long nth, const cimsim_fault *fault,
           bool for_ever) {
     check_slot(function, slot);
-    if (nth == 0)
+    if (nth == CIMSIM_TAKE_BACK)
         return sim.watch.plans.clear();
     sim.watch.hit = nullptr;
     sim.watch.plans.push_back(

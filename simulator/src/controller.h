@@ -4,6 +4,8 @@
 
 #include "broker.h"
 
+#include <cimsim.h>
+
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -90,7 +92,7 @@ struct Controller {
     std::unordered_map<std::string, unsigned long> job_numbers;
     unsigned long last_number = 0;
     unsigned int last_id = 0;
-    unsigned int job_limit = 256;
+    unsigned int job_limit = CIMSIM_USUAL_JOB_LIMIT;
     std::vector<Identity> identities;
     std::vector<Share> shares;
     bool lockdown = false;
@@ -107,7 +109,7 @@ struct Controller {
     bool add_class(AddedClass new_class);           // false when there is one of that name
     bool add_instance(const std::string &class_name,
                       std::vector<Item> items); // false: no added class, or a key missing
-    bool full() const { return job_limit != 0 && jobs.size() >= job_limit; }
+    bool full() const { return job_limit != CIMSIM_NO_LIMIT && jobs.size() >= job_limit; }
     std::string new_id();
 
     Answer get_class(const Tree &path);

@@ -23,7 +23,7 @@ void Link::leave() {
 namespace {
 
 // Enough to recognise any mistake that a test makes, and little enough for a program that runs for days.
-constexpr std::size_t graveyard_bound = 4096;
+constexpr std::size_t graveyard_bound = CIMSIM_REMEMBERED;
 
 struct KindFacts {
     const char *name;
