@@ -263,6 +263,8 @@ private:
                                              : data.type == CMPI_dateTime ? "CMPIDateTime"
                                                                           : "CMPIString",
                                              false};
+        if (!into_.empty() && (data.type & CMPI_ARRAY) != 0)
+            return "array"; // not looked at
         const std::string told = shown(data);
         if (data.type == CMPI_chars && slot_ != "getElementAt" && slot_ != "getNext")
             free(data.value.chars);
