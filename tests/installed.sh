@@ -208,10 +208,11 @@ while IFS= read -r -d '`' block; do
     [[ $found == 1 ]] || die "README.md: no example has this"$'\n'"$block"
 done <README.md
 [[ $blocks -ge 4 ]] || die "README.md: $blocks blocks of C"
-awk '/^## / { ours = /A first program|Testing a program/ } /^```/ { code = !code } ours && !code && /^    /' README.md >"$work/commands"
-[[ $(wc -l <"$work/commands") -ge 9 ]] || die "README.md: its commands are not where they were"
+awk '/^## / { ours = /A first program|A backup every night|Testing a program/ } /^```/ { code = !code } ours && !code && /^    /' README.md >"$work/commands"
+[[ $(wc -l <"$work/commands") -ge 12 ]] || die "README.md: its commands are not where they were"
 bash -euxo pipefail "$work/commands" >"$work/out" 2>&1 || die "README.md: its commands fail"$'\n'"$(<"$work/out")"
 grep -q 'InstanceID=JID_1' "$work/out"
+grep -q 'JID_4: COMPLETED' "$work/out"
 grep -q '100% tests passed' "$work/out"
 
 headline "installed: passed"
