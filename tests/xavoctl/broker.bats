@@ -99,7 +99,7 @@ END
 @test "a worker that dies again and again, and a signal that is ignored" {
     $XAVOCTL wait JID_1 --json --quiet >document &
     local parent=$! try
-    for try in 1 2 3 4 5 6; do
+    for _ in 1 2 3 4 5 6; do
         sleep 0.5
         kill -INT $parent
         pkill -SEGV -P $parent
