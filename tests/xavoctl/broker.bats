@@ -98,7 +98,7 @@ END
 # A shell's background jobs ignore SIGINT.
 @test "a worker that dies again and again, and a signal that is ignored" {
     $XAVOCTL wait JID_1 --json --quiet >document &
-    local parent=$! try
+    local parent=$!
     for _ in 1 2 3 4 5 6; do
         sleep 0.5
         kill -INT $parent
