@@ -194,6 +194,8 @@ END
     3 | FAILED +broker +does not answer.* *Start the broker | doctor
     6 | no broker answers       | wait JID_1 --timeout 0.5
 END
+    run $XAVOCTL wait JID_1 --timeout 0.3
+    [[ $output != *'The job goes on'* ]]
     CIMSIM_SCENE=refuse=guest01ff
     table <<'END'
     1 | PERMISSION_ERROR        | jobs --user guest
