@@ -130,8 +130,8 @@ const struct option_row options[] = {
      IN_IMAGE(startTime)},
     {"until", "TIME", "until when the job may start", IMAGE_COMMANDS, TEXT, false, 0, IN_IMAGE(untilTime)},
     {"job-name", "NAME", "name of the job", IMAGE_COMMANDS, TEXT, false, 0, IN_IMAGE(JobName)},
-    {"preserve-config", "N", "PreserveVDConfig: 1 keeps the virtual disks' configuration", BIT(RESTORE),
-     NUMBER, false, 0, IN_IMAGE(preserveVDConfig)},
+    {"preserve-config", NULL, "PreserveVDConfig: sent as 1, not as 0", BIT(RESTORE), FLAG, false, 0,
+     IN_IMAGE(preserveVDConfig)},
     {"check-destination", "N", "CheckBackupDestinationAvailability", IMAGE_COMMANDS, NUMBER, false, 0,
      IN_IMAGE(checkBackupDestinationAvailability)},
     {"proxy-support", "N", "share types 5, 6: ProxySupport", SHARE_COMMANDS, NUMBER, false, 0,
@@ -241,7 +241,10 @@ static void take_option(struct request *request, const struct option_row *option
     char *const buffer = option_buffer(request, option, &size);
     switch (option->kind) {
     case FLAG:
-        *(bool *)buffer = true;
+        if (size == 0)
+            *(bool *)buffer = true;
+        else
+            memcpy(buffer, &(uint16_t){1}, sizeof(uint16_t));
         break;
     case TEXT:
         if (size == 0)

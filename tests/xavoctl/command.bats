@@ -41,7 +41,7 @@ END
     0 | JID_4                   | reboot 1
     1 | SWI002                  | reboot 7
     0 | ^JID_4$                 | backup $share --image i --job-name nightly
-    0 | ^JID_4$                 | restore --share-type 4 --preserve-config 1
+    0 | ^JID_4$                 | restore --share-type 4 --preserve-config
     1 | INVALID_VALUE           | backup --share-type 3
     1 | INVALID_START_TIME.*soon | backup $share --image i --start soon
     1 | INVALID_UNTIL_TIME      | backup $share --image i --until 20000101000000
@@ -104,6 +104,27 @@ job --j| --json
 backup --password-file pass| password
 backup --address job|
 help ins| install instances
+END
+}
+
+# Where each option goes: what libxavo would be handed.
+@test "records" {
+    [[ -n ${XAVOCTL_RECORD-} ]] || skip "XAVOCTL_RECORD names what is put before libxavo"
+    local http='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file <(echo 5)
+        --proxy-port 6 --ignore-cert-warning 7' share='--share-type 8 --address 9 --share 10 --share-user 11
+        --password-file <(echo 12)' image='--image 13 --passphrase-file <(echo 14) --until 16 --job-name 17
+        --check-destination 18' words wanted
+    local proxy='support=1 type=2 server=3 uname=4 passwd=5 port=6 ignore=7'
+    export ASAN_OPTIONS=verify_asan_link_order=0
+    while IFS='|' read -r words wanted; do
+        run eval "LD_PRELOAD=$XAVOCTL_RECORD $XAVOCTL ${words//$'\n'/ }"
+        [[ ${lines[0]} == "$wanted" && ${lines[1]} == "$proxy" ]] || fail "$words"
+    done <<END
+backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|BackupImage uname=11 passwd=12 passphrase=14 ipaddr=9 \
+sharename=10 imagename=13 start=NOW until=16 type=8 preserve=0 job=17 check=18 tavix=
+restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config|RestoreImage uname=11 \
+passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=8 preserve=1 job=17 check=18 tavix=
+test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|test uname=11 passwd=12 workgroup=19 ipaddr=9 sharename=10 type=8
 END
 }
 
