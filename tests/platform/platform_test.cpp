@@ -79,8 +79,6 @@ TEST(Log, LevelsAreSetByTheProgram) {
 TEST(LogDeathTest, LevelsAreSetByTheEnvironment) {
     if (const char *emulator = getenv("XAVO_EMULATOR"); emulator != nullptr && *emulator != '\0')
         GTEST_SKIP() << "GoogleTest starts the new process without the emulator";
-    if (const char *emulator = getenv("XAVO_EMULATOR"); emulator != nullptr && *emulator != '\0')
-        GTEST_SKIP() << "GoogleTest starts the new process without the emulator";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const auto &[level, printed] : {std::pair(static_cast<const char *>(nullptr), "^2\n$"),
                                          {"", "^2\n$"},
