@@ -17,23 +17,25 @@
  *     not ends the program with a line: a plan for it would never strike.
  *
  * Environment, read when the library is loaded
- *  CIMSIM_SCENE   the controller that the process finds, for programs that cannot call this header. With a
- *                 slash in it, or when there is a file of that name, a scene file: its form is told in
- *                 xavo-scene(5); a mistake in it is reported with its line and ends the program. Otherwise
- *                 comma-separated switches: "lockdown", "unreachable" (no broker), "refuse=NAME" (a user the
- *                 broker refuses, named as it sees him: "guest01ff"), "empty" (as after cimsim_reset). An
- *                 unknown word is reported on standard error and ignored.
- *  CIMSIM_STATE   a file that the controller lives in: every process that names it meets the same one. It
- *                 holds the clock, jobs, software, shares, classes, limits, refused users, switches and the
- *                 broker's generation: a client that connected before a restart is on a dead connection,
- *                 whichever process restarted it. Faults, scripted answers, odd elements, traces and counts
- *                 are each process's own. Every exchange and every function here locks FILE.lock, reads the
- *                 file again if it changed, and writes it whole when something has changed, to FILE.new,
- *                 which is then renamed; nothing is locked while an answer is held back. Where there is no
- *                 such file, it is made of what the process has found: of its scene. A file with a mistake,
- *                 and one that cannot be read or written, is left alone: standard error says why, connecting
- *                 gives NULL, and exchanges give rc 1. Values that a state cannot express (arrays,
- *                 references, instances) last until the file is read again. */
+ *  CIMSIM_SCENE   the controller that the process finds, for programs that cannot call this header.
+ *                 Either switches, separated by commas: "lockdown", "unreachable" (no broker),
+ *                 "refuse=NAME" (a user the broker refuses, named as it sees him: "guest01ff"), "empty"
+ *                 (as after cimsim_reset). Or, when it is not made of these alone and has a slash in it
+ *                 or there is a file of that name, a scene file: its form is told in xavo-scene(5); a
+ *                 mistake in it is reported with its line and ends the program. A word that is neither
+ *                 is reported on standard error and ignored.
+ *  CIMSIM_STATE   a file that the controller lives in: every process that names it meets the same one.
+ *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches
+ *                 and the broker's generation: a client that connected before a restart is on a dead
+ *                 connection, whichever process restarted it. Faults, scripted answers, odd elements,
+ *                 traces and counts are each process's own. Every exchange and every function here
+ *                 locks FILE.lock, reads the file again if it changed, and writes it whole when
+ *                 something has changed, to FILE.new, which is then renamed; nothing is locked while an
+ *                 answer is held back. Where there is no such file, it is made of what the process has
+ *                 found: of its scene. A file with a mistake, and one that cannot be read or written,
+ *                 is left alone: standard error says why, connecting gives NULL, and exchanges give rc
+ *                 1. Values that a state cannot express (cimsim_chars, cimsim_no_object, those under
+ *                 another state or type) last until the file is read again. */
 #ifndef CIMSIM_H
 #define CIMSIM_H
 

@@ -5,9 +5,9 @@
 #include "text.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <charconv>
+#include <climits>
+#include <optional>
 
 namespace cimsim {
 
@@ -18,11 +18,12 @@ namespace {
 const struct {
     const char *name;
     CMPIType type;
-} types[] = {{"boolean", CMPI_boolean}, {"char16", CMPI_char16},    {"uint8", CMPI_uint8},
-             {"uint16", CMPI_uint16},   {"uint32", CMPI_uint32},    {"uint64", CMPI_uint64},
-             {"sint8", CMPI_sint8},     {"sint16", CMPI_sint16},    {"sint32", CMPI_sint32},
-             {"sint64", CMPI_sint64},   {"real32", CMPI_real32},    {"real64", CMPI_real64},
-             {"string", CMPI_string},   {"datetime", CMPI_dateTime}};
+} types[] = {{"boolean", CMPI_boolean},  {"char16", CMPI_char16},     {"uint8", CMPI_uint8},
+             {"uint16", CMPI_uint16},    {"uint32", CMPI_uint32},     {"uint64", CMPI_uint64},
+             {"sint8", CMPI_sint8},      {"sint16", CMPI_sint16},     {"sint32", CMPI_sint32},
+             {"sint64", CMPI_sint64},    {"real32", CMPI_real32},     {"real64", CMPI_real64},
+             {"string", CMPI_string},    {"datetime", CMPI_dateTime}, {"reference", CMPI_ref},
+             {"instance", CMPI_instance}};
 
 const char *type_name(CMPIType type) {
     for (const auto &known : types)
@@ -31,91 +32,197 @@ const char *type_name(CMPIType type) {
     return nullptr;
 }
 
-template <class Real, class Bits>
-CMPIUint64 bits_of(Real real) {
-    Bits bits;
-    static_assert(sizeof bits == sizeof real);
-    std::memcpy(&bits, &real, sizeof bits);
-    return bits;
+std::optional<CMPIType> type_named(const std::string &name) {
+    for (const auto &known : types)
+        if (name == known.name)
+            return known.type;
+    return std::nullopt;
 }
 
-CMPIUint64 read_bits(const Statement &statement, CMPIType type, const std::string &text) {
-    char *end = nullptr;
-    CMPIUint64 bits;
-    if (type == CMPI_real32)
-        bits = bits_of<float, std::uint32_t>(std::strtof(text.c_str(), &end));
-    else if (type == CMPI_real64)
-        bits = bits_of<double, std::uint64_t>(std::strtod(text.c_str(), &end));
-    else if (!text.empty() && text[0] == '-')
-        bits = static_cast<CMPIUint64>(std::strtoll(text.c_str(), &end, 10));
-    else
-        bits = std::strtoull(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0')
+// Whatever language the program speaks, a number has a point.
+template <class Number>
+Number read_number(const Statement &statement, const std::string &text) {
+    Number number = {};
+    const char *const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (rest != end || error != std::errc())
         statement.fail("\"" + text + "\" is no number");
-    return bits;
+    return number;
 }
 
-// "text", null, null:TYPE, TYPE:VALUE; lacking gives none.
+Value read_number(const Statement &statement, CMPIType type, const std::string &text) {
+    Value value = Value::number(type, 0);
+    if (type == CMPI_real32) {
+        const auto real = read_number<float>(statement, text);
+        value.bits = load_number(type, &real);
+        return value;
+    }
+    if (type == CMPI_real64) {
+        const auto real = read_number<double>(statement, text);
+        value.bits = load_number(type, &real);
+        return value;
+    }
+    value.bits = text[0] == '-' ? static_cast<CMPIUint64>(read_number<long long>(statement, text))
+                                : read_number<CMPIUint64>(statement, text);
+    if (to_text(value) != text) // it has more bits than the type
+        statement.fail("\"" + text + "\" is no " + type_name(type));
+    return value;
+}
+
+// The parts of a value that has some, itself a statement.
+Statement parts_of(const Statement &statement, const std::string &text) {
+    try {
+        std::vector<Statement> parts = parse(text);
+        if (parts.size() == 1)
+            return std::move(parts[0]);
+    } catch (const Mistake &mistake) {
+        statement.fail(mistake.what());
+    }
+    statement.fail("\"" + text + "\" is not one line");
+}
+
+std::optional<Value> read_value(const Statement &statement, const Word &word);
+
+Value read_typed(const Statement &statement, CMPIType type, const std::string &text) {
+    if (type == CMPI_string)
+        return Value::string(text);
+    if (is_number(type))
+        return read_number(statement, type, text);
+    if (type == CMPI_dateTime) {
+        Value value(CMPI_dateTime, Kind::date_time);
+        value.text = text;
+        return value;
+    }
+    const Statement parts = parts_of(statement, text);
+    const bool is_path = type == CMPI_ref;
+    if (parts.words.size() != (is_path ? 1 : 0))
+        statement.fail(is_path ? "a reference is NAMESPACE CLASS KEY=VALUE..."
+                               : "an instance is CLASS NAME=VALUE...");
+    Value value = Value::with_tree(type, is_path ? Kind::path : Kind::instance);
+    if (is_path)
+        value.tree->name_space = parts.name;
+    value.tree->class_name = is_path ? parts.words[0].text : parts.name;
+    for (const auto &[name, part] : parts.options)
+        if (std::optional<Value> item = read_value(statement, part))
+            value.tree->items.push_back({name, std::move(*item)});
+    return value;
+}
+
+// "text", null, null:TYPE, TYPE:VALUE, array:"TYPE VALUE..."; lacking gives none.
 std::optional<Value> read_value(const Statement &statement, const Word &word) {
     if (word.quoted)
         return Value::string(word.text);
     if (word.text == "lacking")
         return std::nullopt;
+    if (word.text == "null")
+        return Value::null(CMPI_string);
     const std::size_t colon = word.text.find(':');
     const std::string name = word.text.substr(0, colon),
                       rest = colon == std::string::npos ? "" : word.text.substr(colon + 1);
-    const bool null = name == "null";
-    const std::string wanted = !null ? name : rest.empty() ? "string" : rest;
-    for (const auto &known : types) {
-        if (wanted != known.name)
-            continue;
-        if (null)
-            return Value::null(known.type);
-        if (known.type == CMPI_string)
-            return Value::string(rest);
-        if (is_number(known.type))
-            return Value::number(known.type, read_bits(statement, known.type, rest));
-        Value value(CMPI_dateTime, Kind::date_time);
-        value.text = rest;
-        return value;
+    if (const auto type = type_named(name == "null" ? rest : name); type && colon != std::string::npos)
+        return name == "null" ? Value::null(*type) : read_typed(statement, *type, rest);
+    if (name != "array" || colon == std::string::npos)
+        statement.fail("\"" + word.text + "\" is no value: it takes \"text\", null, lacking or TYPE:VALUE");
+    const Statement parts = parts_of(statement, rest);
+    const auto type = type_named(parts.name);
+    if (!type || !parts.options.empty())
+        statement.fail("an array is array:\"TYPE VALUE...\"");
+    std::vector<Value> elements;
+    for (const Word &part : parts.words)
+        elements.push_back(!part.quoted && part.text == "null" ? Value::unset(*type)
+                                                               : read_typed(statement, *type, part.text));
+    return Value::array(*type, std::move(elements));
+}
+
+template <class Real>
+std::string real_text(Real real) {
+    char text[64];
+    return {text, std::to_chars(text, std::end(text), real).ptr};
+}
+
+std::string value_text(const std::optional<Value> &value);
+
+// " NAME=VALUE" for each; nothing when one of them has no such form.
+std::optional<std::string> items_text(const std::vector<Item> &items) {
+    std::string all;
+    for (const Item &item : items) {
+        const std::string text = value_text(item.value);
+        if (text.empty())
+            return std::nullopt;
+        all += " " + quoted(item.name) + "=" + text;
     }
-    statement.fail("\"" + word.text + "\" is no value: it takes \"text\", null, lacking or TYPE:VALUE");
+    return all;
+}
+
+// What follows TYPE: in the text of a value; empty when it has no such form.
+std::string typed_text(const Value &value) {
+    if (value.state != CMPI_goodValue || value.blank || value.kind == Kind::none || !type_name(value.type))
+        return {};
+    CMPIValue whole;
+    switch (value.kind) {
+    case Kind::string:
+        return value.type == CMPI_string ? quoted(value.text) : "";
+    case Kind::date_time:
+        return value.type == CMPI_dateTime ? quoted(value.text) : "";
+    case Kind::number:
+        store_number(value.type, value.bits, &whole);
+        return value.type == CMPI_real32   ? real_text(whole.real32)
+               : value.type == CMPI_real64 ? real_text(whole.real64)
+               : is_number(value.type)     ? to_text(value)
+                                           : "";
+    case Kind::path:
+    case Kind::instance: {
+        if (value.type != (value.kind == Kind::path ? CMPI_ref : CMPI_instance))
+            return {};
+        const auto items = items_text(value.tree->items);
+        const std::string space = value.kind == Kind::path ? quoted(value.tree->name_space) + " " : "";
+        return items ? quoted(space + quoted(value.tree->class_name) + *items) : "";
+    }
+    default:
+        return {};
+    }
+}
+
+std::string array_text(const Value &array) {
+    const auto type = static_cast<CMPIType>(array.type & ~CMPI_ARRAY);
+    std::string all = type_name(type) ? type_name(type) : "";
+    for (const Value &element : array.tree->elements) {
+        const bool unset = element.state == CMPI_nullValue && element.kind == Kind::none;
+        const std::string text = unset ? "null" : typed_text(element);
+        if (all.empty() || text.empty() || element.type != type)
+            return {};
+        all += " " + text;
+    }
+    return all.empty() || array.state != CMPI_goodValue ? "" : "array:" + quoted(all);
 }
 
 // Empty for a value that has no such form.
 std::string value_text(const std::optional<Value> &value) {
     if (!value)
         return "lacking";
-    const char *type = type_name(value->type);
+    if (value->kind == Kind::array && (value->type & CMPI_ARRAY))
+        return array_text(*value);
+    const char *const type = type_name(value->type);
     if (!type)
         return {};
     if (value->state == CMPI_nullValue && (value->blank || value->kind == Kind::none))
         return std::string("null:") + type;
-    if (value->state != CMPI_goodValue)
-        return {};
-    if (value->kind == Kind::string && !value->blank)
-        return quoted(value->text);
-    if (value->kind == Kind::date_time)
-        return "datetime:" + quoted(value->text);
-    if (value->kind != Kind::number)
-        return {};
-    char real[40];
-    if (value->type == CMPI_real32 || value->type == CMPI_real64) {
-        CMPIValue whole;
-        store_number(value->type, value->bits, &whole);
-        const double number = value->type == CMPI_real32 ? static_cast<double>(whole.real32) : whole.real64;
-        std::snprintf(real, sizeof real, "%.17g", number);
-        return std::string(type) + ":" + real;
-    }
-    return std::string(type) + ":" + to_text(*value);
+    const std::string text = typed_text(*value);
+    return text.empty() || value->type == CMPI_string ? text : std::string(type) + ":" + text;
 }
 
 // ---- Statements ---------------------------------------------------------------------------------
 
 constexpr Milliseconds second = 1000;
+constexpr std::int64_t most = 0xffffffff;                // of what is counted
+constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years off
+constexpr std::int64_t most_jobs = 2'000'000'000;
+
+std::int64_t count(const Statement &s) { return s.number(s.words[0], 0, most); }
 
 Milliseconds duration(const Statement &s, Milliseconds otherwise) {
-    return s.number_option("runs-ms", s.number_option("runs", otherwise / second) * second);
+    const Milliseconds whole = s.number_option("runs", otherwise / second, 0, most) * second;
+    return s.number_option("runs-ms", whole, 0, most * second);
 }
 
 void job(const Statement &s) {
@@ -132,14 +239,13 @@ void job(const Statement &s) {
     if (job.task == Task::other && task != "other")
         s.fail("task is backup, restore or other");
     if (const Word *at = s.option("at"))
-        job.start = s.number(*at);
+        job.start = s.number(*at, -latest, latest);
     else if (start != "never")
-        job.start = controller.clock.now() + s.number(*s.option("start")) * second;
+        job.start = controller.clock.now() + s.number_option("start", 0, 0, most) * second;
     if (job.start)
         job.start_text = s.text_option("start-text", start == "0" ? "NOW" : format_time(*job.start));
-    const auto number = s.number_option("number", 0);
-    if (number > 0)
-        controller.last_number = static_cast<unsigned long>(number) - 1;
+    const auto next = static_cast<std::int64_t>(controller.last_number) + 1; // in the order of creation
+    controller.last_number = static_cast<unsigned long>(s.number_option("number", next, next, most_jobs)) - 1;
     if (!controller.add_job(std::move(job)))
         s.fail("there is a job \"" + s.words[0].text + "\" already");
 }
@@ -159,7 +265,7 @@ void next_job(const Statement &s) {
 }
 
 void share(const Statement &s) {
-    Share share{s.words[0].text, s.words[1].text, static_cast<unsigned int>(s.number(s.words[2])),
+    Share share{s.words[0].text, s.words[1].text, static_cast<unsigned int>(s.number(s.words[2], 0, most)),
                 std::nullopt, s.text_option("password")};
     if (s.option("user"))
         share.user = s.text_option("user");
@@ -184,25 +290,26 @@ void instance(const Statement &s) {
 }
 
 void clock(const Statement &s) {
-    if (const Word *frozen = s.option("frozen"))
-        sim.controller.clock.stop_at(s.number(*frozen));
+    if (s.option("frozen"))
+        sim.controller.clock.stop_at(s.number_option("frozen", 0, -latest, latest));
     else
-        sim.controller.clock.go_ahead(s.number_option("ahead", 0));
+        sim.controller.clock.go_ahead(s.number_option("ahead", 0, -latest, latest));
 }
 
 void numbers(const Statement &s) {
-    sim.controller.last_number = static_cast<unsigned long>(s.number_option("jobs", 0));
-    sim.controller.last_id = static_cast<unsigned int>(s.number_option("ids", 0));
+    Controller &controller = sim.controller;
+    const auto last = static_cast<std::int64_t>(controller.last_number); // of the jobs that stand before
+    controller.last_number = static_cast<unsigned long>(s.number_option("jobs", last, last, most_jobs));
+    controller.last_id = static_cast<unsigned int>(s.number_option("ids", 0, 0, most));
 }
 
 void fault(const Statement &s) {
     if (!is_slot(s.words[0].text) && s.words[0].text != "any")
         s.fail("there is no slot \"" + s.words[0].text + "\"");
     Plan plan{s.words[0].text == "any" ? "" : s.words[0].text,
-              static_cast<unsigned long>(std::max<std::int64_t>(1, s.number(s.words[1]))),
-              s.option("from") != nullptr,
-              Fault{static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_ERR_FAILED)), std::nullopt,
-                    s.option("with-result") != nullptr}};
+              static_cast<unsigned long>(s.number(s.words[1], 1, most)), s.option("from") != nullptr,
+              Fault{static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_ERR_FAILED, INT_MIN, INT_MAX)),
+                    std::nullopt, s.option("with-result") != nullptr}};
     if (s.option("message"))
         plan.fault.message = s.text_option("message");
     sim.watch.plans.push_back(std::move(plan));
@@ -225,21 +332,17 @@ const Form forms[] = {
      1,
      1,
      {},
-     [](const Statement &s) { sim.broker.generation = static_cast<unsigned long>(s.number(s.words[0])); }},
+     [](const Statement &s) { sim.broker.generation = static_cast<unsigned long>(count(s)); }},
     {"numbers", 0, 0, {"jobs", "ids"}, numbers},
     {"limit",
      1,
      1,
      {},
-     [](const Statement &s) { sim.controller.job_limit = static_cast<unsigned int>(s.number(s.words[0])); }},
+     [](const Statement &s) { sim.controller.job_limit = static_cast<unsigned int>(count(s)); }},
     {"lockdown", 0, 0, {}, [](const Statement &) { sim.controller.lockdown = true; }},
     {"unreachable", 0, 0, {}, [](const Statement &) { sim.broker.reachable = false; }},
     {"garbage", 0, 0, {}, [](const Statement &) { sim.broker.garbage = true; }},
-    {"hold",
-     1,
-     1,
-     {},
-     [](const Statement &s) { sim.broker.hold_ms = static_cast<unsigned int>(s.number(s.words[0])); }},
+    {"hold", 1, 1, {}, [](const Statement &s) { sim.broker.hold_ms = static_cast<unsigned int>(count(s)); }},
     {"refuse", 1, 1, {}, [](const Statement &s) { sim.broker.refused.insert(s.words[0].text); }},
     {"software",
      1,
@@ -279,9 +382,12 @@ void sort_out(const Form &form, Statement &s) {
         } else {
             ++word;
         }
-    for (const auto &[name, value] : s.options)
-        if (!is_option(name))
-            s.fail("there is no option \"" + name + "\"");
+    for (auto option = s.options.begin(); option != s.options.end(); ++option) {
+        if (!is_option(option->first))
+            s.fail("there is no option \"" + option->first + "\"");
+        if (s.option(option->first.c_str()) != &option->second)
+            s.fail(option->first + " is given twice");
+    }
     if (s.words.size() < form.least || s.words.size() > form.most)
         s.fail("it takes " + std::to_string(form.least) +
                (form.most == any_number ? " words or more"
@@ -292,7 +398,7 @@ void sort_out(const Form &form, Statement &s) {
 
 } // namespace
 
-void apply_scene(const std::string &text) {
+void apply_scene(const std::string &text, bool lasts) {
     for (Statement &statement : parse(text)) {
         const auto *const form = std::find_if(std::begin(forms), std::end(forms), [&](const Form &known) {
             return statement.name == known.name;
@@ -300,6 +406,8 @@ void apply_scene(const std::string &text) {
         if (form == std::end(forms))
             throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
         sort_out(*form, statement);
+        if (lasts && form->apply == fault)
+            statement.fail("it is a process's own, and stands in a scene");
         form->apply(statement);
     }
 }
@@ -322,10 +430,11 @@ public:
         text_ += text_.empty() ? name : std::string("\n") + name;
         return *this;
     }
-    Writer &word(const std::string &word) {
-        text_ += " " + word;
+    Writer &piece(const std::string &piece) {
+        text_ += piece;
         return *this;
     }
+    Writer &word(const std::string &word) { return piece(" " + word); }
     Writer &text(const std::string &text) { return word(quoted(text)); }
     Writer &number(std::int64_t number) { return word(std::to_string(number)); }
     Writer &option(const char *name, const std::string &text) {
@@ -414,8 +523,8 @@ std::string scene_text() {
         for (const std::vector<Item> &items : added.instances) {
             out.line("instance").text(added.name);
             for (const Item &item : items)
-                if (const std::string text = value_text(item.value); !text.empty())
-                    out.word(quoted(item.name) + "=" + text);
+                if (const auto text = items_text({item}))
+                    out.piece(*text);
         }
     }
     write_jobs(out, controller);

@@ -6,9 +6,9 @@
 
 namespace cimsim {
 
-// Makes the controller, the broker and the plans what a text says, statement by statement. Throws Mistake;
-// what stands before the mistake is done then.
-void apply_scene(const std::string &text);
+// Makes the controller, the broker and the plans what a text says, statement by statement; one that lasts
+// holds no plans. Throws Mistake; what stands before the mistake is done then.
+void apply_scene(const std::string &text, bool lasts);
 
 // The controller and the lasting part of the broker, as a text that makes an empty one the same.
 std::string scene_text();

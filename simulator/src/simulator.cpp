@@ -4,6 +4,7 @@
 #include "scene.h"
 #include "text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -19,20 +20,33 @@ namespace {
 // Never destroyed: threads that still run while the process ends find a simulator that works.
 alignas(Simulator) unsigned char room[sizeof(Simulator)];
 
-void apply_words(const std::string &scene) {
-    std::istringstream words(scene);
-    for (std::string word; std::getline(words, word, ',');) {
-        const std::string refuse = "refuse=";
-        if (word == "lockdown")
+const std::string refuse = "refuse=";
+
+std::vector<std::string> words_of(const std::string &scene) {
+    std::vector<std::string> words;
+    std::istringstream text(scene);
+    for (std::string word; std::getline(text, word, ',');)
+        words.push_back(word);
+    return words;
+}
+
+bool is_known(const std::string &word) {
+    return word.empty() || word == "lockdown" || word == "unreachable" || word == "empty" ||
+           word.compare(0, refuse.size(), refuse) == 0;
+}
+
+void apply_words(const std::vector<std::string> &words) {
+    if (std::count(words.begin(), words.end(), "empty") > 0) // wherever it stands
+        forget_scene();
+    for (const std::string &word : words) {
+        if (!is_known(word))
+            std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
+        else if (word == "lockdown")
             sim.controller.lockdown = true;
         else if (word == "unreachable")
             sim.broker.reachable = false;
-        else if (word == "empty")
-            forget_scene();
-        else if (word.compare(0, refuse.size(), refuse) == 0)
+        else if (word.size() >= refuse.size())
             sim.broker.refused.insert(word.substr(refuse.size()));
-        else if (!word.empty())
-            std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
     }
 }
 
@@ -40,12 +54,12 @@ void apply_words(const std::string &scene) {
 void apply_file(const std::string &path) {
     std::string text;
     struct stat ignored;
-    if (!read_whole(path, &text, &ignored)) {
+    if (!read_whole(path, &text, &ignored, nullptr)) {
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s: %s\n", path.c_str(), std::strerror(errno));
         std::_Exit(2);
     }
     try {
-        apply_scene(text);
+        apply_scene(text, false);
     } catch (const Mistake &mistake) {
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s:%zu: %s\n", path.c_str(), mistake.line,
                      mistake.what());
@@ -57,10 +71,12 @@ bool read_scene() {
     sim.controller.load_demo();
     const char *given = std::getenv("CIMSIM_SCENE");
     const std::string scene = given ? given : "";
-    if (scene.find('/') != std::string::npos || (!scene.empty() && access(scene.c_str(), F_OK) == 0))
-        apply_file(scene);
+    const std::vector<std::string> words = words_of(scene);
+    if (std::all_of(words.begin(), words.end(), is_known) ||
+        (scene.find('/') == std::string::npos && access(scene.c_str(), F_OK) != 0))
+        apply_words(words);
     else
-        apply_words(scene);
+        apply_file(scene);
     sim.state.use(std::getenv("CIMSIM_STATE"));
     return true;
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -17,7 +18,14 @@ namespace cimsim {
 
 namespace {
 
-bool write_whole(const std::string &path, const std::string &text, struct stat *seen) {
+void close_quietly(int file) {
+    const int why = errno;
+    if (file >= 0)
+        close(file);
+    errno = why;
+}
+
+bool write_whole(const std::string &path, const std::string &text, struct stat *seen, int *held) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (file < 0)
         return false;
@@ -29,9 +37,10 @@ bool write_whole(const std::string &path, const std::string &text, struct stat *
         written += good ? static_cast<std::size_t>(some) : 0;
     }
     good = good && fstat(file, seen) == 0;
-    const int why = errno;
-    good = close(file) == 0 && good;
-    errno = why;
+    if (good)
+        *held = file;
+    else
+        close_quietly(file);
     return good;
 }
 
@@ -42,7 +51,7 @@ bool same(const struct stat &a, const struct stat &b) {
 
 } // namespace
 
-bool read_whole(const std::string &path, std::string *text, struct stat *seen) {
+bool read_whole(const std::string &path, std::string *text, struct stat *seen, int *held) {
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0)
         return false;
@@ -51,13 +60,25 @@ bool read_whole(const std::string &path, std::string *text, struct stat *seen) {
     text->clear();
     while (got >= 0 && (got = read(file, block, sizeof block)) > 0)
         text->append(block, static_cast<std::size_t>(got));
-    const int why = errno;
-    close(file);
-    errno = why;
+    if (held && got == 0)
+        *held = file;
+    else
+        close_quietly(file);
     return got == 0;
 }
 
-void State::use(const char *path) { path_ = path ? path : ""; }
+// The program may go to another folder later.
+void State::use(const char *path) {
+    std::error_code none;
+    path_ = path ? path : "";
+    if (const auto whole = std::filesystem::absolute(path_, none); !path_.empty() && !none)
+        path_ = whole.string();
+}
+
+void State::hold(int file) {
+    close_quietly(held_);
+    held_ = file;
+}
 
 bool State::fail(const std::string &why) {
     error_ = why;
@@ -89,18 +110,20 @@ bool State::read() {
     if (known_ && same(now, seen_))
         return true;
     std::string text;
-    if (!read_whole(path_, &text, &seen_))
+    int file = -1;
+    if (!read_whole(path_, &text, &seen_, &file))
         return fail(path_ + ": " + std::strerror(errno));
+    hold(file);
     try {
         forget_scene();
         if (text.empty() || text.back() != '\n')
             throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
                           "the last line has no end");
-        apply_scene(text);
+        apply_scene(text, true);
     } catch (const Mistake &mistake) {
         return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
     }
-    text_ = scene_text();
+    text_ = text; // what a person wrote in another form, or in times from now, is written in this one
     known_ = true;
     sim.time_changed.notify_all();
     return true;
@@ -117,11 +140,14 @@ bool State::begin() {
 
 bool State::write(const std::string &text) {
     const std::string path = path_ + ".new";
-    if (!write_whole(path, text, &seen_) || rename(path.c_str(), path_.c_str()) != 0) {
+    int file = -1;
+    if (!write_whole(path, text, &seen_, &file) || rename(path.c_str(), path_.c_str()) != 0) {
         const int why = errno;
+        close_quietly(file);
         unlink(path.c_str());
         return fail(path + ": " + std::strerror(why));
     }
+    hold(file);
     text_ = text;
     known_ = true;
     return true;

@@ -7,8 +7,8 @@
 
 namespace cimsim {
 
-// The whole of a file. False: errno says why.
-bool read_whole(const std::string &path, std::string *text, struct stat *seen);
+// The whole of a file; it is left open in `held` unless that is NULL. False: errno says why.
+bool read_whole(const std::string &path, std::string *text, struct stat *seen, int *held);
 
 // The file as this process last saw it. All calls under the simulator's lock.
 class State {
@@ -28,10 +28,12 @@ private:
     void unlock();
     bool read();
     bool write(const std::string &text);
+    void hold(int file);
     bool fail(const std::string &why);
 
     std::string path_, error_;
     int lock_ = -1;
+    int held_ = -1;      // what `seen_` is of stays open: its number is not given to another file meanwhile
     bool known_ = false; // `seen_` and `text_` are of the file as it is here
     struct stat seen_ = {};
     std::string text_;

@@ -2,8 +2,7 @@
 #include "text.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
+#include <charconv>
 
 namespace cimsim {
 
@@ -93,17 +92,20 @@ std::string Statement::text_option(const char *wanted, const std::string &otherw
     return given ? given->text : otherwise;
 }
 
-std::int64_t Statement::number_option(const char *wanted, std::int64_t otherwise) const {
+std::int64_t Statement::number_option(const char *wanted, std::int64_t otherwise, std::int64_t least,
+                                      std::int64_t most) const {
     const Word *given = option(wanted);
-    return given ? number(*given) : otherwise;
+    return given ? number(*given, least, most) : otherwise;
 }
 
-std::int64_t Statement::number(const Word &word) const {
-    char *end = nullptr;
-    errno = 0;
-    const long long value = std::strtoll(word.text.c_str(), &end, 10);
-    if (word.quoted || word.text.empty() || *end != '\0' || errno != 0)
+std::int64_t Statement::number(const Word &word, std::int64_t least, std::int64_t most) const {
+    std::int64_t value = 0;
+    const char *const end = word.text.data() + word.text.size();
+    const auto [rest, error] = std::from_chars(word.text.data(), end, value);
+    if (word.quoted || rest != end || error == std::errc::invalid_argument)
         fail("\"" + word.text + "\" is no number");
+    if (error != std::errc() || value < least || value > most)
+        fail(word.text + " is not between " + std::to_string(least) + " and " + std::to_string(most));
     return value;
 }
 

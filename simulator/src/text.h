@@ -31,8 +31,10 @@ struct Statement {
     [[noreturn]] void fail(const std::string &what) const { throw Mistake(line, name + ": " + what); }
     const Word *option(const char *wanted) const;
     std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
-    std::int64_t number_option(const char *wanted, std::int64_t otherwise) const;
-    std::int64_t number(const Word &word) const;
+    // Numbers in decimal, between `least` and `most`.
+    std::int64_t number_option(const char *wanted, std::int64_t otherwise, std::int64_t least,
+                               std::int64_t most) const;
+    std::int64_t number(const Word &word, std::int64_t least, std::int64_t most) const;
 };
 
 // The statements of a text. Lines that are empty or begin with # are none.
