@@ -25,6 +25,10 @@ int main(int argc, char **argv) {
         return 64;
     }
     const pid_t worker = fork(); /* before the program has threads, or opens a handle */
+    if (worker < 0) {
+        perror("fork");
+        return XAVO_WAIT_ERROR;
+    }
     if (worker == 0)
         _exit(wait_for(argv[1], (unsigned int)seconds));
     const time_t start = time(NULL);
