@@ -12,7 +12,7 @@
 enum { TRIES = 5, BORROW_MS = 10000 };
 
 static void pause_ms(unsigned int ms) {
-    const struct timespec time = {ms / 1000, (long)(ms % 1000) * 1000000};
+    const struct timespec time = {(time_t)(ms / 1000), (long)(ms % 1000) * 1000000};
     nanosleep(&time, NULL);
 }
 
