@@ -9,6 +9,7 @@
 #include <optional>
 #include <sstream>
 #include <utility>
+#include <XAVO_companion.h>
 
 using namespace test;
 
@@ -22,7 +23,8 @@ struct Expected {
 // What has gone wrong: the slot, and which call of it this is in the operation.
 struct Hit {
     std::string slot;
-    unsigned occurrence;
+    unsigned occurrence; // among the operation's own calls
+    bool guards;         // it is the guard's own, and changes nothing
 };
 
 constexpr unsigned PROPERTIES = 10; // of a job
@@ -59,7 +61,7 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     const bool last_record = hit.occurrence > PROPERTIES * (op.instances - 1);
     const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // whatever the object
 
-    if (slot == "release")
+    if (slot == "release" || hit.guards)
         return success;
     if (hit.slot == "cmciConnect")
         return nothing ? no_handle(op, "unable to open connection to server") : success;
@@ -159,16 +161,23 @@ std::string without(std::string text, const std::string &word) {
     return at == std::string::npos ? text : text.erase(at, word.size());
 }
 
-// A row, with a handle or, where it opens one itself, without.
+// A row, with a handle, a guarded one or, where it opens one itself, none.
 struct Case {
     const Operation *op;
-    bool null_handle;
+    enum { PLAIN, GUARDED, NONE } handle;
+    bool null_handle() const { return handle == NONE; }
+    bool guarded_method() const { return handle == GUARDED && op->reads < Reads::RECORDS; }
     // What a call makes besides its own for a handle of its own.
-    unsigned extra(unsigned calls) const { return null_handle ? calls : 0; }
+    unsigned extra(unsigned calls) const { return null_handle() ? calls : 0; }
+    // What a guard reads of a method's outputs: those that may be messages, where there are any.
+    unsigned read() const { return guarded_method() && !op->job.output.empty() ? 2 : 0; }
+    // Calls under the lock: a guard asks for a class, releases it, counts the outputs and reads them.
+    unsigned locked() const { return op->locked + (guarded_method() ? 3 + read() : 0); }
 };
 
 std::string name_of(const Case &c) {
-    std::string name = c.op->name + (c.null_handle ? " without a handle" : "");
+    const char *const with[] = {"", " through a guard", " without a handle"};
+    std::string name = c.op->name + with[c.handle];
     std::replace(name.begin(), name.end(), ' ', '_');
     return name;
 }
@@ -177,15 +186,15 @@ void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
 
 // The lock and the unlock; the making and the end of a handle's mutex.
 unsigned mutex_calls(const Case &c) {
-    return (c.op->locked != 0 ? 2U : 0U) + (c.null_handle || c.op->reads == Reads::HANDLE ? 2U : 0U);
+    return (c.op->locked != 0 ? 2U : 0U) + (c.null_handle() || c.op->reads == Reads::HANDLE ? 2U : 0U);
 }
 
 std::vector<Case> cases() {
     std::vector<Case> all;
     for (const Operation &op : operations())
-        for (const bool null_handle : {false, true})
-            if (!null_handle || op.takes_null)
-                all.push_back({&op, null_handle});
+        for (const auto handle : {Case::PLAIN, Case::GUARDED, Case::NONE})
+            if (handle != Case::NONE || op.takes_null)
+                all.push_back({&op, handle});
     return all;
 }
 
@@ -200,6 +209,7 @@ struct Attempt {
     bool invoked = false;                  // the method was called
     std::map<std::string, unsigned> calls; // of each slot, up to the one that was struck
     unsigned long pooled = 0;
+    XAVO_Reason reason = {}; // that a guarded handle gives
 };
 
 template <typename Parameter>
@@ -219,10 +229,13 @@ protected:
             ADD_FAILURE() << logged();
             return result;
         }
+        if (c.handle == Case::GUARDED)
+            XAVO_guard(sp);
         {
             Results results;
             give(op, sp, results);
-            if (c.null_handle)
+            XAVO_forget_reason(sp);
+            if (c.null_handle())
                 XAVO_free(std::exchange(sp, nullptr));
             static char stale[] = "of an earlier call";
             const bool names_job = !op.job.output.empty();
@@ -256,6 +269,7 @@ protected:
             if (sp != nullptr) {
                 EXPECT_TRUE(is_unlocked(sp));
                 result.pooled = cimsim_pooled();
+                XAVO_take_reason(sp, result.code, &result.reason);
             }
             if (results.job == stale) { // left alone only by a call that never began
                 EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
@@ -325,8 +339,8 @@ bool in_early_order(const Hit &hit, const std::string &releases) {
 unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault &fault) {
     const bool reads = hit.slot == "CMPIArgs.getArg" || hit.slot == "CMPIObjectPath.getKey" ||
                        hit.slot == "CMPIInstance.getProperty";
-    const bool no_value = hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1 &&
-                          (op.reads == Reads::MESSAGE || op.reads == Reads::MESSAGE_OR_JOB);
+    const bool no_value = hit.guards || (hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1 &&
+                                         (op.reads == Reads::MESSAGE || op.reads == Reads::MESSAGE_OR_JOB));
     return reads && !no_value && fault.rc != CMPI_RC_OK && fault.with_result != 0 ? 1 : 0;
 }
 
@@ -335,16 +349,16 @@ TEST_P(Sweep, NothingFails) {
     const Attempt clean = attempt(GetParam(), 0, faults()[0], Own::ALLOCATION, 0, false);
     EXPECT_EQ(numbered(op.number), &op) << "another row's stored inputs";
     EXPECT_EQ(clean.code, XAVO_NO_ERROR);
-    EXPECT_EQ(clean.log,
-              (GetParam().null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success);
+    EXPECT_EQ(clean.log, (GetParam().null_handle() ? "8 XAVO_new_with_uname: using username=[root]\n" : "") +
+                             op.success);
     const std::string request = op.given == Given::INSTANCE ? "" : last_request();
     EXPECT_EQ(op.request.empty() ? request : request.substr(0, op.request.size()), op.request);
-    EXPECT_EQ(clean.pooled, GetParam().null_handle ? 0 : op.pooled);
+    EXPECT_EQ(clean.pooled, GetParam().null_handle() ? 0 : op.pooled);
     if (op.reads < Reads::RECORDS) {
         EXPECT_EQ(clean.released, op.releases.asked + "out ");
     }
     EXPECT_EQ(clean.before_lock, op.before_lock + GetParam().extra(1));
-    EXPECT_EQ(clean.locked, op.locked);
+    EXPECT_EQ(clean.locked, GetParam().locked());
     EXPECT_EQ(clean.unlocked, op.unlocked + GetParam().extra(1));
     EXPECT_EQ(clean.allocations, op.allocations + GetParam().extra(2));
     EXPECT_EQ(clean.mutex_calls, mutex_calls(GetParam()));
@@ -357,7 +371,9 @@ TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
         if (op.releases.asked.empty())
             continue;
         populate();
-        XAVO_Proxy *sp = GetParam().null_handle ? nullptr : XAVO_new();
+        XAVO_Proxy *sp = GetParam().null_handle() ? nullptr : XAVO_new();
+        if (GetParam().handle == Case::GUARDED)
+            XAVO_guard(sp);
         Results results;
         XAVO_ErrorCode ec = -1;
         cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
@@ -372,28 +388,65 @@ TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
     }
 }
 
+// What the reason of a guarded handle is.
+int expect_reason(const Attempt &run, const Fault &fault) {
+    if (run.code == XAVO_NO_ERROR)
+        return XAVO_REASON_NONE;
+    const std::string asked[] = {"CMCIClient.getClass", "CMCIClient.getInstance", "CMCIClient.enumInstances",
+                                 "CMCIClient.invokeMethod"};
+    if (std::none_of(std::begin(asked), std::end(asked),
+                     [&](const std::string &slot) { return run.calls.count(slot) != 0; }))
+        return XAVO_REASON_NOTHING_ASKED;
+    const bool exchange = std::find(std::begin(asked), std::end(asked), run.struck) != std::end(asked);
+    if (!exchange || (fault.rc == CMPI_RC_OK && run.struck != asked[0]))
+        return XAVO_REASON_ANSWER_UNUSABLE;
+    return fault.rc > CMPI_RC_ERR_FAILED || fault.rc < CMPI_RC_OK ? XAVO_REASON_BROKER
+           : run.struck == asked[3]                               ? XAVO_REASON_OUTCOME_UNKNOWN
+                                                                  : XAVO_REASON_CONNECTION_LOST;
+}
+
 TEST_P(FaultSweep, EveryCallIntoTheClientLibraryFails) {
-    const auto &[c, fault] = GetParam();
+    const auto &[c, planned] = GetParam();
     const Operation &op = *c.op;
-    const unsigned all = op.before_lock + op.locked + op.unlocked + c.extra(2);
+    const unsigned all = op.before_lock + c.locked() + op.unlocked + c.extra(2);
     for (unsigned nth = 1; nth <= all; ++nth) {
-        const Attempt run = attempt(c, nth, fault, Own::ALLOCATION, 0, false);
+        const Attempt run = attempt(c, nth, planned, Own::ALLOCATION, 0, false);
         ASSERT_NE(run.struck, "") << nth;
         ++failed;
-        const Hit hit = {run.struck, run.calls.at(run.struck)};
+        Hit hit = {run.struck, run.calls.at(run.struck),
+                   run.struck == "CMPIArgs.getArgCount" && c.guarded_method()};
         SCOPED_TRACE("call " + number(nth) + ", " + hit.slot);
+        Fault fault = planned;
+        const bool asked = hit.slot == "CMCIClient.getClass";
+        if (asked) { // then the method is not called, and fails with what was answered
+            EXPECT_FALSE(run.invoked);
+            hit.slot = "CMCIClient.invokeMethod";
+            fault.rc = fault.rc == CMPI_RC_OK ? CMPI_RC_ERR_FAILED : fault.rc;
+        }
+        if (hit.slot == "CMPIArgs.getArg") {
+            hit.guards = hit.occurrence <= c.read();
+            hit.occurrence -= c.read();
+        }
         if (const auto expected = expect(op, hit, fault)) {
             EXPECT_EQ(run.code, expected->code);
             EXPECT_EQ(outcome_lines(op, run.log), outcome_lines(op, expected->log));
-            EXPECT_EQ(run.pooled, c.null_handle ? 0U
-                                                : left_to_the_pool(op, hit, fault) +
-                                                      (hit.slot == "CMPIArgs.getArg" ? 0U : op.pooled));
+            EXPECT_EQ(run.pooled, c.null_handle() ? 0U
+                                                  : left_to_the_pool(op, hit, fault) +
+                                                        (hit.slot == "CMPIArgs.getArg" ? 0U : op.pooled));
+            if (c.handle == Case::GUARDED) {
+                const int kind = expect_reason(run, planned);
+                const bool refused = kind != XAVO_REASON_NONE && kind != XAVO_REASON_NOTHING_ASKED &&
+                                     kind != XAVO_REASON_ANSWER_UNUSABLE;
+                EXPECT_EQ(XAVO_reason_to_string(run.reason.kind), std::string(XAVO_reason_to_string(kind)));
+                EXPECT_EQ(run.reason.rc, refused ? fault.rc : CMPI_RC_OK);
+                EXPECT_STREQ(run.reason.message, refused && fault.message != nullptr ? fault.message : "");
+            }
         }
         if (op.reads < Reads::RECORDS && run.locked != 0) {
             EXPECT_EQ(run.before_lock, c.extra(1));
             EXPECT_EQ(run.unlocked, c.extra(1));
         }
-        if (run.invoked) {
+        if (run.invoked || asked) {
             EXPECT_EQ(run.released, op.releases.asked + "out ");
         } else if (op.reads < Reads::RECORDS) {
             EXPECT_TRUE(in_early_order(hit, run.released)) << run.released;
@@ -421,7 +474,7 @@ TEST_P(Sweep, EveryAllocationFails) {
             ++failed;
             SCOPED_TRACE("allocation " + number(nth) + ", " + run.struck);
             const Expected expected =
-                expect_without_memory(op, nth, GetParam().null_handle, from_then_on || nth > all - last);
+                expect_without_memory(op, nth, GetParam().null_handle(), from_then_on || nth > all - last);
             EXPECT_EQ(run.code, expected.code);
             EXPECT_EQ(outcome_lines(op, run.log), expected.log);
         }

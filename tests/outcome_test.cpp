@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <functional>
+#include <XAVO_companion.h>
 
 using namespace test;
 
@@ -17,7 +18,15 @@ constexpr XAVO_ErrorCode INVALID = XAVO_INVALID_VALUE;
 
 using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
-class Outcome : public World {};
+// Through a plain handle, and through a guarded one.
+class Outcome : public World, public testing::WithParamInterface<bool> {
+protected:
+    Outcome() {
+        EXPECT_TRUE(!GetParam() || XAVO_guard(sp) == XAVO_NO_ERROR);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Through, Outcome, testing::Bool(),
+                         [](const auto &guarded) { return guarded.param ? "AGuard" : "APlainHandle"; });
 
 // ---- Arguments --------------------------------------------------------------------------------------
 
@@ -97,7 +106,7 @@ std::vector<BadArguments> bad_arguments() {
     return rows;
 }
 
-TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
+TEST_P(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     char before[] = "before";
     XAVO_Proxy invalid = *sp;
     invalid.tail_magic[1] ^= 1U;
@@ -133,7 +142,7 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     EXPECT_EQ(logged(), error("XAVO_modify_VELK_LifecycleJob", "errorcodep is NULL"));
 }
 
-TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
+TEST_P(Outcome, RebootTypesAreSentAsNumbers) {
     const std::pair<const char *, const char *> texts[] = {{"0", "0"},  {"65535", "65535"}, {"-0", "0"},
                                                            {"+7", "7"}, {" 7", "7"},        {"\t007", "7"}};
     for (const auto &[text, sent] : texts) {
@@ -144,7 +153,7 @@ TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
     }
 }
 
-TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
+TEST_P(Outcome, AHandleWithoutAClientToAskIsNotValid) {
     CMCIClient *const real = sp->client;
     CMCIClientFT empty = {};
     CMCIClient crippled = {real->hdl, &empty}, hollow = {real->hdl, nullptr};
@@ -167,7 +176,7 @@ TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, EveryShapeOfAnswer) {
+TEST_P(Outcome, EveryShapeOfAnswer) {
     cimsim_set_garbage(1);
     { // it is there
         CMPIStatus status;
@@ -206,7 +215,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
         }
 }
 
-TEST_F(Outcome, MessagesAreNamed) {
+TEST_P(Outcome, MessagesAreNamed) {
     for (const Row &row : table("messages.txt"))
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
@@ -233,7 +242,7 @@ TEST_F(Outcome, MessagesAreNamed) {
 
 // ---- Records ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
+TEST_P(Outcome, JobsThatCannotBeReadAreLeftOut) {
     for (const Row &row : table("records.txt")) {
         SCOPED_TRACE(row[0]);
         populate();
@@ -252,7 +261,7 @@ TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
     }
 }
 
-TEST_F(Outcome, TheControllerRefusesByName) {
+TEST_P(Outcome, TheControllerRefusesByName) {
     for (const Row &row : table("refusals.txt")) {
         Results results;
         prepare(row[0]);
