@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
+#include <XAVO_companion.h>
 
 namespace test {
 
@@ -26,6 +27,15 @@ const XAVO_HTTP_SHARE_OPT_DATA FULL_HTTP = {1, 2, "192.0.2.80", "proxyuser", "pr
 void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
     XAVO_BAR_INPUT_DATA data = full_image(5);
     XAVO_invoke_BackupRestore(sp, ec, method, &data, &r.job);
+}
+
+// Looks at the job once.
+void wait(XAVO_ErrorCode *ec, Results &r) {
+    XAVO_WaitResult result;
+    const XAVO_WaitOptions once = {};
+    XAVO_wait_for_job("JID_1", &once, &result);
+    *ec = result.code;
+    r.records = result.job;
 }
 
 } // namespace
@@ -111,6 +121,10 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
     {"array", GIVES(r.array ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY, r.array = XAVO_build_string_array(words))},
     {"open", CALL(XAVO_Proxy *own = XAVO_new_with_uname(nullptr); own ? XAVO_free(own) : (void)0;
                   *ec = own ? XAVO_NO_ERROR : XAVO_UNABLE_TO_OPEN_CONNECTION)},
+    {"guard", CALL(XAVO_Proxy *own = XAVO_new(); *ec = own ? XAVO_guard(own) : XAVO_UNABLE_TO_OPEN_CONNECTION;
+                   own ? XAVO_free(own) : (void)0)},
+    {"borrow", CALL(XAVO_Proxy *own = XAVO_borrow(ec, nullptr, 0, nullptr); own ? XAVO_give_back(own) : 0)},
+    {"wait", CALL(wait(ec, r))},
     {"text", GIVES(XAVO_NO_ERROR, r.job = XAVO_get_string_arg(r.args, "Text"))},
     {"print", GIVES(XAVO_NO_ERROR, XAVO_pr_CMPIArgs(0, "printable", r.args))},
     {"property", CALL(r.job = XAVO_property_to_ntstring(sp, ec, r.instance, "Name"))},
@@ -124,9 +138,9 @@ const char *const READS[] = {"RETURN_VALUE", "JOB",    "MESSAGE_OR_JOB", "MESSAG
                              "RECORDS",      "OBJECT", "HANDLE",         "NOTHING"};
 
 Operation read(const Row &row) {
-    unsigned made[3], own[3];
-    sscanf((row[5] + "," + row[6]).c_str(), "%u,%u,%u,%u,%u,%u", made, made + 1, made + 2, own, own + 1,
-           own + 2);
+    unsigned made[3], own[4] = {};
+    sscanf((row[5] + "," + row[6]).c_str(), "%u,%u,%u,%u,%u,%u,%u", made, made + 1, made + 2, own, own + 1,
+           own + 2, own + 3);
     Row released = split(row[7], ','), job = split(row[8], ',');
     released.resize(3), job.resize(3);
     for (std::string &each : released)
@@ -140,9 +154,12 @@ Operation read(const Row &row) {
     op.request = row[11], op.success = row[10];
     op.releases = {released[0], released[1], released[2]};
     op.before_lock = made[0], op.locked = made[1], op.unlocked = made[2];
-    op.allocations = own[0], op.instances = own[1], op.pooled = own[2];
+    op.allocations = own[0], op.instances = own[1], op.pooled = own[2], op.mutexes = own[3];
     op.job = {job[0], job[1], job[2]};
-    op.given = row[9] == "ARGS" ? Given::ARGS : row[9].empty() ? Given::NOTHING : Given::INSTANCE;
+    op.given = row[9] == "ARGS"   ? Given::ARGS
+               : row[9] == "LOAN" ? Given::LOAN
+               : row[9].empty()   ? Given::NOTHING
+                                  : Given::INSTANCE;
     return op;
 }
 
@@ -172,6 +189,11 @@ const Operation *numbered(unsigned number) {
         if (op.number == number)
             return &op;
     return nullptr;
+}
+
+void settle() {
+    XAVO_ErrorCode ignored;
+    XAVO_give_back(XAVO_borrow(&ignored, nullptr, 0, nullptr));
 }
 
 void give(const Operation &op, XAVO_Proxy *sp, Results &results) {

@@ -53,7 +53,12 @@ struct JobNames {
 };
 
 // What a call needs that nobody but the broker or the client library can give.
-enum class Given { NOTHING, ARGS, INSTANCE };
+enum class Given {
+    NOTHING,
+    ARGS,
+    INSTANCE,
+    LOAN, // a handle that it borrows itself: the one it is called with it does not use
+};
 
 struct Operation {
     unsigned char number; // stays the row's own: stored fuzz inputs name it by this
@@ -72,11 +77,15 @@ struct Operation {
     Given given = Given::NOTHING;
     unsigned instances = 1; // read into records
     unsigned pooled = 0;    // values left to the client library
+    unsigned mutexes = 0;   // calls on a mutex besides those of its lock and of a handle that it opens
 };
 
 const std::vector<Operation> &operations();
 const Operation &operation(const std::string &name);
 const Operation *numbered(unsigned number); // NULL: there is none
+
+// Has the broker answered a borrowed handle, so that borrowing asks it nothing.
+void settle();
 
 // Through a handle that is open.
 void give(const Operation &op, XAVO_Proxy *sp, Results &results);

@@ -21,9 +21,7 @@ using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 // Through a plain handle, and through a guarded one.
 class Outcome : public World, public testing::WithParamInterface<bool> {
 protected:
-    Outcome() {
-        EXPECT_TRUE(!GetParam() || XAVO_guard(sp) == XAVO_NO_ERROR);
-    }
+    Outcome() { EXPECT_TRUE(!GetParam() || XAVO_guard(sp) == XAVO_NO_ERROR); }
 };
 INSTANTIATE_TEST_SUITE_P(Through, Outcome, testing::Bool(),
                          [](const auto &guarded) { return guarded.param ? "AGuard" : "APlainHandle"; });
@@ -159,7 +157,7 @@ TEST_P(Outcome, AHandleWithoutAClientToAskIsNotValid) {
     CMCIClient crippled = {real->hdl, &empty}, hollow = {real->hdl, nullptr};
     for (CMCIClient *client : {static_cast<CMCIClient *>(nullptr), &crippled, &hollow})
         for (const Operation &op : operations()) {
-            if (op.request.empty())
+            if (op.request.empty() || op.given == Given::LOAN)
                 continue;
             SCOPED_TRACE(op.name);
             Results results;

@@ -67,11 +67,11 @@ void poll(const char *InstanceID, const XAVO_WaitOptions &options, unsigned int 
         XAVO_give_back(sp);
 }
 
-// Whether a poll that brought no record ends the wait.
-int end_without_record(const XAVO_WaitOptions &options, const XAVO_WaitResult &result) {
+// Whether a poll that brought no record ends the wait. `in_time`: borrowing could take all its time.
+int end_without_record(const XAVO_WaitOptions &options, const XAVO_WaitResult &result, bool in_time) {
     const bool lost = result.reason.kind == XAVO_REASON_CONNECTION_LOST;
     if (result.code == XAVO_UNABLE_TO_OPEN_CONNECTION && options.sp == nullptr)
-        return lost ? XAVO_WAIT_LOST : GOES_ON; // others hold it; or no broker is there
+        return lost && in_time ? XAVO_WAIT_LOST : GOES_ON; // others hold it; or no broker is there
     if (lost)
         return options.sp != nullptr ? XAVO_WAIT_LOST : GOES_ON;
     if (result.code == XAVO_NOT_FOUND)
@@ -108,23 +108,26 @@ int XAVO_wait_for_job(const char *InstanceID, const XAVO_WaitOptions *options, X
     uint64_t pause = how.first_pause_ms != 0 ? how.first_pause_ms : FIRST_PAUSE_MS;
     for (XAVO_Poll told = {};;) {
         XAVO_VELK_LifecycleJob *fetched = nullptr;
-        poll(InstanceID, how, borrow_ms, result, &fetched);
+        uint64_t now = now_ms();
+        const uint64_t left = now < deadline ? deadline - now : 0;
+        const bool in_time = left >= borrow_ms;
+        poll(InstanceID, how, in_time ? borrow_ms : static_cast<unsigned int>(left), result, &fetched);
         told.changed = fetched != nullptr && differ(result->job, fetched);
         if (fetched != nullptr) {
             XAVO_free_VELK_LifecycleJob(result->job);
             result->job = fetched;
             result->end = judge(how, fetched);
         } else {
-            result->end = end_without_record(how, *result);
+            result->end = end_without_record(how, *result, in_time);
         }
         told.job = result->job;
         told.code = result->code;
         ++told.polls;
-        const uint64_t now = now_ms();
-        told.elapsed_ms = static_cast<unsigned long>(now - start);
+        told.elapsed_ms = static_cast<unsigned long>(now_ms() - start);
         const bool cancelled = how.polled != nullptr && how.polled(how.context, &told) != 0;
         if (result->end == GOES_ON && cancelled)
             result->end = XAVO_WAIT_CANCELLED;
+        now = now_ms();
         if (result->end == GOES_ON && now >= deadline)
             result->end = XAVO_WAIT_DEADLINE;
         if (result->end != GOES_ON)
