@@ -23,7 +23,8 @@ bool pending() {
 
 PipeGuard::PipeGuard() {
     const sigset_t pipe = sigpipe();
-    active_ = !pending() && pthread_sigmask(SIG_BLOCK, &pipe, &before_) == 0;
+    const bool blocked = pthread_sigmask(SIG_BLOCK, &pipe, &before_) == 0;
+    active_ = blocked && !(sigismember(&before_, SIGPIPE) == 1 && pending());
 }
 
 PipeGuard::~PipeGuard() {
