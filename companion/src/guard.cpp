@@ -67,10 +67,9 @@ void keep_output(XAVO_Reason *met, char (&buffer)[size], CMPIArgs *outputs, cons
 
 // Begins the note of an exchange that is over.
 XAVO_Reason *note(Guard *guard, int exchange, const CMPIStatus &status) {
-    Note fresh = {};
-    fresh.exchange = static_cast<decltype(fresh.exchange)>(exchange);
-    fresh.met.rc = status.rc;
-    guard->note = fresh;
+    guard->note = {};
+    guard->note.exchange = static_cast<decltype(Note::exchange)>(exchange);
+    guard->note.met.rc = status.rc;
     if (status.rc != CMPI_RC_OK)
         keep_text(&guard->note.met, guard->note.met.message, status.msg);
     return &guard->note.met;
