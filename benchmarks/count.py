@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""count.py CALLS [DATA] - what each call of libxavo costs beside the shortest C that makes the same calls into the
+client library: instructions, allocations, time; and a listing from 10 to 100,000 jobs, whose figures are written to
+DATA, too. Says which aims are missed.
+
+Instructions are counted by callgrind in the function `counted`. Own are those outside the client library and what it
+calls, be they libxavo's, its platform library's or the C library's; what the client library takes is the same on both
+sides. Allocations are counted where they are not the client library's. Times are medians, taken in turns."""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+
+# The aims: own instructions more for a method call, and for a guarded one beside it; how much a query may cost
+# more in the whole, and how much the price of a further job in a listing may differ with the number of jobs.
+METHOD, GUARD, QUERY, BEND = 400, 300, 0.10, 0.05
+SIZES = 10, 100, 1000, 10000, 100000
+CLIENT, OURS = "libcmpisfcc", ("libxavo", "xavo_calls")
+ALLOCATORS = {"malloc", "calloc", "realloc", "strdup"}
+calls = sys.argv[1]
+
+
+def count(path):
+    """(own instructions, allocations, all instructions) of a file of callgrind's."""
+    names, whole, client, allocations = {}, 0, 0, 0
+    caller = callee = function = calling = None
+    for line in open(path, encoding="utf-8"):
+        key, _, value = line.rstrip("\n").partition("=")
+        name = re.match(r"\((\d+)\)(?: (.*))?$", value)
+        if name and key in ("ob", "cob", "fn", "cfn"):  # a name is told once, and from then on its number
+            name = names.setdefault((key[-2:], name[1]), name[2])
+        if key == "ob":
+            caller = callee = os.path.basename(name)
+        elif key == "cob":
+            callee = os.path.basename(name)
+        elif key == "cfn":
+            function = name
+        elif key == "calls":
+            calling = int(value.split()[0])
+        elif re.match(r"[+*\d-]", line):
+            if calling is not None and caller.startswith(OURS):
+                client += int(line.split()[1]) if callee.startswith(CLIENT) else 0
+                allocations += calling if function in ALLOCATORS else 0
+            calling, callee = None, caller
+        elif line.startswith("summary: "):
+            whole = int(line.split()[1])
+    return whole - client, allocations, whole
+
+
+def counted(operation, side, times, jobs=10):
+    """The same for one call, of so many."""
+    with tempfile.NamedTemporaryFile() as out:
+        subprocess.run(["valgrind", "--tool=callgrind", "--quiet", "--toggle-collect=counted", "--zero-before=repeat",
+                        f"--callgrind-out-file={out.name}", calls, operation, side, str(times), str(jobs)], check=True)
+        return [number / times for number in count(out.name)]
+
+
+def timed(operation, times, jobs=10):
+    out = subprocess.run([calls, operation, "time", str(times), str(jobs)], check=True, text=True, capture_output=True)
+    return [float(line) for line in out.stdout.split()]
+
+
+missed = []
+
+
+def judged(what, value, most, form="{:,.0f}"):
+    if value > most:
+        missed.append(f"{what}: {form.format(value)}, at most {form.format(most)}")
+    return form.format(value) + (" (missed)" if value > most else "")
+
+
+def row(*cells):
+    print("| " + " | ".join(cell if isinstance(cell, str) else f"{cell:,.0f}" for cell in cells) + " |")
+
+
+def head(*cells):
+    row(*cells)
+    row(*["---"] * len(cells))
+
+
+operations = {name: (query == "1", int(extra)) for name, query, extra in (
+    line.split() for line in subprocess.run([calls], check=True, text=True, capture_output=True).stdout.splitlines())}
+wanted = [(name, side, 20) for name in operations for side in ("libxavo", "by-hand", "guarded")
+          if not (side == "guarded" and operations[name][0])]
+wanted += [("list", side, 1, jobs) for jobs in reversed(SIZES) for side in ("libxavo", "by-hand")]
+with ThreadPoolExecutor(os.cpu_count()) as pool:
+    found = dict(zip(wanted, pool.map(lambda each: counted(*each), wanted)))
+
+print(f"""Instructions of one call; own are those outside the client library. Aims: at most {METHOD} own instructions more
+than by hand for a method call, {QUERY:.0%} more in the whole for a query, {GUARD} more for a guarded handle; no
+allocation but for what is handed out, and for the name that TestNetworkShare makes of user and workgroup.
+""")
+head("call", "own", "by hand", "more", "in the client library", "in the whole", "guarded, more", "allocations",
+     "by hand", "ns", "by hand")
+for name, (query, extra) in operations.items():
+    (own, made, whole), (bare, handed, bare_whole) = (found[name, side, 20] for side in ("libxavo", "by-hand"))
+    guarded = "" if query else judged(f"{name}, guarded", found[name, "guarded", 20][0] - own, GUARD)
+    more = f"{own - bare:,.0f}" if query else judged(name, own - bare, METHOD)
+    share = judged(name, whole / bare_whole - 1, QUERY if query else 1, "{:+.1%}")
+    row(name, own, bare, more, whole - own, share, guarded, judged(f"{name}, allocations", made, handed + extra),
+        handed, *timed(name, 2001))
+
+print(f"""
+A listing; what a further job costs, counted from the size before. Aims: at most {QUERY:.0%} more instructions than by
+hand, and a straight line: no further job {BEND:.0%} dearer or cheaper than the mean one.
+""")
+head("jobs", "instructions", "by hand", "more", "a further job", "ms", "by hand", "a further job, ns", "by hand")
+whole = {(jobs, side): found["list", side, 1, jobs][2] for jobs in SIZES for side in ("libxavo", "by-hand")}
+mean = (whole[SIZES[-1], "libxavo"] - whole[SIZES[0], "libxavo"]) / (SIZES[-1] - SIZES[0])
+before, lines = None, []
+for jobs in SIZES:
+    times = timed("list", 11 if jobs < SIZES[-1] else 5, jobs)
+    further = ["", "", ""]
+    if before:
+        step = jobs - before[0]
+        price = (whole[jobs, "libxavo"] - whole[before[0], "libxavo"]) / step
+        judged(f"list, how far {price:,.0f} for a further job at {jobs:,} is from {mean:,.0f}", abs(price / mean - 1), BEND,
+               "{:.1%}")
+        further = [price] + [(now - then) / step for now, then in zip(times, before[1])]
+    share = whole[jobs, "libxavo"] / whole[jobs, "by-hand"] - 1
+    row(jobs, whole[jobs, "libxavo"], whole[jobs, "by-hand"], judged(f"list of {jobs:,}", share, QUERY, "{:+.1%}"),
+        further[0], *(f"{each / 1e6:.2f}" for each in times), *further[1:])
+    lines.append(f"{jobs} {whole[jobs, 'libxavo']:.0f} {whole[jobs, 'by-hand']:.0f}\n")
+    before = jobs, times
+if len(sys.argv) > 2:
+    with open(sys.argv[2], "w", encoding="utf-8") as data:
+        data.writelines(lines)
+print("\n" + ("Aims missed:\n\n* " + "\n* ".join(missed) if missed else "Every aim is met."))
