@@ -292,7 +292,7 @@ static void keep_standard_descriptors(void) {
 /* The signals that end the program come as something to read, so that the terminal and the worker are seen
  * to. One that the program was started without stays ignored. */
 static void catch_signals(struct run *run) {
-    static const int ending[] = {SIGINT, SIGTERM, SIGHUP};
+    static const int ending[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
     sigset_t set;
     sigemptyset(&set);
     for (size_t i = 0; i < sizeof ending / sizeof *ending; ++i) {

@@ -167,8 +167,10 @@ END
     [[ $status == 0 && $output == *'can be reached'* && $output != *secret* ]]
     terminal 'password: ' 'wrong\n' -- $test_share --password-prompt
     [[ $status == 1 ]]
-    terminal 'password: ' '\x03' -- sh -c "trap : INT; $test_share; stty -a"
-    [[ $output == *' echo '* ]]
+    for key in 03 1c; do
+        terminal 'password: ' "\x$key" -- sh -c "trap : INT QUIT; $test_share; stty -a"
+        [[ $output == *' echo '* ]]
+    done
     terminal 'password: ' '\x03' -- $test_share
     [[ $status == 130 && $output == *'ended by signal 2' ]]
     terminal -- $test_share --timeout 0.3
