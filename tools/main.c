@@ -368,8 +368,9 @@ int main(int argc, char **argv) {
         return STATUS_FAILED;
     run.target = run.request.document = run.document;
     read_command_line(&run.request, argc, argv);
+    run.began = now();
     if (run.request.timeout > 0)
-        run.deadline = now() + run.request.timeout;
+        run.deadline = run.began + run.request.timeout;
     perform(&run);
     conclude(&run);
 

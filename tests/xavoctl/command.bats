@@ -194,7 +194,7 @@ END
     terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --wait --user guest
     [[ $status == 130 && $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'*'ended by signal 2' ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
-    [[ $status == 130 ]]
+    [[ $status == 130 && $output == *'% 0:0'* ]]
     sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'
 }
 
