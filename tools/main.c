@@ -320,17 +320,21 @@ static void conclude(struct run *run) {
     }
 }
 
+/* What answers without a broker, or NULL. */
+static void (*local_answer(const struct request *request))(struct run *) {
+    return request->help || request->version ? tell_help : request->command ? request->command->local : NULL;
+}
+
 static void perform(struct run *run) {
     struct request *request = &run->request;
-    void (*local)(struct run *) = request->help || request->version ? tell_help
-                                  : request->command                ? request->command->local
-                                                                    : NULL;
+    void (*local)(struct run *) = local_answer(request);
     if (request->complaint[0] == '\0' && local != NULL)
         local(run);
     else if (request->complaint[0] == '\0' && read_secrets(run) && request->complaint[0] == '\0')
         exchange(run);
     else if (request->complaint[0] == '\0')
-        note_cut(run, run->signal != 0 ? EVENT_SIGNAL : EVENT_DEADLINE);
+        note_failure(run->document, XAVO_UNKNOWN_ERROR, run->signal != 0 ? "interrupted" : "deadline",
+                     run->signal != 0 ? "interrupted" : "a secret did not come in time");
     wipe_secrets(request);
     if (request->complaint[0] != '\0')
         note_failure(run->document, XAVO_INVALID_VALUE, "wrong use", request->complaint);
@@ -343,7 +347,7 @@ static bool print(struct run *run) {
     bool printed = true;
     if (run->request.json)
         printed = put_document(run->document);
-    else if (command != NULL && command->tell != NULL)
+    else if (command != NULL && command->tell != NULL && local_answer(&run->request) == NULL)
         command->tell(run);
     printed = fflush(stdout) == 0 && !ferror(stdout) && printed;
     printed = close(STDOUT_FILENO) == 0 && printed; /* some file systems tell only then */

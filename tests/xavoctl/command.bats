@@ -18,6 +18,9 @@ load common
     0 | xavoctl 1               | --version
     0 | usage: xavoctl backup   | help backup
     0 | usage: xavoctl job ID   | job --help
+    0 | explain the command$    | jobs --help
+    0 | explain the command$    | test-share --help
+    0 | ^xavoctl 1[0-9.]*$      | jobs --version
     0 | complete -F _xavoctl    | completion bash
 END
     [[ $($XAVOCTL jobs --quiet | paste -sd ' ') == 'JID_1 JID_2 JID_3' ]]
@@ -86,6 +89,7 @@ END
     2 | NUL                     | backup --share-type 4 --password-file <(printf 'a\0b')
     2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
     2 | no terminal             | backup --share-type 4 --password-prompt </dev/null
+    6 | did not come in time$   | backup --share-type 4 --password-file <(sleep 1) --timeout 0.3
 END
     run $XAVOCTL jobs --password=hunter2
     [[ $output != *hunter2* ]]
@@ -159,6 +163,9 @@ END
     $XAVOCTL $test_share --password-file late
     run $XAVOCTL $test_share --password-fd 7 7<<<wrong
     [[ $status == 1 ]]
+    # What the tool opens does not become its standard input.
+    run bash -c "$XAVOCTL $test_share --password-file - --timeout 5 <&-"
+    [[ $status == 2 && $output == *'nothing in it'* ]]
 }
 
 @test "a prompt without echo" {
@@ -199,13 +206,15 @@ END
 }
 
 @test "waiting" {
-    scene 'next-job runs-ms=800'
+    scene 'next-job runs-ms=800' 'job JID_7 name=short start=0 runs-ms=1' 'job JID_8 name=broken start=0 runs-ms=1 fails'
     table <<'END'
     0 | JID_4 +completed        | install --target IDENTITY:BIOS --wait
     4 | wait JID_9: NOT_FOUND   | wait JID_9
     6 | JID_1 +deadline.*again: xavoctl wait JID_1 | wait JID_1 --timeout 0.5
     6 | JID_4 +deadline         | reboot 1 --wait --timeout 0.5
     6 | JID_2 +deadline         | wait JID_1 JID_2 --timeout 0.5
+    6 | JID_7 +completed.*JID_1 +deadline | wait JID_7 JID_1 --timeout 0.5
+    5 | JID_8 +failed.*JID_1 +deadline | wait JID_8 JID_1 --timeout 0.5
 END
 }
 
