@@ -171,8 +171,9 @@ static void note_cut(struct run *run, enum event event) {
                        "the connection was lost during the call: the outcome is unknown"},
     };
     const struct request *request = &run->request;
-    const bool waiting = is_waiting(run),
-               unknown = (request->command->flags & CHANGES) && run->connected && !waiting;
+    const bool waiting = is_waiting(run);
+    run->unknown |= (request->command->flags & CHANGES) && run->connected;
+    const bool unknown = run->unknown && !waiting;
     const bool absent = event == EVENT_END && !run->connected;
     const char *kind = event == EVENT_DEADLINE ? "deadline"
                        : event == EVENT_SIGNAL ? "interrupted"
@@ -198,7 +199,8 @@ static void note_cut(struct run *run, enum event event) {
         }
         note_failure(run->target, code, kind, message);
     }
-    note_check(run, message);
+    if (event != EVENT_SIGNAL) /* nothing was found out */
+        note_check(run, message);
 }
 
 /* How long a question about a job that is waited for may go without an answer: one that was asked when the
@@ -275,6 +277,7 @@ static void exchange(struct run *run) {
         put_visible(stderr, request->image.JobName);
         (void)fputc('\n', stderr);
         forget_failure(run->document);
+        run->unknown = true;
         ask = ask_find;
     }
 }

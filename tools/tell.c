@@ -174,13 +174,6 @@ void tell_doctor(const struct run *run) {
 /* ---- What went wrong ------------------------------------------------------------------------------------
  */
 
-/* Whether something may have changed although no answer came. */
-static bool is_unknown(const struct request *request, const char *kind) {
-    return request->command != NULL && (request->command->flags & CHANGES) && kind != NULL &&
-           (strcmp(kind, "outcome unknown") == 0 || strcmp(kind, "deadline") == 0 ||
-            strcmp(kind, "interrupted") == 0);
-}
-
 static void tell_failure(const struct run *run, struct json_object *result) {
     const struct request *request = &run->request;
     const char *words = text_of(result, "message"), *message_id = text_of(result, "message_id");
@@ -213,7 +206,7 @@ static void tell_failure(const struct run *run, struct json_object *result) {
             put_visible(stderr, request->user);
         }
         (void)fputc('\n', stderr);
-    } else if (end == NULL && is_unknown(request, kind)) {
+    } else if (end == NULL && kind != NULL && (run->unknown || strcmp(kind, "outcome unknown") == 0)) {
         (void)fputs("To see what is there: xavoctl jobs\n", stderr);
     }
 }

@@ -127,6 +127,7 @@ struct run {
     char *received;
     size_t received_size, received_room, taken;
     bool connected, done; /* it had a handle; it has said all */
+    bool unknown;         /* something may have changed, though no answer came */
     /* Progress. */
     bool away; /* no broker answered last time */
     int64_t began;
