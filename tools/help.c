@@ -208,7 +208,7 @@ static void write_completion(struct run *run) {
                 "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
                 "        word=${COMP_WORDS[i]}\n"
                 "        if [[ $skip ]]; then\n"
-                "            skip=''\n"
+                "            [[ $word == '=' ]] || skip=''\n" /* bash makes three words of --user=x */
                 "            continue\n"
                 "        fi\n"
                 "        case $word in\n        ",
@@ -226,9 +226,11 @@ static void write_completion(struct run *run) {
                 "    done\n"
                 "    COMPREPLY=()\n"
                 "    word=${COMP_WORDS[COMP_CWORD]}\n"
+                "    [[ $word != '=' ]] || word=''\n"
                 "    case $skip in\n"
                 "    '') ;;\n"
                 "    *-file)\n"
+                "        compopt -o filenames 2>/dev/null\n"
                 "        mapfile -t COMPREPLY < <(compgen -f -- \"$word\")\n"
                 "        return\n"
                 "        ;;\n"

@@ -106,7 +106,10 @@ re| restore reboot
 job --j| --json
 --user x backup --passphrase| --passphrase-file --passphrase-fd --passphrase-prompt
 backup --password-file pass| password
+backup --password-file = pass| password
+backup --password-file =| password
 backup --address job|
+--user = x re| restore reboot
 help ins| install instances
 END
 }
