@@ -155,6 +155,13 @@ expect 2 usage xavo-simulate ./job_queue delete
 expect 1 "fetch JID_9: NOT_FOUND" xavo-simulate ./job_queue delete JID_1 JID_9
 expect 0 JID_1 xavo-simulate ./job_queue
 
+# The completion, as bash-completion finds it: it offers what the program knows, and nothing without the program.
+# shellcheck disable=SC2016
+complete=(bash -c 'source "$0" || exit; COMP_WORDS=(xavoctl re) COMP_CWORD=1; _xavoctl; echo "${COMPREPLY[*]}"'
+    "$prefix/share/bash-completion/completions/xavoctl")
+expect 0 "restore reboot" xavo-simulate "${complete[@]}"
+expect 1 "" env PATH=/usr/bin:/bin "${complete[@]}"
+
 # Scenes and states, by names that are relative to where one is.
 echo 'refuse root01ff' >scene
 echo 'job' >mistake
