@@ -381,8 +381,12 @@ int main(int argc, char **argv) {
     perform(&run);
     conclude(&run);
 
-    /* Nothing is left to be seen to: a signal may end the printing, too. */
-    sigprocmask(SIG_SETMASK, &run.inherited, NULL);
+    /* Nothing is left to be seen to: a signal may end the printing, too. But not the one that came, once
+     * more: who ends a group of processes often sends it to each and to all. */
+    sigset_t blocked = run.inherited;
+    if (run.signal != 0)
+        sigaddset(&blocked, run.signal);
+    sigprocmask(SIG_SETMASK, &blocked, NULL);
     if (!print(&run))
         run.status = STATUS_OUTPUT;
 
@@ -392,6 +396,7 @@ int main(int argc, char **argv) {
     free(run.received);
     if (run.signal != 0) {
         signal(run.signal, SIG_DFL);
+        sigprocmask(SIG_SETMASK, &run.inherited, NULL);
         raise(run.signal); /* a shell tells by it that the program was interrupted */
     }
     return (int)run.status;

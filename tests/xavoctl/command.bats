@@ -206,6 +206,25 @@ END
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 && $output == *'% 0:0'* ]]
     sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'
+    scene 'hold 60000'
+    run timeout --preserve-status --signal INT 0.5 $XAVOCTL doctor
+    [[ $status == 130 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
+}
+
+# As timeout(1) sends it: here while the document is stuck in a pipe.
+@test "a signal that comes twice" {
+    scene "property JID_1 Message \"$(printf '%99999s' x)\""
+    mkfifo pipe
+    { sleep 1 && cat; } <pipe >document &
+    $XAVOCTL wait JID_1 --json --quiet >pipe &
+    local parent=$!
+    for _ in 1 2; do
+        sleep 0.3
+        kill -TERM $parent
+    done
+    wait $parent || [[ $? == 143 ]]
+    wait
+    jq --exit-status '.end == "cancelled"' document
 }
 
 @test "waiting" {
@@ -219,6 +238,36 @@ END
     6 | JID_7 +completed.*JID_1 +deadline | wait JID_7 JID_1 --timeout 0.5
     5 | JID_8 +failed.*JID_1 +deadline | wait JID_8 JID_1 --timeout 0.5
 END
+}
+
+# bats test_tags=native
+# On a clock that is a hundred times as fast.
+@test "the time without --timeout" {
+    echo '#include <sys/syscall.h>
+        #include <time.h>
+        #include <unistd.h>
+        int clock_gettime(clockid_t clock, struct timespec *time) {
+            static time_t first;
+            if (syscall(SYS_clock_gettime, clock, time) != 0)
+                return -1;
+            first = first != 0 ? first : time->tv_sec;
+            const long long gone = ((time->tv_sec - first) * 1000000000LL + time->tv_nsec) * 100;
+            time->tv_sec = first + gone / 1000000000;
+            time->tv_nsec = gone % 1000000000;
+            return 0;
+        }' | gcc -shared -fPIC -x c - -o clock.so
+    export ASAN_OPTIONS=verify_asan_link_order=0
+    scene 'next-job runs=1000000'
+    local words
+    for words in 'wait JID_1' 'reboot 1 --wait'; do
+        LD_PRELOAD=$PWD/clock.so run timeout 1.5 $XAVOCTL $words
+        [[ $status == 124 && $output == *cancelled* ]] || fail "$words"
+    done
+    scene 'hold 60000'
+    for words in jobs 'reboot 1'; do
+        LD_PRELOAD=$PWD/clock.so run timeout 10 $XAVOCTL $words
+        [[ $status == 6 ]] || fail "$words"
+    done
 }
 
 @test "brokers that do not answer, or refuse" {
@@ -294,16 +343,18 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     [[ $output == *'logged elsewhere'* ]]
 }
 
-# As it stands there, but for what time changes and for the bar.
+# As it stands there, but for what time changes (the width of a percentage, too) and for the bar.
 @test "the session in the README" {
     export CIMSIM_STATE=$PWD/state
     mkdir bin && ln -s "$XAVOCTL" bin/xavoctl
-    local line
+    local readme=$BATS_TEST_DIRNAME/../../README.md line
+    without_time() {
+        sed -E '/^JID_4 .*%/d; s/20[0-9]{12}/TIME/; s/Running +[0-9]+/Running N/; s/  +/  /g'
+    }
     while IFS= read -r line; do
         echo "$line"
         [[ $line != '$ '* ]] || PATH=$PWD/bin:$PATH bash -c "${line#'$ '}" 2>&1 || true
-    done < <(sed -n 's/^    \(\$ xavoctl\)/\1/p' "$BATS_TEST_DIRNAME/../../README.md") |
-        sed -E '/^JID_4 .*%/d; s/20[0-9]{12}/TIME/; s/Running +[0-9]+/Running N/' >session
-    sed -n '/^    \$ xavoctl/,/^$/s/^    //p' "$BATS_TEST_DIRNAME/../../README.md" |
-        sed -E '/^JID_4 .*%/d; s/20[0-9]{12}/TIME/; s/Running +[0-9]+/Running N/' | diff - session
+    done < <(sed -n 's/^    \(\$ xavoctl\)/\1/p' "$readme") | tee said | without_time >session
+    sed -n '/^    \$ xavoctl/,/^$/s/^    //p' "$readme" | without_time | diff - session
+    [[ $(grep -o '^JID_.* The job \(waits\|is\) ' said | awk '{ print index($0, "The") }' | uniq | wc -l) == 1 ]]
 }
