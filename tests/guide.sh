@@ -15,6 +15,7 @@ awk -v work="$work" '
     /^```/ { if (file != "") close(file); block = file = ""; next }
     block == "c" && file == "" { file = work "/" $2; sub(/:$/, "", file) }
     block == "c" { print >file }
+    block == "sh" && sub(/^! /, "") { $0 = "if " $0 "; then exit 1; fi" } # which -e would not see
     block == "sh" { print >(work "/commands") }' docs/guide.md
 cd "$work"
 programs=(*.c)
