@@ -367,23 +367,25 @@ const Form forms[] = {
 
 // Options without a value look like words until it is known which options there are.
 void sort_out(const Form &form, Statement &s) {
-    const auto is_option = [&](const std::string &name) {
+    const auto knows = [&](const std::string &name) {
         return std::any_of(form.options.begin(), form.options.end(),
-                           [&](const char *known) { return name == known || *known == '*'; });
+                           [&](const char *known) { return name == known; });
     };
-    const auto is_flag = [&](const Word &word) {
-        return !word.quoted && (word.text == "fails" || word.text == "with-result" || word.text == "from") &&
-               is_option(word.text);
+    const auto stands_alone = [&](const std::string &name) {
+        return (name == "fails" || name == "with-result" || name == "from") && knows(name);
     };
+    for (const auto &option : s.options)
+        if (stands_alone(option.first))
+            s.fail(option.first + " takes no value");
     for (auto word = s.words.begin(); word != s.words.end();)
-        if (is_flag(*word)) {
+        if (!word->quoted && stands_alone(word->text)) {
             s.options.emplace_back(word->text, Word());
             word = s.words.erase(word);
         } else {
             ++word;
         }
     for (auto option = s.options.begin(); option != s.options.end(); ++option) {
-        if (!is_option(option->first))
+        if (!knows(option->first) && !knows("*"))
             s.fail("there is no option \"" + option->first + "\"");
         if (s.option(option->first.c_str()) != &option->second)
             s.fail(option->first + " is given twice");

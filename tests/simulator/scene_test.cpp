@@ -143,6 +143,7 @@ TEST_F(Texts, AMistakeInASceneEndsTheProgramWithItsLine) {
         {"job", "job: it takes 1 word, not 0"},
         {"job a b", "job: it takes 1 word, not 2"},
         {"job a color=red", "job: there is no option \"color\""},
+        {"job a fails=0", "job: fails takes no value"},
         {"job a runs=long", "job: \"long\" is no number"},
         {"job a runs=\"5\"", "job: \"5\" is no number"},
         {"job a task=cleaning", "job: task is backup, restore or other"},
