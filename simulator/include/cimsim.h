@@ -30,12 +30,13 @@
  *                 connection, whichever process restarted it. Faults, scripted answers, odd elements,
  *                 traces and counts are each process's own. Every exchange and every function here
  *                 locks FILE.lock, reads the file again if it changed, and writes it whole when
- *                 something has changed, to FILE.new, which is then renamed; nothing is locked while an
- *                 answer is held back. Where there is no such file, it is made of what the process has
- *                 found: of its scene. A file with a mistake, and one that cannot be read or written,
- *                 is left alone: standard error says why, connecting gives NULL, and exchanges give rc
- *                 1. Values that a state cannot express (cimsim_chars, cimsim_no_object, those under
- *                 another state or type) last until the file is read again. */
+ *                 something has changed, to FILE.new, which is then renamed and has its
+ *                 permissions; nothing is locked while an answer is held back. Where there is no such
+ *                 file, it is made of what the process has found: of its scene. A file with a mistake,
+ *                 and one that cannot be read or written, is left alone: standard error says why,
+ *                 connecting gives NULL, and exchanges give rc 1. Values that a state cannot
+ *                 express (cimsim_chars, cimsim_no_object, those under another state or type) last until
+ *                 the file is read again. */
 #ifndef CIMSIM_H
 #define CIMSIM_H
 
@@ -177,9 +178,10 @@ int cimsim_add_instance(const char *class_name, unsigned int count, const char *
 
 /* ---- The broker --------------------------------------------------------------------------------- */
 
-/* off: cmciConnect finds no broker (rc 1), and connections that are open are dead, as after a restart, also
- * when the broker is back. Connecting otherwise than in local mode (host "localhost", no scheme, no port,
- * SFCC_CLIENT in the environment "SfcbLocal") fails, too, and standard error says what is wrong. */
+/* off: cmciConnect finds no broker (rc 1), and connections that are open, in any process that shares the
+ * state, are dead, as after a restart, also when the broker is back. Connecting otherwise than in local mode
+ * (host "localhost", no scheme, no port, SFCC_CLIENT in the environment "SfcbLocal") fails, too, and standard
+ * error says what is wrong. */
 void cimsim_set_reachable(int on);
 /* Calls by this user, named as the broker sees it ("guest01ff"), are answered with ACCESS_DENIED. */
 void cimsim_refuse_user(const char *user);

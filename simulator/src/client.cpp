@@ -55,7 +55,7 @@ Answer answer_to(const Request &request, Ask ask) {
 }
 
 // Whether the socket that all clients share leads to a broker that has gone.
-bool is_dead() { return sim.broker.generation != sim.connected; }
+bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.connected; }
 
 // One exchange: the request goes to the broker, `ask` says what the controller answers, and the answer
 // is on its way while the lock is given away. An exchange on a client that is still busy counts as an

@@ -25,12 +25,14 @@ void close_quietly(int file) {
     errno = why;
 }
 
-bool write_whole(const std::string &path, const std::string &text, struct stat *seen, int *held) {
+// `as` is the file whose place this one is to take, or NULL.
+bool write_whole(const std::string &path, const std::string &text, const struct stat *as, struct stat *seen,
+                 int *held) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (file < 0)
         return false;
     std::size_t written = 0;
-    bool good = true;
+    bool good = !as || fchmod(file, as->st_mode & 07777) == 0;
     while (good && written < text.size()) {
         const ssize_t some = ::write(file, text.data() + written, text.size() - written);
         good = some > 0;
@@ -67,11 +69,17 @@ bool read_whole(const std::string &path, std::string *text, struct stat *seen, i
     return got == 0;
 }
 
-// The program may go to another folder later.
+// The program may go to another folder later; and whoever names a link means the file that it leads to, with
+// that one's lock.
 void State::use(const char *path) {
     std::error_code none;
     path_ = path ? path : "";
-    if (const auto whole = std::filesystem::absolute(path_, none); !path_.empty() && !none)
+    if (path_.empty())
+        return;
+    auto whole = std::filesystem::absolute(path_, none);
+    for (int links = 0; links < 40 && std::filesystem::is_symlink(whole, none); ++links)
+        whole = whole.parent_path() / std::filesystem::read_symlink(whole, none);
+    if (!whole.empty())
         path_ = whole.string();
 }
 
@@ -107,6 +115,8 @@ bool State::read() {
     struct stat now;
     if (stat(path_.c_str(), &now) != 0)
         return errno == ENOENT ? (known_ = false, true) : fail(path_ + ": " + std::strerror(errno));
+    if (!S_ISREG(now.st_mode)) // a device may have no end, and must not be renamed over
+        return fail(path_ + ": it is no regular file");
     if (known_ && same(now, seen_))
         return true;
     std::string text;
@@ -140,8 +150,13 @@ bool State::begin() {
 
 bool State::write(const std::string &text) {
     const std::string path = path_ + ".new";
+    struct stat old;
+    const bool replaces = stat(path_.c_str(), &old) == 0;
+    if (replaces && access(path_.c_str(), W_OK) != 0) // a rename would not ask
+        return fail(path_ + ": " + std::strerror(errno));
     int file = -1;
-    if (!write_whole(path, text, &seen_, &file) || rename(path.c_str(), path_.c_str()) != 0) {
+    if (!write_whole(path, text, replaces ? &old : nullptr, &seen_, &file) ||
+        rename(path.c_str(), path_.c_str()) != 0) {
         const int why = errno;
         close_quietly(file);
         unlink(path.c_str());
