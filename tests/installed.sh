@@ -49,22 +49,28 @@ int main(void) {
 }
 END
 cd "$work"
+ln -s list.c quiet.c # is linked to the simulator and calls nothing of it
 strict=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
 # shellcheck disable=SC2046
 {
     gcc "${strict[@]}" list.c $(pkg-config --cflags --libs xavo) -o list
-    gcc "${strict[@]}" steer.c $(pkg-config --cflags --libs xavo-simulator) -o steer
+    for program in steer quiet; do
+        gcc "${strict[@]}" $program.c $(pkg-config --cflags --libs xavo-simulator) -o $program
+    done
 }
 printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(user C)' \
     'find_package(xavo 1 REQUIRED COMPONENTS simulator OPTIONAL_COMPONENTS nothing)' \
     'add_executable(list list.c)' 'target_link_libraries(list xavo::xavo)' \
-    'add_executable(steer steer.c)' 'target_link_libraries(steer xavo::xavo xavo::simulator)' >CMakeLists.txt
+    'add_executable(steer steer.c)' 'target_link_libraries(steer xavo::xavo xavo::simulator)' \
+    'add_executable(quiet quiet.c)' 'target_link_libraries(quiet xavo::xavo xavo::simulator)' >CMakeLists.txt
 cmake -S . -B cmake -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build cmake >/dev/null
-./steer
-cmake/steer
-sed -i 's/COMPONENTS simulator.*/COMPONENTS nothing)/' CMakeLists.txt
-expect 1 "xavo::nothing is not installed" cmake -S . -B none -DCMAKE_PREFIX_PATH="$prefix"
+for program in {.,cmake}/{steer,quiet}; do
+    expect 0 "" "$program"
+done
+mkdir none
+sed 's/COMPONENTS simulator.*/COMPONENTS nothing)/' CMakeLists.txt >none/CMakeLists.txt
+expect 1 "xavo::nothing is not installed" cmake -S none -B none -DCMAKE_PREFIX_PATH="$prefix"
 
 # Only xavo-simulate brings a program to the simulator: by itself it looks for the controller's own library.
 expect 127 "libcmpisfcc.so.1: cannot open" env LD_LIBRARY_PATH="$prefix/lib" ./list
@@ -95,7 +101,9 @@ gcc list.c $(pkg-config --cflags --libs xavo) -Wl,--no-as-needed -L"$prefix/lib/
 expect 0 "the real controller" env LD_LIBRARY_PATH="$prefix/lib/xavo-simulator" ./stubborn
 expect 0 NO_ERROR xavo-simulate ./stubborn
 # What steers the simulator does not start on another library.
-expect 1 "version \`CIMSIM_1' not found" env LD_LIBRARY_PATH=real ./steer
+for program in {.,cmake}/{steer,quiet}; do
+    expect 1 "version \`CIMSIM_1' not found" env LD_LIBRARY_PATH=real "$program"
+done
 expect 0 "" env LD_LIBRARY_PATH=real xavo-simulate ./steer
 
 # A log of the program's own: in the program, in a library linked before libxavo, and preloaded.
@@ -117,6 +125,18 @@ for program in ./logging ./linked "env LD_PRELOAD=./liblog.so ./list"; do
     # shellcheck disable=SC2086
     expect 8 "own log: 2 5 " env CIMSIM_SCENE=unreachable xavo-simulate $program
 done
+
+# Prefixes whose path is no plain word.
+cp -r "$prefix" "a b"
+cp -r "$prefix" "a:b"
+expect 0 NO_ERROR "a b/bin/xavo-simulate" ./list
+expect 0 JID_1 "a b/bin/xavo-simulate" "a b/bin/xavoctl" jobs
+expect 2 "a:b/lib/xavo-simulator has a character in it that separates folders" "a:b/bin/xavo-simulate" ./list
+eval "gcc list.c $(PKG_CONFIG_PATH="$work/a b/lib/pkgconfig" pkg-config --cflags --libs xavo-simulator) -o blank"
+expect 0 NO_ERROR ./blank
+cmake -S . -B blanks -DCMAKE_PREFIX_PATH="$work/a b" >/dev/null
+cmake --build blanks >/dev/null
+expect 0 "" blanks/steer
 
 # The errors of xavo-simulate itself, and the exit status of what it runs.
 install -m 4755 list suid
@@ -197,6 +217,34 @@ END
 gcc "${strict[@]}" restart.c $(pkg-config --cflags --libs xavo) -o restart
 expect 0 $'NO_ERROR\nUNKNOWN_ERROR\nNO_ERROR' env HULM_LEVEL=0 \
     xavo-simulate --state state ./restart "xavo-simulate --state state --restart"
+cat >gone.c <<'END'
+#include <cimsim.h>
+int main(void) {
+    cimsim_set_reachable(0);
+    cimsim_set_reachable(1);
+    return 0;
+}
+END
+# shellcheck disable=SC2046
+gcc "${strict[@]}" gone.c $(pkg-config --cflags --libs xavo-simulator) -o gone
+expect 0 $'NO_ERROR\nUNKNOWN_ERROR\nNO_ERROR' env HULM_LEVEL=0 xavo-simulate --state state ./restart ./gone
+expect 0 $'NO_ERROR\nUNKNOWN_ERROR\nUNABLE' env HULM_LEVEL=0 \
+    xavo-simulate --state state ./restart "echo unreachable >>state"
+# A state keeps its permissions, through a link, too; what may not be written or is no file is left alone.
+ln -s kept linked_state
+expect 0 JID_1 xavo-simulate --state linked_state ./job_queue
+chmod 640 kept
+expect 0 NO_ERROR xavo-simulate --state linked_state ./job_queue delete JID_1
+expect 0 "640 -rw-r-----" stat -c '%a %A' kept
+expect 0 kept readlink linked_state
+expect 1 "JID_1: NOT_FOUND" xavo-simulate --state kept ./job_queue delete JID_1
+chmod 440 kept
+common=()
+[[ $EUID != 0 ]] || common=(setpriv --bounding-set=-dac_override) # permissions hold for root, too
+expect 1 "delete JID_2: UNKNOWN_ERROR" "${common[@]}" xavo-simulate --state kept ./job_queue delete JID_2
+expect 0 JID_2 "${common[@]}" xavo-simulate --state kept ./job_queue
+mkfifo pipe
+expect 8 "pipe: it is no regular file" xavo-simulate --state pipe ./list
 expect 2 "--restart needs the file of a state" xavo-simulate --restart
 expect 2 "--restart needs the file of a state" xavo-simulate --state new --restart
 expect 2 "--restart takes no program" xavo-simulate --state state --restart ./list
