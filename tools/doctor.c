@@ -64,17 +64,37 @@ static CMPIrc ask_for_class(XAVO_Proxy *sp, const char *name) {
     return CMPI_RC_OK;
 }
 
+static const char denied[] = "Ask as another user (--user), or give this one the right.";
+static const char look_further[] = "The broker's own log tells more; --verbose shows this library's.";
+
+static const char *advice_on_class(CMPIrc rc) {
+    switch (rc) {
+    case CMPI_RC_ERR_ACCESS_DENIED:
+        return denied;
+    case CMPI_RC_ERR_INVALID_NAMESPACE:
+    case CMPI_RC_ERR_INVALID_CLASS:
+    case CMPI_RC_ERR_NOT_FOUND:
+    case CMPI_RC_ERR_NOT_SUPPORTED:
+        return "Its provider is not registered with the broker, in the namespace root/velk.";
+    default:
+        return look_further;
+    }
+}
+
 static bool check_classes(XAVO_Proxy *sp) {
     static const char *const names[] = {"VELK_LifecycleJob", "VELK_JobService", "VELK_QMService",
                                         "VELK_SoftwareInstallationService", "VELK_SoftwareIdentity"};
     bool ok = true;
     for (size_t i = 0; i < sizeof names / sizeof *names; ++i) {
         const CMPIrc rc = ask_for_class(sp, names[i]);
-        ok &= found("class", rc == CMPI_RC_OK,
-                    "Its provider is not registered with the broker, in the namespace root/velk.",
-                    rc == CMPI_RC_OK ? "%s" : "%s: status %d", names[i], (int)rc);
+        ok &= found("class", rc == CMPI_RC_OK, advice_on_class(rc), rc == CMPI_RC_OK ? "%s" : "%s: status %d",
+                    names[i], (int)rc);
     }
     return ok;
+}
+
+static const char *advice_on_code(XAVO_ErrorCode code) {
+    return code == XAVO_PERMISSION_ERROR ? denied : look_further;
 }
 
 static bool check_jobs(XAVO_Proxy *sp, const char *user) {
@@ -86,13 +106,11 @@ static bool check_jobs(XAVO_Proxy *sp, const char *user) {
     for (const XAVO_VELK_LifecycleJob *job = jobs; job != NULL; job = job->next)
         ++count;
     XAVO_free_list_VELK_LifecycleJob(jobs);
-    const char *advice = code == XAVO_PERMISSION_ERROR
-                             ? "Ask as another user (--user), or give this one the right."
-                             : "The broker's own log tells more; --verbose shows this library's.";
-    bool ok = found("list jobs", code == XAVO_NO_ERROR, advice, "as %s: %s, %u jobs, %.1f ms", user,
-                    XAVO_EC_to_string(code), count, took);
+    bool ok = found("list jobs", code == XAVO_NO_ERROR, advice_on_code(code), "as %s: %s, %u jobs, %.1f ms",
+                    user, XAVO_EC_to_string(code), count, took);
     XAVO_free_VELK_LifecycleJob(XAVO_get_VELK_LifecycleJob(sp, &code, "xavoctl: no such job"));
-    ok &= found("unknown job", code == XAVO_NOT_FOUND, advice, "as %s: %s", user, XAVO_EC_to_string(code));
+    ok &= found("unknown job", code == XAVO_NOT_FOUND, advice_on_code(code), "as %s: %s", user,
+                XAVO_EC_to_string(code));
     return ok;
 }
 

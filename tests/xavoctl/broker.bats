@@ -52,6 +52,10 @@ END
     table <<'END'
     3 | FAILED +broker.*Restart the broker | doctor
 END
+    scene 'fault CMCIClient.getClass 3 rc=5' 'fault CMCIClient.getClass 5 rc=1' 'fault CMCIClient.getInstance 1 rc=2'
+    table <<'END'
+    1 | JobService: status 5.*Its provider.*InstallationService: status 1.*The broker.s own log.*unknown job.*Ask as another | doctor
+END
     scene 'job JID_7 name=nightly' 'fault CMCIClient.invokeMethod 1 rc=1'
     table <<'END'
     3 | the outcome is unknown.*xavoctl jobs | reboot 1

@@ -283,7 +283,7 @@ END
     CIMSIM_SCENE=refuse=guest01ff
     table <<'END'
     1 | PERMISSION_ERROR        | jobs --user guest
-    1 | FAILED +list jobs +as guest | doctor --user guest
+    1 | VELK_JobService: status 2.*Ask as another user.*FAILED +list jobs +as guest | doctor --user guest
     0 | JID_1                   | jobs
 END
     CIMSIM_SCENE=lockdown
