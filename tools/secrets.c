@@ -62,7 +62,8 @@ static bool read_secret(struct run *run, const struct secret *secret) {
         char *end = NULL;
         const long number = option->kind == SECRET_FD ? strtol(secret->value, &end, 10) : STDIN_FILENO;
         mine = false;
-        fd = number < 0 || number > 1 << 20 || (end != NULL && (end == secret->value || *end != '\0'))
+        fd = number < 0 || number > 1 << 20 || number == run->signals ||
+                     (end != NULL && (end == secret->value || *end != '\0'))
                  ? -1
                  : (int)number;
         errno = EBADF;

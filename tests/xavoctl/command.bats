@@ -85,6 +85,7 @@ END
     2 | both read standard      | backup --share-type 4 --password-file - --passphrase-file -
     2 | No such file            | backup --share-type 4 --password-file none
     2 | Bad file descriptor     | backup --share-type 4 --password-fd 99
+    2 | Bad file descriptor     | backup --share-type 4 --password-fd 3 --timeout 5 3<&-
     2 | nothing in it           | backup --share-type 4 --password-file /dev/null
     2 | NUL                     | backup --share-type 4 --password-file <(printf 'a\0b')
     2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
