@@ -174,6 +174,26 @@ void tell_doctor(const struct run *run) {
 /* ---- What went wrong ------------------------------------------------------------------------------------
  */
 
+/* A word of a command that can be typed again: in quotation marks where a shell would not take it as it is.
+ */
+static void tell_word(const char *word) {
+    static const char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:@/";
+    if (*word != '\0' && word[strspn(word, plain)] == '\0') {
+        (void)fputs(word, stderr);
+        return;
+    }
+    char *const copy = strdup(word), *part = copy;
+    (void)fputc('\'', stderr);
+    for (char *quote; part != NULL; part = quote ? quote + 1 : NULL) {
+        quote = strchr(part, '\'');
+        if (quote != NULL)
+            *quote = '\0';
+        put_visible(stderr, part);
+        (void)fputs(quote ? "'\\''" : "'", stderr);
+    }
+    free(copy);
+}
+
 static void tell_failure(const struct run *run, struct json_object *result) {
     const struct request *request = &run->request;
     const char *words = text_of(result, "message"), *message_id = text_of(result, "message_id");
@@ -200,10 +220,10 @@ static void tell_failure(const struct run *run, struct json_object *result) {
     if (part_of(result, "job") != NULL && end != NULL &&
         (strcmp(end, "deadline") == 0 || strcmp(end, "cancelled") == 0 || strcmp(end, "lost") == 0)) {
         (void)fputs("The job goes on. To wait for it again: xavoctl wait ", stderr);
-        put_visible(stderr, id);
+        tell_word(id);
         if (request->user != NULL) {
             (void)fputs(" --user ", stderr);
-            put_visible(stderr, request->user);
+            tell_word(request->user);
         }
         (void)fputc('\n', stderr);
     } else if (end == NULL && kind != NULL && (run->unknown || strcmp(kind, "outcome unknown") == 0)) {
