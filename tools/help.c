@@ -146,12 +146,12 @@ static void put_roff_options(const struct command *command, bool global) {
 }
 
 static void put_manual(void) {
-    fprintf(
-        out,
-        ".TH XAVOCTL 1 \"\" \"libxavo %s\"\n.SH NAME\nxavoctl \\- the services of a controller at a prompt\n"
-        ".SH SYNOPSIS\n\\fBxavoctl\\fR \\fICOMMAND\\fR [\\fIARGUMENT\\fR...] [\\fIOPTION\\fR...]\n"
-        ".SH DESCRIPTION\n",
-        XAVOCTL_VERSION);
+    fprintf(out,
+            ".TH XAVOCTL 1 \"\" \"libxavo %s\" \"Management services of a controller\"\n.SH NAME\nxavoctl "
+            "\\- the services of a controller at a prompt\n"
+            ".SH SYNOPSIS\n\\fBxavoctl\\fR \\fICOMMAND\\fR [\\fIARGUMENT\\fR...] [\\fIOPTION\\fR...]\n"
+            ".SH DESCRIPTION\n",
+            XAVOCTL_VERSION);
     put_roff(about);
     put(".SH COMMANDS");
     for (const struct command *command = commands; command < commands + command_count; ++command) {
