@@ -204,10 +204,10 @@ static void note_cut(struct run *run, enum event event) {
 }
 
 /* How long a question about a job that is waited for may go without an answer: one that was asked when the
- * broker ended never gets one. */
+ * broker ended never gets one. Longer each time in a row, for a broker that is only slow. */
 static int64_t patience(const struct run *run) {
     const int64_t quarter = run->request.timeout / 4;
-    return quarter == 0 || quarter > 20000 ? 20000 : quarter < 5000 ? 5000 : quarter;
+    return (quarter == 0 || quarter > 20000 ? 20000 : quarter < 5000 ? 5000 : quarter) << run->unanswered;
 }
 
 /* Runs one worker to its end: EVENT_FRAME when it said all that it had to. */
@@ -229,6 +229,7 @@ static enum event converse(struct run *run, void (*ask)(struct request *)) {
             draw_progress(run);
             if (now() - heard > patience(run)) {
                 run->connected = false; /* as if there were no broker: any number of times */
+                run->unanswered += run->unanswered < 5;
                 event = EVENT_END;
             }
         }
@@ -251,14 +252,19 @@ static void forget_failure(struct json_object *object) {
         json_object_object_del(object, keys[i]);
 }
 
+enum { MOST_DEATHS = 5, LONG_LIFE = 60000 };
+
 /* The whole exchange. A worker that dies, or gets no answer, while a job is waited for or looked for has a
  * successor: there are client libraries that end their process where no broker answers. */
 static void exchange(struct run *run) {
     const struct request *request = &run->request;
     void (*ask)(struct request *) = request->command->ask;
     for (int deaths = 0;;) {
+        const int64_t born = now();
         enum event event = converse(run, ask);
-        if (event == EVENT_END && (is_waiting(run) || ask == ask_find) && deaths < 5) {
+        if (now() - born > LONG_LIFE)
+            deaths = 0;
+        if (event == EVENT_END && (is_waiting(run) || ask == ask_find) && deaths < MOST_DEATHS) {
             deaths += run->connected;
             run->away = true;
             draw_progress(run);

@@ -83,6 +83,8 @@ void take_progress(struct run *run, struct json_object *progress) {
     const bool was_away = run->away;
     run->away = json_object_get_boolean(away);
     run->connected |= !run->away;
+    if (!run->away)
+        run->unanswered = 0;
     const bool news = json_object_get_boolean(changed) || run->away != was_away;
     if (has_bar(run)) {
         draw_progress(run);

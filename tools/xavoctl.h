@@ -127,6 +127,7 @@ struct run {
     char *received;
     size_t received_size, received_room, taken;
     bool connected, done; /* it had a handle; it has said all */
+    int unanswered;       /* how many questions in a row */
     bool unknown;         /* something may have changed, though no answer came */
     /* Progress. */
     bool away; /* no broker answered last time */

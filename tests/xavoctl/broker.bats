@@ -41,6 +41,10 @@ END
     6 | FAILED +broker         | doctor --timeout 0.3
 END
     [[ -z $(jobs -p) ]]
+    # One that is only slow: it has more time when it is asked again.
+    scene 'hold 6000' 'job JID_7 start=0 runs-ms=1'
+    run $XAVOCTL wait JID_7 --timeout 20
+    [[ $status == 0 ]]
 }
 
 @test "a connection that is lost" {
@@ -148,7 +152,7 @@ END
     id=$(printf "JID_9$text")
     sleep 1
     for words in jobs "job '$id'" "instances VELK_LifecycleJob" "instances VELK_Odd" "wait '$id'" "delete '$id'" \
-        "wait JID_1 --timeout 0.5"; do
+        "wait JID_1 --timeout 2"; do
         eval "run \$XAVOCTL $words"
         [[ $output == *"$seen"* ]] || fail "$words"
         printf '%s' "$output" | LC_ALL=C.UTF-8 grep -P '[\x00-\x08\x0b-\x1f\x7f\x{80}-\x{9f}\x{202e}]' && fail "$words"
