@@ -1,7 +1,8 @@
 /* nightly_backup.c - a backup that is started, followed to its end and explained when it fails.
  *
  * The job's name tells one night from another: run again with the same name, the program takes up the job
- * that it finds instead of starting a second one. So give it one with the date in it. */
+ * that it finds, also one that has completed, instead of starting a second one. So give it one with the date
+ * in it. */
 #include "nightly_backup.h"
 
 #include "record.h"
@@ -16,49 +17,46 @@ static void pause_ms(unsigned int ms) {
     nanosleep(&time, NULL);
 }
 
-/* The identifier of a job of this name that has not ended: to be freed, or NULL. */
-static char *find_job(const char *name) {
-    XAVO_ErrorCode ec;
-    char *id = NULL;
-    XAVO_Proxy *sp = XAVO_borrow(&ec, NULL, BORROW_MS, NULL);
-    if (sp == NULL)
-        return NULL;
-    XAVO_VELK_LifecycleJob *jobs = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-    for (const XAVO_VELK_LifecycleJob *job = jobs; job != NULL && id == NULL; job = job->next)
-        if (job->InstanceID && job->Name && job->JobStatus && strcmp(job->Name, name) == 0 &&
-            strcasecmp(job->JobStatus, "Completed") != 0 && strcasecmp(job->JobStatus, "Failed") != 0)
-            id = strdup(job->InstanceID);
-    XAVO_free_list_VELK_LifecycleJob(jobs);
-    XAVO_give_back(sp);
-    return id;
-}
-
-/* One try: the code, the job's identifier if there is one, and what is behind a failure. */
-static XAVO_ErrorCode try_to_start(XAVO_BAR_INPUT_DATA *backup, char **id, XAVO_Reason *reason) {
+/* One try: the code, the job's identifier if there is one, what was done to have it, and what is behind a
+ * failure. Nothing is started before it is known that there is no such job: the last try, or the program
+ * before this one, may have started it. One that has failed does not count. */
+static XAVO_ErrorCode try_to_start(XAVO_BAR_INPUT_DATA *backup, char **id, const char **done,
+                                   XAVO_Reason *reason) {
     XAVO_ErrorCode ec;
     XAVO_Proxy *sp = XAVO_borrow(&ec, NULL, BORROW_MS, reason);
     *id = NULL;
+    *done = NULL;
     if (sp == NULL)
         return ec;
-    XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", backup, id);
+    XAVO_VELK_LifecycleJob *jobs = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
+    for (const XAVO_VELK_LifecycleJob *job = jobs; job != NULL && *done == NULL; job = job->next)
+        if (job->InstanceID && job->Name && job->JobStatus && strcmp(job->Name, backup->JobName) == 0 &&
+            strcasecmp(job->JobStatus, "Failed") != 0) {
+            *id = strdup(job->InstanceID);
+            *done = "taken up";
+            ec = *id != NULL ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY;
+        }
+    XAVO_free_list_VELK_LifecycleJob(jobs);
     XAVO_take_reason(sp, ec, reason);
+    if (ec == XAVO_NO_ERROR && *done == NULL) {
+        *done = "started";
+        XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", backup, id);
+        XAVO_take_reason(sp, ec, reason);
+    }
     XAVO_give_back(sp);
     return ec;
 }
 
 /* The started or found job's identifier, or NULL once it is said why there is none. A broker that is away is
- * tried again; where a start may have come through all the same, the job is looked for by its name. */
+ * tried again. */
 static char *start(FILE *out, XAVO_BAR_INPUT_DATA *backup, unsigned int pause) {
-    XAVO_Reason reason;
     for (int tries = 1;; ++tries) {
-        char *id = find_job(backup->JobName);
-        if (id != NULL) {
-            fprintf(out, "%s: taken up\n", id);
-            return id;
-        }
-        const XAVO_ErrorCode ec = try_to_start(backup, &id, &reason);
+        XAVO_Reason reason;
+        char *id;
+        const char *done;
+        const XAVO_ErrorCode ec = try_to_start(backup, &id, &done, &reason);
         if (ec == XAVO_NO_ERROR) {
-            fprintf(out, "%s: started\n", id);
+            fprintf(out, "%s: %s\n", id, done);
             return id;
         }
         fprintf(out, "not started: %s, %s%s%s%s%s\n", XAVO_EC_to_string(ec),

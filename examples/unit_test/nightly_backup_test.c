@@ -95,16 +95,24 @@ static void the_broker_is_away(void) {
 static void the_program_is_restarted(void) {
     cimsim_next_job(100000, 0, NULL);
     CHECK(backup() == BACKUP_UNFINISHED); /* as good as ended by somebody */
-    cimsim_advance(100000);
-    cimsim_set_job_property("JID_1", "JobStatus", cimsim_string("Running"));
     CHECK(backup() == BACKUP_UNFINISHED);
+    CHECK(tells("JID_1: taken up"));
+    cimsim_advance(100000);
+    CHECK(backup() == BACKUP_DONE); /* it ended meanwhile */
     CHECK(tells("JID_1: taken up") && cimsim_job_count() == 1);
 }
 
-/* The start came through, and its answer did not. */
+static void it_is_tried_again_after_a_failure(void) {
+    its_job_fails();
+    CHECK(backup() == BACKUP_DONE);
+    CHECK(tells("JID_2: started"));
+}
+
+/* The start came through, and its answer did not; nor, at first, does the list of the jobs. */
 static void the_outcome_is_unknown(void) {
     static const cimsim_fault lost = {CMPI_RC_ERR_FAILED, NULL, 1};
     cimsim_fail("CMCIClient.invokeMethod", 1, &lost);
+    cimsim_fail("CMCIClient.enumInstances", 2, &lost);
     CHECK(backup() == BACKUP_DONE);
     CHECK(tells("OUTCOME_UNKNOWN") && tells("JID_1: taken up") && cimsim_job_count() == 1);
 }
@@ -141,6 +149,7 @@ int main(void) {
         {"the broker is restarted", the_broker_is_restarted},
         {"the broker is away", the_broker_is_away},
         {"the program is restarted", the_program_is_restarted},
+        {"it is tried again after a failure", it_is_tried_again_after_a_failure},
         {"the outcome is unknown", the_outcome_is_unknown},
         {"any call fails", any_call_fails},
     };
