@@ -66,15 +66,15 @@ TEST_F(Unguarded, HandlesThatCannotBeAreRefused) {
     EXPECT_EQ(sp->client->ft->clone(sp->client, nullptr), nullptr);
 }
 
-// A client whose slots note what they are given, each as it comes through a guard.
+// A client whose slots note what they are given, each as it comes through a guard, and fail.
 const CMCIClient *spied = nullptr;
 
 template <typename Value>
 Value distinct() {
     static unsigned char n = 0;
-    static CMPIStatus status;
+    static CMPIStatus failed = {CMPI_RC_ERR_FAILED, nullptr};
     if constexpr (std::is_same_v<Value, CMPIStatus *>)
-        return &status;
+        return &failed;
     Value value = {};
     memset(&value, ++n, sizeof value);
     return value;
@@ -88,51 +88,56 @@ struct Spy<slot> {
     static Result note(CMCIClient *client, Given... given) {
         EXPECT_EQ(client, spied);
         noted = {given...};
+        if constexpr (std::is_same_v<Result, CMPIStatus>)
+            return *distinct<CMPIStatus *>();
         return Result{};
     }
-    static void expect_forwarded(CMCIClient *guard) {
+    static void expect_forwarded(XAVO_Proxy *sp, int kind) {
         const std::tuple<Given...> values = {distinct<Given>()...};
-        std::apply([&](Given... given) { (guard->ft->*slot)(guard, given...); }, values);
+        std::apply([&](Given... given) { (sp->client->ft->*slot)(sp->client, given...); }, values);
         EXPECT_EQ(noted, values);
+        XAVO_Reason reason;
+        XAVO_take_reason(sp, XAVO_UNKNOWN_ERROR, &reason);
+        EXPECT_EQ(reason.kind, kind);
     }
 };
 
 template <auto... slots>
-void expect_all_forwarded(XAVO_Proxy *sp, CMCIClientFT *spies) {
+void expect_all_forwarded(XAVO_Proxy *sp, CMCIClientFT *spies, int kind) {
     ((spies->*slots = Spy<slots>::note), ...);
-    ASSERT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
-    (Spy<slots>::expect_forwarded(sp->client), ...);
+    (Spy<slots>::expect_forwarded(sp, kind), ...);
 }
 
 TEST_F(Unguarded, EverySlotIsForwardedWithItsValues) {
     using T = CMCIClientFT;
     CMCIClient *const real = sp->client;
-    T spies = *real->ft;
+    T spies = *real->ft, poor = {};
     CMCIClient spy = {real->hdl, &spies};
     spies.release = [](CMCIClient *) { return CMPIStatus{}; };
-    XAVO_Proxy handle = *sp;
-    handle.client = &spy;
+    sp->client = &spy;
     spied = &spy;
-    expect_all_forwarded<&T::getClass, &T::enumClassNames, &T::enumClasses, &T::getInstance,
-                         &T::createInstance, &T::setInstance, &T::deleteInstance, &T::execQuery,
+    ASSERT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
+    expect_all_forwarded<&T::getClass, &T::enumClassNames, &T::enumClasses, &T::getInstance, &T::execQuery,
                          &T::enumInstanceNames, &T::enumInstances, &T::associators, &T::associatorNames,
-                         &T::references, &T::referenceNames, &T::setProperty, &T::getProperty>(&handle,
-                                                                                               &spies);
+                         &T::references, &T::referenceNames, &T::getProperty>(sp, &spies,
+                                                                              XAVO_REASON_CONNECTION_LOST);
+    expect_all_forwarded<&T::createInstance, &T::setInstance, &T::deleteInstance, &T::setProperty>(
+        sp, &spies, XAVO_REASON_OUTCOME_UNKNOWN);
     using Method = Spy<&T::invokeMethod>;
     spies.invokeMethod = Method::note;
-    handle.client->ft->invokeMethod(handle.client, nullptr, "m", nullptr, nullptr, nullptr);
+    sp->client->ft->invokeMethod(sp->client, nullptr, "m", nullptr, nullptr, nullptr);
     EXPECT_STREQ(std::get<1>(Method::noted), "m"); // without a status as it is
-    handle.client->ft->release(handle.client);
-    T poor = {};
+    sp->client->ft->release(sp->client);
     poor.ftVersion = -1;
     poor.release = spies.release;
     poor.getClass = spies.getClass;
     spy.ft = &poor;
-    handle.client = &spy;
-    ASSERT_EQ(XAVO_guard(&handle), XAVO_NO_ERROR);
-    const auto *slots = reinterpret_cast<void *const *>(handle.client->ft);
+    sp->client = &spy;
+    ASSERT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
+    const auto *slots = reinterpret_cast<void *const *>(sp->client->ft);
     EXPECT_EQ(std::count(slots, slots + sizeof(T) / sizeof(void *), nullptr), 17); // clone and sixteen others
-    handle.client->ft->release(handle.client);
+    sp->client->ft->release(sp->client);
+    sp->client = real;
 }
 
 // ---- The reason -------------------------------------------------------------------------------------
@@ -254,6 +259,17 @@ TEST_F(Lent, StaleHandlesAreWaitedForAndOthersToo) {
 
 using Story = Row;
 
+// The pauses that were made, or would have been.
+bool pausing = true;
+std::vector<uint64_t> pauses;
+
+extern "C" int __real_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left);
+extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left) {
+    pauses.push_back(static_cast<uint64_t>(time->tv_sec) * 1000 +
+                     static_cast<uint64_t>(time->tv_nsec) / 1000000);
+    return pausing ? __real_clock_nanosleep(clock, flags, time, left) : 0;
+}
+
 class Waiting : public Lent, public testing::WithParamInterface<Story> {
 public:
     Waiting() {
@@ -263,7 +279,7 @@ public:
             cimsim_set_job_property(job, "MessageArguments", cimsim_string("none"));
         options.deadline_ms = 10000;
         options.first_pause_ms = options.longest_pause_ms = 1;
-        options.borrow_ms = 30;
+        options.borrow_ms = 200;
         options.context = this;
     }
     int wait(const char *job) {
@@ -275,7 +291,7 @@ public:
     }
     // What happens after so many polls; whether the wait is to be cancelled.
     bool happens(const Story &story, unsigned long polls) {
-        for (size_t i = 6; i < story.size(); ++i) {
+        for (size_t i = 7; i < story.size(); ++i) {
             const size_t blank = story[i].find(' ');
             const std::string when = story[i].substr(0, blank), what = story[i].substr(blank + 1);
             if (when != "*" && when != std::to_string(polls))
@@ -303,6 +319,7 @@ TEST_P(Waiting, EndsAsItShould) {
     options.deadline_ms = static_cast<unsigned>(std::stoul(story[2]));
     options.polled = [](void *context, const XAVO_Poll *poll) {
         auto *test = static_cast<Waiting *>(context);
+        EXPECT_LE(poll->elapsed_ms, test->options.deadline_ms + 1000);
         EXPECT_EQ(cimsim_owned(), test->held == nullptr ? 0U : 1U) << "between polls: " << cimsim_live();
         cimsim_advance(1);
         return static_cast<int>(test->happens(GetParam(), poll->polls));
@@ -310,32 +327,58 @@ TEST_P(Waiting, EndsAsItShould) {
     happens(story, 0);
     EXPECT_EQ(XAVO_wait_to_string(wait(story[1].c_str())), story[3]);
     EXPECT_EQ(XAVO_EC_to_string(result.code), story[4]);
-    EXPECT_EQ(last_status, story[5]);
+    EXPECT_EQ(XAVO_reason_to_string(result.reason.kind), story[5]);
+    EXPECT_EQ(last_status, story[6]);
     if (held != nullptr)
         XAVO_free(held);
 }
 INSTANTIATE_TEST_SUITE_P(Job, Waiting, testing::ValuesIn(table("waits.txt")),
                          [](const auto &story) { return story.param[0]; });
 
-TEST_F(Waiting, TellsOfChangesAndPausesLonger) {
-    options.deadline_ms = 150;
-    options.first_pause_ms = 10;
-    options.longest_pause_ms = 40;
-    static std::vector<std::pair<int, unsigned long>> polls;
-    polls.clear();
+TEST_F(Waiting, TellsOfChanges) {
+    static std::vector<int> changes;
+    changes.clear();
     options.polled = [](void *, const XAVO_Poll *poll) {
-        polls.emplace_back(poll->changed, poll->elapsed_ms);
-        if (poll->polls == 2)
-            cimsim_set_job_property("JID_1", "Name", cimsim_string("renamed"));
-        return 0;
+        changes.push_back(poll->changed);
+        if (poll->polls == 2 || poll->polls == 4)
+            prepare(poll->polls == 2 ? "set_job_property JID_1 Name string:renamed"
+                                     : "set_job_property JID_1 Name null:1600");
+        return static_cast<int>(poll->polls == 7);
     };
-    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_DEADLINE);
-    ASSERT_GE(polls.size(), 4U); // 0, 10, 26, 51, 91, 131, 150 ms when nothing holds it up
-    EXPECT_LE(polls.size(), 8U);
-    for (size_t i = 0; i < polls.size(); ++i)
-        EXPECT_EQ(polls[i].first, i == 0 || i == 2) << i;
-    EXPECT_GE(polls[2].second - polls[1].second, 15U);
-    EXPECT_GE(polls.back().second, 150U);
+    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_CANCELLED);
+    EXPECT_EQ(changes, (std::vector<int>{1, 0, 1, 0, 1, 0, 0}));
+}
+
+TEST_F(Waiting, PausesLongerAndLonger) {
+    const auto pauses_of = [this](unsigned first, unsigned longest, unsigned deadline) {
+        options.first_pause_ms = first, options.longest_pause_ms = longest, options.deadline_ms = deadline;
+        options.polled = [](void *, const XAVO_Poll *poll) { return static_cast<int>(poll->polls == 10); };
+        pauses.clear();
+        pausing = false;
+        EXPECT_EQ(wait("JID_1"), XAVO_WAIT_CANCELLED);
+        pausing = true;
+        return pauses;
+    };
+    using Pauses = std::vector<uint64_t>;
+    EXPECT_EQ(pauses_of(10, 40, XAVO_WAIT_FOREVER), (Pauses{10, 16, 25, 38, 40, 40, 40, 40, 40}));
+    EXPECT_EQ(pauses_of(0, 0, XAVO_WAIT_FOREVER),
+              (Pauses{500, 751, 1127, 1691, 2537, 3806, 5710, 8566, 10000}));
+    for (const uint64_t pause : pauses_of(100000, 100000, 20000)) { // no longer than to the deadline
+        EXPECT_LE(pause, 20000U);
+        EXPECT_GT(pause, 0U);
+    }
+}
+
+TEST_F(Waiting, LetsOthersGiveBackWhatIsStale) {
+    options.borrow_ms = 0; // as long as usual
+    XAVO_Proxy *other = XAVO_borrow(&ec, nullptr, 0, nullptr);
+    prepare("advance 9 ; restart_broker 1");
+    std::thread later([other] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        XAVO_give_back(other);
+    });
+    EXPECT_EQ(wait("good"), XAVO_WAIT_COMPLETED);
+    later.join();
 }
 
 TEST_F(Waiting, LetsTheCallerJudge) {
@@ -346,6 +389,7 @@ TEST_F(Waiting, LetsTheCallerJudge) {
     EXPECT_EQ(wait("JID_1"), XAVO_WAIT_COMPLETED);
     EXPECT_EQ(wait(nullptr), XAVO_WAIT_ERROR);
     EXPECT_EQ(result.code, XAVO_INVALID_VALUE);
+    EXPECT_EQ(result.reason.kind, XAVO_REASON_NOTHING_ASKED);
     EXPECT_EQ(XAVO_wait_for_job("none", nullptr, &result), XAVO_WAIT_NOT_FOUND);
     EXPECT_STREQ(XAVO_wait_to_string(8), "unknown");
 }

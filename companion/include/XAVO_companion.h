@@ -54,7 +54,8 @@ enum {
     XAVO_REASON_SERVICE = 2,         /* the service refuses: see message_id, message, return_value */
     XAVO_REASON_BROKER = 3,          /* the broker refuses: see rc, and message if it sent one */
     XAVO_REASON_CONNECTION_LOST = 4, /* the connection is lost, and the request was not sent or only reads */
-    XAVO_REASON_OUTCOME_UNKNOWN = 5, /* a method call ended with rc 1: whether the method ran is not known */
+    XAVO_REASON_OUTCOME_UNKNOWN = 5, /* what calls a method or changes an instance ended with rc 1: whether it
+                                        came through is not known */
     XAVO_REASON_ANSWER_UNUSABLE = 6  /* an answer came, and is not what it must be or could not be kept */
 };
 

@@ -66,9 +66,9 @@ void keep_output(XAVO_Reason *met, char (&buffer)[size], CMPIArgs *outputs, cons
 }
 
 // Begins the note of an exchange that is over.
-XAVO_Reason *note(Guard *guard, int exchange, const CMPIStatus &status) {
+XAVO_Reason *note(Guard *guard, Note::Exchange exchange, const CMPIStatus &status) {
     guard->note = {};
-    guard->note.exchange = static_cast<decltype(Note::exchange)>(exchange);
+    guard->note.exchange = exchange;
     guard->note.met.rc = status.rc;
     if (status.rc != CMPI_RC_OK)
         keep_text(&guard->note.met, guard->note.met.message, status.msg);
@@ -90,11 +90,12 @@ void note_method(Guard *guard, const CMPIStatus &status, const CMPIData &returne
 }
 
 // A slot that is forwarded with the values it was given. What it meets is noted where it says so.
-template <auto slot>
+template <auto slot, Note::Exchange exchange>
 struct Forward;
 
-template <typename Result, typename... Given, Result (*CMCIClientFT::*slot)(CMCIClient *, Given...)>
-struct Forward<slot> {
+template <typename Result, typename... Given, Result (*CMCIClientFT::*slot)(CMCIClient *, Given...),
+          Note::Exchange exchange>
+struct Forward<slot, exchange> {
     static Result call(CMCIClient *self, Given... given) {
         Guard *guard = guard_behind(self);
         Result result = (guard->inner->ft->*slot)(guard->inner, given...);
@@ -102,7 +103,7 @@ struct Forward<slot> {
         (look(given, &status), ...);
         look_at_result(result, &status);
         if (status != nullptr) {
-            note(guard, Note::READ, *status);
+            note(guard, exchange, *status);
             heard(guard, status->rc);
         }
         return result;
@@ -153,10 +154,10 @@ CMPIData guard_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *me
     return returned;
 }
 
-template <auto slot>
+template <auto slot, Note::Exchange exchange = Note::READ>
 void forward(CMCIClientFT *table) {
     if (table->*slot != nullptr)
-        table->*slot = Forward<slot>::call;
+        table->*slot = Forward<slot, exchange>::call;
 }
 
 // Turns a copy of the inner client's table into one of ours; a slot that is missing there stays so.
@@ -170,9 +171,9 @@ void forward_all(CMCIClientFT *table) {
     forward<&CMCIClientFT::enumClassNames>(table);
     forward<&CMCIClientFT::enumClasses>(table);
     forward<&CMCIClientFT::getInstance>(table);
-    forward<&CMCIClientFT::createInstance>(table);
-    forward<&CMCIClientFT::setInstance>(table);
-    forward<&CMCIClientFT::deleteInstance>(table);
+    forward<&CMCIClientFT::createInstance, Note::WRITE>(table);
+    forward<&CMCIClientFT::setInstance, Note::WRITE>(table);
+    forward<&CMCIClientFT::deleteInstance, Note::WRITE>(table);
     forward<&CMCIClientFT::execQuery>(table);
     forward<&CMCIClientFT::enumInstanceNames>(table);
     forward<&CMCIClientFT::enumInstances>(table);
@@ -180,7 +181,7 @@ void forward_all(CMCIClientFT *table) {
     forward<&CMCIClientFT::associatorNames>(table);
     forward<&CMCIClientFT::references>(table);
     forward<&CMCIClientFT::referenceNames>(table);
-    forward<&CMCIClientFT::setProperty>(table);
+    forward<&CMCIClientFT::setProperty, Note::WRITE>(table);
     forward<&CMCIClientFT::getProperty>(table);
 }
 
@@ -220,7 +221,7 @@ bool answers(Guard *guard, CMPIObjectPath *path, CMPIStatus *status) {
         release(status->msg);
         status->msg = nullptr;
     } else {
-        note(guard, Note::QUESTION, *status);
+        note(guard, Note::READ, *status);
     }
     heard(guard, status->rc);
     return found;

@@ -8,7 +8,7 @@ namespace xavo_companion {
 
 // What the last exchange met.
 struct Note {
-    enum { NOTHING, READ, QUESTION, METHOD } exchange;
+    enum Exchange { NOTHING, READ, WRITE, METHOD } exchange;
     bool has_outputs; // of a method: whether it filled any in
     XAVO_Reason met;  // but for its kind
 };

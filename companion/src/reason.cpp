@@ -12,16 +12,18 @@ int kind_of(const Note &note, XAVO_ErrorCode code) {
     switch (note.exchange) {
     case Note::NOTHING:
         return XAVO_REASON_NOTHING_ASKED;
-    case Note::METHOD:
+    case Note::READ:
         if (rc_1)
-            return XAVO_REASON_OUTCOME_UNKNOWN;
+            return XAVO_REASON_CONNECTION_LOST;
+        break;
+    case Note::METHOD:
         // A value alone refuses where nothing else came with it: a job that started may come with one, too.
         if (!failed && (note.met.message_id[0] != '\0' || (note.met.return_value != 0 && !note.has_outputs)))
             return XAVO_REASON_SERVICE;
-        break;
-    default:
+        [[fallthrough]];
+    case Note::WRITE:
         if (rc_1)
-            return XAVO_REASON_CONNECTION_LOST;
+            return XAVO_REASON_OUTCOME_UNKNOWN;
     }
     return failed ? XAVO_REASON_BROKER : XAVO_REASON_ANSWER_UNUSABLE;
 }

@@ -52,19 +52,17 @@ XAVO_Proxy *handle(const XAVO_WaitOptions &options, unsigned int borrow_ms, XAVO
     return result->code == XAVO_NO_ERROR ? options.sp : nullptr;
 }
 
-// Fetches the job. How that ended stands in the result, and in *fetched the record, if there is one.
-void poll(const char *InstanceID, const XAVO_WaitOptions &options, unsigned int borrow_ms,
-          XAVO_WaitResult *result, XAVO_VELK_LifecycleJob **fetched) {
-    *fetched = nullptr;
-    result->reason = {};
-    result->reason.kind = XAVO_REASON_NOTHING_ASKED;
+// Fetches the job: its record, or NULL. How that ended stands in the result.
+XAVO_VELK_LifecycleJob *poll(const char *InstanceID, const XAVO_WaitOptions &options, unsigned int borrow_ms,
+                             XAVO_WaitResult *result) {
     XAVO_Proxy *sp = handle(options, borrow_ms, result);
     if (sp == nullptr)
-        return;
-    *fetched = XAVO_get_VELK_LifecycleJob(sp, &result->code, InstanceID);
+        return nullptr;
+    XAVO_VELK_LifecycleJob *fetched = XAVO_get_VELK_LifecycleJob(sp, &result->code, InstanceID);
     XAVO_take_reason(sp, result->code, &result->reason);
     if (options.sp == nullptr)
         XAVO_give_back(sp);
+    return fetched;
 }
 
 // Whether a poll that brought no record ends the wait. `in_time`: borrowing could take all its time.
@@ -107,11 +105,11 @@ int XAVO_wait_for_job(const char *InstanceID, const XAVO_WaitOptions *options, X
     const uint64_t longest = how.longest_pause_ms != 0 ? how.longest_pause_ms : LONGEST_PAUSE_MS;
     uint64_t pause = how.first_pause_ms != 0 ? how.first_pause_ms : FIRST_PAUSE_MS;
     for (XAVO_Poll told = {};;) {
-        XAVO_VELK_LifecycleJob *fetched = nullptr;
         uint64_t now = now_ms();
         const uint64_t left = now < deadline ? deadline - now : 0;
         const bool in_time = left >= borrow_ms;
-        poll(InstanceID, how, in_time ? borrow_ms : static_cast<unsigned int>(left), result, &fetched);
+        XAVO_VELK_LifecycleJob *fetched =
+            poll(InstanceID, how, in_time ? borrow_ms : static_cast<unsigned int>(left), result);
         told.changed = fetched != nullptr && differ(result->job, fetched);
         if (fetched != nullptr) {
             XAVO_free_VELK_LifecycleJob(result->job);
