@@ -285,6 +285,7 @@ public:
     int wait(const char *job) {
         const int end = XAVO_wait_for_job(job, &options, &result);
         EXPECT_EQ(result.end, end);
+        EXPECT_TRUE(last.polls == 0 || (last.job == result.job && last.code == result.code));
         last_status = result.job == nullptr || result.job->JobStatus == nullptr ? "" : result.job->JobStatus;
         XAVO_free_VELK_LifecycleJob(result.job);
         return end;
@@ -312,6 +313,7 @@ public:
     XAVO_WaitOptions options = {};
     XAVO_WaitResult result = {};
     std::string last_status;
+    XAVO_Poll last = {};
 };
 
 TEST_P(Waiting, EndsAsItShould) {
@@ -319,6 +321,7 @@ TEST_P(Waiting, EndsAsItShould) {
     options.deadline_ms = static_cast<unsigned>(std::stoul(story[2]));
     options.polled = [](void *context, const XAVO_Poll *poll) {
         auto *test = static_cast<Waiting *>(context);
+        test->last = *poll;
         EXPECT_LE(poll->elapsed_ms, test->options.deadline_ms + 1000);
         EXPECT_EQ(cimsim_owned(), test->held == nullptr ? 0U : 1U) << "between polls: " << cimsim_live();
         cimsim_advance(1);

@@ -9,7 +9,7 @@
  *  1. What XAVO.h says of outcome, memory and signals holds here, too. Nothing is logged but what the
  *     functions of XAVO.h log that are called on the way.
  *  2. Threads. Every function may be called from any thread. A handle that is guarded keeps what its last
- *     call has met: threads that want their own reasons use a handle each.
+ *     exchange has met: threads that want their own reasons use a handle each.
  *  3. Growth. Structures that the caller fills in begin as all zero bytes, and zero means the usual. They
  *     have room in reserve, so that later versions can add to them. */
 #ifndef XAVO_COMPANION_H
@@ -26,21 +26,26 @@ extern "C" {
 /* ---- Guarded handles ---------------------------------------------------------------------------- */
 
 /* Guards an open handle: from now on every call through it is watched, and before a method is called on a
- * connection that has been quiet, or that has just failed, the class of the method's service is asked for,
- * which is safe where the method call would crash: on a connection whose broker was restarted. When the
- * class cannot be had, for whatever reason, the method is not called, and the call reports what the
- * question met. The question costs one short exchange (0.25 ms on a real broker).
+ * connection that is new, has been quiet for a while (XAVO_set_quiet_time) or has just failed, the class of
+ * the method's service is asked for, which is safe where the method call would crash: on a connection whose
+ * broker was restarted. When the class cannot be had, for whatever reason, the method is not called, and the
+ * call reports what the question met. The question costs one short exchange (0.25 ms on a real broker).
  *
- * To be called before the handle is shared with another thread. XAVO_free lets go of all of it. Between the
- * question and the method call there is a moment in which the broker can still go: only a program that
- * holds no connection while it is restarted is safe from that, too. A call without a handle (sp NULL) is
- * not guarded; it connects anew.
+ * The handle's client is replaced by one that forwards every call with the values it was given; what the
+ * client lacks, the new one lacks, and its clone slot answers CMPI_RC_ERR_NOT_SUPPORTED. XAVO_free lets go of
+ * all of it. A guard adds no lock to a call and allocates nothing for it.
+ *
+ * To be called before the handle is shared with another thread. A restart since the last good answer, as long
+ * as that is not longer ago than the quiet time, or between the question and the method call is not noticed:
+ * only a program that holds no connection while the broker is restarted is safe from that, too. A call
+ * without a handle (sp NULL) is not guarded; it connects anew.
  *
  * Returns NO_ERROR; SP_NOT_VALID sp is NULL, not a live handle or has no connection; INVALID_VALUE it is
- * guarded already; NOT_SUPPORTED its client cannot ask for a class; OUT_OF_MEMORY. Any thread. */
+ * guarded already; NOT_SUPPORTED its client cannot ask for a class, or not be released; OUT_OF_MEMORY. On
+ * failure the handle is as it was. Any thread. */
 XAVO_ErrorCode XAVO_guard(XAVO_Proxy *sp);
 
-/* How long, in milliseconds, a connection may have been without a good answer before a method call asks
+/* Says how long, in milliseconds, a connection may have been without a good answer before a method call asks
  * first: 1000 unless set otherwise, 0 asks before each method call. A good answer is every one but a
  * failing status of rc 1 (CMPI_RC_ERR_FAILED): refusals are, and NOT_FOUND.
  * Returns NO_ERROR; SP_NOT_VALID as XAVO_guard; NOT_SUPPORTED the handle is not guarded. Any thread. */
@@ -72,12 +77,12 @@ typedef struct XAVO_Reason {
     uint32_t reserved[8];
 } XAVO_Reason;
 
-/* Tells in *reason what is behind `code`, which the last call through a guarded handle reported, and forgets
- * what was noted. With NO_ERROR it is NONE, whatever was noted: a backup that started may well return a
- * nonzero value. Where the last call asked the broker nothing, what an earlier one met would be told, unless
- * it was taken or forgotten before.
- * Returns NO_ERROR; INVALID_VALUE reason is NULL; SP_NOT_VALID, NOT_SUPPORTED as XAVO_set_quiet_time. On
- * failure *reason is NOTHING_ASKED, all else zero. Any thread. */
+/* Tells in *reason, which is the caller's, what is behind `code`, which the last call through a guarded
+ * handle reported, and forgets what was noted. With NO_ERROR it is NONE and all else zero, whatever was
+ * noted: a backup that started may well return a nonzero value. Where the last call asked the broker nothing,
+ * what an earlier one met would be told, unless it was taken or forgotten before. Returns NO_ERROR;
+ * INVALID_VALUE reason is NULL; SP_NOT_VALID, NOT_SUPPORTED as XAVO_set_quiet_time. On failure *reason is
+ * NOTHING_ASKED, all else zero. Any thread. */
 XAVO_ErrorCode XAVO_take_reason(XAVO_Proxy *sp, XAVO_ErrorCode code, XAVO_Reason *reason);
 
 /* Forgets what was noted: before a call that may ask nothing. Returns as XAVO_set_quiet_time. Any thread. */
@@ -89,26 +94,29 @@ const char *XAVO_reason_to_string(int kind);
 
 /* ---- Handles for a burst of work ----------------------------------------------------------------- */
 
-/* Lends the calling thread a guarded handle of its own, opened as the user `uname` (NULL: "root"). It is
- * given back, as soon as the work at hand is done, with XAVO_give_back, on the same thread.
+/* Lends the calling thread a guarded handle of its own, opened as the user `uname` (NULL: "root"), as
+ * XAVO_new_with_uname does it. It is given back, as soon as the work at hand is done, with XAVO_give_back, on
+ * the same thread.
  *
  * All connections of a process share one socket, which is opened afresh only when every handle is gone. So
  * when a call through a borrowed handle finds the connection lost, all that are out count as stale, and
- * borrowing waits until they are back: at the most `wait_ms` milliseconds. Then it opens afresh, and makes
- * sure that the broker answers. Handles that were not borrowed hold the dead connection, too; borrowing
- * waits for them as well.
+ * borrowing waits until they are back: at the most `wait_ms` milliseconds, 0 not at all. Then it opens
+ * afresh, and asks for a job to make sure that the broker answers. Handles that were not borrowed hold the
+ * dead connection, too; borrowing waits for them as well. Where nothing was lost it neither waits nor asks.
  *
  * Opening sets an environment variable, as XAVO_new does; borrowing threads do that one at a time, but a
  * thread that reads the environment meanwhile is not safe from it.
  *
  * NULL on failure, with the code in *errorcodep and, unless `reason` is NULL, what is behind it in *reason.
- * Errors: UNABLE_TO_OPEN_CONNECTION no broker answers, or there is no memory for a handle (NOTHING_ASKED), or
- * others still held the dead connection when the time was up (CONNECTION_LOST); NOT_SUPPORTED, OUT_OF_MEMORY
- * as XAVO_guard. errorcodep must not be NULL. Any thread. */
+ * On success that is NO_ERROR and NONE. Errors: UNABLE_TO_OPEN_CONNECTION no handle can be opened, for want
+ * of a broker, memory or a mutex (NOTHING_ASKED), or others still held the dead connection when the time was
+ * up (CONNECTION_LOST); NOT_SUPPORTED, OUT_OF_MEMORY as XAVO_guard (NOTHING_ASKED). errorcodep must not be
+ * NULL. Any thread. */
 XAVO_Proxy *XAVO_borrow(XAVO_ErrorCode *errorcodep, const char *uname, unsigned int wait_ms,
                         XAVO_Reason *reason);
 
-/* Takes a borrowed handle back and frees it, its reason included. XAVO_free does the same.
+/* Takes a borrowed handle back and frees it, its reason included; what was made through it is freed before.
+ * XAVO_free does the same.
  * Returns NO_ERROR; SP_NOT_VALID as XAVO_guard; NOT_SUPPORTED the handle was not borrowed (it stays open).
  * The thread that borrowed it. */
 XAVO_ErrorCode XAVO_give_back(XAVO_Proxy *sp);
@@ -127,7 +135,7 @@ enum {
     XAVO_WAIT_ERROR = 7      /* any other failure: see the code */
 };
 
-/* What a job's record says of it, for a judge. */
+/* What a job's record says of it, for a judge. Any other number is GOES_ON. */
 enum { XAVO_JOB_GOES_ON = 0, XAVO_JOB_COMPLETED = 1, XAVO_JOB_FAILED = 2 };
 
 #define XAVO_WAIT_FOREVER 0xffffffffu
@@ -162,26 +170,29 @@ typedef struct XAVO_WaitOptions {
 /* What came of a wait. */
 typedef struct XAVO_WaitResult {
     int end;                     /* XAVO_WAIT_... */
-    XAVO_ErrorCode code;         /* of the last poll, or of the failure that ended the wait */
+    XAVO_ErrorCode code;         /* of the last poll, or INVALID_VALUE before the first */
     XAVO_VELK_LifecycleJob *job; /* the last record seen, or NULL; freed with XAVO_free_VELK_LifecycleJob */
     XAVO_Reason reason;          /* what is behind the code */
 } XAVO_WaitResult;
 
 /* Follows a job by its identifier until it ends, as `options` say (NULL: all zero); returns result->end.
+ * Both, and what they point to, stay the caller's; `result` is filled in whatever the end.
  *
  * Each poll borrows a handle and gives it back, so that nothing is held, and nothing grows, between polls. No
- * broker, and a lost connection that can be opened anew, are no ends but pauses, at the first poll, too. With
- * options->sp nothing is borrowed: a lost connection, which that handle itself keeps, ends the wait with
- * LOST, and an environment that other threads read is left alone.
+ * broker (or no memory for a handle), and a lost connection that can be opened anew, are no ends but pauses,
+ * at the first poll, too. With options->sp nothing is borrowed: a lost connection, which that handle itself
+ * keeps, ends the wait with LOST, and an environment that other threads read is left alone.
  *
- * The deadline is looked at between polls: a broker that hangs in the middle of an answer holds the wait up
- * for as long as it hangs, since the client library has no time-outs. A program that must not be held up
- * waits in a process of its own and ends that: examples/wait_in_worker.c. A signal that the program handles
- * ends a pause early, and the next poll comes at once.
+ * The deadline is looked at between polls, and cuts pauses and borrowing short: a broker that hangs in the
+ * middle of an answer holds the wait up for as long as it hangs, since the client library has no time-outs. A
+ * program that must not be held up waits in a process of its own and ends that: examples/wait_in_worker.c. A
+ * signal that the program handles ends a pause early, and the next poll comes at once.
  *
- * Codes with the end ERROR: INVALID_VALUE InstanceID is NULL; SP_NOT_VALID, NOT_SUPPORTED options->sp is not
- * a live handle, or not guarded; OUT_OF_MEMORY; what XAVO_get_VELK_LifecycleJob and XAVO_borrow report
- * otherwise. `result` must not be NULL. Any thread. */
+ * Codes: NO_ERROR with COMPLETED and FAILED; NOT_FOUND with GONE and NOT_FOUND; with LOST
+ * UNABLE_TO_OPEN_CONNECTION or, with options->sp, UNKNOWN_ERROR; with DEADLINE and CANCELLED the last poll's.
+ * With ERROR: INVALID_VALUE InstanceID is NULL; SP_NOT_VALID, NOT_SUPPORTED options->sp is not a live handle,
+ * or not guarded; NO_ERROR the broker answers with success and no job; and what XAVO_get_VELK_LifecycleJob
+ * and XAVO_borrow report otherwise. `result` must not be NULL. Any thread. */
 int XAVO_wait_for_job(const char *InstanceID, const XAVO_WaitOptions *options, XAVO_WaitResult *result);
 
 /* The bare name of an end, "COMPLETED" to "ERROR"; "unknown" for any other number. A static string. Any
