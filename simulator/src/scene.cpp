@@ -245,6 +245,8 @@ void job(const Statement &s) {
     if (job.start)
         job.start_text = s.text_option("start-text", start == "0" ? "NOW" : format_time(*job.start));
     const auto next = static_cast<std::int64_t>(controller.last_number) + 1; // in the order of creation
+    if (next > most_jobs)
+        s.fail("the numbers of jobs are used up");
     controller.last_number = static_cast<unsigned long>(s.number_option("number", next, next, most_jobs)) - 1;
     if (!controller.add_job(std::move(job)))
         s.fail("there is a job \"" + s.words[0].text + "\" already");

@@ -1,0 +1,47 @@
+// scene.cpp - any text as a scene: it is refused with its line, or a state keeps what it makes.
+#undef NDEBUG // the checks are assertions
+#include "scene.h"
+#include "simulator.h"
+#include "text.h"
+
+#include <algorithm>
+#include <cassert>
+
+using namespace cimsim;
+
+namespace {
+
+// Every instance that a client could enumerate.
+std::size_t instances() {
+    std::vector<std::string> names = {job_class, identity_class};
+    for (const AddedClass &added : sim.controller.added)
+        names.push_back(added.name);
+    std::size_t size = 0;
+    for (const std::string &name : names)
+        for (const Value &instance : find_class(sim.controller, name)->list())
+            for (const Item &item : instance.tree->items)
+                size += to_text(item.value).size();
+    return size;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string text(data, data + size);
+    forget_scene();
+    sim.broker = {};
+    sim.watch = {};
+    try {
+        apply_scene(text, false);
+    } catch (const Mistake &mistake) {
+        const auto ends = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+        assert(mistake.line >= 1 && mistake.line <= ends + 1);
+        return 0;
+    }
+    instances();
+    const std::string state = scene_text();
+    forget_scene();
+    apply_scene(state, true);
+    assert(scene_text() == state);
+    return 0;
+}
