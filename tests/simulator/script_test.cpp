@@ -148,6 +148,7 @@ private:
     Words words_; // what is left of the command
     std::list<std::string> kept_;
     std::list<std::vector<char *>> lists_;
+    std::vector<cimsim_value *> values_;
     CMPIValue value_ = {};
     CMPIType type_ = 0;
     cimsim_fault fault_ = {};
@@ -179,6 +180,17 @@ private:
             list.push_back(kept_.emplace_back(name).data());
         list.push_back(nullptr);
         to = list.data();
+    }
+    void take(const char *const *&to) {
+        char **names;
+        take(names);
+        to = names;
+    }
+    void take(cimsim_value *const *&to) {
+        values_.clear();
+        for (const std::string &value : split(next(), ','))
+            values_.push_back(value_in(value));
+        to = values_.data();
     }
     template <class Number>
     std::enable_if_t<std::is_integral_v<Number>> take(Number &to) {
