@@ -64,4 +64,24 @@ void prepare(const std::string &script) {
     }
 }
 
+std::string last_request() {
+    const cimsim_request *request = cimsim_last_request();
+    if (request == nullptr)
+        return "";
+    const auto item = [](const cimsim_item &i) {
+        char type[8];
+        snprintf(type, sizeof type, ":%04x=", i.type);
+        return i.name + std::string(type) + i.text;
+    };
+    std::string text = std::string(request->name_space) + ":" + request->class_name;
+    for (unsigned k = 0; k < request->key_count; ++k)
+        text += (k == 0 ? "." : ",") + item(request->keys[k]);
+    if (request->method[0] == '\0')
+        return text + " " + request->operation + " flags=" + std::to_string(request->flags);
+    text += std::string(" ") + request->method + "(";
+    for (unsigned a = 0; a < request->argument_count; ++a)
+        text += (a == 0 ? "" : ",") + item(request->arguments[a]);
+    return text + ")";
+}
+
 } // namespace test

@@ -1,4 +1,4 @@
-// prepare.h - values, and what a controller is told beforehand, written as text.
+// prepare.h - values, what a controller is told beforehand, and what it is asked, written as text.
 #ifndef XAVO_TESTS_PREPARE_H
 #define XAVO_TESTS_PREPARE_H
 
@@ -14,6 +14,10 @@ cimsim_value *value_in(const std::string &text);
 // "answer_return number:00a0:2 ; advance 5": functions of the control header without their prefix. What is
 // left out is 0 or NULL. One that is not known ends the program.
 void prepare(const std::string &script);
+
+// The last request on one line: path, method, and each argument with its type:
+// root/velk:VELK_X.Key:1700=v Method(Name:1700=text,Number:0090=5)
+std::string last_request();
 
 } // namespace test
 

@@ -4,6 +4,7 @@
 #define XAVO_TESTS_SUPPORT_H
 
 #include "operations.h"
+#include "prepare.h"
 
 #include <cimsim.h>
 #include <gtest/gtest.h>
@@ -36,10 +37,6 @@ unsigned long calls_at_unlock();
 // An empty controller with the clock stopped, then: jobs "JID_1", "JID_2" and "JID_3" that wait, the
 // identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
 void populate();
-
-// The last request on one line: path, method, and each argument with its type:
-// root/velk:VELK_X.Key:1700=v Method(Name:1700=text,Number:0090=5)
-std::string last_request();
 
 // What must hold once every handle is freed: no object but those that nobody could keep, no value in a pool,
 // no malformed line in the log.
