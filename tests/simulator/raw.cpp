@@ -3,9 +3,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
-#include <sstream>
-#include <vector>
 
 namespace raw {
 
@@ -14,8 +11,8 @@ CMCIClient *connect(const char *user) {
     return cmciConnect("localhost", nullptr, nullptr, user, "secret", nullptr);
 }
 
-Own<CMPIObjectPath> path(const char *class_name, const char *name_space) {
-    return Own<CMPIObjectPath>(newCMPIObjectPath(name_space, class_name, nullptr));
+Own<CMPIObjectPath> path(const char *class_name) {
+    return Own<CMPIObjectPath>(newCMPIObjectPath("root/velk", class_name, nullptr));
 }
 
 Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name) {
@@ -88,75 +85,6 @@ std::string shown(const CMPIData &data) {
     default:
         return head + std::to_string(v.uint64);
     }
-}
-
-std::string misuse() {
-    return std::regex_replace(std::string(cimsim_last_misuse()), std::regex("#[0-9]+"), "#");
-}
-
-Raw::Raw() {
-    cimsim_reset();
-    cimsim_count_misuse(1);
-    cimsim_freeze_time(1);
-    client = connect();
-}
-
-Raw::~Raw() {
-    if (client != nullptr)
-        release(client);
-    EXPECT_EQ(cimsim_owned(), 0U) << cimsim_live();
-    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
-    EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
-}
-
-CMPIData Session::call(CMPIArgs *outputs) {
-    const auto on = service("VELK_JobService");
-    const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
-    return client->ft->invokeMethod(client, on.get(), "SetupJobQueue", in.get(), outputs, &st);
-}
-
-std::string Session::invoke(const char *class_name, const char *method,
-                            const std::vector<Argument> &arguments) {
-    const auto on = service(class_name);
-    const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
-    for (const Argument &argument : arguments) {
-        std::vector<std::string> names;
-        std::istringstream stream(argument.text);
-        for (std::string name; std::getline(stream, name, ',');)
-            names.push_back(name);
-        const Own<CMPIArray> array(
-            native_new_CMPIArray(static_cast<CMPICount>(names.size()), CMPI_string, nullptr));
-        for (CMPICount i = 0; i < names.size(); ++i)
-            array->ft->setElementAt(array.get(), i, value(names[i].c_str()), CMPI_chars);
-        const auto target = job_path(argument.text, "VELK_SoftwareIdentity");
-        CMPIArray *const list = array.get();
-        CMPIObjectPath *const reference = target.get();
-        in->ft->addArg(in.get(), argument.name,
-                       argument.type == CMPI_stringA ? value(&list)
-                       : argument.type == CMPI_ref   ? value(&reference)
-                                                     : value(argument.text),
-                       argument.type);
-    }
-    const CMPIData returned = client->ft->invokeMethod(client, on.get(), method, in.get(), out.get(), &st);
-    if (st.rc != CMPI_RC_OK) {
-        const std::string message = text(st.msg);
-        release(st.msg);
-        EXPECT_EQ(shown(returned), "0000:400 -");
-        return "rc " + std::to_string(st.rc) + ": " + message;
-    }
-    std::string answer = std::to_string(returned.value.uint32);
-    for (unsigned i = 0; i < out->ft->getArgCount(out.get(), nullptr); ++i) {
-        CMPIString *name = nullptr;
-        const std::string output = shown(out->ft->getArgAt(out.get(), i, &name, nullptr));
-        answer += " " + text(name) + "=" + output.substr(output.find(' ') + 1);
-    }
-    return answer;
-}
-
-std::string Session::property(const char *InstanceID, const char *name) {
-    const auto at = job_path(InstanceID);
-    const Own<CMPIInstance> job(client->ft->getInstance(client, at.get(), 0, nullptr, nullptr));
-    return job == nullptr ? "no job" : shown(job->ft->getProperty(job.get(), name, &st));
 }
 
 } // namespace raw

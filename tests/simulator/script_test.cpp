@@ -4,7 +4,8 @@
 // A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
 // are 0 or NULL, as is "-". Outcome: the result, then a status other than 0, a misuse, and the signals that
-// were sent.
+// were sent. "sh" stands before a line for the shell, in whose folder `./run commands` runs commands, then
+// separated by " , ", in a process of their own.
 #include "../prepare.h"
 #include "../table.h"
 #include "raw.h"
@@ -14,9 +15,11 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <gtest/gtest.h>
 #include <iomanip>
 #include <list>
 #include <map>
@@ -25,6 +28,7 @@
 #include <thread>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 using namespace raw;
 
@@ -57,16 +61,8 @@ std::string request() {
     const cimsim_request *const asked = cimsim_last_request();
     if (asked == nullptr)
         return "none";
-    const auto items = [](const cimsim_item *item, unsigned count) {
-        std::ostringstream told;
-        for (; count > 0; --count, ++item)
-            told << " " << item->name << "=" << std::hex << std::setw(4) << std::setfill('0') << item->type
-                 << ":" << item->text;
-        return told.str();
-    };
-    return std::string(asked->operation) + " " + asked->user + " " + asked->name_space + ":" +
-           asked->class_name + items(asked->keys, asked->key_count) + " " + asked->method + "(" +
-           std::to_string(asked->flags) + items(asked->arguments, asked->argument_count) + ")";
+    return asked->operation + (" " + std::to_string(asked->flags)) + " " + asked->user + " " +
+           test::last_request();
 }
 
 // The status of each kind of exchange, "0011", and the message.
@@ -93,6 +89,32 @@ void churn(unsigned times) {
         release(native_new_CMPIArgs(nullptr));
 }
 
+// What the lines of a shell print and come to, in one line.
+std::string shell(const std::string &line) {
+    FILE *const pipe = popen(("exec 2>&1; " + line).c_str(), "r");
+    std::string told;
+    for (char block[256]; fgets(block, sizeof block, pipe) != nullptr;)
+        told += block;
+    const int status = pclose(pipe);
+    told = std::regex_replace(told, std::regex("qemu: .*\n"), ""); // an emulator's own word on a signal
+    test::replace(told, std::filesystem::current_path(), ".");
+    test::replace(told, "\n", " / ");
+    return status == 0 ? told.substr(0, told.rfind(" / "))
+                       : told + "exit " + std::to_string(WEXITSTATUS(status));
+}
+
+// One that has the other's table, and nothing else.
+CMPIString *hollow(CMPIString *like) {
+    static CMPIString made;
+    made = {nullptr, like == nullptr ? nullptr : like->ft};
+    return &made;
+}
+
+void jobs(unsigned count, const char *name) {
+    while (count-- > 0)
+        cimsim_add_job((name + std::to_string(count)).c_str(), "", CIMSIM_NEVER, 1, 0);
+}
+
 void transport(const char *name) {
     name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
 }
@@ -105,6 +127,15 @@ void asked(unsigned long times) {
 }
 
 } // namespace commands
+
+// The hour it is so many seconds from now.
+std::string hour(int seconds) {
+    const std::time_t then = std::time(nullptr) + seconds;
+    std::tm parts;
+    char text[16];
+    std::strftime(text, sizeof text, "%Y%m%d%H", gmtime_r(&then, &parts));
+    return text;
+}
 
 struct Held {
     void *face;
@@ -119,7 +150,7 @@ struct Held {
 #undef KIND
 #undef COMMAND
 
-class Machine : public Session {
+class Machine {
 public:
     std::map<std::string, Held> objects;
 
@@ -134,6 +165,12 @@ public:
         return told;
     }
 
+    // The same, within a command: the commands are separated by " , ".
+    std::string run_rest(std::string line) {
+        test::replace(line, " , ", " ; ");
+        return run(line);
+    }
+
     // Releases what is still held under a name.
     void let_go(const std::string &name) {
         if (const auto found = objects.find(name);
@@ -145,7 +182,10 @@ public:
     }
 
 private:
-    Words words_; // what is left of the command
+    CMCIClient *client = nullptr; // the one that asks where none is named
+    CMPIStatus st = {};
+    Words words_;      // what is left of the command
+    std::string rest_; // all of it but its name, as it is
     std::list<std::string> kept_;
     std::list<std::vector<char *>> lists_;
     std::vector<cimsim_value *> values_;
@@ -315,6 +355,7 @@ private:
 
     std::string command(const std::string &text) {
         words_.clear();
+        rest_ = text.substr(std::min(text.find(' '), text.size() - 1) + 1);
         std::istringstream stream(text);
         for (std::string word; stream >> std::quoted(word);)
             words_.push_back(word);
@@ -340,7 +381,9 @@ private:
         if (st.msg != nullptr)
             raw::release(st.msg);
         for (unsigned long n = cimsim_misuses(); n != 0; n = 0, cimsim_count_misuse(1))
-            add("misuse: " + misuse() + (n == 1 ? "" : " x" + std::to_string(n)));
+            add("misuse: " +
+                std::regex_replace(std::string(cimsim_last_misuse()), std::regex("#[0-9]+"), "#") +
+                (n == 1 ? "" : " x" + std::to_string(n)));
         if (pipes != 0)
             add("SIGPIPE" + (pipes == 1 ? "" : " x" + std::to_string(pipes)));
         if (connects)
@@ -348,7 +391,8 @@ private:
                 add("said: " + said.substr(0, said.size() - 1));
         if (!told.empty() && told.back() == ' ')
             told.pop_back();
-        return std::regex_replace(told, std::regex("20(2[1-9]|[3-8][0-9])[0-9]{10}"), "TIME"); // about now
+        const std::string about_now = "(" + hour(-60) + "|" + hour(60) + ")[0-9]{4}";
+        return std::regex_replace(told, std::regex(about_now), "TIME");
     }
 
     std::string does(const std::string &what) {
@@ -362,7 +406,9 @@ private:
 #undef COMMAND
         if (what == "property") {
             const char *const id = next();
-            return property(id, next());
+            const auto at = job_path(id);
+            const Own<CMPIInstance> job(client->ft->getInstance(client, at.get(), 0, nullptr, nullptr));
+            return job == nullptr ? "no job" : raw::shown(job->ft->getProperty(job.get(), next(), &st));
         }
         if (what == "ask")
             return ask(next());
@@ -371,19 +417,18 @@ private:
             cimsim_value *value = nullptr;
             take(value);
             cimsim_answer_output("Out", value);
-            Session::call(outputs.get());
+            const auto on = raw::service("VELK_JobService");
+            client->ft->invokeMethod(client, on.get(), "SetupJobQueue", outputs.get(), outputs.get(), &st);
             return tell(outputs->ft->getArg(outputs.get(), "Out", &st));
         }
+        if (what == "sh") // its output and its status, on one line
+            return commands::shell(rest_);
         if (what == "forget") // what died with the last client
             return objects.clear(), "";
         if (what == "thread" || what == "start") {
-            std::string rest;
-            for (const std::string &word : Words(std::exchange(words_, {})))
-                rest += (rest.empty() ? "" : " ") + word;
-            for (size_t at = 0; (at = rest.find(" , ", at)) != rest.npos;)
-                rest.replace(at, 3, " ; ");
             auto other = std::make_shared<Machine>(*this);
-            auto told = std::async(std::launch::async, [other, rest] { return other->run(rest); }).share();
+            auto told =
+                std::async(std::launch::async, [other] { return other->run_rest(other->rest_); }).share();
             if (what == "thread")
                 return told.get();
             started_.push_back(told);
@@ -425,28 +470,68 @@ private:
         return "";
     }
 
-    // A service's method: Name=value, Name=[job], Name=@software.
+    // A service's method: Name=value, Name=[job], Name=@software. "0", "2 MessageID=JQ001 Message=no", "rc 6:
+    // no": return value and outputs, or the status.
     std::string ask(const std::string &method) {
-        std::vector<Argument> arguments;
+        const auto has = [&](const char *part) { return method.find(part) != method.npos; };
+        const auto on = raw::service(has("Queue")                      ? "VELK_JobService"
+                                     : has("Install") || has("Reboot") ? "VELK_SoftwareInstallationService"
+                                                                       : "VELK_QMService");
+        const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
         while (const char *const word = next()) {
             const std::string name = std::string(word).substr(0, std::strcspn(word, "=")),
                               text = word + name.size() + 1;
             const bool list = text[0] == '[', software = text[0] == '@';
-            arguments.push_back(
-                {kept_.emplace_back(name).c_str(),
-                 kept_.emplace_back(list ? text.substr(1, text.size() - 2) : text.substr(software)).c_str(),
-                 static_cast<CMPIType>(list       ? CMPI_stringA
-                                       : software ? CMPI_ref
-                                                  : CMPI_chars)});
+            const Words elements = split(list ? text.substr(1, text.size() - 2) : "", ',');
+            const Own<CMPIArray> array(
+                native_new_CMPIArray(static_cast<CMPICount>(elements.size()), CMPI_string, nullptr));
+            for (CMPICount i = 0; i < elements.size(); ++i)
+                array->ft->setElementAt(array.get(), i, value(elements[i].c_str()), CMPI_chars);
+            const auto target = job_path(text.substr(software).c_str(), "VELK_SoftwareIdentity");
+            CMPIArray *const jobs = array.get();
+            CMPIObjectPath *const reference = target.get();
+            in->ft->addArg(in.get(), name.c_str(),
+                           list       ? value(&jobs)
+                           : software ? value(&reference)
+                                      : value(text.c_str()),
+                           static_cast<CMPIType>(list       ? CMPI_stringA
+                                                 : software ? CMPI_ref
+                                                            : CMPI_chars));
         }
-        const auto has = [&](const char *part) { return method.find(part) != method.npos; };
-        const std::string answer =
-            invoke(has("Queue")                      ? "VELK_JobService"
-                   : has("Install") || has("Reboot") ? "VELK_SoftwareInstallationService"
-                                                     : "VELK_QMService",
-                   method.c_str(), arguments);
-        st = {}; // told already
+        const CMPIData returned =
+            client->ft->invokeMethod(client, on.get(), method.c_str(), in.get(), out.get(), &st);
+        if (st.rc != CMPI_RC_OK) {
+            EXPECT_EQ(raw::shown(returned), "0000:400 -");
+            return "";
+        }
+        std::string answer = std::to_string(returned.value.uint32);
+        for (unsigned i = 0; i < out->ft->getArgCount(out.get(), nullptr); ++i) {
+            CMPIString *name = nullptr;
+            const std::string output = raw::shown(out->ft->getArgAt(out.get(), i, &name, nullptr));
+            answer += " " + raw::text(name) + "=" + output.substr(output.find(' ') + 1);
+        }
         return answer;
+    }
+};
+
+// A folder of its own to work in. "./run commands" there runs them in a new process of this program.
+struct Folder {
+    const std::filesystem::path before = std::filesystem::current_path();
+
+    Folder() {
+        char name[] = "/tmp/cimsim_test_XXXXXX";
+        std::filesystem::current_path(mkdtemp(name));
+        const char *const emulator = getenv("XAVO_EMULATOR");
+        std::ofstream("run") << "#!/bin/sh\nexec 2>/dev/null\nexport SCRIPT_LINE=\"$*\"\n(exec "
+                             << (emulator == nullptr ? "" : emulator) << " "
+                             << std::filesystem::read_symlink("/proc/self/exe").string()
+                             << " 2>&1)\nexit $?\n";
+        std::filesystem::permissions("run", std::filesystem::perms::owner_all);
+    }
+    ~Folder() {
+        const auto folder = std::filesystem::current_path();
+        std::filesystem::current_path(before);
+        std::filesystem::remove_all(folder);
     }
 };
 
@@ -456,6 +541,7 @@ public:
     using Lines = std::vector<std::pair<int, std::string>>; // with their numbers
     Script(std::string file, Lines lines) : file_(std::move(file)), lines_(std::move(lines)) {}
     void TestBody() override {
+        const Folder folder;
         std::signal(SIGPIPE, [](int) { ++pipes; });
         Machine machine;
         machine.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
@@ -506,6 +592,12 @@ void register_script(const std::filesystem::path &path) {
 }
 
 const bool registered = [] {
+    if (const char *const line = getenv("SCRIPT_LINE"); line != nullptr) { // instead of the tests
+        Machine machine;
+        if (const std::string told = machine.run_rest(line); !told.empty())
+            puts(told.c_str());
+        exit(0);
+    }
     for (const auto &entry : std::filesystem::directory_iterator(SCRIPTS))
         register_script(entry.path());
     return true;
