@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # tests/fleet.sh BUILD COUNT [PREFIX...] - examples/fleet/ on so many simulated controllers, each with a state
 # of its own on this machine: one in lockdown, one whose job fails, one whose share cannot be reached, one
-# whose broker restarts, one without the tool, and others. PREFIX runs the playbook.
+# whose broker restarts, one without the tool, one whose network fails, and others. PREFIX runs the playbook.
 # shellcheck source=scripts/common
 source "$(dirname "$0")/../scripts/common"
 
@@ -16,8 +16,10 @@ kinds=("lockdown|SYSTEM_IN_LOCKDOWN_MODE +The system is in lockdown mode\."
     "|completed"
     "empty|UNABLE_TO_OPEN_CONNECTION +The share on 192\.0\.2\.10 cannot be reached\."
     "next-job runs=4|completed"
-    "|unusable answer +.*.*nowhere.*No such file")
+    "|unusable answer +.*.*nowhere.*No such file"
+    "next-job runs=4|completed")
 restarting=4
+networked=6
 
 echo secret >"$work/password"
 {
@@ -28,10 +30,26 @@ echo secret >"$work/password"
         [[ ! ${kind%%|*} ]] || printf '%s\n' "${kind%%|*}" >"$work/scene-$i"
         tool=$build/tools/xavoctl
         ((i != 5)) || tool=/nowhere
-        printf 'controller-%d.example ansible_connection=local xavoctl="env %s %s %s"\n' $i "CIMSIM_STATE=$work/state-$i" \
-            "CIMSIM_SCENE=$work/scene-$i" "$tool"
+        connection=local
+        ((i != networked)) || connection="ssh ansible_ssh_executable=$work/ssh"
+        printf 'controller-%d.example ansible_connection=%s xavoctl="env %s %s %s"\n' $i "$connection" \
+            "CIMSIM_STATE=$work/state-$i" "CIMSIM_SCENE=$work/scene-$i" "$tool"
     done
 } >"$work/inventory"
+
+# In place of an ssh client: the first call does its work and loses its answer; once the job is found and was asked
+# for, there is no connection for a while.
+cat >"$work/ssh" <<'END'
+#!/bin/bash
+calls=${0%/*}/calls
+echo "${@: -1}" >>"$calls"
+case $(wc -l <"$calls") in
+1) sh -c "${@: -1}" >/dev/null; exit 255 ;;
+[4-8]) exit 255 ;;
+*) exec sh -c "${@: -1}" ;;
+esac
+END
+chmod +x "$work/ssh"
 
 # The broker is away for a while once the job runs, and another one when it is back.
 restart() {
@@ -67,6 +85,8 @@ for ((i = 0; i < count; i++)); do
     [[ ${kind#*|} == completed ]] || failed=$((failed + 1))
 done
 grep -q "$((count - failed)) of $count succeeded" "$work/table" || die "the last line is wrong"
+((networked >= count)) || [[ $(grep -c ' backup ' "$work/calls") == 1 && $(wc -l <"$work/calls") -gt 8 ]] ||
+    die "a backup was started twice, or no connection failed: $(<"$work/calls")"
 ((restarting >= count)) || [[ -e $work/restarted ]] || die "no broker was restarted meanwhile"
 grep -q secret "$work/log" && die "the log holds the password"
 echo "$count controllers in $((SECONDS - started)) s"
