@@ -292,6 +292,8 @@ static void check_arguments(struct request *request) {
     else if (command->most >= 0 && request->argument_count > command->most)
         complain(request, "%s takes %s", command->name,
                  command->most == 0 ? "no argument" : "one argument only");
+    if (request->complaint[0] != '\0')
+        return;
     uint16_t number;
     if (command == &commands[REBOOT] && !read_number(request->arguments[0], &number))
         complain(request, "TYPE is a number from 0 to 65535");

@@ -76,6 +76,9 @@ END
     2 | number of seconds       | jobs --timeout soon
     2 | number of seconds       | jobs --timeout 0.0001
     2 | number of seconds       | jobs --timeout -1
+    2 | reboot needs TYPE       | reboot
+    2 | completion needs bash   | completion
+    2 | delete needs ID         | delete
     2 | 0 to 65535              | reboot soon
     2 | 0 to 65535              | backup --share-type 65536
     2 | 0 to 65535              | backup --share-type ' 4'
