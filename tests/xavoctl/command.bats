@@ -59,6 +59,7 @@ END
 }
 
 @test "wrong use" {
+    mkfifo never
     table <<'END'
     2 | a command is needed     |
     2 | there is no command frob | frob
@@ -93,7 +94,7 @@ END
     2 | NUL                     | backup --share-type 4 --password-file <(printf 'a\0b')
     2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
     2 | no terminal             | backup --share-type 4 --password-prompt </dev/null
-    6 | did not come in time$   | backup --share-type 4 --password-file <(sleep 1) --timeout 0.3
+    6 | did not come in time$   | backup --share-type 4 --password-file never --timeout 0.3
 END
     run $XAVOCTL jobs --password=hunter2
     [[ $output != *hunter2* ]]
