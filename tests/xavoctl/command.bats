@@ -171,9 +171,6 @@ END
     $XAVOCTL $test_share --password-file late
     run $XAVOCTL $test_share --password-fd 7 7<<<wrong
     [[ $status == 1 ]]
-    # What the tool opens does not become its standard input.
-    run bash -c "$XAVOCTL $test_share --password-file - --timeout 5 <&-"
-    [[ $status == 2 && $output == *'nothing in it'* ]]
 }
 
 @test "a prompt without echo" {
@@ -299,7 +296,10 @@ END
 }
 
 # bats test_tags=native
-@test "output that cannot be written" {
+@test "input that is closed, output that cannot be written" {
+    # What the tool opens does not become its standard input.
+    run bash -c "$XAVOCTL test-share --share-type 2 --password-file - --timeout 5 <&-"
+    [[ $status == 2 && $output == *'nothing in it'* ]]
     local words target
     for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
         for target in /dev/full closed pipe; do
