@@ -4,6 +4,7 @@
 # shellcheck source=scripts/common
 source "$(dirname "$0")/../scripts/common"
 
+source=$PWD
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cmake --install "$1" --prefix "$work/prefix" >/dev/null
@@ -25,4 +26,19 @@ for program in "${programs[@]}"; do
     gcc -std=c11 -Wall -Wextra -Werror -c "$program" $(pkg-config --cflags xavo-companion) -o /dev/null
 done
 bash -ex commands || die "a command of the guide failed"
+
+# The manual's examples: all can be linked, and the two of its overviews do what they say.
+manual=$source/docs/manual/examples
+# shellcheck disable=SC2046
+{
+    for example in "$manual"/*.c; do
+        gcc -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs "$example" \
+            $(pkg-config --cflags --libs xavo-companion xavo-simulator) -o /dev/null
+    done
+    gcc "$manual/xavo.c" $(pkg-config --cflags --libs xavo-companion) -o xavo.example
+    gcc "$manual/cimsim.c" $(pkg-config --cflags --libs xavo-companion xavo-simulator) -o cimsim.example
+}
+./cimsim.example || die "the manual's test fails"
+[[ $(xavo-simulate ./xavo.example 192.0.2.10 public image) == "JID_4: COMPLETED, "* ]] ||
+    die "the manual's first program does not follow its backup"
 printf '%s programs compiled, %s commands run\n' "${#programs[@]}" "$(grep -c . commands)"

@@ -19,7 +19,7 @@
  *  4. Threads. Every function may be called from any thread. Threads may share a handle: its mutex lets
  *     their exchanges with the broker run one at a time; what asks the broker nothing does not lock. A
  *     handle must not be freed while another thread uses it. What the client library shares between all
- *     handles of a process is told in docs/guide.md of the sources.
+ *     handles of a process is told in xavo(7), and in the guide.
  *  5. Common errors. A call made through a handle can always report
  *         XAVO_UNABLE_TO_OPEN_CONNECTION  sp is NULL and no handle could be opened
  *         XAVO_SP_NOT_VALID               sp is not a live handle, or has no connection
