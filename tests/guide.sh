@@ -20,6 +20,7 @@ awk -v work="$work" '
     block == "sh" { print >(work "/commands") }' docs/guide.md
 cd "$work"
 programs=(*.c)
+[[ $(grep -c '^```c$' "$source/docs/guide.md") == "${#programs[@]}" ]] || die "a program of the guide has no name of its own"
 [[ ${#programs[@]} -ge 6 && $(wc -l <commands) -ge 10 ]] || die "the guide has lost its programs or its commands"
 for program in "${programs[@]}"; do
     # shellcheck disable=SC2046
