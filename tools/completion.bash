@@ -1,4 +1,4 @@
 # bash completion for xavoctl: the program knows its own commands and options. Without it, bash's own.
-# shellcheck shell=bash disable=SC1090
-source <(xavoctl completion bash 2>/dev/null)
+# shellcheck shell=bash
+eval "$(xavoctl completion bash 2>/dev/null)"
 complete -p xavoctl &>/dev/null
