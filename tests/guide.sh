@@ -42,4 +42,11 @@ manual=$source/docs/manual/examples
 ./cimsim.example || die "the manual's test fails"
 [[ $(xavo-simulate ./xavo.example 192.0.2.10 public image) == "JID_4: COMPLETED, "* ]] ||
     die "the manual's first program does not follow its backup"
+
+# The examples of the pages on scenes and on xavo-simulate.
+examples() { awk '/^# / { ours = $0 == "# EXAMPLES" } ours && sub(/^    /, "")' "$source/docs/manual/$1.md"; }
+examples xavo-scene.5 >scene
+[[ $(xavo-simulate --scene scene xavoctl instances TEST_Fan) == *DeviceID*DeviceID* ]] || die "xavo-scene(5) has no such fans"
+examples xavo-simulate.1 >simulate
+[[ $(bash -e simulate) == *JID_4*completed* ]] || die "the examples of xavo-simulate(1) follow no backup"
 printf '%s programs compiled, %s commands run\n' "${#programs[@]}" "$(grep -c . commands)"
