@@ -70,6 +70,7 @@ CMPIArgs *printable() {
     char text[] = "text", other[] = "other";
     for (const char *key : {"InstanceID", "Other"})
         path->ft->addKey(path, key, reinterpret_cast<CMPIValue *>(key[0] == 'O' ? other : text), CMPI_chars);
+    path->ft->setHostname(path, "host");
     args->ft->addArg(args, "Job", reinterpret_cast<CMPIValue *>(&path), CMPI_ref);
     args->ft->addArg(args, "Words", reinterpret_cast<CMPIValue *>(&array), CMPI_stringA);
     args->ft->addArg(args, "Text", reinterpret_cast<CMPIValue *>(text), CMPI_chars);

@@ -35,6 +35,7 @@ TEST(Records, MustEndTheirStrings) {
     expect_checks(XAVO_Validate_XAVO_NET_INPUT_DATA, "NET_INPUT_DATA");
     expect_checks(XAVO_Validate_XAVO_BAR_INPUT_DATA, "BAR_INPUT_DATA");
     EXPECT_EQ(XAVO_Validate_StringBuffer("", 0) + XAVO_Validate_StringBuffer(nullptr, 1), 0);
+    EXPECT_EQ(XAVO_Validate_StringBuffer("", 1), 1);
 }
 
 class Requests : public World {};

@@ -2,6 +2,7 @@
 #include "table.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
 #include <cstring>
@@ -75,12 +76,15 @@ void hulmprintf(int level, int module, const char *format, ...) {
 
 void *__real_calloc(size_t count, size_t size);
 char *__real_strdup(const char *text);
+int __real_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before);
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);
 int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 
 void *__wrap_calloc(size_t count, size_t size) {
+    if (count != 1)
+        with_log([] { log_lines += "malformed: more than one record\n"; });
     return strike(test::Own::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
 }
 
@@ -99,6 +103,14 @@ char *__wrap_utl_va_cat(const char *first, ...) {
         joined += next;
     va_end(rest);
     return __real_strdup(joined.c_str());
+}
+
+// Nothing but SIGPIPE is ever held back.
+int __wrap_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before) {
+    for (int signal = 1; how == SIG_BLOCK && signal < SIGRTMIN; ++signal)
+        if ((sigismember(signals, signal) == 1) != (signal == SIGPIPE))
+            with_log([] { log_lines += "malformed: another signal is held back\n"; });
+    return __real_pthread_sigmask(how, signals, before);
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) {

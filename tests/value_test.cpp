@@ -21,7 +21,13 @@ TEST(Handle, LivesAsItsUser) {
         XAVO_ErrorCode ec = -1;
         XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
         EXPECT_STREQ(cimsim_last_request()->user, user == nullptr ? "root01ff" : "operator01ff");
-        for (uint32_t *word : {sp->head_magic, sp->head_magic + 1, sp->tail_magic, sp->tail_magic + 1}) {
+        EXPECT_EQ(sp->mutex_initialised, 1);
+        const std::pair<uint32_t *, uint32_t> words[] = {{sp->head_magic, 0x60845501},
+                                                         {sp->head_magic + 1, 0x78771855},
+                                                         {sp->tail_magic, 0x60845502},
+                                                         {sp->tail_magic + 1, 0x78771855}};
+        for (const auto &[word, magic] : words) {
+            EXPECT_EQ(*word, magic);
             *word ^= 3; // makes the one end's word the other's
             XAVO_free(sp);
             XAVO_lock(sp);
@@ -43,6 +49,33 @@ TEST(Handle, LivesAsItsUser) {
                             invalid +
                             "[root]\n2 XAVO_new_with_uname: ERROR: unable to open connection to server\n"
                             "2 XAVO_free: ERROR: sp is NULL\n2 XAVO_unlock: ERROR: sp is not valid\n");
+}
+
+TEST(Handle, IsNotMadeByHalves) {
+    struct {
+        Own fails;
+        unsigned nth, mutex_calls;
+        const char *log;
+    } const ways[] = {
+        {Own::ALLOCATION, 1, 0, "out of memory\n"},
+        {Own::MUTEX, 1, 1, "pthread_mutex_init() failed\n"},
+        {Own::ALLOCATION, 2, 2, "out of memory\n"},
+        {Own::MUTEX, 2, 2,
+         "unable to open connection to server\n2 XAVO_free: ERROR: pthread_mutex_destroy() failed\n"}};
+    populate();
+    cimsim_set_reachable(0);
+    for (const auto &way : ways) {
+        SCOPED_TRACE(way.log);
+        const unsigned long calls = cimsim_calls(nullptr);
+        clear_log();
+        arm(way.fails, way.nth, true);
+        EXPECT_EQ(XAVO_new(), nullptr);
+        disarm();
+        EXPECT_EQ(own_calls(Own::MUTEX), way.mutex_calls);
+        EXPECT_EQ(cimsim_calls(nullptr) - calls, way.fails == Own::MUTEX && way.nth == 2 ? 1U : 0U);
+        EXPECT_EQ(outcome_lines(operation("open"), logged()),
+                  std::string("2 XAVO_new_with_uname: ERROR: ") + way.log);
+    }
 }
 
 TEST(Names, StandForTheirCodes) {
