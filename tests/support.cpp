@@ -140,6 +140,7 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
         for (const uint32_t word :
              {sp->head_magic[0], sp->head_magic[1], sp->tail_magic[0], sp->tail_magic[1]})
             plan.marks_kept |= word != 0;
+        plan.marks_kept |= sp->client != nullptr && cimsim_owned() == 0; // released too soon
     }
     const int result = __real_pthread_mutex_destroy(mutex);
     return strike(test::Own::MUTEX, "pthread_mutex_destroy") ? EBUSY : result;

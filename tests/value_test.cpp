@@ -167,16 +167,21 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
     first.InstanceID = id;
     testing::internal::CaptureStdout();
     XAVO_pr_CMPIArgs(0, "list", args);
+    const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1}; // and the text with it
+    cimsim_fail("CMPIArgs.getArg", 1, &failing);
+    EXPECT_EQ(XAVO_get_string_arg(args, "Text"), nullptr);
     args->ft->release(args);
-    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_pooled(), 1U) << cimsim_live();
     EXPECT_EQ(cimsim_calls("CMPIArray.setElementAt"), 4U); // two elements set, the same two freed
     XAVO_fprint_list_VELK_LifecycleJob(stdout, &first);
     XAVO_pr_CMPIArgs(-1, "none", nullptr);
     const std::regex string(" 5632 \\(0x1600\\) \\[CMPI_string\\] 0 \\[CMPI_goodValue\\]");
     EXPECT_EQ(std::regex_replace(printed(), string, " string"), lines("printed.txt"));
     XAVO_fprint_list_VELK_LifecycleJob(nullptr, &first);
-    XAVO_fprint_VELK_LifecycleJob(nullptr, &first);
+    testing::internal::CaptureStdout();
+    XAVO_fprint_VELK_LifecycleJob(nullptr, nullptr);
     XAVO_fprint_VELK_LifecycleJob(stdout, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     XAVO_free_VELK_LifecycleJob(nullptr);
     XAVO_indent(nullptr, 1);
     XAVO_fprint_ntstring(nullptr, id);
