@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""count.py CALLS [DATA] - what each call of libxavo costs beside the shortest C that makes the same calls into the
-client library: instructions, allocations, time; and a listing from 10 to 100,000 jobs, whose figures are written to
-DATA, too. Says which aims are missed.
+"""count.py CALLS - what each call of libxavo costs beside the shortest C that makes the same calls into the
+client library: instructions, allocations, time; and a listing from 10 to 100,000 jobs. Says which aims are missed.
 
 Instructions are counted by callgrind in the function `counted`. Own are those outside the client library and what it
 calls, be they libxavo's, its platform library's or the C library's; what the client library takes is the same on both
@@ -109,7 +108,7 @@ hand, and a straight line: no further job {BEND:.0%} dearer or cheaper than the 
 head("jobs", "instructions", "by hand", "more", "a further job", "ms", "by hand", "a further job, ns", "by hand")
 whole = {(jobs, side): found["list", side, 1, jobs][2] for jobs in SIZES for side in ("libxavo", "by-hand")}
 mean = (whole[SIZES[-1], "libxavo"] - whole[SIZES[0], "libxavo"]) / (SIZES[-1] - SIZES[0])
-before, lines = None, []
+before = None
 for jobs in SIZES:
     times = timed("list", 11 if jobs < SIZES[-1] else 5, jobs)
     further = ["", "", ""]
@@ -122,9 +121,5 @@ for jobs in SIZES:
     share = whole[jobs, "libxavo"] / whole[jobs, "by-hand"] - 1
     row(jobs, whole[jobs, "libxavo"], whole[jobs, "by-hand"], judged(f"list of {jobs:,}", share, QUERY, "{:+.1%}"),
         further[0], *(f"{each / 1e6:.2f}" for each in times), *further[1:])
-    lines.append(f"{jobs} {whole[jobs, 'libxavo']:.0f} {whole[jobs, 'by-hand']:.0f}\n")
     before = jobs, times
-if len(sys.argv) > 2:
-    with open(sys.argv[2], "w", encoding="utf-8") as data:
-        data.writelines(lines)
 print("\n" + ("Aims missed:\n\n* " + "\n* ".join(missed) if missed else "Every aim is met."))
