@@ -217,13 +217,15 @@ END
 @test "a signal that comes twice" {
     scene "property JID_1 Message \"$(printf '%99999s' x)\""
     mkfifo pipe
-    { sleep 1 && cat; } <pipe >document &
-    $XAVOCTL wait JID_1 --json --quiet >pipe &
+    { until [[ -e go ]]; do sleep 0.1; done && cat; } <pipe >document &
+    $XAVOCTL wait JID_1 --json >pipe 2>log &
     local parent=$!
+    until_there '% New' log
     for _ in 1 2; do
-        sleep 0.3
         kill -TERM $parent
+        sleep 0.5
     done
+    touch go
     wait $parent || [[ $? == 143 ]]
     wait
     jq --exit-status '.end == "cancelled"' document
