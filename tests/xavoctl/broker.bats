@@ -76,23 +76,23 @@ END
 
 @test "a worker that dies" {
     export CIMSIM_STATE=$PWD/state
-    $XAVOCTL wait JID_1 --timeout 30 2>log &
+    scene 'job JID_7 start=0 runs-ms=1'
+    $XAVOCTL wait JID_7 JID_1 --timeout 30 --json >document 2>log &
     local parent=$!
-    until_there '% New' log
+    until_there 'JID_1 .*New' log
     pkill -SEGV -P $parent
-    sleep 0.5
-    $XAVOCTL delete JID_1
+    $XAVOCTL delete JID_1 JID_7
     wait $parent || [[ $? == 5 ]]
-    grep 'not there any more' log
+    jq --exit-status '[.results[].end] == ["completed", "gone"]' document
 
     # The answer is held back when the job is gone.
-    echo 'hold 2000' >>state
-    $XAVOCTL delete JID_2 --json >document &
+    echo 'hold 1000' >>state
+    $XAVOCTL delete JID_3 JID_2 --json >document &
     parent=$!
     until_gone '^job "JID_2"' state
     pkill -SEGV -P $parent
     wait $parent || [[ $? == 3 ]]
-    jq --exit-status '.kind == "outcome unknown"' document
+    jq --exit-status '.results[0] == {job_id: "JID_3"} and .results[1].kind == "outcome unknown"' document
 
     $XAVOCTL jobs &
     parent=$!
