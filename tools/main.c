@@ -311,7 +311,9 @@ static void catch_signals(struct run *run) {
     }
     sigprocmask(SIG_BLOCK, &set, &run->inherited);
     run->signals = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    signal(SIGPIPE, SIG_IGN); /* a reader that went away is told from what write says */
+    /* A reader that went away and a file that may not grow are told from what write says. */
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 /* The outcome of the whole: that of the first result that failed. */
@@ -377,8 +379,10 @@ int main(int argc, char **argv) {
     struct run run = {.document = json_object_new_object()};
     keep_standard_descriptors();
     catch_signals(&run);
-    if (run.document == NULL || run.signals < 0)
+    if (run.document == NULL || run.signals < 0) {
+        perror("xavoctl");
         return STATUS_FAILED;
+    }
     run.target = run.request.document = run.document;
     read_command_line(&run.request, argc, argv);
     run.began = now();

@@ -304,8 +304,9 @@ END
     [[ $status == 2 && $output == *'nothing in it'* ]]
     local words target
     for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
-        for target in /dev/full closed pipe; do
+        for target in /dev/full closed pipe limit; do
             case $target in
+            limit) run bash -c "ulimit -f 0; $XAVOCTL $words >file" ;;
             closed) run bash -c '$XAVOCTL '"$words >&-" ;;
             pipe) run bash -c '{ sleep 0.1; $XAVOCTL '"$words; echo \$? >status; } | true; exit \$(<status)" ;;
             *) run bash -c '$XAVOCTL '"$words >$target" ;;
