@@ -237,7 +237,9 @@ TEST_F(Lent, StaleHandlesAreWaitedForAndOthersToo) {
         EXPECT_EQ(ec, XAVO_UNKNOWN_ERROR);
     }
     XAVO_give_back(first);
+    const unsigned long opened = cimsim_calls("cmciConnect");
     EXPECT_EQ(XAVO_borrow(&ec, nullptr, 10, &reason), nullptr); // the second holds the dead connection
+    EXPECT_EQ(cimsim_calls("cmciConnect"), opened);
     EXPECT_EQ(ec, XAVO_UNABLE_TO_OPEN_CONNECTION);
     EXPECT_EQ(reason.kind, XAVO_REASON_CONNECTION_LOST);
     XAVO_Proxy *plain = XAVO_new(); // and so does a handle of another kind

@@ -99,8 +99,8 @@ const char *XAVO_reason_to_string(int kind);
  * the same thread.
  *
  * All connections of a process share one socket, which is opened afresh only when every handle is gone. So
- * when a call through a borrowed handle finds the connection lost, all that are out count as stale, and
- * borrowing waits until they are back: at the most `wait_ms` milliseconds, 0 not at all. Then it opens
+ * when a call through a borrowed handle finds the connection lost (rc 1), all that are out count as stale,
+ * and borrowing waits until they are back: at the most `wait_ms` milliseconds, 0 not at all. Then it opens
  * afresh, and asks for a job to make sure that the broker answers. Handles that were not borrowed hold the
  * dead connection, too; borrowing waits for them as well. Where nothing was lost it neither waits nor asks.
  *
