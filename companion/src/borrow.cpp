@@ -1,8 +1,6 @@
 // borrow.cpp - handles for a burst of work, and a lost connection that all of them share.
 #include "guard.h"
 
-#include <ctime>
-
 namespace xavo_companion {
 
 namespace {
@@ -26,8 +24,6 @@ public:
 };
 
 constexpr uint64_t RETRY_MS = 20; // those who hold a handle that was not borrowed give no notice
-
-timespec at(uint64_t ms) { return {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000}; }
 
 // Opens a handle of the present connection, once the stale ones of the last are back. NULL with a code, or
 // with NO_ERROR when the time is up. `asks`: it has to show that the broker answers.
@@ -105,30 +101,27 @@ XAVO_Proxy *XAVO_borrow(XAVO_ErrorCode *errorcodep, const char *uname, unsigned 
     if (reason == nullptr)
         reason = &unused;
     *reason = {};
-    reason->kind = XAVO_REASON_NOTHING_ASKED;
     const uint64_t until = now_ms() + wait_ms;
     for (;;) {
         bool asks = false;
         XAVO_Proxy *sp = lend(errorcodep, uname, until, &asks);
         if (sp == nullptr) {
-            if (*errorcodep != XAVO_NO_ERROR)
-                return nullptr;
-            break;
+            if (*errorcodep == XAVO_NO_ERROR)
+                break;
+            reason->kind = XAVO_REASON_NOTHING_ASKED;
+            return nullptr;
         }
         if (!asks || is_there(sp)) {
             if (asks)
                 loan_answered(sp);
-            *reason = {};
             return sp;
         }
         XAVO_free(sp);
         const uint64_t now = now_ms();
         if (now >= until)
             break;
-        const timespec pause = at(until - now < RETRY_MS ? until - now : RETRY_MS);
-        nanosleep(&pause, nullptr);
+        pause_for(until - now < RETRY_MS ? until - now : RETRY_MS);
     }
-    *reason = {};
     reason->kind = XAVO_REASON_CONNECTION_LOST;
     reason->rc = CMPI_RC_ERR_FAILED;
     *errorcodep = XAVO_UNABLE_TO_OPEN_CONNECTION;

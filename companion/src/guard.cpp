@@ -2,7 +2,6 @@
 #include "guard.h"
 
 #include <cstdlib>
-#include <ctime>
 
 namespace xavo_companion {
 
@@ -27,7 +26,7 @@ void heard(Guard *guard, CMPIrc rc) {
         loan_lost(guard->loan);
 }
 
-// Copies a text, cut between characters of UTF-8 where it does not fit.
+// Copies a text into a buffer of zeros, cut between characters of UTF-8 where it does not fit.
 template <size_t size>
 bool copy_text(char (&buffer)[size], const char *text) {
     size_t length = 0;
@@ -41,7 +40,6 @@ bool copy_text(char (&buffer)[size], const char *text) {
     }
     for (size_t i = 0; i < length; ++i)
         buffer[i] = text[i];
-    buffer[length] = '\0';
     return cut;
 }
 
@@ -197,6 +195,13 @@ uint64_t now_ms() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}
+
+timespec at(uint64_t ms) { return {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000}; }
+
+void pause_for(uint64_t ms) {
+    const timespec time = at(ms);
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
 }
 
 Guard *guard_of(XAVO_Proxy *sp, XAVO_ErrorCode *code) {

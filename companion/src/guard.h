@@ -2,6 +2,7 @@
 #ifndef XAVO_COMPANION_GUARD_H
 #define XAVO_COMPANION_GUARD_H
 
+#include <ctime>
 #include <XAVO_companion.h>
 
 namespace xavo_companion {
@@ -34,8 +35,12 @@ struct Guard {
 // The guard of a handle; NULL when it has none, with the code that says why.
 Guard *guard_of(XAVO_Proxy *sp, XAVO_ErrorCode *code);
 
-// Milliseconds of the monotonic clock.
+// Milliseconds of the monotonic clock, and as the system's functions take them.
 uint64_t now_ms();
+timespec at(uint64_t ms);
+
+// A signal that the program handles ends the pause early.
+void pause_for(uint64_t ms);
 
 // Says that the class of this path can be had; what the connection met otherwise is noted.
 bool answers(Guard *guard, CMPIObjectPath *path, CMPIStatus *status);

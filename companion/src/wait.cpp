@@ -2,7 +2,6 @@
 #include "guard.h"
 
 #include <cstring>
-#include <ctime>
 #include <strings.h>
 
 namespace xavo_companion {
@@ -75,12 +74,6 @@ int end_without_record(const XAVO_WaitOptions &options, const XAVO_WaitResult &r
     if (result.code == XAVO_NOT_FOUND)
         return result.job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
     return XAVO_WAIT_ERROR;
-}
-
-// A signal that the program handles ends the pause early.
-void pause_for(uint64_t ms) {
-    const timespec time = {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
-    clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
 }
 
 } // namespace
