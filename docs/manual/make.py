@@ -1,0 +1,489 @@
+"""What scripts/manual runs: makes the manual, pages for man(1) in build/manual, and the same as HTML.
+
+The pages of section 3 come from the comments of the public headers, a page for each section of a header,
+with the program docs/manual/examples/PAGE.c where there is one; those of the other sections stand in
+docs/manual/*.md, where a line between two @ is replaced:
+    @conventions HEADER@    what the header's first comment says
+    @pages HEADER@          its sections, and the functions of each
+    @codes@                 the error codes
+    @example NAME@          docs/manual/examples/NAME.c
+    @guide HEADING@         that section of the guide, without its commands
+pandoc writes them, and the guide with them, as HTML in build/manual/html. --check fails when an exported function has
+no page, a page names an error code, a constant or a page that does not exist, a link leads nowhere, an example does not
+compile, the picture is another than its source says, or mandoc finds fault with a page.
+"""
+import argparse
+import os
+import re
+import subprocess
+import sys
+from datetime import datetime, timezone
+from html.parser import HTMLParser
+from pathlib import Path
+
+os.chdir(Path(__file__).resolve().parents[2])
+OUT = Path("build/manual")
+SOURCES = Path("docs/manual")
+
+
+class Header:
+    """A public header: where it is, how a program includes it and links what it declares."""
+
+    def __init__(self, path, library, overview, exports):
+        self.path, self.library, self.overview, self.exports = Path(path), library, overview, exports
+
+
+HEADERS = [
+    Header("libxavo/include/XAVO.h", "xavo", "xavo(7)", "libxavo/libxavo.map"),
+    Header("companion/include/XAVO_companion.h", "xavo-companion", "xavo(7)",
+           "companion/libxavo_companion.map"),
+    Header("simulator/include/cimsim.h", "xavo-simulator", "cimsim(7)",
+           "simulator/libcmpisfcc.map"),
+]
+ENVIRONMENT = {"CIMSIM_SCENE", "CIMSIM_STATE", "SFCC_CLIENT", "HULM_LEVEL", "LD_LIBRARY_PATH", "LD_PRELOAD"}
+FUNCTION = re.compile(r"\b((?:XAVO|cimsim)_\w+)\(")
+HEADING = re.compile(r"^/\* -+ (.*?) -+ \*/$")
+
+
+def version():
+    return re.search(r"project\(libxavo VERSION (\S+)", Path("CMakeLists.txt").read_text()).group(1)
+
+
+def date():
+    """When the sources were last changed; pages that are made again are the same."""
+    seconds = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
+        ["git", "log", "-1", "--format=%ct"], check=True, capture_output=True, text=True).stdout
+    return datetime.fromtimestamp(int(seconds), timezone.utc).date().isoformat()
+
+
+# ---- Reading a header --------------------------------------------------------------------------------
+
+
+class Entry:
+    """A comment and the declarations that stand right below it; either may be missing."""
+
+    def __init__(self, comment, code):
+        self.comment, self.code = comment, code
+        flat = re.sub(r"/\*.*?\*/", "", code, flags=re.S)
+        flat = re.sub(r"\{.*?\}", "", flat, flags=re.S)
+        flat = re.sub(r"^#.*(?:\\\n.*)*$", "", flat, flags=re.M)
+        self.functions = [] if "typedef" in flat and "(*" in flat else FUNCTION.findall(flat)
+
+
+class Section:
+    def __init__(self, title):
+        self.title, self.entries = title, []
+
+    def functions(self):
+        return [name for entry in self.entries for name in entry.functions]
+
+    def page(self):
+        """The function that the page is named for: one that asks a service, where there is one."""
+        return next((name for name in self.functions() if name.startswith("XAVO_invoke_")), self.functions()[0])
+
+
+def plain(comment):
+    """The text of a comment, without its stars."""
+    text = re.sub(r"^/\*+ ?|\s*\*/$", "", comment.strip())
+    return re.sub(r"^ \* ?", "", text, flags=re.M).rstrip()
+
+
+def read_header(path):
+    """(what the first comment says, the sections)."""
+    text = path.read_text()
+    opening = re.match(r"/\*.*?\*/", text, re.S).group(0)
+    body = text[len(opening):].split("/* ----", 1)
+    body = "/* ----" + body[1]
+    body = re.sub(r"\n#ifdef __cplusplus.*", "\n", body, flags=re.S)
+    sections = []
+    # A paragraph of a header is a run of lines without an empty one outside comments and braces.
+    block, depth, in_comment = [], 0, False
+    blocks = []
+    for line in body.split("\n") + [""]:
+        if not line.strip() and depth == 0 and not in_comment:
+            if block:
+                blocks.append("\n".join(block))
+            block = []
+            continue
+        block.append(line)
+        stripped = re.sub(r"/\*.*?\*/", "", line)
+        if "/*" in stripped:
+            in_comment = True
+        elif "*/" in stripped:
+            in_comment = False
+        if not in_comment:
+            depth += stripped.count("{") - stripped.count("}")
+    for block in blocks:
+        heading = HEADING.match(block.split("\n")[0])
+        if heading:
+            sections.append(Section(heading.group(1)))
+            block = "\n".join(block.split("\n")[1:])
+            if not block.strip():
+                continue
+        # Within a paragraph every comment at the start of a line begins a new entry.
+        for part in re.split(r"\n(?=/\*)", block):
+            comment = re.match(r"/\*.*?\*/", part, re.S)
+            comment = comment.group(0) if comment else ""
+            code = part[len(comment):].strip("\n")
+            sections[-1].entries.append(Entry(plain(comment) if comment else "", code))
+    return plain(opening), sections
+
+
+def error_codes():
+    """Name to (number, meaning), as XAVO.h lists them."""
+    rows = re.findall(r'ROW\(XAVO_(\w+), +(\d+), "\w+", +"([^"]*)"\)', HEADERS[0].path.read_text())
+    return {name: (int(number), meaning) for name, number, meaning in rows}
+
+
+# ---- Writing -----------------------------------------------------------------------------------------
+
+
+def escape(text):
+    return re.sub(r"([\\`*_{}\[\]<>#+!|~^$@])", r"\\\1", text)
+
+
+def inline(text, pages):
+    """One paragraph as Markdown: functions lead to their page, code stands out."""
+
+    def word(match):
+        token = match.group(0)
+        if token.startswith("`"):
+            return "*" + escape(token.strip("`")) + "*"
+        if re.fullmatch(r"[\w-]+\(\d\)", token):
+            return bold(token)
+        name = token.rstrip("()")
+        if name in pages:
+            return "**" + escape(name) + "**(3)"
+        return ("**" if re.fullmatch(r"(XAVO|CIMSIM)_\w+", token) else "") + escape(token) + (
+            "**" if re.fullmatch(r"(XAVO|CIMSIM)_\w+", token) else "")
+
+    parts = re.split(r"(`[^`]*`|\b[\w-]+\(\d\)|\b\w+(?:\(\))?)", text)
+    return "".join(word(re.match(r".*", part, re.S)) if i % 2 else escape(part) for i, part in enumerate(parts))
+
+
+def prose(text, pages):
+    """A comment's text as Markdown. Lines that are indented further than the text before them are shown
+    as they are; numbered and named points become a list."""
+    out, paragraph, verbatim = [], [], []
+
+    def flush():
+        nonlocal paragraph, verbatim
+        if paragraph:
+            joined = " ".join(line.strip() for line in paragraph)
+            item = re.match(r"(\d+)\. (.*)", joined)
+            out.append((f"{item.group(1)}.  " + inline(item.group(2), pages)) if item else inline(joined, pages))
+        if verbatim:
+            indent = min(len(line) - len(line.lstrip()) for line in verbatim)
+            out.append("```\n" + "\n".join(line[indent:] for line in verbatim) + "\n```")
+        paragraph, verbatim = [], []
+
+    hanging = 0
+    term = None  # the column at which what is said of a name stands
+    for line in text.split("\n"):
+        indent = len(line) - len(line.lstrip())
+        name = re.match(r" ([A-Z_]+)  +(?=\S)", line)
+        if name:
+            flush()
+            term = name.end()
+            paragraph.append("`" + name.group(1) + "`: " + line[term:])
+        elif term is not None and indent == term:
+            paragraph.append(line)
+        elif not line.strip():
+            flush()
+            hanging, term = 0, None
+        elif re.match(r"\s*\d+\. ", line):
+            flush()
+            hanging = line.index(".") + 2
+            paragraph.append(line)
+        elif indent >= max(hanging, 1) + 3 or (indent > 1 and not hanging):
+            if paragraph:
+                flush()
+            verbatim.append(line)
+        else:
+            if verbatim or re.match(r"(Errors|Returns|Codes with)\b", line):  # what it reports, apart
+                flush()
+            paragraph.append(line)
+    flush()
+    return "\n\n".join(out) + "\n"
+
+
+def code_list(codes):
+    further = "see **XAVO\\_EC\\_to\\_string**(3)"
+    return "\n".join("**XAVO\\_" + escape(code) + f"** ({number})\n:   " +
+                     escape(meaning).replace("see below", further) + "\n"
+                     for code, (number, meaning) in codes.items())
+
+
+def families(header):
+    """The sections that have a page."""
+    return [section for section in header.sections if section.functions()]
+
+
+def header_page(header, section, codes, pages):
+    name = section.page()
+    text = " ".join(e.comment + e.code for e in section.entries)
+    used = {code: codes[code] for code in codes if re.search(rf"\b(?:XAVO_)?{code}\b", text)}
+    prototypes = "\n".join(entry.code for entry in section.entries if entry.functions)
+    named = [name] + [f for f in section.functions() if f != name]
+    lines = [
+        f"% {name}(3) libxavo {version()} | Management services of a controller", "%", "%", "",
+        "# NAME", "", ", ".join(escape(f) for f in named) + " - " + escape(section.title), "",
+        "# SYNOPSIS", "", "```", f"#include <{header.path.name}>", "", prototypes, "",
+        f"gcc PROGRAM.c $(pkg-config --cflags --libs {header.library})", "```", "", "# DESCRIPTION", ""
+    ]
+    for entry in section.entries:
+        if entry.functions:
+            lines += ["## " + ", ".join(f"[]{{#{f}}}{escape(f)}()" for f in entry.functions), ""]
+        if entry.comment and "clang-format" not in entry.comment:
+            lines += [prose(entry.comment, pages)]
+        if "define XAVO_ERROR_CODES" in entry.code:
+            lines += [code_list(codes)]
+        elif entry.code and not entry.functions and not entry.code.startswith("#define XAVO_ERROR"):
+            lines += ["```", entry.code, "```", ""]
+    if used and "define XAVO_ERROR_CODES" not in text:
+        lines += ["# ERRORS", "", "The codes that this page names" +
+                  ("; the common errors are told in **xavo**(7)" if "ommon errors" in text else "") + ":", "",
+                  code_list(used)]
+    if example(name).exists():
+        lines += ["# EXAMPLE", "", show(example(name))]
+    overview = [header.overview] + ["xavo(7)"] * (header.overview != "xavo(7)")
+    others = [section.page() + "(3)" for section in families(header) if section.page() != name]
+    lines += ["# SEE ALSO", "", ", ".join(bold(page) for page in overview + others), ""]
+    return "\n".join(lines)
+
+
+def bold(page):
+    """xavo(7), as a page refers to another."""
+    return "**" + escape(page).replace("(", "**(")
+
+
+def example(name):
+    return SOURCES / "examples" / f"{name}.c"
+
+
+def show(program):
+    return "```c\n" + program.read_text().rstrip() + "\n```\n"
+
+
+def list_pages(header):
+    """Every section of a header, with its functions."""
+    return "\n".join(f"{escape(section.title)}\n:   " + ", ".join(bold(f + "(3)") for f in section.functions()) + "\n"
+                     for section in families(header))
+
+
+def guide_section(heading):
+    text = Path("docs/guide.md").read_text()
+    found = re.search(rf"^## {re.escape(heading)}\n(.*?)(?=^## |\Z)", text, re.M | re.S)
+    if not found:
+        sys.exit(f"manual: the guide has no section {heading}")
+    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # they belong to the guide's files
+    return re.sub(r"^###", "##", text, flags=re.M)
+
+
+def own_page(source, headers, codes, pages):
+    """A page of docs/manual, with what its lines between two @ stand for."""
+    by_path = {str(header.path): header for header in headers}
+    words = {
+        "conventions": lambda path: prose(re.sub(r"^Conventions\n+", "", by_path[path].opening.split("\n\n", 1)[1],
+                                                 flags=re.M), pages),
+        "pages": lambda path: list_pages(by_path[path]),
+        "codes": lambda _: code_list(codes),
+        "example": lambda name: show(example(name)),
+        "guide": guide_section,
+    }
+    text = source.read_text().replace("@VERSION@", version())
+    return re.sub(r"^@(\w+)(?: (.*))?@$", lambda m: words[m.group(1)](m.group(2)), text, flags=re.M)
+
+
+def pandoc(markdown, *options):
+    return subprocess.run(["pandoc", "--from", "markdown-smart-tex_math_dollars-citations", "--standalone", *options],
+                          input=markdown.encode(), check=True, capture_output=True).stdout.decode()
+
+
+def write_html(name, title, text, pages):
+    """Writes a page for a browser; in it each function, and each page that is named, leads there."""
+    if name != "index.html":
+        text = f"[libxavo {version()}](index.html)\n\n" + text
+    html = pandoc(text, "--to", "html5", "--css", "style.css", "--metadata", "lang=en", "--metadata",
+                  f"pagetitle={title}")
+
+    def link(match):
+        word, section = match.group(2), match.group(4)
+        if section is None and word not in pages:
+            return match.group(0)
+        page = pages.get(word, word)
+        target = f"{page}.{section or 3}.html" + (f"#{word}" if word in pages else "")
+        return f'<a href="{target}">{match.group(0)}</a>'
+
+    parts = re.split(r"(<pre.*?</pre>|<a .*?</a>)", html, flags=re.S)
+    parts[::2] = [re.sub(r"<(code|strong|em)>([\w-]+)(?:\(\))?</\1>(\((\d)\))?", link, part) for part in parts[::2]]
+    (OUT / "html" / name).write_text("".join(parts))
+
+
+def write_page(name, section, markdown, pages):
+    """A page as man(1) shows it and as HTML."""
+    target = OUT / f"man{section}" / f"{name}.{section}"
+    target.parent.mkdir(parents=True, exist_ok=True)
+    target.write_text(pandoc(markdown, "--to", "man", "--metadata", "hyphenate=false", "--metadata", "adjusting=l"))
+    write_html(f"{name}.{section}.html", f"{name}({section})", markdown.split("\n", 3)[3], pages)
+
+
+def main():
+    arguments = argparse.ArgumentParser(prog="scripts/manual")
+    arguments.add_argument("--check", action="store_true")
+    arguments.add_argument("--build", default="build/library", help="the build that xavoctl and the simulator are in")
+    given = arguments.parse_args()
+    codes = error_codes()
+    headers = HEADERS
+    pages = {}  # function to the page that tells of it
+    for header in headers:
+        header.opening, header.sections = read_header(header.path)
+        for section in families(header):
+            pages.update({function: section.page() for function in section.functions()})
+
+    subprocess.run(["rm", "-rf", str(OUT)], check=True)
+    html = OUT / "html"
+    html.mkdir(parents=True)
+    (html / "style.css").write_text((SOURCES / "style.css").read_text())
+    written = [(section.page(), "3", header_page(header, section, codes, pages))
+               for header in headers for section in families(header)]
+    for source in sorted(SOURCES.glob("*.md")):
+        written.append((*source.stem.rsplit(".", 1), own_page(source, headers, codes, pages)))
+    for name, section, markdown in written:
+        write_page(name, section, markdown, pages)
+    for function, page in pages.items():
+        if function != page:
+            (OUT / "man3" / f"{function}.3").write_text(f".so man3/{page}.3\n")
+
+    # The tool writes its own page, from the tables that it reads its command line by.
+    tool = subprocess.run([f"{given.build}/tools/xavoctl", "help", "--man"], check=True, capture_output=True).stdout
+    (OUT / "man1" / "xavoctl.1").write_bytes(tool)
+    body = subprocess.run(["pandoc", "--from", "man", "--to", "markdown"], input=tool, check=True,
+                          capture_output=True).stdout.decode()
+    write_html("xavoctl.1.html", "xavoctl(1)", body, pages)
+
+    # The date, which neither pandoc nor the tool knows.
+    changed = date()
+    for page in OUT.glob("man*/*"):
+        page.write_text(re.sub(r'^(\.TH \S+ \S+) ""', rf'\1 "{changed}"', page.read_text(), flags=re.M))
+
+    # The guide and what stands beside it, and a list of everything.
+    listed = []
+    for source in ["docs/guide.md", "docs/client-library.md", "docs/figures.md", "CHANGELOG.md"]:
+        text = re.sub(r"\((\w[\w-]*)\.md\)", r"(\1.html)", Path(source).read_text())
+        name = Path(source).stem.lower() + ".html"
+        write_html(name, Path(source).stem, text, pages)
+        listed.append(f"- [{text.splitlines()[0].lstrip('# ')}]({name})")
+    listed += ["- " + bold(f"{name}({section})")
+               for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavo-simulate", "1"),
+                                     ("xavo-scene", "5")]]
+    for header in headers:
+        listed += ["", f"## {header.path.name}", "", list_pages(header)]
+    write_html("index.html", "libxavo", f"# libxavo {version()}\n\n" + "\n".join(listed), pages)
+    for picture in Path("docs").glob("*.svg"):
+        (html / picture.name).write_bytes(picture.read_bytes())
+    subprocess.run(["dot", "-Tsvg", "docs/call.dot", "-o", str(html / "call.svg")], check=True)
+    print(f"{len(written) + 1} pages in {OUT}, {len(pages)} functions of section 3 lead to one")
+    if given.check:
+        faults = check_pages(headers, pages, codes, written, given.build) + check_links(html)
+        for fault in faults:
+            print(f"manual: {fault}", file=sys.stderr)
+        sys.exit(1 if faults else 0)
+
+
+# ---- Checking ----------------------------------------------------------------------------------------
+
+
+def exported(header, build):
+    """The functions that a library exports: by its version script, or where that has a pattern, by the library."""
+    names = re.findall(r"^ +((?:XAVO|cimsim)_[\w*]+);$", Path(header.exports).read_text(), re.M)
+    if "cimsim_*" in names:
+        symbols = subprocess.run(["nm", "--dynamic", "--defined-only", f"{build}/simulator/libcmpisfcc.so.1"],
+                                 check=True, capture_output=True, text=True).stdout
+        names = re.findall(r" T (cimsim_\w+)", symbols)
+    return sorted(names)
+
+
+def without_comments(code):
+    return re.sub(r"/\*.*?\*/", "", code, flags=re.S)
+
+
+def check_pages(headers, pages, codes, written, build):
+    faults = []
+    for header in headers:
+        faults += [f"{function} of {header.exports} has no page"
+                   for function in exported(header, build) if function not in pages]
+    declared = "".join(without_comments(path.read_text()) for path in
+                       [header.path for header in headers] + sorted(Path("simulator/include/CimClientLib").glob("*.h")))
+    declared = set(re.findall(r"\w+", declared)) | {header.path.stem for header in headers} | ENVIRONMENT
+    reasons = {word[len("XAVO_REASON_"):] for word in declared if word.startswith("XAVO_REASON_")}
+    bare = set(codes) | {re.sub("^(XAVO_(REASON_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
+    known = {f"{name}({section})" for name, section, _ in written} | {f"{function}(3)" for function in pages}
+    known.add("xavoctl(1)")
+    for name, section, markdown in written:
+        page = f"{name}({section})"
+        text = markdown.replace("\\", "")
+        # What looks like a name of a header's must be one; a name that goes on in dots stands for several.
+        for word in set(re.findall(r"\b(?:XAVO|cimsim|CIMSIM)_\w*[a-zA-Z0-9]\b(?!_|\*)", text)):
+            if word not in declared:
+                faults.append(f"{page} names {word}, which no header has")
+        for word in set(re.findall(r"(?<![_.\w])[A-Z]{2,}(?:_[A-Z]+)+\b(?![_.(])", text)):
+            if word not in bare | declared:
+                faults.append(f"{page} names {word}, which is neither an error code nor a constant")
+        # What a function reports is a code, or a reason.
+        for sentence in re.findall(r"(?:Errors|Returns|Codes with)\b(.*?)(?=Any thread|\n\n|\Z)", text, re.S):
+            faults += [f"{page} lists the error {code}, which there is not"
+                       for code in re.findall(r"(?<![_\w])(?:XAVO_)?([A-Z]{2,}(?:_[A-Z]+)+)\b", sentence)
+                       if code not in codes and code not in reasons | ENVIRONMENT and f"XAVO_{code}" not in declared]
+        named = {"".join(parts) for parts in re.findall(r"\*\*([\w-]+)\*\*(\(\d\))", text)}
+        faults += [f"{page} refers to {other}, which there is not" for other in sorted(named - known)]
+    shown = {name for name, _, _ in written}
+    for program in sorted((SOURCES / "examples").glob("*.c")):
+        if program.stem not in shown:
+            faults.append(f"{program} belongs to no page")
+        if subprocess.run(["gcc", "-std=c11", "-D_POSIX_C_SOURCE=200809L", "-Wall", "-Wextra", "-Werror",
+                           "-fsyntax-only", "-Ilibxavo/include", "-Icompanion/include", "-Isimulator/include",
+                           str(program)]).returncode:
+            faults.append(f"{program} does not compile")
+    words = [re.findall(r"<text.*?>(.*?)</text>", picture.read_text())
+             for picture in (Path("docs/call.svg"), OUT / "html" / "call.svg")]
+    if words[0] != words[1]:
+        faults.append("docs/call.svg is not what docs/call.dot says: dot -Tsvg docs/call.dot -o docs/call.svg")
+    faults += [f"{page} has no date" for page in OUT.glob("man*/*")
+               if not re.search(r'^(\.TH .* "\d{4}-\d\d-\d\d" |\.so )', page.read_text(), re.M)]
+    manual = [str(page.relative_to(OUT)) for page in sorted(OUT.glob("man*/*"))]
+    lint = subprocess.run(["mandoc", "-T", "lint", "-W", "error"] + manual, capture_output=True, text=True, cwd=OUT)
+    return faults + lint.stdout.splitlines()
+
+
+class Links(HTMLParser):
+    """What a page of HTML leads to, and what in it can be led to."""
+
+    def __init__(self, page):
+        super().__init__()
+        self.targets, self.references = set(), []
+        self.feed(page.read_text())
+
+    def handle_starttag(self, tag, attrs):
+        for name, value in attrs:
+            if name == "id":
+                self.targets.add(value)
+            elif name in ("href", "src"):
+                self.references.append(value)
+
+
+def check_links(html):
+    faults = []
+    found = {page.name: Links(page) for page in sorted(html.glob("*.html"))}
+    for name, links in found.items():
+        for reference in links.references:
+            target, _, place = reference.partition("#")
+            target = target or name
+            if "://" not in reference and not (
+                    (html / target).exists() and (not place or place in found[target].targets)):
+                faults.append(f"{name} leads to {reference}, which there is not")
+    return faults
+
+
+if __name__ == "__main__":
+    main()
