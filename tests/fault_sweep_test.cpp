@@ -381,8 +381,13 @@ TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
         cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
         cimsim_answer_status(rc, rc == CMPI_RC_OK ? nullptr : "no");
         cimsim_trace(1);
+        arm(Own::ALLOCATION, 0, false);
         op.call(sp, &ec, results);
+        disarm();
         cimsim_trace(0);
+        if (sp != nullptr) { // all of it under the lock
+            EXPECT_EQ(calls_at_unlock(), cimsim_calls(nullptr));
+        }
         EXPECT_EQ(released(op), op.releases.asked + (rc == CMPI_RC_OK ? op.releases.answered
                                                                       : "message " + op.releases.refused));
         if (sp != nullptr)
