@@ -126,7 +126,7 @@ TEST_F(Unguarded, EverySlotIsForwardedWithItsValues) {
     spies.invokeMethod = Method::note;
     sp->client->ft->invokeMethod(sp->client, nullptr, "m", nullptr, nullptr, nullptr);
     EXPECT_STREQ(std::get<1>(Method::noted), "m"); // without a status as it is
-    CMPIStatus status = {};
+    CMPIStatus status = {CMPI_RC_ERR_ACCESS_DENIED, nullptr};
     const CMPIData none = sp->client->ft->invokeMethod(sp->client, nullptr, "n", nullptr, nullptr, &status);
     EXPECT_STREQ(std::get<1>(Method::noted), "m"); // the class cannot be had
     EXPECT_TRUE(status.rc == CMPI_RC_ERR_FAILED && none.state == CMPI_notFound);
@@ -203,6 +203,7 @@ TEST_F(Guarded, OnlyAQuietConnectionIsAskedFirst) {
     EXPECT_EQ(questions("TestNetworkShare"), 1U); // after a failure, however long the quiet time
     XAVO_set_quiet_time(sp, 0);
     EXPECT_EQ(questions("TestNetworkShare"), 1U);
+    EXPECT_NE(last_request().find("VELK:QMService getClass flags=0"), std::string::npos) << last_request();
 }
 
 // ---- Borrowing --------------------------------------------------------------------------------------

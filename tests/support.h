@@ -57,6 +57,7 @@ protected:
 // What an operation learns from a call that did not do its work.
 struct Fault : cimsim_fault {
     const char *name;
+    bool works() const { return rc == CMPI_RC_OK && with_result != 0; } // with a message all the same
 };
 const std::vector<Fault> &faults();
 
