@@ -369,10 +369,12 @@ def main():
 
     # The guide and what stands beside it, and a list of everything.
     listed = []
-    for source in ["docs/guide.md", "docs/client-library.md", "docs/figures.md", "CHANGELOG.md"]:
-        text = re.sub(r"\((\w[\w-]*)\.md\)", r"(\1.html)", Path(source).read_text())
-        name = Path(source).stem.lower() + ".html"
-        write_html(name, Path(source).stem, text, pages)
+    guide = Path("docs/guide.md")
+    for source in [guide, *sorted(set(Path("docs").glob("*.md")) - {guide}), Path("CHANGELOG.md")]:
+        text = re.sub(r"\]\((\w[\w-]*)\.md(#[\w-]+)?\)", r"](\1.html\2)", source.read_text())
+        text = re.sub(r"\[([^]]*)\]\(\.\./[^)]*\)", r"\1", text)  # what only the sources have
+        name = source.stem.lower() + ".html"
+        write_html(name, source.stem, text, pages)
         listed.append(f"- [{text.splitlines()[0].lstrip('# ')}]({name})")
     listed += ["- " + bold(f"{name}({section})")
                for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavo-simulate", "1"),

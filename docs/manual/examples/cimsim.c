@@ -17,7 +17,7 @@ static int back_up(void) {
     static XAVO_BAR_INPUT_DATA data = {
         .ipaddr = "192.0.2.10", .sharename = "public", .imagename = "image", .startTime = "NOW"};
     const XAVO_WaitOptions how = {
-        .deadline_ms = 1000, .first_pause_ms = 1, .longest_pause_ms = 1, .polled = polled};
+        .deadline_ms = 60000, .first_pause_ms = 1, .longest_pause_ms = 1, .polled = polled};
     XAVO_ErrorCode ec;
     XAVO_WaitResult result;
     char *job = NULL;
