@@ -209,8 +209,8 @@ END
     [[ $status == 130 && $output == *'% 0:0'* ]]
     sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'
     scene 'hold 60000'
-    run timeout --preserve-status --signal INT 0.5 $XAVOCTL doctor
-    [[ $status == 130 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
+    run timeout --preserve-status 2 $XAVOCTL doctor
+    [[ $status == 143 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
 }
 
 # As timeout(1) sends it: here while the document is stuck in a pipe.

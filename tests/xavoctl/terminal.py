@@ -1,12 +1,13 @@
 """terminal.py [WORD ANSWER]... -- COMMAND...: runs a command on a terminal of its own and prints what it shows
 there. When a WORD appears its ANSWER is typed (escapes as in Python). Ends with its exit status, or
 128 and the number of the signal that ended it, which is said last."""
-import os, pty, sys
+import os, pty, signal, sys
 
 split = sys.argv.index("--")
 steps = list(zip(sys.argv[1:split:2], sys.argv[2:split:2]))
 child, terminal = pty.fork()
 if child == 0:
+    signal.signal(signal.SIGINT, signal.SIG_DFL)  # it is ignored where the tests run in the background
     os.execvp(sys.argv[split + 1], sys.argv[split + 1:])
 shown = b""
 while True:
