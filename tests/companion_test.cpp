@@ -184,6 +184,19 @@ TEST_F(Guarded, TextsThatDoNotFitAreCutBetweenCharacters) {
         }
 }
 
+TEST_F(Guarded, TextsThatAreNoneAreNotKept) {
+    const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1};
+    for (const unsigned fails : {0U, 1U}) { // no character begins in it; it comes with a failing status
+        prepare("answer_return number:00a0:1");
+        cimsim_answer_output("MessageID", cimsim_string(std::string(fails ? 2 : 100, '\x80').c_str()));
+        cimsim_fail("CMPIArgs.getArg", fails, &failing);
+        const XAVO_Reason told = reason_of("DeleteJobQueue");
+        EXPECT_STREQ(told.message_id, "");
+        EXPECT_EQ(told.cut, 1 - fails);
+    }
+    cimsim_fail(nullptr, 0, nullptr);
+}
+
 TEST_F(Guarded, OnlyAQuietConnectionIsAskedFirst) {
     const auto questions = [this](const char *name) {
         const unsigned long before = cimsim_calls("CMCIClient.getClass");

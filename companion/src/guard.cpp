@@ -40,6 +40,7 @@ bool copy_text(char (&buffer)[size], const char *text) {
     }
     for (size_t i = 0; i < length; ++i)
         buffer[i] = text[i];
+    buffer[length] = '\0'; // the service's words may come over the broker's
     return cut;
 }
 
