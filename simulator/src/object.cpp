@@ -111,7 +111,6 @@ void unload() {
     for (Link *link = sim.heap.owned.next; link != &sim.heap.owned; link = link->next) {
         auto &object = *static_cast<Object *>(link);
         bury_members(object, ignored);
-        object.value = {};
         object.life = Life::unloaded;
     }
 }

@@ -105,11 +105,7 @@ bool State::lock() {
     return !failed || fail(path + ": " + std::strerror(errno));
 }
 
-void State::unlock() {
-    if (lock_ >= 0)
-        close(lock_);
-    lock_ = -1;
-}
+void State::unlock() { close_quietly(lock_); }
 
 bool State::read() {
     struct stat now;

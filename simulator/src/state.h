@@ -32,7 +32,7 @@ private:
     bool fail(const std::string &why);
 
     std::string path_, error_;
-    int lock_ = -1;
+    int lock_ = -1;      // of the session that is open, or was
     int held_ = -1;      // what `seen_` is of stays open: its number is not given to another file meanwhile
     bool known_ = false; // `seen_` and `text_` are of the file as it is here
     struct stat seen_ = {};

@@ -27,6 +27,7 @@ public:
             ++at_;
         return at_ == line_.size();
     }
+    bool at_comment() const { return line_[at_] == '#'; }
     // The next word; before an = sign that is not quoted its name, and `value` is what follows.
     Word word(bool *has_value, Word *value) {
         Word name = part(true);
@@ -118,7 +119,7 @@ std::vector<Statement> parse(const std::string &text) {
         begin = end + 1;
         ++number;
         Scanner scanner(number, line);
-        if (scanner.at_end() || line[line.find_first_not_of(" \t\r")] == '#')
+        if (scanner.at_end() || scanner.at_comment())
             continue;
         Statement statement;
         statement.line = number;
