@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -25,8 +26,10 @@
 #include <map>
 #include <regex>
 #include <sstream>
+#include <sys/file.h>
 #include <thread>
 #include <tuple>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -228,7 +231,8 @@ private:
     }
     void take(cimsim_value *const *&to) {
         values_.clear();
-        for (const std::string &value : split(next(), ','))
+        const char *const values = next();
+        for (const std::string &value : split(values == nullptr ? "" : values, ','))
             values_.push_back(value_in(value));
         to = values_.data();
     }
@@ -433,6 +437,20 @@ private:
                 return told.get();
             started_.push_back(told);
             return "";
+        }
+        if (what == "waits") { // which of the functions do, while another process has the state
+            const int lock = open("state.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+            std::string told;
+            while (const char *const name = next()) {
+                flock(lock, LOCK_EX);
+                Machine other;
+                auto call = std::async(std::launch::async, [&] { return other.does(name); });
+                if (call.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready)
+                    told += name + std::string(" does not wait ");
+                flock(lock, LOCK_UN);
+                call.wait();
+            }
+            return close(lock), told;
         }
         if (what == "ended")
             return std::to_string(std::count_if(started_.begin(), started_.end(), [](auto &call) {
