@@ -401,6 +401,14 @@ TEST_F(Waiting, PausesLongerAndLonger) {
         EXPECT_LE(pause, 20000U);
         EXPECT_GT(pause, 0U);
     }
+    options.deadline_ms = 20;
+    options.polled = [](void *, const XAVO_Poll *) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        return 0;
+    };
+    pauses.clear();
+    EXPECT_EQ(wait("JID_1"), XAVO_WAIT_DEADLINE); // while the caller looked at the poll
+    EXPECT_TRUE(pauses.empty());
 }
 
 TEST_F(Waiting, LetsOthersGiveBackWhatIsStale) {

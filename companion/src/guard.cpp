@@ -26,7 +26,7 @@ void heard(Guard *guard, CMPIrc rc) {
         loan_lost(guard->loan);
 }
 
-// Copies a text into a buffer of zeros, cut between characters of UTF-8 where it does not fit.
+// Copies a text, cut between characters of UTF-8 where it does not fit.
 template <size_t size>
 bool copy_text(char (&buffer)[size], const char *text) {
     size_t length = 0;

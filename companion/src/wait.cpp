@@ -47,7 +47,7 @@ int judge(const XAVO_WaitOptions &options, const XAVO_VELK_LifecycleJob *job) {
 XAVO_Proxy *handle(const XAVO_WaitOptions &options, unsigned int borrow_ms, XAVO_WaitResult *result) {
     if (options.sp == nullptr)
         return XAVO_borrow(&result->code, options.uname, borrow_ms, &result->reason);
-    result->code = XAVO_forget_reason(options.sp);
+    result->code = XAVO_take_reason(options.sp, XAVO_NO_ERROR, &result->reason); // forgets it
     return result->code == XAVO_NO_ERROR ? options.sp : nullptr;
 }
 
