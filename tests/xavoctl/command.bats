@@ -352,8 +352,10 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     [[ $output == *'logged elsewhere'* ]]
 }
 
-# As it stands there, but for what time changes (the width of a percentage, too) and for the bar.
+# As it stands there, but for what time changes (the width of a percentage, too) and for the bar. However long the
+# commands take: the backup runs until it is waited for.
 @test "the session in the README" {
+    scene 'next-job runs=3600'
     export CIMSIM_STATE=$PWD/state
     mkdir bin && ln -s "$XAVOCTL" bin/xavoctl
     local readme=$BATS_TEST_DIRNAME/../../README.md line
@@ -362,6 +364,7 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     }
     while IFS= read -r line; do
         echo "$line"
+        [[ $line != *' wait '* ]] || sed -i 's/^clock .*/clock ahead=3600000/' state
         [[ $line != '$ '* ]] || PATH=$PWD/bin:$PATH bash -c "${line#'$ '}" 2>&1 || true
     done < <(sed -n 's/^    \(\$ xavoctl\)/\1/p' "$readme") | tee said | without_time >session
     sed -n '/^    \$ xavoctl/,/^$/s/^    //p' "$readme" | without_time | diff - session
