@@ -149,6 +149,10 @@ TEST_F(Guarded, ReasonsAreTold) {
     for (const Row &row : table("reasons.txt")) {
         SCOPED_TRACE(row[0] + ": " + row[1]);
         populate();
+        prepare("answer_output MessageID string:X ; answer_output Message string:earlier ; answer_return "
+                "number:00a0:9");
+        Results earlier; // whose reason nobody takes
+        operation("TestNetworkShare").call(sp, &ec, earlier);
         prepare(row[1]);
         XAVO_Reason told = reason_of(row[0]);
         EXPECT_EQ(XAVO_reason_to_string(told.kind), row[2]);
