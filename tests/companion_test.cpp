@@ -59,6 +59,7 @@ TEST_F(Unguarded, HandlesThatCannotBeAreRefused) {
     EXPECT_EQ(XAVO_guard(sp), XAVO_NO_ERROR);
     expect_all(sp, XAVO_INVALID_VALUE, XAVO_NO_ERROR);
     EXPECT_EQ(XAVO_take_reason(sp, XAVO_UNKNOWN_ERROR, nullptr), XAVO_INVALID_VALUE);
+    EXPECT_NE(sp->client->ft->clone, real->ft->clone);
     CMPIStatus status = {};
     EXPECT_EQ(sp->client->ft->clone(sp->client, &status), nullptr);
     EXPECT_EQ(status.rc, CMPI_RC_ERR_NOT_SUPPORTED);
