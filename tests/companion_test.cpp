@@ -232,6 +232,7 @@ std::vector<uint64_t> pauses;
 
 extern "C" int __real_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left);
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left) {
+    EXPECT_EQ(flags, 0); // a while, not a time of the clock
     pauses.push_back(static_cast<uint64_t>(time->tv_sec) * 1000 +
                      static_cast<uint64_t>(time->tv_nsec) / 1000000);
     return pausing ? __real_clock_nanosleep(clock, flags, time, left) : 0;
