@@ -34,6 +34,7 @@ protected:
 
 TEST_F(Unguarded, HandlesThatCannotBeAreRefused) {
     XAVO_Reason reason;
+    memset(&reason, 'x', sizeof reason);
     XAVO_Proxy invalid = *sp;
     invalid.head_magic[0] ^= 1U;
     CMCIClient *const real = sp->client;
@@ -45,6 +46,7 @@ TEST_F(Unguarded, HandlesThatCannotBeAreRefused) {
         EXPECT_EQ(XAVO_set_quiet_time(handle, 1), others);
         EXPECT_EQ(XAVO_take_reason(handle, XAVO_UNKNOWN_ERROR, &reason), others);
         EXPECT_EQ(reason.kind, XAVO_REASON_NOTHING_ASKED);
+        EXPECT_EQ(reason.rc + reason.has_return_value + reason.message[0], 0); // and all else zero
         EXPECT_EQ(XAVO_forget_reason(handle), others);
         EXPECT_EQ(XAVO_give_back(handle), others == XAVO_NO_ERROR ? XAVO_NOT_SUPPORTED : others);
     };
@@ -360,6 +362,7 @@ TEST_P(Waiting, EndsAsItShould) {
         auto *test = static_cast<Waiting *>(context);
         test->last = *poll;
         EXPECT_LE(poll->elapsed_ms, test->options.deadline_ms + 1000);
+        EXPECT_GE(poll->elapsed_ms + 1, poll->polls); // there is a pause of a millisecond between two
         EXPECT_EQ(cimsim_owned(), test->held == nullptr ? 0U : 1U) << "between polls: " << cimsim_live();
         cimsim_advance(1);
         return static_cast<int>(test->happens(GetParam(), poll->polls));
