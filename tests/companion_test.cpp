@@ -228,9 +228,9 @@ TEST_F(Guarded, OnlyAQuietConnectionIsAskedFirst) {
 
 // ---- Borrowing --------------------------------------------------------------------------------------
 
-// The pauses that were made, or would have been.
+// The pauses that a thread has made, or would have.
 bool pausing = true;
-std::vector<uint64_t> pauses;
+thread_local std::vector<uint64_t> pauses;
 
 extern "C" int __real_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left);
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left) {
