@@ -35,7 +35,7 @@ set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # no loader lo
 if(XAVO_INSTALL_SIMULATOR)
     add_subdirectory(simulator)
     # Its jobs may lie after 2038 on a 32-bit machine, too.
-    target_compile_definitions(cimsim_objects PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+    target_compile_definitions(cimsim_objects PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
 # XAVO.h includes the client library's headers, and a program's linker looks for what libxavo.so needs: the
