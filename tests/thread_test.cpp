@@ -32,9 +32,11 @@ void crowd(Handles handles, XAVO_Proxy *shared, Check check, unsigned rounds = 2
             for (size_t i = 0; i < rounds * operations().size(); ++i) {
                 const Operation &op = operations()[(seat + i) % operations().size()];
                 XAVO_ErrorCode code = -1;
+                if (op.request.empty() || op.reads < from)
+                    continue;
                 if (handles == Handles::BORROWED)
                     sp = XAVO_borrow(&code, nullptr, 10000, nullptr);
-                if (!op.request.empty() && op.reads >= from && (sp != nullptr || op.takes_null)) {
+                if (sp != nullptr || op.takes_null) {
                     Results results;
                     op.call(sp, &code, results);
                     check(op, code, results.job);
