@@ -1,4 +1,4 @@
-# What the toolchain files beside this one share: Debian's cross compiler for `triple`, and the emulator
+# What the toolchain files beside this one share: Debian's cross compiler for `triple`, and the emulator, if any,
 # that runs what it builds. Of the machine that builds only programs are used, never its libraries.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triple}-gcc)
@@ -8,4 +8,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L /usr/${triple})
+if(emulator)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L /usr/${triple})
+endif()
