@@ -77,7 +77,7 @@ static struct json_object *word(const char *name) {
     char lower[32];
     size_t length = 0;
     for (; name[length] != '\0' && length < sizeof lower; ++length)
-        lower[length] = name[length] == '_' ? ' ' : (char)tolower((unsigned char)name[length]);
+        lower[length] = (char)(name[length] == '_' ? ' ' : tolower((unsigned char)name[length]));
     return json_object_new_string_len(lower, (int)length);
 }
 

@@ -98,6 +98,21 @@ static void tell_id(struct run *run, const char *id) {
     (void)fflush(stdout);
 }
 
+static void set_members(struct run *run, struct json_object *members) {
+    json_object_object_foreach(members, key, part)
+        json_object_object_add(run->target, key, json_object_get(part));
+    if (text_of(members, "job_id") != NULL)
+        tell_id(run, text_of(members, "job_id"));
+}
+
+static void add_elements(struct run *run, struct json_object *elements) {
+    json_object_object_foreach(elements, list, element) {
+        struct json_object *array = NULL;
+        if (json_object_object_get_ex(run->target, list, &array))
+            json_object_array_add(array, json_object_get(element));
+    }
+}
+
 static void take_in(struct run *run, struct json_object *frame) {
     json_object_object_foreach(frame, verb, value) {
         if (strcmp(verb, "connected") == 0) {
@@ -112,16 +127,9 @@ static void take_in(struct run *run, struct json_object *frame) {
         } else if (strcmp(verb, "progress") == 0) {
             take_progress(run, value);
         } else if (strcmp(verb, "set") == 0) {
-            json_object_object_foreach(value, key, part)
-                json_object_object_add(run->target, key, json_object_get(part));
-            if (text_of(value, "job_id") != NULL)
-                tell_id(run, text_of(value, "job_id"));
+            set_members(run, value);
         } else if (strcmp(verb, "add") == 0) {
-            json_object_object_foreach(value, list, element) {
-                struct json_object *array = NULL;
-                if (json_object_object_get_ex(run->target, list, &array))
-                    json_object_array_add(array, json_object_get(element));
-            }
+            add_elements(run, value);
         }
     }
 }
@@ -162,6 +170,25 @@ static void note_check(const struct run *run, const char *message) {
                            json_object_new_string("Restart the broker; its own log may tell why."));
 }
 
+/* How the wait for a job has ended that was cut short. */
+static void note_end(struct json_object *outcome, enum event event) {
+    struct json_object *job;
+    json_object_object_add(outcome, "end",
+                           json_object_new_string(event == EVENT_DEADLINE ? "deadline"
+                                                  : event == EVENT_SIGNAL ? "cancelled"
+                                                                          : "lost"));
+    if (!json_object_object_get_ex(outcome, "job", &job))
+        json_object_object_add(outcome, "job", NULL);
+}
+
+static const char *kind_of_cut(enum event event, bool absent, bool unknown) {
+    return event == EVENT_DEADLINE ? "deadline"
+           : event == EVENT_SIGNAL ? "interrupted"
+           : absent                ? "no broker"
+           : unknown               ? "outcome unknown"
+                                   : "connection lost";
+}
+
 /* Notes that a worker was cut short: by the deadline, a signal, or its own death. */
 static void note_cut(struct run *run, enum event event) {
     static const char *const words[][2] = {
@@ -175,28 +202,19 @@ static void note_cut(struct run *run, enum event event) {
     run->unknown |= (request->command->flags & CHANGES) && run->connected;
     const bool unknown = run->unknown && !waiting;
     const bool absent = event == EVENT_END && !run->connected;
-    const char *kind = event == EVENT_DEADLINE ? "deadline"
-                       : event == EVENT_SIGNAL ? "interrupted"
-                       : absent                ? "no broker"
-                       : unknown               ? "outcome unknown"
-                                               : "connection lost";
+    const char *kind = kind_of_cut(event, absent, unknown);
     const XAVO_ErrorCode code = absent ? XAVO_UNABLE_TO_OPEN_CONNECTION : XAVO_UNKNOWN_ERROR;
     const char *message = absent                               ? "no broker answers"
                           : waiting && event == EVENT_DEADLINE ? "the job has not ended in time"
                                                                : words[event][unknown];
-    const char *end = event == EVENT_DEADLINE ? "deadline" : event == EVENT_SIGNAL ? "cancelled" : "lost";
     const int last = (request->command->flags & MANY_JOBS) ? request->argument_count - 1 : 0;
     for (int i = place(run); i <= last; ++i) { /* those whose turn never came, too */
         if (request->command->flags & MANY_JOBS)
             begin_result(run, (size_t)i);
         if (has_ended(run->target))
             continue;
-        if (waiting) {
-            struct json_object *job;
-            json_object_object_add(run->target, "end", json_object_new_string(end));
-            if (!json_object_object_get_ex(run->target, "job", &job))
-                json_object_object_add(run->target, "job", NULL);
-        }
+        if (waiting)
+            note_end(run->target, event);
         note_failure(run->target, code, kind, message);
     }
     if (event != EVENT_SIGNAL) /* nothing was found out */

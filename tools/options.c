@@ -331,24 +331,17 @@ static const struct option_row *option_by_code(int code) {
     return NULL;
 }
 
-void read_command_line(struct request *request, int argc, char **argv) {
+struct given {
+    const struct option_row *option;
+    char *value;
+};
+
+/* Reads to the end, whatever is wrong on the way: --json may come last. Returns how many options were given.
+ */
+static int read_words(struct request *request, int argc, char **argv, struct given *given) {
     struct option longs[sizeof options / sizeof *options + 1];
     char shorts[sizeof options / sizeof *options + 3];
-    struct given {
-        const struct option_row *option;
-        char *value;
-    } *given = calloc((size_t)argc + 1, sizeof *given);
-    request->arguments = calloc((size_t)argc + 1, sizeof *request->arguments);
-    request->timeout = -1;
-    strcpy(request->image.startTime, "NOW");
-    if (given == NULL || request->arguments == NULL) {
-        free(given);
-        complain(request, "out of memory");
-        return;
-    }
     make_tables(longs, shorts);
-
-    /* To the end, whatever is wrong on the way: --json may come last. */
     int given_count = 0, code;
     opterr = 0;
     while ((code = getopt_long(argc, argv, shorts, longs, NULL)) != -1) {
@@ -367,44 +360,63 @@ void read_command_line(struct request *request, int argc, char **argv) {
     }
     while (optind < argc)
         request->arguments[request->argument_count++] = argv[optind++];
+    return given_count;
+}
 
-    for (int i = 0; i < given_count; ++i) /* those that need no command */
-        if (given[i].option->kind == FLAG && given[i].option->commands == EVERY_COMMAND)
-            take_option(request, given[i].option, NULL);
-
-    const char *name = request->argument_count > 0 ? request->arguments[0] : NULL;
-    if (name != NULL) {
-        memmove(request->arguments, request->arguments + 1,
-                (size_t)request->argument_count-- * sizeof *request->arguments);
-        request->command = find_command(name);
-        if (request->command == NULL)
-            complain(request, "there is no command %s", name);
-    } else if (!request->help && !request->version) {
-        complain(request, "a command is needed");
-    }
-    if (request->command == NULL) {
-        free(given);
+/* Takes the command from the arguments. */
+static void take_command(struct request *request) {
+    if (request->argument_count == 0) {
+        if (!request->help && !request->version)
+            complain(request, "a command is needed");
         return;
     }
+    const char *const name = request->arguments[0];
+    memmove(request->arguments, request->arguments + 1,
+            (size_t)request->argument_count-- * sizeof *request->arguments);
+    request->command = find_command(name);
+    if (request->command == NULL)
+        complain(request, "there is no command %s", name);
+}
 
+/* Those of the command. */
+static void take_options(struct request *request, const struct given *given, int given_count) {
     uint64_t seen = 0;
     for (int i = 0; i < given_count; ++i) {
         const struct option_row *option = option_of(request->command, given[i].option->name);
         if (option == NULL) {
-            complain(request, "%s takes no --%s", name, given[i].option->name);
+            complain(request, "%s takes no --%s", request->command->name, given[i].option->name);
             continue;
         }
         seen |= UINT64_C(1) << (option - options);
         take_option(request, option, given[i].value);
     }
-    free(given);
     if (request->help || request->version)
         return;
     for (size_t i = 0; i < option_count; ++i)
         if (options[i].required && takes(request->command, &options[i]) && (seen >> i & 1U) == 0)
-            complain(request, "%s needs --%s", name, options[i].name);
+            complain(request, "%s needs --%s", request->command->name, options[i].name);
     if (request->complaint[0] == '\0')
         check_arguments(request);
     if (request->timeout < 0)
         request->timeout = request->wait || (request->command->flags & WAITS) ? 0 : 60000;
+}
+
+void read_command_line(struct request *request, int argc, char **argv) {
+    struct given *const given = calloc((size_t)argc + 1, sizeof *given);
+    request->arguments = calloc((size_t)argc + 1, sizeof *request->arguments);
+    request->timeout = -1;
+    strcpy(request->image.startTime, "NOW");
+    if (given == NULL || request->arguments == NULL) {
+        free(given);
+        complain(request, "out of memory");
+        return;
+    }
+    const int given_count = read_words(request, argc, argv, given);
+    for (int i = 0; i < given_count; ++i) /* those that need no command */
+        if (given[i].option->kind == FLAG && given[i].option->commands == EVERY_COMMAND)
+            take_option(request, given[i].option, NULL);
+    take_command(request);
+    if (request->command != NULL)
+        take_options(request, given, given_count);
+    free(given);
 }

@@ -46,28 +46,34 @@ static ssize_t ask(struct run *run, int fd, const struct option_row *option, cha
     return length;
 }
 
+/* A descriptor's number; -1 for what is none, or the tool's own. */
+static int descriptor_of(const struct run *run, const char *text) {
+    char *end;
+    const long number = strtol(text, &end, 10);
+    if (end == text || *end != '\0' || number < 0 || number > 1 << 20 || number == run->signals)
+        return -1;
+    return (int)number;
+}
+
+/* Where a secret is read from, -1 with errno; `mine` is whether it is to be closed again. */
+static int open_secret(const struct run *run, const struct secret *secret, bool *mine) {
+    const int kind = (int)secret->option->kind;
+    *mine = kind == SECRET_PROMPT || (kind == SECRET_FILE && strcmp(secret->value, "-") != 0);
+    if (kind == SECRET_PROMPT)
+        return open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (*mine) /* a pipe's writer may be late */
+        return open(secret->value, O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    errno = EBADF;
+    return kind == SECRET_FD ? descriptor_of(run, secret->value) : STDIN_FILENO;
+}
+
 /* One secret. False when the deadline or a signal ended it. */
 static bool read_secret(struct run *run, const struct secret *secret) {
     struct request *request = &run->request;
     const struct option_row *option = secret->option;
     char text[MOST_BYTES];
-    int fd = -1;
-    bool mine = true;
-    if (option->kind == SECRET_PROMPT) {
-        fd = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
-    } else if (option->kind == SECRET_FILE && strcmp(secret->value, "-") != 0) {
-        fd = open(secret->value,
-                  O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); /* a pipe's writer may be late */
-    } else {
-        char *end = NULL;
-        const long number = option->kind == SECRET_FD ? strtol(secret->value, &end, 10) : STDIN_FILENO;
-        mine = false;
-        fd = number < 0 || number > 1 << 20 || number == run->signals ||
-                     (end != NULL && (end == secret->value || *end != '\0'))
-                 ? -1
-                 : (int)number;
-        errno = EBADF;
-    }
+    bool mine;
+    const int fd = open_secret(run, secret, &mine);
     ssize_t length = -1;
     if (fd >= 0)
         length = option->kind == SECRET_PROMPT ? ask(run, fd, option, text) : read_all(run, fd, text, false);
@@ -96,6 +102,14 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     return length != -2;
 }
 
+/* The row of an option that there is. */
+static const struct option_row *row_of(const char *name) {
+    const struct option_row *row = options;
+    while (strcmp(row->name, name) != 0)
+        ++row;
+    return row;
+}
+
 /* A user who is named without a password is asked for it, where there is a terminal to ask on. */
 static void add_prompts(struct request *request) {
     static const char *const pairs[][2] = {{"share-user", "password-prompt"},
@@ -103,19 +117,15 @@ static void add_prompts(struct request *request) {
     if (!isatty(STDIN_FILENO))
         return;
     for (size_t pair = 0; pair < 2; ++pair) {
-        const struct option_row *rows[2] = {NULL, NULL};
-        for (size_t i = 0; i < option_count; ++i)
-            for (int side = 0; side < 2; ++side)
-                if (strcmp(options[i].name, pairs[pair][side]) == 0)
-                    rows[side] = &options[i];
+        const struct option_row *const user = row_of(pairs[pair][0]), *const prompt = row_of(pairs[pair][1]);
         size_t size;
-        if (!takes(request->command, rows[0]) || option_buffer(request, rows[0], &size)[0] == '\0')
+        if (!takes(request->command, user) || option_buffer(request, user, &size)[0] == '\0')
             continue;
         bool given = false;
         for (int i = 0; i < request->secret_count; ++i)
-            given |= request->secrets[i].option->place.offset == rows[1]->place.offset;
+            given |= request->secrets[i].option->place.offset == prompt->place.offset;
         if (!given)
-            request->secrets[request->secret_count++] = (struct secret){rows[1], NULL};
+            request->secrets[request->secret_count++] = (struct secret){prompt, NULL};
     }
 }
 

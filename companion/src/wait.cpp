@@ -76,6 +76,20 @@ int end_without_record(const XAVO_WaitOptions &options, const XAVO_WaitResult &r
     return XAVO_WAIT_ERROR;
 }
 
+// Puts into the result what a poll has brought, if it has. True when that is something new.
+bool take_over(const XAVO_WaitOptions &options, XAVO_VELK_LifecycleJob *fetched, bool in_time,
+               XAVO_WaitResult *result) {
+    if (fetched == nullptr) {
+        result->end = end_without_record(options, *result, in_time);
+        return false;
+    }
+    const bool changed = differ(result->job, fetched);
+    XAVO_free_VELK_LifecycleJob(result->job);
+    result->job = fetched;
+    result->end = judge(options, fetched);
+    return changed;
+}
+
 } // namespace
 
 } // namespace xavo_companion
@@ -103,14 +117,7 @@ int XAVO_wait_for_job(const char *InstanceID, const XAVO_WaitOptions *options, X
         const bool in_time = left >= borrow_ms;
         XAVO_VELK_LifecycleJob *fetched =
             poll(InstanceID, how, in_time ? borrow_ms : static_cast<unsigned int>(left), result);
-        told.changed = fetched != nullptr && differ(result->job, fetched);
-        if (fetched != nullptr) {
-            XAVO_free_VELK_LifecycleJob(result->job);
-            result->job = fetched;
-            result->end = judge(how, fetched);
-        } else {
-            result->end = end_without_record(how, *result, in_time);
-        }
+        told.changed = take_over(how, fetched, in_time, result);
         told.job = result->job;
         told.code = result->code;
         ++told.polls;

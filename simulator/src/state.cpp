@@ -105,7 +105,7 @@ bool State::lock() {
     return !failed || fail(path + ": " + std::strerror(errno));
 }
 
-void State::unlock() { close_quietly(lock_); }
+void State::unlock() const { close_quietly(lock_); }
 
 bool State::read() {
     struct stat now;

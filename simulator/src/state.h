@@ -25,7 +25,7 @@ public:
 
 private:
     bool lock();
-    void unlock();
+    void unlock() const;
     bool read();
     bool write(const std::string &text);
     void hold(int file);
