@@ -109,11 +109,16 @@ void Call::misuse(const std::string &what, CMPIrc rc) {
     sim.watch.misuse(std::string(slot_) + ": " + what);
 }
 
-bool Call::accepts(const Object *object, const char *role) {
-    if (!object)
-        misuse(std::string("no ") + role);
-    else if (object->life != Life::alive)
+bool Call::is_alive(const Object *object) {
+    if (object->life != Life::alive)
         misuse(object->name() + " used after its release");
+    return sound();
+}
+
+bool Call::accepts(const Object *object, const char *role) {
+    if (object)
+        return is_alive(object);
+    misuse(std::string("no ") + role);
     return sound();
 }
 

@@ -76,7 +76,8 @@ public:
     bool works() const { return !misused_ && (!fault_ || fault_->with_result); }
 
     void misuse(const std::string &what, CMPIrc rc = CMPI_RC_ERR_FAILED);
-    // Whether another object that the call was given is alive; misuse when it is not.
+    // Whether an object is alive, and whether one was given, too; misuse when it is not.
+    bool is_alive(const Object *object);
     bool accepts(const Object *object, const char *role);
 
     // How the call ends unless a fault has the last word.

@@ -20,7 +20,7 @@ void write_to_dead_socket() {
     if (pipe2(ends, O_CLOEXEC) != 0)
         return;
     close(ends[0]);
-    [[maybe_unused]] const ssize_t written = write(ends[1], "", 1);
+    [[maybe_unused]] const ssize_t written = write(ends[1], "", sizeof "");
     close(ends[1]);
 }
 
@@ -84,7 +84,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
             answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
         call.wait(Milliseconds{broker.hold_ms});
     }
-    if (call.accepts(call.self, "client"))
+    if (call.is_alive(call.self))
         --client.running;
     if (dead && method_call && call.sound())
         call.misuse("the broker was restarted, which the real library does not survive");
@@ -134,7 +134,7 @@ CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
     if (call.sound() && (sim.broker.odd_pipes & CIMSIM_PIPE_RELEASE)) {
         call.unlocked(write_to_dead_socket);
-        call.accepts(call.self, "client"); // another thread may have been here
+        call.is_alive(call.self); // another thread may have been here
     }
     if (call.sound()) {
         const unsigned long connector = call.self->client->connector;
@@ -187,7 +187,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     const Object *const given = object_of(in);
     Object *const outputs = object_of(out);
     if (!call.sound() || !call.accepts(path, "object path") || !call.accepts(given, "input arguments") ||
-        (outputs && !call.accepts(outputs, "output arguments")) || !call.works())
+        (outputs && !call.is_alive(outputs)) || !call.works())
         return no_data();
 
     const std::shared_ptr<Tree> at = path->value.tree, arguments = given->value.tree;
@@ -204,7 +204,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     request.arguments = request_items(*arguments);
     Answer answer = exchange(call, std::move(request),
                              [&] { return sim.controller.invoke(*at, text_or_empty(method), *arguments); });
-    if (!call.sound() || (outputs && !call.accepts(outputs, "output arguments")))
+    if (!call.sound() || (outputs && !call.is_alive(outputs)))
         return no_data();
     if (outputs)
         for (Item &item : answer.outputs)
