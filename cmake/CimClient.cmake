@@ -6,14 +6,8 @@ endif()
 
 set(XAVO_USE_SIMULATOR ON)
 if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
-    # First as it is named: a toolchain file may keep the search to the compiler's own folders. A controller's
-    # file system often has the library under its soname alone.
-    set(named PATHS ${CMAKE_PREFIX_PATH} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-    find_path(CIM_CLIENT_INCLUDE_DIR CimClientLib/cmci.h ${named} PATH_SUFFIXES include)
-    find_path(CIM_CLIENT_INCLUDE_DIR CimClientLib/cmci.h)
-    find_library(CIM_CLIENT_LIBRARY NAMES cmpisfcc libcmpisfcc.so.1 ${named}
-                 PATH_SUFFIXES lib ${CMAKE_INSTALL_LIBDIR} lib/${CMAKE_LIBRARY_ARCHITECTURE})
-    find_library(CIM_CLIENT_LIBRARY NAMES cmpisfcc libcmpisfcc.so.1)
+    # A controller's file system often has the library under its soname alone.
+    xavo_find(CIM_CLIENT CimClientLib/cmci.h cmpisfcc libcmpisfcc.so.1)
     mark_as_advanced(CIM_CLIENT_INCLUDE_DIR CIM_CLIENT_LIBRARY)
     if(CIM_CLIENT_INCLUDE_DIR AND CIM_CLIENT_LIBRARY)
         set(XAVO_USE_SIMULATOR OFF)

@@ -1,8 +1,7 @@
 # What the tool writes JSON with: json-c's static library, so that a controller needs none. Afterwards
 # XAVO_HAVE_JSON_C says whether a program for the target machine can be linked with it.
 include(CheckCSourceCompiles)
-find_path(XAVO_JSON_C_INCLUDE_DIR json-c/json.h)
-find_library(XAVO_JSON_C_LIBRARY libjson-c.a)
+xavo_find(XAVO_JSON_C json-c/json.h libjson-c.a)
 mark_as_advanced(XAVO_JSON_C_INCLUDE_DIR XAVO_JSON_C_LIBRARY)
 if(XAVO_JSON_C_INCLUDE_DIR AND XAVO_JSON_C_LIBRARY)
     set(CMAKE_REQUIRED_INCLUDES ${XAVO_JSON_C_INCLUDE_DIR})

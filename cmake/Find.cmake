@@ -1,0 +1,12 @@
+# xavo_find(NAME HEADER LIBRARY...): sets NAME_INCLUDE_DIR to where the header lies, and NAME_LIBRARY to the first of
+# the libraries that is there. Prefixes are first taken as they are named: a toolchain file may keep the search to the
+# compiler's own folders.
+macro(xavo_find name header)
+    set(named PATHS ${CMAKE_PREFIX_PATH} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+    find_path(${name}_INCLUDE_DIR ${header} ${named} PATH_SUFFIXES include)
+    find_path(${name}_INCLUDE_DIR ${header})
+    find_library(${name}_LIBRARY NAMES ${ARGN} ${named}
+                 PATH_SUFFIXES lib ${CMAKE_INSTALL_LIBDIR} lib/${CMAKE_LIBRARY_ARCHITECTURE})
+    find_library(${name}_LIBRARY NAMES ${ARGN})
+    unset(named)
+endmacro()
