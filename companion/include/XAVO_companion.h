@@ -29,7 +29,7 @@ extern "C" {
  * connection that is new, has been quiet for a while (XAVO_set_quiet_time) or has just failed, the class of
  * the method's service is asked for, which is safe where the method call would crash: on a connection whose
  * broker was restarted. When the class cannot be had, for whatever reason, the method is not called, and the
- * call reports what the question met. The question costs one short exchange (0.25 ms on a real broker).
+ * call reports what the question met. The question costs one short exchange.
  *
  * The handle's client is replaced by one that forwards every call with the values it was given; what the
  * client lacks, the new one lacks, and its clone slot answers CMPI_RC_ERR_NOT_SUPPORTED. XAVO_free lets go of
