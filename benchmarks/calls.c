@@ -4,9 +4,10 @@
  *   calls                              a line for each operation: its name, whether it is a query, and the
  *                                      allocations of libxavo's own
  *   calls OPERATION SIDE TIMES [JOBS]  that side, so often, each time in `counted`, on a controller with so
- * many jobs (10); SIDE is libxavo, by-hand or guarded calls OPERATION time TIMES [JOBS]  the median
- * nanoseconds of libxavo and by hand, taken in turns, once it is sure that both make the same calls into the
- * client library
+ *                                      many jobs (10); SIDE is libxavo, by-hand or guarded
+ *
+ *   calls OPERATION time TIMES [JOBS]  the median nanoseconds of libxavo and by hand, taken in turns, once it
+ *                                      is sure that both make the same calls into the client library
  *
  * What is written by hand is as short as can be: it checks nothing, locks nothing and trusts every answer. */
 #include <cimsim.h>
@@ -202,7 +203,7 @@ static void test_share_by_hand(XAVO_Proxy *sp, outcome *o) {
     call c = to_qm_service(sp);
     add_text(c.in, "IPAddress", share.ipaddr);
     add_text(c.in, "ShareName", share.sharename);
-    strcat(strcat(strcpy(user, share.workgroup), "\\"), share.uname);
+    stpcpy(stpcpy(stpcpy(user, share.workgroup), "\\"), share.uname);
     add_text(c.in, "UserName", user);
     add_text(c.in, "Password", share.passwd);
     add_text(c.in, "Workgroup", share.workgroup);
@@ -404,9 +405,9 @@ int main(int argc, char **argv) {
     XAVO_Proxy *sp = XAVO_new();
     check("no handle", sp != NULL);
 
-    turns t = {{op->libxavo, op->by_hand}, {NULL, NULL}, 1, atoi(argv[3]), 10, op->query};
+    turns t = {{op->libxavo, op->by_hand}, {NULL, NULL}, 1, (int)strtol(argv[3], NULL, 10), 10, op->query};
     if (argc > 4)
-        t.jobs = (unsigned int)atoi(argv[4]);
+        t.jobs = (unsigned int)strtoul(argv[4], NULL, 10);
     if (strcmp(argv[2], "by-hand") == 0) {
         t.sides[0] = op->by_hand;
     } else if (strcmp(argv[2], "time") == 0) {

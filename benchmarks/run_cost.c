@@ -6,8 +6,7 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <time.h>
-
-extern char **environ;
+#include <unistd.h>
 
 static double run(char **command, posix_spawn_file_actions_t *actions) {
     struct timespec before, after;

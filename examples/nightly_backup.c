@@ -111,6 +111,6 @@ int main(int argc, char **argv) {
         !RECORD_PUT(backup.imagename, argv[6]) || !RECORD_PUT(backup.JobName, argv[7]) ||
         !RECORD_PUT(backup.startTime, "NOW"))
         return 64;
-    return nightly_backup(stdout, &backup, &how);
+    return (int)nightly_backup(stdout, &backup, &how);
 }
 #endif
