@@ -214,7 +214,10 @@ TEST_F(Guarded, OnlyAQuietConnectionIsAskedFirst) {
     cimsim_refuse_user("root01ff");
     EXPECT_EQ(questions("get"), 0U);
     EXPECT_EQ(questions("TestNetworkShare"), 0U); // and so is a refusal
+    arm(Own::MUTEX, 0, false);
     XAVO_set_quiet_time(sp, 20);
+    disarm();
+    EXPECT_EQ(own_calls(Own::MUTEX), 2U); // under its lock
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(questions("TestNetworkShare"), 1U);
     XAVO_set_quiet_time(sp, 1000000);

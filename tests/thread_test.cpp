@@ -40,6 +40,11 @@ void crowd(Handles handles, XAVO_Proxy *shared, Check check, unsigned rounds = 2
                     Results results;
                     op.call(sp, &code, results);
                     check(op, code, results.job);
+                    if (handles == Handles::GUARDED) {
+                        XAVO_Reason reason; // that may be of another's call
+                        XAVO_take_reason(sp, code, &reason);
+                        XAVO_set_quiet_time(sp, 1000);
+                    }
                 }
                 EXPECT_TRUE(handles != Handles::BORROWED || XAVO_give_back(sp) == XAVO_NO_ERROR);
             }

@@ -2,6 +2,7 @@
 #include "guard.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace xavo_companion {
 
@@ -29,9 +30,7 @@ void heard(Guard *guard, CMPIrc rc) {
 // Copies a text, cut between characters of UTF-8 where it does not fit.
 template <size_t size>
 bool copy_text(char (&buffer)[size], const char *text) {
-    size_t length = 0;
-    while (length < size && text[length] != '\0')
-        ++length;
+    size_t length = strnlen(text, size);
     const bool cut = length == size;
     if (cut) {
         --length;
@@ -133,9 +132,7 @@ CMCIClient *guard_clone(CMCIClient *, CMPIStatus *rc) {
 }
 
 // Whether the connection has to show first that it is alive.
-bool in_doubt(const Guard *guard) {
-    return !guard->trusted || guard->quiet_ms == 0 || now_ms() - guard->good_at >= guard->quiet_ms;
-}
+bool in_doubt(const Guard *guard) { return !guard->trusted || now_ms() - guard->good_at >= guard->quiet_ms; }
 
 CMPIData guard_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *method, CMPIArgs *in,
                             CMPIArgs *out, CMPIStatus *rc) {
