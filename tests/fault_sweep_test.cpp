@@ -458,6 +458,9 @@ TEST_P(FaultSweep, EveryCallIntoTheClientLibraryFails) {
                 EXPECT_STREQ(run.reason.message, refused && fault.message != nullptr ? fault.message : "");
             }
         }
+        if (nth <= op.before_lock && c.locked() != 0 && run.locked == 0 && mutex_calls(c) == 2) {
+            EXPECT_EQ(run.mutex_calls, 0U); // nothing to ask, nobody to wait for
+        }
         if (op.reads < Reads::RECORDS && run.locked != 0) {
             EXPECT_EQ(run.before_lock, c.extra(1));
             EXPECT_EQ(run.unlocked, c.extra(1));
