@@ -468,7 +468,8 @@ void write_jobs(Writer &out, const Controller &controller) {
             .option("name", job.name);
         out.option("task", tasks[static_cast<std::size_t>(job.task)]);
         if (job.start)
-            out.option("at", *job.start).option("start-text", job.start_text);
+            out.option("at", *job.start)
+                .word("start-text=" + quoted(job.start_text)); // empty is not left out
         out.option("runs-ms", job.runs).option("message", job.failure).option("until", job.until_text);
         if (job.fails)
             out.word("fails");
