@@ -131,12 +131,12 @@ void asked(unsigned long times) {
 
 } // namespace commands
 
-// The hour it is so many seconds from now.
-std::string hour(int seconds) {
+// The minute it is so many seconds from now.
+std::string minute(int seconds) {
     const std::time_t then = std::time(nullptr) + seconds;
     std::tm parts;
     char text[16];
-    std::strftime(text, sizeof text, "%Y%m%d%H", gmtime_r(&then, &parts));
+    std::strftime(text, sizeof text, "%Y%m%d%H%M", gmtime_r(&then, &parts));
     return text;
 }
 
@@ -395,7 +395,7 @@ private:
                 add("said: " + said.substr(0, said.size() - 1));
         if (!told.empty() && told.back() == ' ')
             told.pop_back();
-        const std::string about_now = "(" + hour(-60) + "|" + hour(60) + ")[0-9]{4}";
+        const std::string about_now = "(" + minute(-60) + "|" + minute(0) + "|" + minute(60) + ")[0-9]{2}";
         return std::regex_replace(told, std::regex(about_now), "TIME");
     }
 
