@@ -277,6 +277,13 @@ static void take_option(struct request *request, const struct option_row *option
     }
 }
 
+const struct option_row *first_row(const char *name) {
+    const struct option_row *row = options;
+    while (strcmp(row->name, name) != 0)
+        ++row;
+    return row;
+}
+
 /* Several commands can have an option of one name: this is the command's own, or NULL. */
 static const struct option_row *option_of(const struct command *command, const char *name) {
     for (const struct option_row *option = options; option < options + option_count; ++option)
@@ -308,10 +315,7 @@ static void make_tables(struct option *longs, char *shorts) {
     *shorts++ = '-'; /* arguments in their order, as option 1 */
     *shorts++ = ':'; /* a missing value is told from an unknown option */
     for (size_t i = 0; i < option_count; ++i) {
-        size_t same = 0;
-        while (strcmp(options[same].name, options[i].name) != 0)
-            ++same;
-        if (same != i)
+        if (first_row(options[i].name) != &options[i])
             continue;
         *longs++ = (struct option){options[i].name, options[i].value ? required_argument : no_argument, NULL,
                                    FIRST_LONG + (int)i};
@@ -336,8 +340,7 @@ struct given {
     char *value;
 };
 
-/* Reads to the end, whatever is wrong on the way: --json may come last. Returns how many options were given.
- */
+/* Reads to the end, whatever is wrong on the way: --json may come last. Returns the number of options. */
 static int read_words(struct request *request, int argc, char **argv, struct given *given) {
     struct option longs[sizeof options / sizeof *options + 1];
     char shorts[sizeof options / sizeof *options + 3];
@@ -378,7 +381,7 @@ static void take_command(struct request *request) {
         complain(request, "there is no command %s", name);
 }
 
-/* Those of the command. */
+/* Takes the options once it is known whose they are. */
 static void take_options(struct request *request, const struct given *given, int given_count) {
     uint64_t seen = 0;
     for (int i = 0; i < given_count; ++i) {

@@ -102,14 +102,6 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     return length != -2;
 }
 
-/* The row of an option that there is. */
-static const struct option_row *row_of(const char *name) {
-    const struct option_row *row = options;
-    while (strcmp(row->name, name) != 0)
-        ++row;
-    return row;
-}
-
 /* A user who is named without a password is asked for it, where there is a terminal to ask on. */
 static void add_prompts(struct request *request) {
     static const char *const pairs[][2] = {{"share-user", "password-prompt"},
@@ -117,7 +109,8 @@ static void add_prompts(struct request *request) {
     if (!isatty(STDIN_FILENO))
         return;
     for (size_t pair = 0; pair < 2; ++pair) {
-        const struct option_row *const user = row_of(pairs[pair][0]), *const prompt = row_of(pairs[pair][1]);
+        const struct option_row *const user = first_row(pairs[pair][0]);
+        const struct option_row *const prompt = first_row(pairs[pair][1]);
         size_t size;
         if (!takes(request->command, user) || option_buffer(request, user, &size)[0] == '\0')
             continue;

@@ -74,6 +74,8 @@ extern const size_t option_count;
 
 /* The command of that name, or NULL. */
 const struct command *find_command(const char *name);
+/* The first option of a name that there is. */
+const struct option_row *first_row(const char *name);
 /* Whether a command takes an option. */
 bool takes(const struct command *command, const struct option_row *option);
 
