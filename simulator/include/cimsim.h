@@ -139,11 +139,13 @@ void cimsim_add_element(unsigned int index, cimsim_value *value);
 
 /* ---- What the services know --------------------------------------------------------------------- */
 
-/* How they answer. Jobs that the services start take 3 s for an installation or a reboot and 5 s for a
- * backup or a restore. A method that refuses gives 2 and, in "MessageID" and "Message":
- *   VELK_JobService     JQ001 unknown job, JQ002 a running job is not deleted, JQ003 only a new or a
- *                       scheduled job can be scheduled, JQ004 start time, JQ005 until time (not valid,
- *                       or before the start), JQ006 missing parameter
+/* How they answer. Digits given as text for an integer parameter (RebootJobType, ShareType and the like)
+ * arrive as the integer; other text arrives as it is, and is no valid value. A query (execQuery) finds
+ * nothing; createInstance, setInstance, deleteInstance and the client's getProperty give rc 7 without a
+ * message. Jobs that the services start take 3 s for an installation or a reboot and 5 s for a backup or a
+ * restore. A method that refuses gives 2 and, in "MessageID" and "Message": VELK_JobService     JQ001 unknown
+ * job, JQ002 a running job is not deleted, JQ003 only a new or a scheduled job can be scheduled, JQ004 start
+ * time, JQ005 until time (not valid, or before the start), JQ006 missing parameter
  *   VELK_SoftwareInstallationService
  *                       SWI001 scheme of the URI, SWI002 type of reboot job (1 graceful, 2
  *                       forced), KTB017, PXN095
@@ -192,16 +194,25 @@ void cimsim_hold_answers(unsigned int milliseconds);
 void cimsim_set_garbage(int on);
 
 /* The broker was restarted: until every client was released and a new one connects, every exchange writes to
- * a dead socket (SIGPIPE for the calling thread). Those that read (enumInstances, getInstance, getClass) then
- * give rc 1; invokeMethod is misuse, since the real library crashes in it, and gives rc 1 where misuse is
- * counted. Connecting beside an open client succeeds all the same, and releasing a client raises no signal.
- * The other two bits say otherwise of connecting (SIGPIPE, and NULL) and of releasing (SIGPIPE): not observed
- * with the real library, they exercise a caller's guard. With CIMSIM_PIPE_CONNECT, connecting while no client
- * is open meets the dead socket once. 0: takes the restart back. */
+ * a dead socket (SIGPIPE for the calling thread). Those that read (enumInstances, getInstance, getClass,
+ * execQuery) then give rc 1 with the message "Internal error - -1\n" (a backslash and an n, no end of line);
+ * invokeMethod is misuse, since the real library crashes in it, and gives rc 1 where misuse is counted.
+ * Connecting beside an open client succeeds all the same, and releasing a client raises no signal. The other
+ * two bits say otherwise of connecting (SIGPIPE, and NULL) and of releasing (SIGPIPE): not observed with the
+ * real library, they exercise a caller's guard. With CIMSIM_PIPE_CONNECT, connecting while no client is open
+ * meets the dead socket once. 0: takes the restart back. */
 #define CIMSIM_PIPE_CALLS 1u
 #define CIMSIM_PIPE_CONNECT 2u
 #define CIMSIM_PIPE_RELEASE 4u
 void cimsim_restart_broker(unsigned int pipes);
+
+/* Where a thread ends while another releases the process's last client, the real library crashes now and
+ * then: the end of the thread runs code that is being unloaded. Not 0: a release of the last client takes up
+ * to this many milliseconds of real time when other threads have used the client library since the first
+ * client connected, and one of them that ends meanwhile is misuse. Keep one client open until all threads are
+ * joined. 0 (the default, also after cimsim_reset): a release ends at once, and such a moment goes unnoticed.
+ */
+void cimsim_set_unload_time(unsigned int milliseconds);
 
 /* Why the state cannot be had, or NULL as long as it can (and when there is none). */
 const char *cimsim_state_error(void);
@@ -214,11 +225,12 @@ unsigned long cimsim_overlaps(void);
 typedef struct cimsim_item {
     const char *name;
     CMPIType type;    /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
-    const char *text; /* characters; numbers in decimal; arrays as [a,b]; references as ns:Class.Key="v" */
+    const char *text; /* as it was sent: characters; numbers in decimal, also when digits were given as text
+                         for an integer; arrays as [a,b]; references as ns:Class.Key="v" */
 } cimsim_item;
 
 typedef struct cimsim_request {
-    const char *operation; /* "invokeMethod", "enumInstances", "getInstance", "getClass" */
+    const char *operation; /* "invokeMethod", "enumInstances", "getInstance", "getClass", "execQuery" */
     const char *user;
     const char *name_space;
     const char *class_name;
@@ -294,7 +306,9 @@ const char *cimsim_traced(void);
  * them, while one that the program made frees them itself. */
 unsigned long cimsim_owned(void);
 /* Values read from objects and left to a thread's pool, in all threads. The object of a null string is
- * one of them. */
+ * one of them. A pool is emptied when its thread releases the process's last client, or ends while a client
+ * is open. When another thread releases the last client, the pool is lost: its values are counted until
+ * cimsim_reset, and using one is misuse. */
 unsigned long cimsim_pooled(void);
 /* Names of the objects of both kinds, separated by blanks: for the message of a failing test. */
 const char *cimsim_live(void);
@@ -302,10 +316,12 @@ const char *cimsim_live(void);
 /* Misuse - a double release (an element by itself and with its container, or by itself and then overwritten
  * in an array that the program made), a use after release or after the last client was released, a
  * constructor without an open client, a value released on another thread, invokeMethod without a status,
- * without input arguments, of a class or namespace that there is not or on a dead connection, a list of
- * properties given to enumInstances - ends the program with a line on standard error that names the object.
- * on: it is counted instead, from 0, and the call does nothing; it gives rc 1, or rc 6 for a class that there
- * is not. The latest CIMSIM_REMEMBERED released objects are remembered. */
+ * without input arguments, without output arguments when the method has outputs, of a class or namespace that
+ * there is not or on a dead connection, a list of properties given to enumInstances or getInstance, the end
+ * of a thread at a moment that cimsim_set_unload_time makes long enough to notice - ends the program with a
+ * line on standard error that names the object. on: it is counted instead, from 0, and the call does nothing;
+ * it gives rc 1, or rc 6 for a class that there is not. The latest CIMSIM_REMEMBERED released objects are
+ * remembered. */
 #define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);

@@ -77,6 +77,7 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
     ++watch.all_calls;
     ++watch.calls[slot];
     fault_ = watch.strike(slot);
+    this_thread().has_called = true;
     const bool constructs = role == Role::constructor || role == Role::connect;
     if (watch.tracing && !constructs)
         watch.record(watch.trace_name(object) + std::strchr(slot, '.'));
@@ -144,6 +145,14 @@ void Call::wait(std::int64_t milliseconds) {
         if (frozen)
             StateSession(); // another process may have moved the time
     }
+}
+
+void Call::wait_for_threads(unsigned int milliseconds) {
+    const unsigned long misuses = sim.watch.misuses;
+    sim.thread_ended.wait_for(lock_, std::chrono::milliseconds(milliseconds),
+                              [&] { return sim.watch.misuses != misuses; });
+    for (auto &entry : sim.heap.threads)
+        entry.second->unloading = false;
 }
 
 CMPIStatus Call::status() {

@@ -37,6 +37,8 @@ struct Watch {
     std::vector<Plan> plans; // in the order in which they were made
     const char *hit = nullptr;
 
+    unsigned int unload_ms = 0; // how long the release of the last client stays open to the ends of threads
+
     bool tracing = false;
     std::string trace;
     std::map<std::string, unsigned int> trace_count; // by kind
@@ -96,6 +98,10 @@ public:
     // Gives it away until so much simulated time has passed, or the simulator is reset; at least for a
     // moment, so that another thread can get in between.
     void wait(std::int64_t milliseconds);
+
+    // Gives it away while the back end is unloaded, for so much real time or until a thread ends that has
+    // used it.
+    void wait_for_threads(unsigned int milliseconds);
 
     // What a constructor made, for the record.
     template <class Face>

@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <functional>
 #include <unistd.h>
 
 namespace cimsim {
 
 namespace {
+
+// A backslash and an n, as the real library has it.
+const char *const dead_message = "Internal error - -1\\n";
 
 // What the real library does to a socket whose other end is gone: the calling thread gets a SIGPIPE.
 void write_to_dead_socket() {
@@ -72,7 +74,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
     if (!good) {
         answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
     } else if (dead) {
-        answer = failed(CMPI_RC_ERR_FAILED, "The connection to the broker is lost.");
+        answer = failed(CMPI_RC_ERR_FAILED, dead_message);
         session.end();
         call.unlocked(write_to_dead_socket);
     } else {
@@ -108,16 +110,21 @@ Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlag
     return face_of<Face>(&make(std::move(answer.result), Holder::owned));
 }
 
-// Leaves an instance those of its properties that the list names.
-void filter(Tree &instance, char *const *properties) {
-    const auto is_named = [&](const Item &item) {
-        for (char *const *name = properties; *name; ++name)
-            if (same_name(item.name.c_str(), *name))
-                return true;
-        return false;
-    };
-    auto &items = instance.items;
-    items.erase(std::remove_if(items.begin(), items.end(), std::not_fn(is_named)), items.end());
+void refuse_properties(Call &call, char *const *properties) {
+    if (call.sound() && properties)
+        call.misuse("a list of properties, which the real library does not survive");
+}
+
+// The class says which parameters are integers: the client library sends digits that a program gave for one
+// as the integer. Other text it sends as it is.
+void convert_integers(const Tree &path, Value &arguments) {
+    for (std::size_t i = 0; i < arguments.tree->items.size(); ++i) {
+        const Item &item = arguments.tree->items[i];
+        if (item.value.kind != Kind::string || !is_integer_parameter(path.class_name, item.name))
+            continue;
+        if (const auto number = whole_number(item.value.text, 0xffff))
+            arguments.edit().items[i].value = Value::number(CMPI_uint16, *number);
+    }
 }
 
 // Puts between the instances of an enumeration what a test wants there.
@@ -137,11 +144,12 @@ CMPIStatus client_release(CMCIClient *self) {
         call.is_alive(call.self); // another thread may have been here
     }
     if (call.sound()) {
-        const unsigned long connector = call.self->client->connector;
         release_object(call);
-        client_released(connector);
+        const bool others = client_released();
         if (sim.heap.clients == 0)
             sim.broker.odd_pipes = 0;
+        if (others)
+            call.wait_for_threads(sim.watch.unload_ms);
     }
     return call.status();
 }
@@ -157,24 +165,31 @@ CMPIConstClass *client_getClass(CMCIClient *self, CMPIObjectPath *op, CMPIFlags 
 CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **properties,
                                  CMPIStatus *rc) {
     Call call("CMCIClient.getInstance", self, rc);
-    return read<CMPIInstance>(call, "getInstance", op, flags, [&](const Tree &path) {
-        Answer found = sim.controller.get(path);
-        if (found.rc == CMPI_RC_OK && properties)
-            filter(found.result.edit(), properties);
-        return found;
-    });
+    refuse_properties(call, properties);
+    return read<CMPIInstance>(call, "getInstance", op, flags,
+                              [](const Tree &path) { return sim.controller.get(path); });
 }
 
 CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags,
                                       char **properties, CMPIStatus *rc) {
     Call call("CMCIClient.enumInstances", self, rc);
-    if (call.sound() && properties)
-        call.misuse("a list of properties, which the real library does not survive");
+    refuse_properties(call, properties);
     return read<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Tree &path) {
         Answer found = sim.controller.enumerate(path);
         if (found.rc == CMPI_RC_OK)
             add_extra_elements(found.result.tree->elements);
         return found;
+    });
+}
+
+// No provider answers queries: none finds anything.
+CMPIEnumeration *client_execQuery(CMCIClient *self, CMPIObjectPath *op, const char *, const char *,
+                                  CMPIStatus *rc) {
+    Call call("CMCIClient.execQuery", self, rc);
+    return read<CMPIEnumeration>(call, "execQuery", op, 0, [](const Tree &) {
+        Answer nothing;
+        nothing.result = Value::with_tree(CMPI_enumeration, Kind::enumeration);
+        return nothing;
     });
 }
 
@@ -190,7 +205,8 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
         (outputs && !call.is_alive(outputs)) || !call.works())
         return no_data();
 
-    const std::shared_ptr<Tree> at = path->value.tree, arguments = given->value.tree;
+    const std::shared_ptr<Tree> at = path->value.tree;
+    Value arguments = given->value;
     // The real library fetches the class first, and releases what it got without a look.
     if (StateSession session;
         session.good() && !is_dead() && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
@@ -201,9 +217,13 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     }
     Request request = request_for("invokeMethod", *at);
     request.method = text_or_empty(method);
-    request.arguments = request_items(*arguments);
-    Answer answer = exchange(call, std::move(request),
-                             [&] { return sim.controller.invoke(*at, text_or_empty(method), *arguments); });
+    convert_integers(*at, arguments);
+    request.arguments = request_items(*arguments.tree);
+    Answer answer = exchange(call, std::move(request), [&] {
+        return sim.controller.invoke(*at, text_or_empty(method), *arguments.tree);
+    });
+    if (call.sound() && !outputs && !answer.outputs.empty())
+        call.misuse("no output arguments, but the method has outputs");
     if (!call.sound() || (outputs && !call.is_alive(outputs)))
         return no_data();
     if (outputs)
@@ -240,7 +260,7 @@ CMCIClientFT client_table = {
     NOT_SUPPORTED(CMCIClient, createInstance),
     NOT_SUPPORTED(CMCIClient, setInstance),
     NOT_SUPPORTED(CMCIClient, deleteInstance),
-    NOT_SUPPORTED(CMCIClient, execQuery),
+    client_execQuery,
     NOT_SUPPORTED(CMCIClient, enumInstanceNames),
     client_enumInstances,
     NOT_SUPPORTED(CMCIClient, associators),
@@ -287,6 +307,6 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
     Object &client = make(Value(CMPI_null, Kind::client), Holder::owned);
     client.client = std::make_unique<Client>();
     client.client->user = text_or_empty(user);
-    client_opened(client);
+    ++sim.heap.clients;
     return call.made<CMCIClient>(client);
 }

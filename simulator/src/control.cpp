@@ -74,6 +74,7 @@ void visit_live(Visit visit) {
             visit(*static_cast<const Object *>(link));
     };
     ring(sim.heap.owned);
+    ring(sim.heap.lost);
     for (const auto &entry : sim.heap.threads)
         ring(entry.second->pool);
 }
@@ -314,6 +315,11 @@ void cimsim_restart_broker(unsigned int pipes) {
     else
         sim.connected = sim.broker.generation;
     sim.broker.odd_pipes = pipes;
+}
+
+void cimsim_set_unload_time(unsigned int milliseconds) {
+    const Guard guard(sim.lock);
+    sim.watch.unload_ms = milliseconds;
 }
 
 const char *cimsim_state_error(void) {

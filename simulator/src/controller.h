@@ -141,6 +141,8 @@ Value job_instance(const Job &job, Milliseconds now);
 struct Service;
 const Service *find_service(const std::string &class_name);
 Value service_instance(const Service &service);
+// Whether the methods of a class take a uint16 under this name.
+bool is_integer_parameter(const std::string &class_name, const std::string &name);
 Answer call_service(const Service &service, Controller &controller, const char *method,
                     const Tree &arguments);
 

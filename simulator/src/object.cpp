@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <pthread.h>
+#include <utility>
 
 namespace cimsim {
 
@@ -103,15 +104,44 @@ Member &member_at(Object &container, std::size_t index) {
     return container.members[index];
 }
 
-// Everything dies with the back end, but what the program owned stays on its account.
-void unload() {
-    for (auto &entry : sim.heap.threads)
-        empty_pool(*entry.second);
+void end_all(Link &ring) {
     std::vector<std::string> ignored;
-    for (Link *link = sim.heap.owned.next; link != &sim.heap.owned; link = link->next) {
+    for (Link *link = ring.next; link != &ring; link = link->next) {
         auto &object = *static_cast<Object *>(link);
         bury_members(object, ignored);
         object.life = Life::unloaded;
+    }
+}
+
+// Everything dies with the back end: the pool of the thread that unloads it is freed, the others' are lost,
+// and what the program owned stays on its account. Returns whether other threads have used it.
+bool unload() {
+    Thread &own = this_thread();
+    empty_pool(own);
+    own.has_called = false;
+    bool others = false;
+    for (auto &entry : sim.heap.threads) {
+        Thread &thread = *entry.second;
+        while (thread.pool.next != &thread.pool) {
+            Link &object = *thread.pool.next;
+            object.leave();
+            object.join(sim.heap.lost);
+        }
+        thread.unloading = std::exchange(thread.has_called, false);
+        others = others || thread.unloading;
+    }
+    end_all(sim.heap.owned);
+    end_all(sim.heap.lost);
+    return others;
+}
+
+void forget_unloaded(Link &ring) {
+    std::vector<std::string> ignored;
+    for (Link *link = ring.next; link != &ring;) {
+        auto &object = *static_cast<Object *>(link);
+        link = link->next;
+        if (object.life == Life::unloaded)
+            bury(object, ignored);
     }
 }
 
@@ -137,6 +167,11 @@ Thread &this_thread() {
 }
 
 void thread_leaves(Thread &thread) {
+    if (thread.unloading) {
+        sim.watch.misuse(
+            "a thread that has used the client library ended while another released the last client");
+        sim.thread_ended.notify_all();
+    }
     empty_pool(thread);
     sim.heap.threads.erase(thread.id);
     delete &thread;
@@ -281,30 +316,11 @@ void bury(Object &object, std::vector<std::string> &twice) {
         into_graveyard(object);
 }
 
-void client_opened(Object &client) {
-    Thread &thread = this_thread();
-    client.client->connector = thread.id;
-    ++thread.clients;
-    ++sim.heap.clients;
-}
-
-void client_released(unsigned long connector) {
-    const auto thread = sim.heap.threads.find(connector);
-    if (thread != sim.heap.threads.end() && --thread->second->clients == 0 &&
-        thread->second == &this_thread())
-        empty_pool(*thread->second);
-    if (--sim.heap.clients == 0)
-        unload();
-}
+bool client_released() { return --sim.heap.clients == 0 && unload(); }
 
 void forget_unloaded() {
-    std::vector<std::string> ignored;
-    for (Link *link = sim.heap.owned.next; link != &sim.heap.owned;) {
-        auto &object = *static_cast<Object *>(link);
-        link = link->next;
-        if (object.life == Life::unloaded)
-            bury(object, ignored);
-    }
+    forget_unloaded(sim.heap.owned);
+    forget_unloaded(sim.heap.lost);
 }
 
 void drain_graveyard(std::size_t bound) {

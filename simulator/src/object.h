@@ -40,13 +40,13 @@ struct Member {
 
 struct Client {
     std::string user;
-    unsigned long connector = 0; // the thread that connected it
-    unsigned int running = 0;    // exchanges that have not been answered yet
+    unsigned int running = 0; // exchanges that have not been answered yet
 };
 
 struct Thread {
     unsigned long id = 0;
-    unsigned int clients = 0; // connected by this thread and still open
+    bool has_called = false; // the client library, since its back end was loaded
+    bool unloading = false;  // another thread, which releases the last client, waits for this one's end
     Link pool;
 
     // What functions of the control header returned last on this thread.
@@ -79,6 +79,7 @@ struct Object : Link {
 
 struct Heap {
     Link owned;
+    Link lost; // left to the pool of a thread other than the one that released the last client
     std::size_t owned_count = 0, pooled_count = 0;
     std::size_t clients = 0; // open ones; the back end is loaded while there are any
     Link graveyard;          // released, but still there to be recognised
@@ -124,8 +125,8 @@ Value value_of(const Object &object);
 // Ends an object. Elements that the program had released itself are named in `twice`.
 void bury(Object &object, std::vector<std::string> &twice);
 
-void client_opened(Object &client);
-void client_released(unsigned long connector); // after the client itself was buried
+// Unloads the back end with the last client. False: other threads have used it.
+bool client_released();
 void forget_unloaded();
 void drain_graveyard(std::size_t bound);
 

@@ -23,13 +23,10 @@ struct Arguments {
         const Value *value = find(name);
         return value ? to_text(*value) : std::string();
     }
-    // A number, also one that was given as text.
-    std::optional<unsigned int> number(const char *name) const {
-        const std::string digits = text(name);
-        if (digits.empty() || digits.size() > 9 ||
-            digits.find_first_not_of("0123456789") != std::string::npos)
-            return std::nullopt;
-        return static_cast<unsigned int>(std::strtoul(digits.c_str(), nullptr, 10));
+    // A number. Digits that the program gave as text arrive as one.
+    std::optional<CMPIUint64> number(const char *name) const {
+        const Value *value = find(name);
+        return value && value->kind == Kind::number ? whole_number(to_text(*value), ~0ULL) : std::nullopt;
     }
 };
 
@@ -326,6 +323,7 @@ struct Service {
         Answer (*answer)(Controller &, const Arguments &);
     };
     std::vector<Method> methods;
+    std::vector<const char *> integers; // parameters of type uint16, whichever method has them
 
     std::vector<Item> keys() const {
         return {{"CreationClassName", Value::string(class_name)},
@@ -341,19 +339,23 @@ const Service services[] = {
     {"VELK_JobService",
      "Tavix",
      "JobService",
-     {{"DeleteJobQueue", delete_job_queue}, {"SetupJobQueue", setup_job_queue}}},
+     {{"DeleteJobQueue", delete_job_queue}, {"SetupJobQueue", setup_job_queue}},
+     {}},
     {"VELK_SoftwareInstallationService",
      "TAVIX:ID",
      "SoftwareUpdate",
      {{"InstallFromURI", install_from_uri},
       {"InstallFromSoftwareIdentity", install_from_software_identity},
-      {"CreateRebootJob", create_reboot_job}}},
+      {"CreateRebootJob", create_reboot_job}},
+     {"RebootJobType"}},
     {"VELK_QMService",
      "VELK:ComputerSystem",
      "VELK:QMService",
      {{"BackupImage", backup_image},
       {"RestoreImage", restore_image},
-      {"TestNetworkShare", test_network_share}}},
+      {"TestNetworkShare", test_network_share}},
+     {"ShareType", "ProxySupport", "ProxyType", "IgnoreCertWarning", "PreserveVDConfig",
+      "CheckBackupDestinationAvailability"}},
 };
 
 } // namespace
@@ -363,6 +365,12 @@ const Service *find_service(const std::string &class_name) {
         if (same_name(service.class_name, class_name.c_str()))
             return &service;
     return nullptr;
+}
+
+bool is_integer_parameter(const std::string &class_name, const std::string &name) {
+    const Service *const service = find_service(class_name);
+    return service && std::any_of(service->integers.begin(), service->integers.end(),
+                                  [&](const char *integer) { return same_name(integer, name.c_str()); });
 }
 
 Value service_instance(const Service &service) {

@@ -16,6 +16,7 @@ namespace cimsim {
 struct Simulator {
     std::mutex lock;
     std::condition_variable time_changed; // otherwise than by the passing of time
+    std::condition_variable thread_ended; // while another waits for it in releasing the last client
     unsigned long resets = 0;
     unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
     State state;

@@ -125,8 +125,10 @@ CMPIData enumeration_getNext(CMPIEnumeration *self, CMPIStatus *rc) {
         return no_data();
     if (call.self->next_element < elements(call).size())
         return hand_out_element(*call.self, call.self->next_element++);
-    call.fail(CMPI_RC_ERR_NOT_FOUND);
-    return no_data();
+    CMPIData past_the_end = no_data(); // no failure, and a value not to be used
+    past_the_end.type = CMPI_instance;
+    past_the_end.state = CMPI_badValue;
+    return past_the_end;
 }
 
 CMPIBoolean enumeration_hasNext(CMPIEnumeration *self, CMPIStatus *rc) {

@@ -1,6 +1,7 @@
 // value.cpp - making, reading and rendering values.
 #include "value.h"
 
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <strings.h>
@@ -135,6 +136,14 @@ std::string path_text(const Tree &path) {
 }
 
 } // namespace
+
+std::optional<CMPIUint64> whole_number(const std::string &text, CMPIUint64 most) {
+    CMPIUint64 number = 0;
+    const char *const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return rest == end && error == std::errc() && number <= most ? std::optional<CMPIUint64>(number)
+                                                                 : std::nullopt;
+}
 
 bool is_number(CMPIType type) {
     return with_number_type(type, [](auto, auto) {});

@@ -6,6 +6,7 @@
 #include <CimClientLib/cmcidt.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,9 @@ bool same_name(const char *a, const char *b); // letter case does not count
 
 // A string shared by everything that takes `const char *` and may be given NULL.
 inline const char *text_or_empty(const char *text) { return text ? text : ""; }
+
+// The number that a text of digits alone stands for, if it is not above `most`.
+std::optional<CMPIUint64> whole_number(const std::string &text, CMPIUint64 most);
 
 bool is_number(CMPIType type);
 CMPIUint64 load_number(CMPIType type, const void *from); // reads no more than the type's own width

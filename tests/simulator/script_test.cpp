@@ -68,10 +68,17 @@ std::string request() {
            test::last_request();
 }
 
+// The arguments of the last request.
+std::string asked_for() {
+    const std::string asked = test::last_request();
+    const auto begin = asked.find('(') + 1;
+    return asked.substr(begin, asked.size() - 1 - begin);
+}
+
 // The status of each kind of exchange, "0011", and the message.
 std::string exchanges(CMCIClient *on) {
     const auto at = raw::path(), of = job_path("job"), service = raw::service("VELK_JobService");
-    const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
+    const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
     CMPIStatus st = {};
     std::string codes, message;
     const auto note = [&](bool made) {
@@ -83,7 +90,8 @@ std::string exchanges(CMCIClient *on) {
     note(Own<CMPIConstClass>(on->ft->getClass(on, at.get(), 0, nullptr, &st)) != nullptr);
     note(Own<CMPIInstance>(on->ft->getInstance(on, of.get(), 0, nullptr, &st)) != nullptr);
     note(Own<CMPIEnumeration>(on->ft->enumInstances(on, at.get(), 0, nullptr, &st)) != nullptr);
-    note(on->ft->invokeMethod(on, service.get(), "SetupJobQueue", in.get(), nullptr, &st).type != CMPI_null);
+    note(on->ft->invokeMethod(on, service.get(), "SetupJobQueue", in.get(), out.get(), &st).type !=
+         CMPI_null);
     return codes + message;
 }
 
@@ -127,6 +135,12 @@ void asked(unsigned long times) {
     while (cimsim_request_count() < times)
         std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+// Waits until a slot was called so many times.
+void called(const char *slot, unsigned long times) {
+    while (cimsim_calls(slot) < times)
+        std::this_thread::yield();
 }
 
 } // namespace commands
