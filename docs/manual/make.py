@@ -277,6 +277,7 @@ def guide_section(heading):
     if not found:
         sys.exit(f"manual: the guide has no section {heading}")
     text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # they belong to the guide's files
+    text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # no page of the manual
     return re.sub(r"^###", "##", text, flags=re.M)
 
 
