@@ -11,13 +11,16 @@
  *  3. Values. A function that takes a cimsim_value takes it over, also when it fails: do not use it again.
  *  4. Times. Times are seconds of simulated time.
  *  5. Start. A process starts with the demonstration controller: a few jobs, software identities and shares
- *     (see cimsim_load_demo). Tests begin with cimsim_reset().
+ *     (see cimsim_load_demo), or with the controller that its environment names. The first function of this
+ *     header that it calls, but for those that make values, gives it the demonstration controller as a
+ *     controller of its own: a test never works on the controller that the shell's environment names.
+ *     cimsim_use_state attaches a process to a state. Tests begin with cimsim_reset().
  *  6. Slots. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
  *     "CMPIString.release"; the constructors by their own names: "cmciConnect". A name that there is
  *     not ends the program with a line: a plan for it would never strike.
  *
- * Environment, read when the library is loaded
- *  CIMSIM_SCENE   the controller that the process finds, for programs that cannot call this header.
+ * Environment, read when the library is loaded, for processes that do not call this header (see Start)
+ *  CIMSIM_SCENE   the controller that the process finds.
  *                 Either switches, separated by commas: "lockdown", "unreachable" (no broker),
  *                 "refuse=NAME" (a user the broker refuses, named as it sees him: "guest01ff"), "empty"
  *                 (as after cimsim_reset). Or, when it is not made of these alone and has a slash in it
@@ -58,6 +61,15 @@ void cimsim_reset(void);
  * scheduled or deleted), identities "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10"
  * the shares "backups" (type 2, user "operator", password "secret") and "public" (type 0). */
 void cimsim_load_demo(void);
+
+/* Attaches the process to the state in the file `path`, as CIMSIM_STATE does (see Environment); where there
+ * is no such file, it is made of the process's controller. NULL or "": detaches it from its state; the
+ * controller stays as it was last read, in this process alone. A scene that the environment names stays in
+ * either case, if this is the first function that is called. Clients that are open stay connected, and
+ * answers that are held back go out. Children of the process find what the environment names, as before.
+ * Returns 0, or -1 when the state cannot be had: standard error and cimsim_state_error say why. The process
+ * is attached to it all the same, and connects as soon as the state is good. */
+int cimsim_use_state(const char *path);
 
 /* ---- Time --------------------------------------------------------------------------------------- */
 

@@ -14,13 +14,19 @@ struct cimsim_value {
 
 namespace {
 
+std::unique_lock<std::mutex> lock_own_controller(std::mutex &lock) {
+    std::unique_lock<std::mutex> locked(lock);
+    leave_environment();
+    return locked;
+}
+
 // The simulator's lock and, inside of it, the state's: what a function changes, all processes see.
 class Guard {
 public:
-    explicit Guard(std::mutex &lock) : lock_(lock) {}
+    explicit Guard(std::mutex &lock) : lock_(lock_own_controller(lock)) {}
 
 private:
-    std::lock_guard<std::mutex> lock_;
+    std::unique_lock<std::mutex> lock_;
     StateSession session_;
 };
 
@@ -100,6 +106,17 @@ void cimsim_reset(void) {
 void cimsim_load_demo(void) {
     const Guard guard(sim.lock);
     sim.controller.load_demo();
+}
+
+int cimsim_use_state(const char *path) {
+    const std::lock_guard<std::mutex> guard(sim.lock);
+    const bool dead = sim.broker.generation != sim.connected;
+    sim.from_environment = false;
+    sim.state.use(path);
+    StateSession session;
+    const bool good = session.end();
+    controller_replaced(dead);
+    return good ? 0 : -1;
 }
 
 // ---- Time ---------------------------------------------------------------------------------------

@@ -12,6 +12,7 @@
 #include <new>
 #include <sstream>
 #include <unistd.h>
+#include <utility>
 
 namespace cimsim {
 
@@ -78,6 +79,7 @@ bool read_scene() {
     else
         apply_file(scene);
     sim.state.use(std::getenv("CIMSIM_STATE"));
+    sim.from_environment = !scene.empty() || sim.state.in_use();
     return true;
 }
 
@@ -102,5 +104,22 @@ __attribute__((destructor)) void unload() {
 
 Simulator &sim = *new (room) Simulator;
 [[maybe_unused]] static const bool scene_is_set = read_scene();
+
+void leave_environment() {
+    if (!std::exchange(sim.from_environment, false))
+        return;
+    const bool dead = sim.broker.generation != sim.connected;
+    sim.state.use(nullptr);
+    forget_scene();
+    sim.controller.load_demo();
+    sim.watch.plans.clear();
+    controller_replaced(dead);
+}
+
+void controller_replaced(bool dead) {
+    sim.connected = sim.broker.generation - (dead ? 1 : 0);
+    ++sim.resets;
+    sim.time_changed.notify_all();
+}
 
 } // namespace cimsim

@@ -73,6 +73,9 @@ bool read_whole(const std::string &path, std::string *text, struct stat *seen, i
 // that one's lock.
 void State::use(const char *path) {
     std::error_code none;
+    hold(-1);
+    known_ = false;
+    error_.clear();
     path_ = path ? path : "";
     if (path_.empty())
         return;
@@ -91,7 +94,7 @@ void State::hold(int file) {
 bool State::fail(const std::string &why) {
     error_ = why;
     known_ = false;
-    std::fprintf(stderr, "cimsim: CIMSIM_STATE: %s\n", why.c_str());
+    std::fprintf(stderr, "cimsim: state: %s\n", why.c_str());
     return false;
 }
 
