@@ -33,8 +33,9 @@
  *                 connection, whichever process restarted it. Faults, scripted answers, odd elements,
  *                 traces and counts are each process's own. Every exchange and every function here
  *                 locks FILE.lock, reads the file again if it changed, and writes it whole when
- *                 something has changed, to FILE.new, which is then renamed and has its
- *                 permissions; nothing is locked while an answer is held back. Where there is no such
+ *                 something has changed, to FILE.new, which is then renamed and has its owner,
+ *                 group and permissions; a new file is its owner's alone, since passwords stand in
+ *                 it. Nothing is locked while an answer is held back. Where there is no such
  *                 file, it is made of what the process has found: of its scene. A file with a mistake,
  *                 and one that cannot be read or written, is left alone: standard error says why,
  *                 connecting gives NULL, and exchanges give rc 1. Values that a state cannot

@@ -25,16 +25,61 @@ void close_quietly(int file) {
     errno = why;
 }
 
-// `as` is the file whose place this one is to take, or NULL.
+// The result of a system call, which is repeated when a signal has interrupted it.
+template <class Call>
+auto repeated(Call call) -> decltype(call()) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+int open_file(const std::string &path, int flags) {
+    return repeated([&] { return open(path.c_str(), flags | O_CLOEXEC, 0600); });
+}
+
+// Gives a file the owner, group and mode of the state, as far as the process may: a group that it cannot give
+// has no rights.
+bool take_over_rights(int file, const struct stat &state) {
+    mode_t mode = state.st_mode & 07777U;
+    const auto same_owner = static_cast<uid_t>(-1);
+    if (fchown(file, state.st_uid, state.st_gid) != 0 && fchown(file, same_owner, state.st_gid) != 0)
+        mode &= ~static_cast<mode_t>(S_IRWXG);
+    return fchmod(file, mode) == 0;
+}
+
+bool same_rights(const struct stat &a, const struct stat &b) {
+    return a.st_uid == b.st_uid && a.st_gid == b.st_gid && a.st_mode == b.st_mode;
+}
+
+// Opened without O_CREAT first: in a folder like /tmp, the kernel may refuse that for another user's file.
+int open_lock(const std::string &path) {
+    for (;;) {
+        int file = open_file(path, O_RDWR | O_NOFOLLOW);
+        if (file < 0 && errno == EACCES)
+            file = open_file(path, O_RDONLY | O_NOFOLLOW); // enough for a lock, but on NFS
+        if (file >= 0 || errno != ENOENT)
+            return file;
+        file = open_file(path, O_RDWR | O_CREAT | O_EXCL);
+        if (file >= 0 || errno != EEXIST)
+            return file;
+    }
+}
+
+// The file is new, and its owner's alone while it is written: passwords stand in it. `as` is the file whose
+// place it is to take, or NULL.
 bool write_whole(const std::string &path, const std::string &text, const struct stat *as, struct stat *seen,
                  int *held) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) // of a process that has ended while it wrote
+        return false;
+    const int file = open_file(path, O_WRONLY | O_CREAT | O_EXCL);
     if (file < 0)
         return false;
     std::size_t written = 0;
-    bool good = !as || fchmod(file, as->st_mode & 07777) == 0;
+    bool good = !as || take_over_rights(file, *as);
     while (good && written < text.size()) {
-        const ssize_t some = ::write(file, text.data() + written, text.size() - written);
+        const ssize_t some =
+            repeated([&] { return ::write(file, text.data() + written, text.size() - written); });
         good = some > 0;
         written += good ? static_cast<std::size_t>(some) : 0;
     }
@@ -54,13 +99,13 @@ bool same(const struct stat &a, const struct stat &b) {
 } // namespace
 
 bool read_whole(const std::string &path, std::string *text, struct stat *seen, int *held) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = open_file(path, O_RDONLY);
     if (file < 0)
         return false;
     char block[65536];
     ssize_t got = fstat(file, seen);
     text->clear();
-    while (got >= 0 && (got = read(file, block, sizeof block)) > 0)
+    while (got >= 0 && (got = repeated([&] { return read(file, block, sizeof block); })) > 0)
         text->append(block, static_cast<std::size_t>(got));
     if (held && got == 0)
         *held = file;
@@ -98,14 +143,18 @@ bool State::fail(const std::string &why) {
     return false;
 }
 
-// A lock of its own for each session: a descriptor that a fork has shared would lock nobody out.
+// A lock of its own for each session: a descriptor that a fork has shared would lock nobody out. Who may use
+// the state may lock it; a lock with a second name could be any file.
 bool State::lock() {
     const std::string path = path_ + ".lock";
-    lock_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    int failed = lock_ < 0;
-    while (!failed && (failed = flock(lock_, LOCK_EX)) != 0 && errno == EINTR) {
-    }
-    return !failed || fail(path + ": " + std::strerror(errno));
+    lock_ = open_lock(path);
+    if (lock_ < 0 || repeated([&] { return flock(lock_, LOCK_EX); }) != 0)
+        return fail(path + ": " + std::strerror(errno));
+    struct stat own, state;
+    if (stat(path_.c_str(), &state) == 0 && fstat(lock_, &own) == 0 && S_ISREG(own.st_mode) &&
+        own.st_nlink == 1 && !same_rights(own, state))
+        take_over_rights(lock_, state);
+    return true;
 }
 
 void State::unlock() const { close_quietly(lock_); }
