@@ -142,7 +142,8 @@ expect 0 "" blanks/steer
 install -m 4755 list suid
 expect 2 "it would meet the real controller" xavo-simulate ./suid
 cp list capable
-if PATH=$PATH:/usr/sbin setcap cap_net_raw+ep capable 2>/dev/null; then # needs root
+capability='import os; os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" + 24 * "0"))'
+if python3 -c "$capability" 2>/dev/null; then # needs root
     expect 2 "it would meet the real controller" xavo-simulate ./capable
 fi
 expect 2 "usage: xavo-simulate" xavo-simulate
@@ -188,6 +189,18 @@ echo 'job' >mistake
 expect 3 PERMISSION_ERROR xavo-simulate --scene scene ./list
 expect 2 "mistake:1: " xavo-simulate --scene mistake ./list
 expect 2 "nothing: there is no such file" xavo-simulate --scene nothing ./list
+expect 2 "real: it is a folder" xavo-simulate --scene real ./list
+# One that can be read once only: each process reads it from its beginning.
+mkfifo pipe
+printf '%s\n' '#!/bin/sh' './list </dev/null || ./list' >twice
+chmod +x twice
+cat scene >pipe &
+refused=$'PERMISSION_ERROR\nPERMISSION_ERROR'
+expect 3 "$refused" xavo-simulate --scene pipe ./twice
+expect 3 "$refused" xavo-simulate --scene <(cat scene) ./twice
+expect 3 "$refused" xavo-simulate --scene /dev/stdin ./twice < <(cat scene)
+expect 3 "$refused" xavo-simulate --scene /dev/stdin ./twice <scene
+expect 2 ":1: there is no statement \"nonsense\"" xavo-simulate --scene <(echo nonsense) ./list
 expect 0 "delete JID_1: NO_ERROR" xavo-simulate --state state ./job_queue delete JID_1
 expect 1 "fetch JID_1: NOT_FOUND" xavo-simulate --state "$work/state" ./job_queue delete JID_1
 expect 3 PERMISSION_ERROR xavo-simulate --state refusing --scene scene ./list
@@ -245,10 +258,9 @@ common=()
 [[ $EUID != 0 ]] || common=(setpriv --bounding-set=-dac_override) # permissions hold for root, too
 expect 1 "delete JID_2: UNKNOWN_ERROR" "${common[@]}" xavo-simulate --state kept ./job_queue delete JID_2
 expect 0 JID_2 "${common[@]}" xavo-simulate --state kept ./job_queue
-mkfifo pipe
 expect 8 "pipe: it is no regular file" xavo-simulate --state pipe ./list
 expect 2 "--restart needs the file of a state" xavo-simulate --restart
-expect 2 "--restart needs the file of a state" xavo-simulate --state new --restart
+expect 2 "new: there is no such state" xavo-simulate --state new --restart
 expect 2 "--restart takes no program" xavo-simulate --state state --restart ./list
 expect 1 "mistake:1: " xavo-simulate --state mistake --restart
 
