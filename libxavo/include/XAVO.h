@@ -58,6 +58,11 @@
 extern "C" {
 #endif
 
+/* The version of this header. */
+#define XAVO_VERSION_MAJOR 1
+#define XAVO_VERSION_MINOR 1
+#define XAVO_VERSION_PATCH 0
+
 /* ---- Error codes -------------------------------------------------------------------------------- */
 
 typedef int XAVO_ErrorCode;

@@ -6,6 +6,11 @@
     static_assert(offsetof(record, member) == (offset) && sizeof(record::member) == (size),                  \
                   #record "." #member)
 
+// The build passes the version of its `project` line.
+static_assert(XAVO_VERSION_MAJOR == PROJECT_VERSION_MAJOR && XAVO_VERSION_MINOR == PROJECT_VERSION_MINOR &&
+                  XAVO_VERSION_PATCH == PROJECT_VERSION_PATCH,
+              "the XAVO_VERSION_ macros differ from the project line of CMakeLists.txt");
+
 namespace {
 
 constexpr size_t WORD = sizeof(void *);
