@@ -20,10 +20,12 @@ private:
     XAVO_Proxy *sp_;
 };
 
-// Keeps the SIGPIPE of one exchange from the program: the client library writes to its socket
-// unguarded, and a broker that has gone would end every program that does not ignore the signal. It is
-// held back for the calling thread alone; the one that the exchange raised is taken away. One that was
-// pending before can only be so because the thread holds it back already: then nothing needs doing.
+// Keeps the SIGPIPE of one exchange from the program. The client library writes to its socket without a
+// guard: when the broker has gone, the signal would end every program that does not ignore it. The guard
+// blocks the signal for the calling thread and removes the one that the exchange raised. If SIGPIPE was
+// already pending, the thread had blocked it, and the guard does nothing: whether that one was sent to the
+// thread or to the process cannot be found out, and removing one could remove it. If it was sent to the
+// process, the one that the exchange raised stays pending for the thread.
 class PipeGuard {
 public:
     PipeGuard();
