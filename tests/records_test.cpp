@@ -82,4 +82,25 @@ TEST_F(Requests, JoinNoUserToNoGroup) {
     }
 }
 
+TEST_F(Requests, ReduceTheOptionOfARestoreOnceTheStartTimeIsAdded) {
+    for (const unsigned failing : {1U, 2U}) { // the start time, the option itself
+        XAVO_BAR_INPUT_DATA image = {};
+        image.shareType = 4;
+        image.preserveVDConfig = 3;
+        strcpy(image.startTime, "NOW");
+        const cimsim_fault fault = {CMPI_RC_ERR_FAILED, nullptr, 0};
+        cimsim_fail("CMPIArgs.addArg", failing, &fault);
+        char *job = nullptr;
+        XAVO_invoke_BackupRestore(sp, &ec, "RestoreImage", &image, &job);
+        EXPECT_EQ(image.preserveVDConfig, failing == 1 ? 3 : 1);
+    }
+}
+
+TEST_F(Requests, PassAQuotationMarkOn) {
+    char *job = nullptr;
+    XAVO_invoke_InstallFromSoftwareIdentity(sp, &ec, "BIOS\"", &job);
+    XAVO_free_ntstring(job);
+    EXPECT_NE(last_request().find("BIOS\""), std::string::npos) << last_request();
+}
+
 } // namespace

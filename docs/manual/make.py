@@ -208,9 +208,8 @@ def prose(text, pages):
 
 
 def code_list(codes):
-    further = "see **XAVO\\_EC\\_to\\_string**(3)"
     return "\n".join("**XAVO\\_" + escape(code) + f"** ({number})\n:   " +
-                     escape(meaning).replace("see below", further) + "\n"
+                     escape(meaning) + "\n"
                      for code, (number, meaning) in codes.items())
 
 
