@@ -41,7 +41,10 @@ END
     6 | FAILED +broker         | doctor --timeout 0.3
 END
     [[ -z $(jobs -p) ]]
-    # One that is only slow: it has more time when it is asked again.
+}
+
+# It has more time when it is asked again.
+@test "a broker that is slow" {
     scene 'hold 6000' 'job JID_7 start=0 runs-ms=1'
     run $XAVOCTL wait JID_7 --timeout 20
     [[ $status == 0 ]]

@@ -231,17 +231,23 @@ END
     jq --exit-status '.end == "cancelled"' document
 }
 
-@test "waiting" {
+@test "waiting for the end" {
     scene 'next-job runs-ms=1600' 'job JID_7 name=short start=0 runs-ms=1' \
-        'job JID_8 name=broken start=0 runs-ms=1 fails' 'job "a'\''b; c"'
+        'job JID_8 name=broken start=0 runs-ms=1 fails'
     table <<'END'
     0 | JID_4 +completed        | install --target IDENTITY:BIOS --wait
     4 | wait JID_9: NOT_FOUND   | wait JID_9
+    5 | JID_7 +completed.*JID_8 +failed.*JID_1 +deadline | wait JID_7 JID_8 JID_1 --timeout 1.5
+END
+}
+
+@test "waiting until the deadline" {
+    scene 'next-job runs-ms=1600' 'job "a'\''b; c"'
+    table <<'END'
     6 | JID_1 +deadline.*again: xavoctl wait JID_1 | wait JID_1 --timeout 1
     6 | again: xavoctl wait .a....b; c. --user .d e. | wait "a'b; c" --user 'd e' --timeout 1
     6 | JID_4 +deadline         | reboot 1 --wait --timeout 1
     6 | JID_2 +deadline         | wait JID_1 JID_2 --timeout 0.5
-    5 | JID_7 +completed.*JID_8 +failed.*JID_1 +deadline | wait JID_7 JID_8 JID_1 --timeout 1.5
 END
 }
 
