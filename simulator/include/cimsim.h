@@ -38,9 +38,8 @@
  *                 it. Nothing is locked while an answer is held back. Where there is no such
  *                 file, it is made of what the process has found: of its scene. A file with a mistake,
  *                 and one that cannot be read or written, is left alone: standard error says why,
- *                 connecting gives NULL, and exchanges give rc 1. Values that a state cannot
- *                 express (cimsim_chars, cimsim_no_object, those under another state or type) last until
- *                 the file is read again. */
+ *                 connecting gives NULL, and exchanges give rc 1. Values without a notation (an
+ *                 unknown type code, an array under another type) last until the file is read again. */
 #ifndef CIMSIM_H
 #define CIMSIM_H
 

@@ -1,215 +1,17 @@
 // scene.cpp - the statements of scenes and states, read and written in one place.
 #include "scene.h"
 
+#include "notation.h"
 #include "simulator.h"
 #include "text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <optional>
 
 namespace cimsim {
 
 namespace {
-
-// ---- Values -------------------------------------------------------------------------------------
-
-const struct {
-    const char *name;
-    CMPIType type;
-} types[] = {{"boolean", CMPI_boolean},  {"char16", CMPI_char16},     {"uint8", CMPI_uint8},
-             {"uint16", CMPI_uint16},    {"uint32", CMPI_uint32},     {"uint64", CMPI_uint64},
-             {"sint8", CMPI_sint8},      {"sint16", CMPI_sint16},     {"sint32", CMPI_sint32},
-             {"sint64", CMPI_sint64},    {"real32", CMPI_real32},     {"real64", CMPI_real64},
-             {"string", CMPI_string},    {"datetime", CMPI_dateTime}, {"reference", CMPI_ref},
-             {"instance", CMPI_instance}};
-
-const char *type_name(CMPIType type) {
-    for (const auto &known : types)
-        if (known.type == type)
-            return known.name;
-    return nullptr;
-}
-
-std::optional<CMPIType> type_named(const std::string &name) {
-    for (const auto &known : types)
-        if (name == known.name)
-            return known.type;
-    return std::nullopt;
-}
-
-// Whatever language the program speaks, a number has a point.
-template <class Number>
-Number read_number(const Statement &statement, const std::string &text) {
-    Number number = {};
-    const char *const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (rest != end || error != std::errc())
-        statement.fail("\"" + text + "\" is no number");
-    return number;
-}
-
-Value read_number(const Statement &statement, CMPIType type, const std::string &text) {
-    Value value = Value::number(type, 0);
-    if (type == CMPI_real32) {
-        const auto real = read_number<float>(statement, text);
-        value.bits = load_number(type, &real);
-        return value;
-    }
-    if (type == CMPI_real64) {
-        const auto real = read_number<double>(statement, text);
-        value.bits = load_number(type, &real);
-        return value;
-    }
-    value.bits = text[0] == '-' ? static_cast<CMPIUint64>(read_number<long long>(statement, text))
-                                : read_number<CMPIUint64>(statement, text);
-    if (to_text(value) != text) // it has more bits than the type
-        statement.fail("\"" + text + "\" is no " + type_name(type));
-    return value;
-}
-
-// The parts of a value that has some, itself a statement.
-Statement parts_of(const Statement &statement, const std::string &text) {
-    try {
-        std::vector<Statement> parts = parse(text);
-        if (parts.size() == 1)
-            return std::move(parts[0]);
-    } catch (const Mistake &mistake) {
-        statement.fail(mistake.what());
-    }
-    statement.fail("\"" + text + "\" is not one line");
-}
-
-std::optional<Value> read_value(const Statement &statement, const Word &word);
-
-Value read_typed(const Statement &statement, CMPIType type, const std::string &text) {
-    if (type == CMPI_string)
-        return Value::string(text);
-    if (is_number(type))
-        return read_number(statement, type, text);
-    if (type == CMPI_dateTime) {
-        Value value(CMPI_dateTime, Kind::date_time);
-        value.text = text;
-        return value;
-    }
-    const Statement parts = parts_of(statement, text);
-    const bool is_path = type == CMPI_ref;
-    if (parts.words.size() != (is_path ? 1 : 0))
-        statement.fail(is_path ? "a reference is NAMESPACE CLASS KEY=VALUE..."
-                               : "an instance is CLASS NAME=VALUE...");
-    Value value = Value::with_tree(type, is_path ? Kind::path : Kind::instance);
-    if (is_path)
-        value.tree->name_space = parts.name;
-    value.tree->class_name = is_path ? parts.words[0].text : parts.name;
-    for (const auto &[name, part] : parts.options)
-        if (std::optional<Value> item = read_value(statement, part))
-            value.tree->items.push_back({name, std::move(*item)});
-    return value;
-}
-
-// "text", null, null:TYPE, TYPE:VALUE, array:"TYPE VALUE..."; lacking gives none.
-std::optional<Value> read_value(const Statement &statement, const Word &word) {
-    if (word.quoted)
-        return Value::string(word.text);
-    if (word.text == "lacking")
-        return std::nullopt;
-    if (word.text == "null")
-        return Value::null(CMPI_string);
-    const std::size_t colon = word.text.find(':');
-    const std::string name = word.text.substr(0, colon),
-                      rest = colon == std::string::npos ? "" : word.text.substr(colon + 1);
-    if (const auto type = type_named(name == "null" ? rest : name); type && colon != std::string::npos)
-        return name == "null" ? Value::null(*type) : read_typed(statement, *type, rest);
-    if (name != "array" || colon == std::string::npos)
-        statement.fail("\"" + word.text + "\" is no value: it takes \"text\", null, lacking or TYPE:VALUE");
-    const Statement parts = parts_of(statement, rest);
-    const auto type = type_named(parts.name);
-    if (!type || !parts.options.empty())
-        statement.fail("an array is array:\"TYPE VALUE...\"");
-    std::vector<Value> elements;
-    for (const Word &part : parts.words)
-        elements.push_back(!part.quoted && part.text == "null" ? Value::unset(*type)
-                                                               : read_typed(statement, *type, part.text));
-    return Value::array(*type, std::move(elements));
-}
-
-template <class Real>
-std::string real_text(Real real) {
-    char text[64];
-    return {text, std::to_chars(text, std::end(text), real).ptr};
-}
-
-std::string value_text(const std::optional<Value> &value);
-
-// " NAME=VALUE" for each; nothing when one of them has no such form.
-std::optional<std::string> items_text(const std::vector<Item> &items) {
-    std::string all;
-    for (const Item &item : items) {
-        const std::string text = value_text(item.value);
-        if (text.empty())
-            return std::nullopt;
-        all += " " + quoted(item.name) + "=" + text;
-    }
-    return all;
-}
-
-// What follows TYPE: in the text of a value; empty when it has no such form.
-std::string typed_text(const Value &value) {
-    if (value.state != CMPI_goodValue || value.blank || value.kind == Kind::none || !type_name(value.type))
-        return {};
-    CMPIValue whole;
-    switch (value.kind) {
-    case Kind::string:
-        return value.type == CMPI_string ? quoted(value.text) : "";
-    case Kind::date_time:
-        return value.type == CMPI_dateTime ? quoted(value.text) : "";
-    case Kind::number:
-        store_number(value.type, value.bits, &whole);
-        return value.type == CMPI_real32   ? real_text(whole.real32)
-               : value.type == CMPI_real64 ? real_text(whole.real64)
-               : is_number(value.type)     ? to_text(value)
-                                           : "";
-    case Kind::path:
-    case Kind::instance: {
-        if (value.type != (value.kind == Kind::path ? CMPI_ref : CMPI_instance))
-            return {};
-        const auto items = items_text(value.tree->items);
-        const std::string space = value.kind == Kind::path ? quoted(value.tree->name_space) + " " : "";
-        return items ? quoted(space + quoted(value.tree->class_name) + *items) : "";
-    }
-    default:
-        return {};
-    }
-}
-
-std::string array_text(const Value &array) {
-    const auto type = static_cast<CMPIType>(array.type & ~CMPI_ARRAY);
-    std::string all = type_name(type) ? type_name(type) : "";
-    for (const Value &element : array.tree->elements) {
-        const bool unset = element.state == CMPI_nullValue && element.kind == Kind::none;
-        const std::string text = unset ? "null" : typed_text(element);
-        if (all.empty() || text.empty() || element.type != type)
-            return {};
-        all += " " + text;
-    }
-    return all.empty() || array.state != CMPI_goodValue ? "" : "array:" + quoted(all);
-}
-
-// Empty for a value that has no such form.
-std::string value_text(const std::optional<Value> &value) {
-    if (!value)
-        return "lacking";
-    if (value->kind == Kind::array && (value->type & CMPI_ARRAY))
-        return array_text(*value);
-    const char *const type = type_name(value->type);
-    if (!type)
-        return {};
-    if (value->state == CMPI_nullValue && (value->blank || value->kind == Kind::none))
-        return std::string("null:") + type;
-    const std::string text = typed_text(*value);
-    return text.empty() || value->type == CMPI_string ? text : std::string(type) + ":" + text;
-}
 
 // ---- Statements ---------------------------------------------------------------------------------
 
@@ -253,7 +55,7 @@ void job(const Statement &s) {
 }
 
 void property(const Statement &s) {
-    sim.controller.overrides_of(s.words[0].text)[s.words[1].text] = read_value(s, s.words[2]);
+    sim.controller.overrides_of(s.words[0].text)[s.words[1].text] = parse_value(s, s.words[2]);
 }
 
 void next_job(const Statement &s) {
@@ -285,7 +87,7 @@ void add_class(const Statement &s) {
 void instance(const Statement &s) {
     std::vector<Item> items;
     for (const auto &[name, word] : s.options)
-        if (std::optional<Value> value = read_value(s, word))
+        if (std::optional<Value> value = parse_value(s, word))
             items.push_back({name, std::move(*value)});
     if (!sim.controller.add_instance(s.words[0].text, std::move(items)))
         s.fail("no class \"" + s.words[0].text + "\" was added, or one of its keys is missing");
@@ -528,8 +330,8 @@ std::string scene_text() {
         for (const std::vector<Item> &items : added.instances) {
             out.line("instance").text(added.name);
             for (const Item &item : items)
-                if (const auto text = items_text({item}))
-                    out.piece(*text);
+                if (const std::string text = value_text(item.value); !text.empty())
+                    out.word(quoted(item.name) + "=" + text);
         }
     }
     write_jobs(out, controller);

@@ -1,0 +1,28 @@
+// notation.h - the text notation of CIM values, as xavo-scene(5) describes it: uint32:5, string:"text".
+#ifndef CIMSIM_NOTATION_H
+#define CIMSIM_NOTATION_H
+
+#include "text.h"
+#include "value.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace cimsim {
+
+// The type of a name, "uint32", "string", "string[]" for an array; nullopt when there is none.
+std::optional<CMPIType> type_named(std::string_view name);
+
+// The value that a word denotes; nullopt for "lacking". Throws Mistake, with the statement's line and name.
+std::optional<Value> parse_value(const Statement &statement, const Word &word);
+
+// The same of a text that holds nothing else. Throws Mistake.
+std::optional<Value> parse_value(const std::string &text);
+
+// The notation of a value, "lacking" for none; empty for an object that has no notation.
+std::string value_text(const std::optional<Value> &value);
+
+} // namespace cimsim
+
+#endif
