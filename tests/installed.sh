@@ -48,9 +48,17 @@ int main(void) {
     return ec == XAVO_PERMISSION_ERROR ? 0 : 1;
 }
 END
+# The codes and records alone, where no header of the client library is found.
+cat >"$work/types.c" <<'END'
+#include <XAVO_types.h>
+XAVO_BAR_INPUT_DATA image;
+int main(void) { return XAVO_VERSION_MAJOR == 1 && image.shareType == XAVO_NO_ERROR ? 0 : 1; }
+END
 cd "$work"
 ln -s list.c quiet.c # is linked to the simulator and calls nothing of it
 strict=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
+gcc "${strict[@]}" -I"$prefix/include" types.c -o types
+gcc -x c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" types.c -o types
 # shellcheck disable=SC2046
 {
     gcc "${strict[@]}" list.c $(pkg-config --cflags --libs xavo) -o list

@@ -27,14 +27,23 @@ SOURCES = Path("docs/manual")
 
 
 class Header:
-    """A public header: where it is, how a program includes it and links what it declares."""
+    """A public header: where it is, how a program includes it and links what it declares. What `types` declares, a
+    header that it includes, is described on the pages of the sections that have the same titles."""
 
-    def __init__(self, path, library, overview, exports):
+    def __init__(self, path, library, overview, exports, types=None):
         self.path, self.library, self.overview, self.exports = Path(path), library, overview, exports
+        self.types = [Path(types)] if types else []
+
+    def read(self):
+        self.opening, self.sections = read_header(self.path)
+        for path in self.types:
+            for section in read_header(path)[1]:
+                own = next(own for own in self.sections if own.title == section.title)
+                own.entries = section.entries + own.entries
 
 
 HEADERS = [
-    Header("libxavo/include/XAVO.h", "xavo", "xavo(7)", "libxavo/libxavo.map"),
+    Header("libxavo/include/XAVO.h", "xavo", "xavo(7)", "libxavo/libxavo.map", "libxavo/include/XAVO_types.h"),
     Header("companion/include/XAVO_companion.h", "xavo-companion", "xavo(7)",
            "companion/libxavo_companion.map"),
     Header("simulator/include/cimsim.h", "xavo-simulator", "cimsim(7)",
@@ -94,7 +103,7 @@ def read_header(path):
     opening = re.match(r"/\*.*?\*/", text, re.S).group(0)
     body = text[len(opening):].split("/* ----", 1)
     body = "/* ----" + body[1]
-    body = re.sub(r"\n#ifdef __cplusplus.*", "\n", body, flags=re.S)
+    body = re.sub(r"\n#(ifdef __cplusplus.*|endif\s*\Z)", "\n", body, flags=re.S)
     sections = []
     # A paragraph of a header is a run of lines without an empty one outside comments and braces.
     block, depth, in_comment = [], 0, False
@@ -130,8 +139,8 @@ def read_header(path):
 
 
 def error_codes():
-    """Name to (number, meaning), as XAVO.h lists them."""
-    rows = re.findall(r'ROW\(XAVO_(\w+), +(\d+), "\w+", +"([^"]*)"\)', HEADERS[0].path.read_text())
+    """Name to (number, meaning), as XAVO_types.h lists them."""
+    rows = re.findall(r'ROW\(XAVO_(\w+), +(\d+), "\w+", +"([^"]*)"\)', HEADERS[0].types[0].read_text())
     return {name: (int(number), meaning) for name, number, meaning in rows}
 
 
@@ -337,7 +346,7 @@ def main():
     headers = HEADERS
     pages = {}  # function to the page that tells of it
     for header in headers:
-        header.opening, header.sections = read_header(header.path)
+        header.read()
         for section in families(header):
             pages.update({function: section.page() for function in section.functions()})
 
@@ -416,7 +425,7 @@ def check_pages(headers, pages, codes, written, build):
         faults += [f"{function} of {header.exports} has no page"
                    for function in exported(header, build) if function not in pages]
     declared = "".join(without_comments(path.read_text()) for path in
-                       [header.path for header in headers] + sorted(Path("simulator/include/CimClientLib").glob("*.h")))
+                       [path for header in headers for path in [header.path, *header.types]] + sorted(Path("simulator/include/CimClientLib").glob("*.h")))
     declared = set(re.findall(r"\w+", declared)) | {header.path.stem for header in headers} | ENVIRONMENT
     reasons = {word[len("XAVO_REASON_"):] for word in declared if word.startswith("XAVO_REASON_")}
     bare = set(codes) | {re.sub("^(XAVO_(REASON_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}

@@ -1,0 +1,135 @@
+/* XAVO_types.h - the error codes and records of XAVO.h. Needs no header of the client library. */
+#ifndef XAVO_TYPES_H
+#define XAVO_TYPES_H
+
+#include <stdint.h>
+
+/* The version of the headers. */
+#define XAVO_VERSION_MAJOR 1
+#define XAVO_VERSION_MINOR 1
+#define XAVO_VERSION_PATCH 0
+
+/* ---- Error codes -------------------------------------------------------------------------------- */
+
+typedef int XAVO_ErrorCode;
+
+/* Every code: ROW(constant, value, name, meaning) for each, in a table of a program's own, too. */
+/* clang-format off */
+#define XAVO_ERROR_CODES(ROW) \
+    ROW(XAVO_NO_ERROR,                      0, "NO_ERROR",                   "success") \
+    ROW(XAVO_UNKNOWN_ERROR,                 1, "UNKNOWN_ERROR",              "the service refuses, or the call failed") \
+    ROW(XAVO_OUT_OF_MEMORY,                 2, "OUT_OF_MEMORY",              "no memory left, here or in the client library") \
+    ROW(XAVO_PERMISSION_ERROR,              3, "PERMISSION_ERROR",           "the broker denies access") \
+    ROW(XAVO_INVALID_VALUE,                 4, "INVALID_VALUE",              "an argument is not valid, here or in the service") \
+    ROW(XAVO_SP_NOT_VALID,                  5, "SP_NOT_VALID",               "not a live handle, or one without a connection") \
+    ROW(XAVO_NOT_IMPLEMENTED,               6, "NOT_IMPLEMENTED",            "jobs cannot be modified; a property is not a string") \
+    ROW(XAVO_NOT_FOUND,                     7, "NOT_FOUND",                  "the broker does not know it, or the answer lacks it") \
+    ROW(XAVO_UNABLE_TO_OPEN_CONNECTION,     8, "UNABLE_TO_OPEN_CONNECTION",  "no handle, or the service cannot reach the share") \
+    ROW(XAVO_NOT_SUPPORTED,                 9, "NOT_SUPPORTED",              "the broker does not support it") \
+    ROW(XAVO_MISSING_REQUIRED_PARAMETER,   10, "MISSING_REQUIRED_PARAMETER", "the share test lacks a parameter") \
+    ROW(XAVO_MULTIPLE_EXPORT_JOBS,         11, "MULTIPLE_EXPORT_JOBS",       "an export job is there already") \
+    ROW(XAVO_MULTIPLE_IMPORT_JOBS,         12, "MULTIPLE_IMPORT_JOBS",       "an import job is there already") \
+    ROW(XAVO_INVALID_START_TIME,           13, "INVALID_START_TIME",         "the service refuses the start time") \
+    ROW(XAVO_INVALID_UNTIL_TIME,           14, "INVALID_UNTIL_TIME",         "the service refuses the until time") \
+    ROW(XAVO_MAXIMUM_JOBS,                 15, "MAXIMUM_JOBS",               "the job queue is full") \
+    ROW(XAVO_BACKUP_ALREADY_RUNNING,       16, "BACKUP_ALREADY_RUNNING",     "a backup runs already") \
+    ROW(XAVO_RESTORE_ALREADY_RUNNING,      17, "RESTORE_ALREADY_RUNNING",    "a restore runs already") \
+    ROW(XAVO_SYSTEM_IN_LOCKDOWN_MODE,    8226, "SYSTEM_IN_LOCKDOWN_MODE",    "the controller is in lockdown mode")
+/* clang-format on */
+
+#define XAVO_ERROR_CONSTANT(constant, value, name, meaning) constant = (value),
+enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
+#undef XAVO_ERROR_CONSTANT
+
+/* These codes have more than one meaning:
+ *
+ * UNABLE_TO_OPEN_CONNECTION  From a call that was given a handle: the service cannot reach the share. From
+ *                            a call without one, it can also mean that no handle could be opened; then the
+ *                            log says "unable to open connection to server".
+ * INVALID_VALUE              An argument fails its check, which is logged; the broker refuses the namespace,
+ *                            the class or a parameter; the service's message says so; or the method's return
+ *                            value is not a CMPI_uint32.
+ * NOT_FOUND                  The broker does not know the instance; the reference to a new job has no
+ *                            identifier; or the message of a share test cannot be read.
+ * UNKNOWN_ERROR              The service refuses, and this library has no code for its reason; the broker
+ *                            gives a status that has no code of its own (rc 1, rc 8 and above); the answer
+ *                            cannot be used; or the connection is broken. In the last case fetching any job
+ *                            through the same handle (XAVO_get_VELK_LifecycleJob) reports UNKNOWN_ERROR,
+ *                            too; otherwise the connection works. Where the function says that the service's
+ *                            message is logged, it follows "MessageID=" and "Message=" in the log. */
+
+/* ---- Jobs as records: VELK_LifecycleJob --------------------------------------------------------- */
+
+/* One job. Every string is either NULL (the property has no good value) or a copy that the record owns;
+ * numbers and times are text, as the controller gives them. */
+typedef struct XAVO_VELK_LifecycleJob {
+    struct XAVO_VELK_LifecycleJob *next; /* the next record of a list; NULL in the last one */
+    char *InstanceID;                    /* the job's identifier */
+    char *ElapsedTimeSinceCompletion;
+    char *PercentComplete;
+    char *JobUntilTime;
+    char *JobStartTime;
+    char *MessageArguments;
+    char *Message;
+    char *MessageID;
+    char *JobStatus;
+    char *Name;
+} XAVO_VELK_LifecycleJob;
+
+/* ---- Backup, restore, share test: VELK_QMService ------------------------------------------------ */
+
+/* The records are part of the binary interface. Start from one of all zero bytes. Every buffer holds a string
+ * that ends inside the buffer. An empty string, or the number 0, means "not given" and is not sent, unless
+ * the member's comment says otherwise. What a share type does not use is not sent:
+ *
+ *     share type   server, share, image   user, password      options of XAVO_HTTP_SHARE_OPT_DATA
+ *     0            yes                    no                  no
+ *     2            yes                    yes                 no
+ *     4            no                     no                  no       (backup and restore only)
+ *     5, 6         yes                    backup and restore  yes
+ */
+
+/* Proxy and certificate options of a share reached over HTTP. */
+typedef struct XAVO_HTTP_SHARE_OPT_DATA {
+    uint16_t proxySupport;
+    uint16_t proxyType;
+    char proxyServer[65];
+    char proxyUname[65];
+    char proxyPasswd[65];
+    char proxyPort[12]; /* as text */
+    uint16_t ignoreCertWarning;
+} XAVO_HTTP_SHARE_OPT_DATA;
+
+/* A network share to be tested. With share type 2, user name, password and workgroup are sent even when they
+ * are empty; this library joins workgroup and user name with a backslash for the service when both are
+ * given, so give each by itself. */
+typedef struct XAVO_NET_INPUT_DATA {
+    char uname[65];     /* sent joined with the workgroup */
+    char passwd[65];    /* sent as it is */
+    char workgroup[65]; /* the user's; sent as it is, too */
+    char ipaddr[65];    /* the server's address; sent even when it is empty */
+    char sharename[257];
+    uint16_t shareType; /* 0, 2, 5 or 6; always sent */
+    uint16_t reserved;  /* neither checked nor sent */
+    XAVO_HTTP_SHARE_OPT_DATA http;
+} XAVO_NET_INPUT_DATA;
+
+/* A backup or a restore. */
+typedef struct XAVO_BAR_INPUT_DATA {
+    char uname[65];
+    char passwd[65];
+    char passphrase[33];
+    char ipaddr[65]; /* the server's address; sent to a share on a server even when it is empty */
+    char sharename[257];
+    char imagename[65]; /* sent to a share on a server even when it is empty */
+    char startTime[33]; /* required; text that the service judges, like untilTime */
+    char untilTime[33];
+    uint16_t shareType;        /* 0, 2, 4, 5 or 6; always sent */
+    uint16_t preserveVDConfig; /* sent by a restore only, as its lowest bit: 0 or 1 */
+    XAVO_HTTP_SHARE_OPT_DATA http;
+    char JobName[33];
+    uint16_t checkBackupDestinationAvailability;
+    char tavixuname[65]; /* checked, not sent */
+} XAVO_BAR_INPUT_DATA;
+
+#endif
