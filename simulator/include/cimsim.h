@@ -109,6 +109,17 @@ cimsim_value *cimsim_no_object(CMPIType type);
  * CMPI_args, CMPI_class, CMPI_enumeration and CMPI_dateTime any object can be handed out, and released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
 cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
+/* The value that a text denotes in the notation of xavo-scene(5): uint32:5, string:"text",
+ * array:"uint16 1 2", reference:"root/velk VELK_LifecycleJob InstanceID=string:JID_1", null:uint32. "lacking"
+ * gives NULL. A text with a mistake ends the program with a line, as an unknown slot does. */
+cimsim_value *cimsim_parse_value(const char *text);
+/* The type of a name of that notation, "uint32", "string", "string[]" for an array of strings. An unknown
+ * name ends the program with a line. */
+CMPIType cimsim_type_named(const char *name);
+/* The notation of a value that the client library handed out; "TYPE:object" for an object without a notation.
+ * The objects of the value must be alive. It is no call into the client library: nothing is counted, traced
+ * or pooled. */
+const char *cimsim_value_text(const CMPIData *data);
 /* Frees a value that was not handed over. NULL is accepted. */
 void cimsim_discard(cimsim_value *value);
 
@@ -239,6 +250,8 @@ typedef struct cimsim_item {
     CMPIType type;    /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
     const char *text; /* as it was sent: characters; numbers in decimal, also when digits were given as text
                          for an integer; arrays as [a,b]; references as ns:Class.Key="v" */
+    const char
+        *value; /* the same in the notation of xavo-scene(5), chars:text for a string given as CMPI_chars */
 } cimsim_item;
 
 typedef struct cimsim_request {

@@ -33,7 +33,7 @@ struct Script {
 struct RequestItem {
     std::string name;
     CMPIType type;
-    std::string text;
+    std::string text, value;
 };
 
 struct Request {

@@ -1,4 +1,5 @@
 // client.cpp - connecting, and the exchanges with the broker.
+#include "notation.h"
 #include "slots.h"
 
 #include <CimClientLib/cmci.h>
@@ -28,8 +29,14 @@ void write_to_dead_socket() {
 
 std::vector<RequestItem> request_items(const Tree &tree) {
     std::vector<RequestItem> items;
-    for (const Item &item : tree.items)
-        items.push_back({item.name, item.given, to_text(item.value)});
+    for (const Item &item : tree.items) {
+        Value as_given = item.value;
+        if (item.given == CMPI_chars && as_given.kind == Kind::string && as_given.state == CMPI_goodValue) {
+            as_given.kind = Kind::chars;
+            as_given.type = CMPI_chars;
+        }
+        items.push_back({item.name, item.given, to_text(item.value), value_text(as_given)});
+    }
     return items;
 }
 

@@ -1,4 +1,5 @@
 // control.cpp - the control header's functions.
+#include "notation.h"
 #include "simulator.h"
 
 #include <cimsim.h>
@@ -49,6 +50,11 @@ std::optional<std::string> optional_text(const char *text) {
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 
+[[noreturn]] void end_program(const char *function, const std::string &why) {
+    std::fprintf(stderr, "cimsim: %s: %s\n", function, why.c_str());
+    std::abort();
+}
+
 Script &script() {
     auto &scripts = sim.broker.scripts;
     return scripts.empty() ? scripts.emplace_back() : scripts.back();
@@ -56,10 +62,8 @@ Script &script() {
 
 // A test that plans for a slot that does not exist would pass without having tested anything.
 void check_slot(const char *function, const char *slot) {
-    if (slot && !is_slot(slot)) {
-        std::fprintf(stderr, "cimsim: %s: there is no slot \"%s\"\n", function, slot);
-        std::abort();
-    }
+    if (slot && !is_slot(slot))
+        end_program(function, "there is no slot \"" + std::string(slot) + "\"");
 }
 
 void plan(const char *function, const char *slot, unsigned long nth, const cimsim_fault *fault,
@@ -193,6 +197,30 @@ cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type) {
     if (value)
         value->value.type = type;
     return value;
+}
+
+cimsim_value *cimsim_parse_value(const char *text) {
+    try {
+        std::optional<Value> value = parse_value(text_or_empty(text));
+        return value ? boxed(std::move(*value)) : nullptr;
+    } catch (const Mistake &mistake) {
+        end_program("cimsim_parse_value", mistake.what());
+    }
+}
+
+CMPIType cimsim_type_named(const char *name) {
+    const auto type = type_named(text_or_empty(name));
+    if (!type)
+        end_program("cimsim_type_named", "there is no type \"" + std::string(text_or_empty(name)) + "\"");
+    return *type;
+}
+
+const char *cimsim_value_text(const CMPIData *data) {
+    const Guard guard(sim.lock);
+    std::string text = value_text(value_behind(*data));
+    if (text.empty())
+        text = type_name(data->type) + ":object";
+    return fresh_answer().keep(std::move(text));
 }
 
 void cimsim_discard(cimsim_value *value) { delete value; }
@@ -361,7 +389,8 @@ const cimsim_request *cimsim_last_request(void) {
     thread.items.clear();
     for (const auto *items : {&last->keys, &last->arguments})
         for (const RequestItem &item : *items)
-            thread.items.push_back({thread.keep(item.name), item.type, thread.keep(item.text)});
+            thread.items.push_back(
+                {thread.keep(item.name), item.type, thread.keep(item.text), thread.keep(item.value)});
     cimsim_request &request = thread.request;
     request.operation = last->operation;
     request.user = thread.keep(last->user);

@@ -32,14 +32,6 @@ const struct {
 } states[] = {
     {"key", CMPI_keyValue}, {"notfound", CMPI_notFound}, {"bad", CMPI_badValue}, {"nulled", CMPI_nullValue}};
 
-std::string type_name(CMPIType type) {
-    const auto simple = static_cast<CMPIType>(type & ~CMPI_ARRAY);
-    for (const auto &known : types)
-        if (known.type == simple)
-            return known.name + std::string(type == simple ? "" : "[]");
-    return {};
-}
-
 // ---- Parsing ------------------------------------------------------------------------------------
 
 class ValueParser {
@@ -347,6 +339,14 @@ std::string stateless_text(const Value &value, bool is_null) {
 }
 
 } // namespace
+
+std::string type_name(CMPIType type) {
+    const auto simple = static_cast<CMPIType>(type & ~CMPI_ARRAY);
+    for (const auto &known : types)
+        if (known.type == simple)
+            return known.name + std::string(type == simple ? "" : "[]");
+    return {};
+}
 
 std::optional<CMPIType> type_named(std::string_view name) {
     const bool is_array = name.size() > 2 && name.substr(name.size() - 2) == "[]";

@@ -14,6 +14,9 @@ namespace cimsim {
 // The type of a name, "uint32", "string", "string[]" for an array; nullopt when there is none.
 std::optional<CMPIType> type_named(std::string_view name);
 
+// The name of a type; empty when it has none.
+std::string type_name(CMPIType type);
+
 // The value that a word denotes; nullopt for "lacking". Throws Mistake, with the statement's line and name.
 std::optional<Value> parse_value(const Statement &statement, const Word &word);
 

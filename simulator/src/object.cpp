@@ -306,6 +306,27 @@ Value value_of(const Object &object) {
     return value;
 }
 
+Value value_behind(const CMPIData &data) {
+    Value value(data.type, Kind::none);
+    if (is_number(data.type)) {
+        value = Value::number(data.type, load_number(data.type, &data.value));
+        if (data.state & CMPI_nullValue)
+            value.kind = Kind::none;
+    } else if (data.type == CMPI_chars && data.value.chars) {
+        value.kind = Kind::chars;
+        value.text = data.value.chars;
+    } else if ((data.type & (CMPI_ENC | CMPI_ARRAY)) && data.value.string) {
+        const Object &object = *object_of(data.value.string);
+        if (object.life == Life::alive)
+            value = value_of(object);
+        else
+            sim.watch.misuse(object.name() + " used after its release");
+        value.type = data.type;
+    }
+    value.state = data.state;
+    return value;
+}
+
 void bury(Object &object, std::vector<std::string> &twice) {
     bury_members(object, twice);
     leave_holder(object);

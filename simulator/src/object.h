@@ -121,6 +121,8 @@ void orphan_element(Object &container, std::size_t index);
 
 // The value that an object holds now, its elements' changes included.
 Value value_of(const Object &object);
+// The value of which data was made; misuse when its object is dead.
+Value value_behind(const CMPIData &data);
 
 // Ends an object. Elements that the program had released itself are named in `twice`.
 void bury(Object &object, std::vector<std::string> &twice);
