@@ -1,8 +1,8 @@
 // scene.cpp - any text as a scene: it is refused with its line, or a state keeps what it makes.
 #undef NDEBUG // the checks are assertions
-#include "scene.h"
-#include "simulator.h"
-#include "text.h"
+#include "control/scene.h"
+#include "client/simulator.h"
+#include "value/text.h"
 
 #include <algorithm>
 #include <cassert>

@@ -498,8 +498,8 @@ private:
         return call_slot(static_cast<object *>(held.face), static_cast<object *>(held.face)->ft->slot);
 #define KIND(object) SLOT(object, -1, release) SLOT(object, 0, clone)
 #define COMMAND(name, function)
+#include "client/slots.def"
 #include "commands.def"
-#include "slots.def"
         ADD_FAILURE() << "no slot " << slot_;
         return "";
     }

@@ -1,7 +1,7 @@
 /* cmcidt.h - data types of the CIM client library (CMPI, C binding).
  *
  * Layouts, names and codes are those of the installed library, so that a program compiled against
- * this header runs with either. simulator/src/abi_check.c holds them to it at compile time. */
+ * this header runs with either. simulator/src/client/abi_check.c holds them to it at compile time. */
 #ifndef CIMCLIENTLIB_CMCIDT_H
 #define CIMCLIENTLIB_CMCIDT_H
 

@@ -3,7 +3,7 @@
 #ifndef CIMSIM_CALL_H
 #define CIMSIM_CALL_H
 
-#include "object.h"
+#include "client/object.h"
 
 #include <cstdint>
 #include <map>

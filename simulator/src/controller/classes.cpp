@@ -1,5 +1,5 @@
 // classes.cpp - the classes that the controller knows, and how the instances of each are found.
-#include "controller.h"
+#include "controller/controller.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #ifndef CIMSIM_BROKER_H
 #define CIMSIM_BROKER_H
 
-#include "value.h"
+#include "value/value.h"
 
 #include <deque>
 #include <map>

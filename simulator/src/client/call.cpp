@@ -1,5 +1,5 @@
 // call.cpp - counting, recording and failing calls; misuse.
-#include "simulator.h"
+#include "client/simulator.h"
 
 #include <algorithm>
 #include <chrono>
@@ -55,7 +55,7 @@ const char *const constructors[] = {"cmciConnect", "newCMPIObjectPath", "native_
                                     "native_new_CMPIArray", "native_new_CMPIString"};
 const char *const later_slots[] = {
 #define SLOT(object, number, slot) #object "." #slot,
-#include "slots.def"
+#include "client/slots.def"
 #undef SLOT
 };
 

@@ -2,7 +2,7 @@
 #ifndef CIMSIM_CONTROLLER_H
 #define CIMSIM_CONTROLLER_H
 
-#include "broker.h"
+#include "client/broker.h"
 
 #include <cimsim.h>
 

@@ -1,8 +1,8 @@
 // simulator.cpp - the simulator's life: what it finds when the library is loaded, and its end.
-#include "simulator.h"
+#include "client/simulator.h"
 
-#include "scene.h"
-#include "text.h"
+#include "control/scene.h"
+#include "value/text.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,11 +2,11 @@
 #ifndef CIMSIM_SIMULATOR_H
 #define CIMSIM_SIMULATOR_H
 
-#include "broker.h"
-#include "call.h"
-#include "controller.h"
-#include "object.h"
-#include "state.h"
+#include "client/broker.h"
+#include "client/call.h"
+#include "client/object.h"
+#include "control/state.h"
+#include "controller/controller.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -1,5 +1,5 @@
 // controller.cpp - time, the life of jobs, and the instances that clients enumerate and fetch.
-#include "controller.h"
+#include "controller/controller.h"
 
 #include <algorithm>
 #include <chrono>

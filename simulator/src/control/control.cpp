@@ -1,6 +1,6 @@
 // control.cpp - the control header's functions.
-#include "notation.h"
-#include "simulator.h"
+#include "client/simulator.h"
+#include "value/notation.h"
 
 #include <cimsim.h>
 

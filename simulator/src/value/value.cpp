@@ -1,5 +1,5 @@
 // value.cpp - making, reading and rendering values.
-#include "value.h"
+#include "value/value.h"
 
 #include <charconv>
 #include <cstdint>

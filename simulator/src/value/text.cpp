@@ -1,5 +1,5 @@
 // text.cpp - reading and writing the lines of scenes and states.
-#include "text.h"
+#include "value/text.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,8 +2,8 @@
 #ifndef CIMSIM_NOTATION_H
 #define CIMSIM_NOTATION_H
 
-#include "text.h"
-#include "value.h"
+#include "value/text.h"
+#include "value/value.h"
 
 #include <optional>
 #include <string>

@@ -3,8 +3,8 @@
 #ifndef CIMSIM_SLOTS_H
 #define CIMSIM_SLOTS_H
 
-#include "simulator.h"
-#include "tables.h"
+#include "client/simulator.h"
+#include "client/tables.h"
 
 #include <type_traits>
 

@@ -53,7 +53,7 @@ OFFSET(CMPIData, value, VALUE_OFFSET);
     OFFSET(type##FT, clone, 2 * POINTER)
 
 #define SLOT(type, number, slot) OFFSET(type##FT, slot, ((number) + 2) * POINTER);
-#include "slots.def"
+#include "client/slots.def"
 #undef SLOT
 #define SLOTS(type, count) SIZE(type##FT, ((count) + 3) * POINTER)
 

@@ -1,5 +1,5 @@
 // slots_plain.cpp - strings, arrays, enumerations and date-times, and the slots that all kinds share.
-#include "slots.h"
+#include "client/slots.h"
 
 #include <CimClientLib/native.h>
 

@@ -1,5 +1,5 @@
 // services.cpp - the controller's services: their methods, and the refusals they give.
-#include "controller.h"
+#include "controller/controller.h"
 
 #include <algorithm>
 #include <cstdlib>

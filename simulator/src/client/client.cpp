@@ -1,6 +1,6 @@
 // client.cpp - connecting, and the exchanges with the broker.
-#include "notation.h"
-#include "slots.h"
+#include "client/slots.h"
+#include "value/notation.h"
 
 #include <CimClientLib/cmci.h>
 

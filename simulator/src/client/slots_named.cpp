@@ -1,5 +1,5 @@
 // slots_named.cpp - what holds named values: argument lists, object paths, instances.
-#include "slots.h"
+#include "client/slots.h"
 
 #include <CimClientLib/cmci.h>
 #include <CimClientLib/native.h>

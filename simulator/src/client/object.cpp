@@ -1,6 +1,6 @@
 // object.cpp - the life of objects: making, handing out, pools, release, the unloading of the back end.
-#include "simulator.h"
-#include "tables.h"
+#include "client/simulator.h"
+#include "client/tables.h"
 
 #include <cstdlib>
 #include <cstring>

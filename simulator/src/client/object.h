@@ -4,7 +4,7 @@
 #ifndef CIMSIM_OBJECT_H
 #define CIMSIM_OBJECT_H
 
-#include "value.h"
+#include "value/value.h"
 
 #include <CimClientLib/cmcift.h>
 #include <cimsim.h>

@@ -1,5 +1,5 @@
 // notation.cpp - parsing and writing the text notation of CIM values.
-#include "notation.h"
+#include "value/notation.h"
 
 #include <algorithm>
 #include <charconv>

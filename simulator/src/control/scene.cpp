@@ -1,9 +1,9 @@
 // scene.cpp - the statements of scenes and states, read and written in one place.
-#include "scene.h"
+#include "control/scene.h"
 
-#include "notation.h"
-#include "simulator.h"
-#include "text.h"
+#include "client/simulator.h"
+#include "value/notation.h"
+#include "value/text.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,9 +1,9 @@
 // state.cpp - locking, reading and writing the controller's file.
-#include "state.h"
+#include "control/state.h"
 
-#include "scene.h"
-#include "simulator.h"
-#include "text.h"
+#include "client/simulator.h"
+#include "control/scene.h"
+#include "value/text.h"
 
 #include <algorithm>
 #include <cerrno>
