@@ -76,6 +76,19 @@ typedef struct XAVO_VELK_LifecycleJob {
     char *Name;
 } XAVO_VELK_LifecycleJob;
 
+/* The strings of a job in the order of the record, each named as its property: ROW(name) for each. */
+#define XAVO_JOB_PROPERTIES(ROW)                                                                             \
+    ROW(InstanceID)                                                                                          \
+    ROW(ElapsedTimeSinceCompletion)                                                                          \
+    ROW(PercentComplete)                                                                                     \
+    ROW(JobUntilTime)                                                                                        \
+    ROW(JobStartTime)                                                                                        \
+    ROW(MessageArguments)                                                                                    \
+    ROW(Message)                                                                                             \
+    ROW(MessageID)                                                                                           \
+    ROW(JobStatus)                                                                                           \
+    ROW(Name)
+
 /* ---- Backup, restore, share test: VELK_QMService ------------------------------------------------ */
 
 /* The records are part of the binary interface. Start from one of all zero bytes. Every buffer holds a string

@@ -17,16 +17,9 @@ struct Property {
     char *XAVO_VELK_LifecycleJob::*field;
     char name[27];
 };
-#define PROPERTY(name)                                                                                       \
-    { &XAVO_VELK_LifecycleJob::name, #name }
-constexpr Property PROPERTIES[] = {
-    PROPERTY(InstanceID),      PROPERTY(ElapsedTimeSinceCompletion),
-    PROPERTY(PercentComplete), PROPERTY(JobUntilTime),
-    PROPERTY(JobStartTime),    PROPERTY(MessageArguments),
-    PROPERTY(Message),         PROPERTY(MessageID),
-    PROPERTY(JobStatus),       PROPERTY(Name),
-};
-#undef PROPERTY
+#define ROW(name) {&XAVO_VELK_LifecycleJob::name, #name},
+constexpr Property PROPERTIES[] = {XAVO_JOB_PROPERTIES(ROW)};
+#undef ROW
 
 // A new record of an instance. NULL on failure, with the code set: no record leaves half filled.
 XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,

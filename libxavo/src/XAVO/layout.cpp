@@ -23,18 +23,15 @@ MEMBER(XAVO_Proxy, mutex, 8 + WORD, sizeof(pthread_mutex_t));
 MEMBER(XAVO_Proxy, mutex_initialised, 8 + WORD + sizeof(pthread_mutex_t), 1);
 MEMBER(XAVO_Proxy, tail_magic, 12 + WORD + sizeof(pthread_mutex_t), 8);
 
-MEMBER(XAVO_VELK_LifecycleJob, next, 0, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, InstanceID, 1 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, ElapsedTimeSinceCompletion, 2 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, PercentComplete, 3 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, JobUntilTime, 4 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, JobStartTime, 5 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, MessageArguments, 6 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, Message, 7 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, MessageID, 8 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, JobStatus, 9 * WORD, WORD);
-MEMBER(XAVO_VELK_LifecycleJob, Name, 10 * WORD, WORD);
-static_assert(sizeof(XAVO_VELK_LifecycleJob) == 11 * WORD);
+// The link, then the strings.
+#define ROW(name) PLACE_OF_##name,
+enum { PLACE_OF_next, XAVO_JOB_PROPERTIES(ROW) MEMBERS_OF_A_JOB };
+#undef ROW
+static_assert(sizeof(XAVO_VELK_LifecycleJob) == MEMBERS_OF_A_JOB * WORD);
+#define ROW(name) MEMBER(XAVO_VELK_LifecycleJob, name, (PLACE_OF_##name) * WORD, WORD);
+ROW(next)
+XAVO_JOB_PROPERTIES(ROW)
+#undef ROW
 
 // The same on every machine.
 MEMBER(XAVO_HTTP_SHARE_OPT_DATA, proxySupport, 0, 2);
