@@ -1,0 +1,57 @@
+# guide.bats - the guide's programs, compiled as they stand, and its commands, run where a reader would run them: with
+# an installed prefix. A block of C names its file in its first line. The manual's examples, too.
+# shellcheck shell=bash disable=SC2154
+load common
+
+setup_file() {
+    install_build prefix
+    use_prefix prefix
+}
+
+setup() {
+    cd "$BATS_TEST_TMPDIR" || return
+    guide=$root/docs/guide.md
+    manual=$root/docs/manual
+}
+
+@test "the guide's programs compile, and its commands run" {
+    awk '
+        /^```c$/ { block = "c"; next }
+        /^```sh$/ { block = "sh"; next }
+        /^```/ { if (file != "") close(file); block = file = ""; next }
+        block == "c" && file == "" { file = $2; sub(/:$/, "", file) }
+        block == "c" { print >file }
+        block == "sh" && sub(/^! /, "") { $0 = "if " $0 "; then exit 1; fi" } # which -e would not see
+        block == "sh" { print >"commands" }' "$guide"
+    local programs=(*.c) program
+    assert_equal "$(grep -c '^```c$' "$guide")" "${#programs[@]}" # each has a name of its own
+    [[ ${#programs[@]} -ge 6 && $(wc -l <commands) -ge 10 ]] || fail "the guide has lost its programs or its commands"
+    for program in "${programs[@]}"; do
+        compile xavo-companion -std=c11 -Wall -Wextra -Werror -c "$program" -o /dev/null
+    done
+    run -0 bash -ex commands
+}
+
+@test "the manual's examples can be linked" {
+    local example
+    for example in "$manual"/examples/*.c; do
+        compile "xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs "$example" -o /dev/null
+    done
+}
+
+@test "the examples of the manual's overviews" {
+    compile xavo-companion "$manual/examples/xavo.c" -o xavo.example
+    compile "xavo-companion xavo-simulator" "$manual/examples/cimsim.c" -o cimsim.example
+    run -0 ./cimsim.example
+    expect 0 "JID_4: COMPLETED, " xavo-simulate ./xavo.example 192.0.2.10 public image
+}
+
+@test "the examples of xavo-scene(5) and xavo-simulate(1)" {
+    examples() { awk '/^# / { ours = $0 == "# EXAMPLES" } ours && sub(/^    /, "")' "$manual/$1.md"; }
+    examples xavo-scene.5 >scene
+    run -0 xavo-simulate --scene scene xavoctl instances TEST_Fan
+    assert_equal "$(grep -o DeviceID <<<"$output" | wc -l)" 2
+    examples xavo-simulate.1 >simulate
+    run -0 bash -e simulate
+    assert_output --regexp 'JID_4.*completed'
+}

@@ -1,0 +1,66 @@
+# system.bats - a build against an installed client library and a platform library of the controller's (the two of this
+# build, laid out as those would be), and what that build installs, as a program's author uses it.
+# shellcheck shell=bash disable=SC2154
+load common
+
+setup_file() {
+    cd "$BATS_FILE_TMPDIR" || return
+    export client=$PWD/client platform=$XAVO_BUILD/platform
+    mkdir -p client/include client/lib
+    cp -r "$root/simulator/include/CimClientLib" client/include
+    cp -L "$XAVO_BUILD/simulator/libcmpisfcc.so.1" client/lib
+    ln -s libcmpisfcc.so.1 client/lib/libcmpisfcc.so
+    configure system -DXAVO_CIM_CLIENT=system | grep 'CIM client library: /'
+    cmake --build system
+    cmake --install system --prefix stage >/dev/null
+}
+
+setup() { cd "$BATS_FILE_TMPDIR" || return; }
+
+configure() {
+    cmake -S "$root" -B "$1" -G Ninja -DCMAKE_PREFIX_PATH="$client" -DCMAKE_INSTALL_LIBDIR=lib \
+        -DXAVO_PLATFORM_LIBRARY="$platform/libxavo_platform.so" "${@:2}"
+}
+
+# installs FOLDER FILE...: these files are in the folder, and no others but documents.
+installs() {
+    assert_equal "$(cd "$1" && find . ! -type d ! -path './share/doc/*' | sort)" "$(printf './%s\n' "${@:2}" | sort)"
+}
+
+@test "the client library is required where it is asked for, and found where it is" {
+    expect 1 'sblim-sfcc was not found' cmake -S "$root" -B none -DXAVO_CIM_CLIENT=system
+    expect 0 'CIM client library: /' configure auto -DXAVO_CIM_CLIENT=auto
+}
+
+@test "what is installed" {
+    local version
+    version=$(sed -n 's/^project(libxavo VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
+    installs stage bin/xavoctl include/XAVO{,_companion,_types}.h \
+        lib/cmake/xavo/xavo-{,companion-}targets{,-relwithdebinfo}.cmake \
+        lib/cmake/xavo/xavo-config{,-version}.cmake lib/libxavo{,_companion}.so{,.1,."$version"} \
+        lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl
+}
+
+@test "the simulator beside it, if it is asked for" {
+    configure beside -DXAVO_CIM_CLIENT=system -DXAVO_INSTALL_SIMULATOR=ON
+    cmake --build beside
+    cmake --install beside --component simulator --prefix simulator
+    installs simulator bin/xavo-simulate include/xavo-simulator/cimsim.h \
+        lib/cmake/xavo/xavo-simulator-targets{,-relwithdebinfo}.cmake lib/pkgconfig/xavo-simulator.pc \
+        lib/xavo-simulator/{libcmpisfcc.so{,.1},has-capabilities,restart-broker}
+}
+
+# Without a search path of the loader's: the linker must find everything by itself.
+@test "a program is linked by CMake" {
+    mkdir user
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(user C)' 'find_package(xavo 1 REQUIRED)' \
+        "add_executable(job_queue $root/examples/job_queue.c)" 'target_link_libraries(job_queue xavo::xavo)' \
+        >user/CMakeLists.txt
+    cmake -S user -B user/build -DCMAKE_PREFIX_PATH="$PWD/stage"
+    cmake --build user/build
+}
+
+@test "a program is linked by pkg-config, and runs" {
+    PKG_CONFIG_PATH=$PWD/stage/lib/pkgconfig compile xavo "$root/examples/job_queue.c" -o job_queue
+    expect 0 JID_1 env LD_LIBRARY_PATH="$PWD/stage/lib:$client/lib:$platform" ./job_queue
+}
