@@ -28,20 +28,20 @@ std::size_t instances() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string text(data, data + size);
-    forget_scene();
+    forget_scene(sim);
     sim.broker = {};
     sim.watch = {};
     try {
-        apply_scene(text, false);
+        apply_scene(sim, text, false);
     } catch (const Mistake &mistake) {
         const auto ends = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
         assert(mistake.line >= 1 && mistake.line <= ends + 1);
         return 0;
     }
     instances();
-    const std::string state = scene_text();
-    forget_scene();
-    apply_scene(state, true);
-    assert(scene_text() == state);
+    const std::string state = scene_text(sim);
+    forget_scene(sim);
+    apply_scene(sim, state, true);
+    assert(scene_text(sim) == state);
     return 0;
 }

@@ -3,7 +3,7 @@
 #ifndef CIMSIM_BROKER_H
 #define CIMSIM_BROKER_H
 
-#include "value/value.h"
+#include "controller/answer.h"
 
 #include <deque>
 #include <map>
@@ -12,13 +12,6 @@
 #include <string_view>
 
 namespace cimsim {
-
-struct Answer {
-    CMPIrc rc = CMPI_RC_OK;
-    std::optional<std::string> message;
-    Value result;
-    std::vector<Item> outputs;
-};
 
 // What a test wants to be answered. What it left out: success returns a uint32 0, failure nothing.
 struct Script {
@@ -49,8 +42,8 @@ struct Broker {
     bool reachable = true;
     bool garbage = false;
     unsigned int hold_ms = 0;
-    unsigned long generation = 0; // how often it was restarted
-    unsigned int odd_pipes = 0;   // CIMSIM_PIPE_CONNECT, CIMSIM_PIPE_RELEASE
+    unsigned long generation = 0;                          // how often it was restarted
+    bool pipe_at_connect = false, pipe_at_release = false; // a SIGPIPE where the real library raises none
     std::set<std::string> refused;
     unsigned long overlaps = 0;
     unsigned long requests = 0;

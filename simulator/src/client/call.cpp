@@ -138,12 +138,12 @@ void Call::wait(std::int64_t milliseconds) {
         if (left <= 0)
             return;
         const bool frozen = sim.controller.clock.is_frozen();
-        if (frozen && !sim.state.in_use())
+        if (frozen && !sim.shared.in_use())
             sim.time_changed.wait(lock_);
         else
             sim.time_changed.wait_for(lock_, std::chrono::milliseconds(frozen ? 10 : left));
         if (frozen)
-            StateSession(); // another process may have moved the time
+            Session(sim.shared); // another process may have moved the time
     }
 }
 

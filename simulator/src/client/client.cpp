@@ -12,6 +12,16 @@
 
 namespace cimsim {
 
+Answer Script::answer() && {
+    Value no_result;
+    no_result.state = CMPI_notFound;
+    return {rc, std::move(message),
+            result             ? std::move(*result)
+            : rc == CMPI_RC_OK ? Value::number(CMPI_uint32, 0)
+                               : no_result,
+            std::move(outputs)};
+}
+
 namespace {
 
 // A backslash and an n, as the real library has it.
@@ -76,10 +86,10 @@ Answer exchange(Call &call, Request request, Ask ask) {
     if (client.running++ > 0)
         ++broker.overlaps;
     Answer answer;
-    StateSession session; // not while the answer is held back
+    Session session(sim.shared); // not while the answer is held back
     const bool good = session.good(), dead = good && is_dead(), method_call = request.is_method_call();
     if (!good) {
-        answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
+        answer = failed(CMPI_RC_ERR_FAILED, sim.shared.error());
     } else if (dead) {
         answer = failed(CMPI_RC_ERR_FAILED, dead_message);
         session.end();
@@ -90,7 +100,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
         answer = answer_to(request, ask);
         broker.last = std::move(request);
         if (!session.end())
-            answer = failed(CMPI_RC_ERR_FAILED, sim.state.error());
+            answer = failed(CMPI_RC_ERR_FAILED, sim.shared.error());
         call.wait(Milliseconds{broker.hold_ms});
     }
     if (call.is_alive(call.self))
@@ -146,7 +156,7 @@ void add_extra_elements(std::vector<Value> &elements) {
 
 CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
-    if (call.sound() && (sim.broker.odd_pipes & CIMSIM_PIPE_RELEASE)) {
+    if (call.sound() && sim.broker.pipe_at_release) {
         call.unlocked(write_to_dead_socket);
         call.is_alive(call.self); // another thread may have been here
     }
@@ -154,7 +164,7 @@ CMPIStatus client_release(CMCIClient *self) {
         release_object(call);
         const bool others = client_released();
         if (sim.heap.clients == 0)
-            sim.broker.odd_pipes = 0;
+            sim.broker.pipe_at_connect = sim.broker.pipe_at_release = false;
         if (others)
             call.wait_for_threads(sim.watch.unload_ms);
     }
@@ -215,7 +225,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     const std::shared_ptr<Tree> at = path->value.tree;
     Value arguments = given->value;
     // The real library fetches the class first, and releases what it got without a look.
-    if (StateSession session;
+    if (Session session(sim.shared);
         session.good() && !is_dead() && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
         call.misuse("there is no class " + at->name_space + ":" + at->class_name +
                         ", which the real library does not survive",
@@ -290,10 +300,10 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         return nullptr;
     Broker &broker = sim.broker;
     const bool first = sim.heap.clients == 0;
-    StateSession session;
-    if (broker.odd_pipes & CIMSIM_PIPE_CONNECT) {
+    Session session(sim.shared);
+    if (broker.pipe_at_connect) {
         if (first)
-            broker.odd_pipes = 0;
+            broker.pipe_at_connect = broker.pipe_at_release = false;
         session.end();
         call.unlocked(write_to_dead_socket);
         call.fail(CMPI_RC_ERR_FAILED);
@@ -308,7 +318,7 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
             call.fail(CMPI_RC_ERR_FAILED);
             return nullptr;
         }
-        broker.odd_pipes = 0;
+        broker.pipe_at_connect = broker.pipe_at_release = false;
         sim.connected = broker.generation;
     }
     Object &client = make(Value(CMPI_null, Kind::client), Holder::owned);

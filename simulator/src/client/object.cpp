@@ -24,7 +24,7 @@ void Link::leave() {
 namespace {
 
 // Enough to recognise any mistake that a test makes, and little enough for a program that runs for days.
-constexpr std::size_t graveyard_bound = CIMSIM_REMEMBERED;
+constexpr std::size_t graveyard_bound = remembered;
 
 struct KindFacts {
     const char *name;

@@ -7,10 +7,8 @@
 #include "value/value.h"
 
 #include <CimClientLib/cmcift.h>
-#include <cimsim.h>
 
 #include <cstddef>
-#include <deque>
 #include <map>
 
 namespace cimsim {
@@ -43,18 +41,18 @@ struct Client {
     unsigned int running = 0; // exchanges that have not been answered yet
 };
 
+// What another layer keeps for a thread.
+struct Attachment {
+    virtual ~Attachment() = default;
+};
+
 struct Thread {
     unsigned long id = 0;
     bool has_called = false; // the client library, since its back end was loaded
     bool unloading = false;  // another thread, which releases the last client, waits for this one's end
     Link pool;
 
-    // What functions of the control header returned last on this thread.
-    std::deque<std::string> texts;
-    std::vector<cimsim_item> items;
-    cimsim_request request = {};
-
-    const char *keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
+    std::unique_ptr<Attachment> attached;
 };
 
 struct Object : Link {
@@ -76,6 +74,9 @@ struct Object : Link {
     Object(Value value, Holder holder);
     std::string name() const;
 };
+
+// How many released objects are kept, to be recognised.
+constexpr std::size_t remembered = 4096;
 
 struct Heap {
     Link owned;

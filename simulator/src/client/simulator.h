@@ -5,7 +5,7 @@
 #include "client/broker.h"
 #include "client/call.h"
 #include "client/object.h"
-#include "control/state.h"
+#include "client/session.h"
 #include "controller/controller.h"
 
 #include <condition_variable>
@@ -15,28 +15,22 @@ namespace cimsim {
 
 struct Simulator {
     std::mutex lock;
-    bool from_environment = false;        // the controller is the one that the environment names
     std::condition_variable time_changed; // otherwise than by the passing of time
     std::condition_variable thread_ended; // while another waits for it in releasing the last client
     unsigned long resets = 0;
     unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
-    State state;
+    SharedController &shared;
     Heap heap;
     Watch watch;
     Broker broker;
     Controller controller;
+
+    explicit Simulator(SharedController &shared_) : shared(shared_) {}
 };
 
-// Outlives everything: threads may still call while the process ends.
+// The one of this process, made by the layer that steers it. Outlives everything: threads may still call
+// while the process ends.
 extern Simulator &sim;
-
-// Gives the process a controller of its own if it still has the one that the environment names: that of a
-// process whose environment names none. Clients that are open stay as they are. Under the lock.
-void leave_environment();
-
-// After the process got another controller: clients that are open are dead if they were, and no answer is
-// held back any longer.
-void controller_replaced(bool dead);
 
 } // namespace cimsim
 

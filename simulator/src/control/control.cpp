@@ -1,11 +1,12 @@
 // control.cpp - the control header's functions.
-#include "client/simulator.h"
+#include "control/process.h"
 #include "value/notation.h"
 
 #include <cimsim.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 
 using namespace cimsim;
 
@@ -13,11 +14,14 @@ struct cimsim_value {
     Value value;
 };
 
+static_assert(CIMSIM_USUAL_JOB_LIMIT == usual_job_limit && CIMSIM_NO_LIMIT == no_job_limit);
+static_assert(CIMSIM_REMEMBERED == remembered);
+
 namespace {
 
 std::unique_lock<std::mutex> lock_own_controller(std::mutex &lock) {
     std::unique_lock<std::mutex> locked(lock);
-    leave_environment();
+    process.leave_environment();
     return locked;
 }
 
@@ -28,14 +32,25 @@ public:
 
 private:
     std::unique_lock<std::mutex> lock_;
-    StateSession session_;
+    Session session_{process.state};
 };
 
 // The calling thread's store for what the function hands out; what it held before is no longer valid.
-Thread &fresh_answer() {
+struct Returned : Attachment {
+    std::deque<std::string> texts;
+    std::vector<cimsim_item> items;
+    cimsim_request request = {};
+
+    const char *keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
+};
+
+Returned &fresh_answer() {
     Thread &thread = this_thread();
-    thread.texts.clear();
-    return thread;
+    if (!thread.attached)
+        thread.attached = std::make_unique<Returned>();
+    auto &returned = static_cast<Returned &>(*thread.attached);
+    returned.texts.clear();
+    return returned;
 }
 
 cimsim_value *boxed(Value value) { return new cimsim_value{std::move(value)}; }
@@ -115,11 +130,11 @@ void cimsim_load_demo(void) {
 int cimsim_use_state(const char *path) {
     const std::lock_guard<std::mutex> guard(sim.lock);
     const bool dead = sim.broker.generation != sim.connected;
-    sim.from_environment = false;
-    sim.state.use(path);
-    StateSession session;
+    process.from_environment = false;
+    process.state.use(path);
+    Session session(process.state);
     const bool good = session.end();
-    controller_replaced(dead);
+    process.controller_replaced(dead);
     return good ? 0 : -1;
 }
 
@@ -265,17 +280,17 @@ unsigned int cimsim_job_count(void) {
 
 int cimsim_job_at(unsigned int index, cimsim_job *job) {
     const Guard guard(sim.lock);
-    Thread &thread = fresh_answer();
+    Returned &returned = fresh_answer();
     const auto &jobs = sim.controller.jobs;
     if (index >= jobs.size() || !job)
         return -1;
     const Job &found = std::next(jobs.begin(), static_cast<std::ptrdiff_t>(index))->second;
     const Milliseconds now = sim.controller.clock.now();
-    job->InstanceID = thread.keep(found.id);
-    job->Name = thread.keep(found.name);
+    job->InstanceID = returned.keep(found.id);
+    job->Name = returned.keep(found.name);
     job->JobStatus = status_name(found.phase(now));
-    job->JobStartTime = thread.keep(found.start_text);
-    job->JobUntilTime = thread.keep(found.until_text);
+    job->JobStartTime = returned.keep(found.start_text);
+    job->JobUntilTime = returned.keep(found.until_text);
     job->PercentComplete = found.percent(now);
     return 0;
 }
@@ -359,7 +374,8 @@ void cimsim_restart_broker(unsigned int pipes) {
         ++sim.broker.generation;
     else
         sim.connected = sim.broker.generation;
-    sim.broker.odd_pipes = pipes;
+    sim.broker.pipe_at_connect = (pipes & CIMSIM_PIPE_CONNECT) != 0;
+    sim.broker.pipe_at_release = (pipes & CIMSIM_PIPE_RELEASE) != 0;
 }
 
 void cimsim_set_unload_time(unsigned int milliseconds) {
@@ -369,7 +385,7 @@ void cimsim_set_unload_time(unsigned int milliseconds) {
 
 const char *cimsim_state_error(void) {
     const Guard guard(sim.lock);
-    const std::string &error = sim.state.error();
+    const std::string &error = process.state.error();
     return error.empty() ? nullptr : fresh_answer().keep(error);
 }
 
@@ -382,26 +398,26 @@ unsigned long cimsim_overlaps(void) {
 
 const cimsim_request *cimsim_last_request(void) {
     const Guard guard(sim.lock);
-    Thread &thread = fresh_answer();
+    Returned &returned = fresh_answer();
     const auto &last = sim.broker.last;
     if (!last)
         return nullptr;
-    thread.items.clear();
+    returned.items.clear();
     for (const auto *items : {&last->keys, &last->arguments})
         for (const RequestItem &item : *items)
-            thread.items.push_back(
-                {thread.keep(item.name), item.type, thread.keep(item.text), thread.keep(item.value)});
-    cimsim_request &request = thread.request;
+            returned.items.push_back(
+                {returned.keep(item.name), item.type, returned.keep(item.text), returned.keep(item.value)});
+    cimsim_request &request = returned.request;
     request.operation = last->operation;
-    request.user = thread.keep(last->user);
-    request.name_space = thread.keep(last->name_space);
-    request.class_name = thread.keep(last->class_name);
-    request.method = thread.keep(last->method);
+    request.user = returned.keep(last->user);
+    request.name_space = returned.keep(last->name_space);
+    request.class_name = returned.keep(last->class_name);
+    request.method = returned.keep(last->method);
     request.flags = last->flags;
     request.key_count = static_cast<unsigned int>(last->keys.size());
-    request.keys = thread.items.data();
+    request.keys = returned.items.data();
     request.argument_count = static_cast<unsigned int>(last->arguments.size());
-    request.arguments = thread.items.data() + last->keys.size();
+    request.arguments = returned.items.data() + last->keys.size();
     return &request;
 }
 

@@ -27,8 +27,8 @@ Milliseconds duration(const Statement &s, Milliseconds otherwise) {
     return s.number_option("runs-ms", whole, 0, most * second);
 }
 
-void job(const Statement &s) {
-    Controller &controller = sim.controller;
+void job(Simulator &simulator, const Statement &s) {
+    Controller &controller = simulator.controller;
     Job job;
     job.id = s.words[0].text;
     job.name = s.text_option("name");
@@ -54,60 +54,60 @@ void job(const Statement &s) {
         s.fail("there is a job \"" + s.words[0].text + "\" already");
 }
 
-void property(const Statement &s) {
-    sim.controller.overrides_of(s.words[0].text)[s.words[1].text] = parse_value(s, s.words[2]);
+void property(Simulator &simulator, const Statement &s) {
+    simulator.controller.overrides_of(s.words[0].text)[s.words[1].text] = parse_value(s, s.words[2]);
 }
 
-void next_job(const Statement &s) {
+void next_job(Simulator &simulator, const Statement &s) {
     Coming coming;
     if (s.option("runs") || s.option("runs-ms"))
         coming.runs = duration(s, 0);
     coming.fails = s.option("fails") != nullptr;
     if (s.option("message"))
         coming.message = s.text_option("message");
-    sim.controller.coming.push_back(std::move(coming));
+    simulator.controller.coming.push_back(std::move(coming));
 }
 
-void share(const Statement &s) {
+void share(Simulator &simulator, const Statement &s) {
     Share share{s.words[0].text, s.words[1].text, static_cast<unsigned int>(s.number(s.words[2], 0, most)),
                 std::nullopt, s.text_option("password")};
     if (s.option("user"))
         share.user = s.text_option("user");
-    sim.controller.shares.push_back(std::move(share));
+    simulator.controller.shares.push_back(std::move(share));
 }
 
-void add_class(const Statement &s) {
+void add_class(Simulator &simulator, const Statement &s) {
     AddedClass added{s.words[0].text, {}, {}};
     for (std::size_t i = 1; i < s.words.size(); ++i)
         added.keys.push_back(s.words[i].text);
-    if (!sim.controller.add_class(std::move(added)))
+    if (!simulator.controller.add_class(std::move(added)))
         s.fail("there is a class \"" + s.words[0].text + "\" already");
 }
 
-void instance(const Statement &s) {
+void instance(Simulator &simulator, const Statement &s) {
     std::vector<Item> items;
     for (const auto &[name, word] : s.options)
         if (std::optional<Value> value = parse_value(s, word))
             items.push_back({name, std::move(*value)});
-    if (!sim.controller.add_instance(s.words[0].text, std::move(items)))
+    if (!simulator.controller.add_instance(s.words[0].text, std::move(items)))
         s.fail("no class \"" + s.words[0].text + "\" was added, or one of its keys is missing");
 }
 
-void clock(const Statement &s) {
+void clock(Simulator &simulator, const Statement &s) {
     if (s.option("frozen"))
-        sim.controller.clock.stop_at(s.number_option("frozen", 0, -latest, latest));
+        simulator.controller.clock.stop_at(s.number_option("frozen", 0, -latest, latest));
     else
-        sim.controller.clock.go_ahead(s.number_option("ahead", 0, -latest, latest));
+        simulator.controller.clock.go_ahead(s.number_option("ahead", 0, -latest, latest));
 }
 
-void numbers(const Statement &s) {
-    Controller &controller = sim.controller;
+void numbers(Simulator &simulator, const Statement &s) {
+    Controller &controller = simulator.controller;
     const auto last = static_cast<std::int64_t>(controller.last_number); // of the jobs that stand before
     controller.last_number = static_cast<unsigned long>(s.number_option("jobs", last, last, most_jobs));
     controller.last_id = static_cast<unsigned int>(s.number_option("ids", 0, 0, most));
 }
 
-void fault(const Statement &s) {
+void fault(Simulator &simulator, const Statement &s) {
     if (!is_slot(s.words[0].text) && s.words[0].text != "any")
         s.fail("there is no slot \"" + s.words[0].text + "\"");
     Plan plan{s.words[0].text == "any" ? "" : s.words[0].text,
@@ -116,44 +116,66 @@ void fault(const Statement &s) {
                     std::nullopt, s.option("with-result") != nullptr}};
     if (s.option("message"))
         plan.fault.message = s.text_option("message");
-    sim.watch.plans.push_back(std::move(plan));
+    simulator.watch.plans.push_back(std::move(plan));
 }
 
 struct Form {
     const char *name;
     std::size_t least, most;           // words
     std::vector<const char *> options; // NAME=VALUE, or NAME alone
-    void (*apply)(const Statement &);
+    void (*apply)(Simulator &, const Statement &);
 };
 
 const std::size_t any_number = 1000;
 
 const Form forms[] = {
-    {"empty", 0, 0, {}, [](const Statement &) { forget_scene(); }},
-    {"demo", 0, 0, {}, [](const Statement &) { sim.controller.load_demo(); }},
+    {"empty", 0, 0, {}, [](Simulator &simulator, const Statement &) { forget_scene(simulator); }},
+    {"demo", 0, 0, {}, [](Simulator &simulator, const Statement &) { simulator.controller.load_demo(); }},
     {"clock", 0, 0, {"frozen", "ahead"}, clock},
     {"generation",
      1,
      1,
      {},
-     [](const Statement &s) { sim.broker.generation = static_cast<unsigned long>(count(s)); }},
+     [](Simulator &simulator, const Statement &s) {
+         simulator.broker.generation = static_cast<unsigned long>(count(s));
+     }},
     {"numbers", 0, 0, {"jobs", "ids"}, numbers},
     {"limit",
      1,
      1,
      {},
-     [](const Statement &s) { sim.controller.job_limit = static_cast<unsigned int>(count(s)); }},
-    {"lockdown", 0, 0, {}, [](const Statement &) { sim.controller.lockdown = true; }},
-    {"unreachable", 0, 0, {}, [](const Statement &) { sim.broker.reachable = false; }},
-    {"garbage", 0, 0, {}, [](const Statement &) { sim.broker.garbage = true; }},
-    {"hold", 1, 1, {}, [](const Statement &s) { sim.broker.hold_ms = static_cast<unsigned int>(count(s)); }},
-    {"refuse", 1, 1, {}, [](const Statement &s) { sim.broker.refused.insert(s.words[0].text); }},
+     [](Simulator &simulator, const Statement &s) {
+         simulator.controller.job_limit = static_cast<unsigned int>(count(s));
+     }},
+    {"lockdown",
+     0,
+     0,
+     {},
+     [](Simulator &simulator, const Statement &) { simulator.controller.lockdown = true; }},
+    {"unreachable",
+     0,
+     0,
+     {},
+     [](Simulator &simulator, const Statement &) { simulator.broker.reachable = false; }},
+    {"garbage", 0, 0, {}, [](Simulator &simulator, const Statement &) { simulator.broker.garbage = true; }},
+    {"hold",
+     1,
+     1,
+     {},
+     [](Simulator &simulator, const Statement &s) {
+         simulator.broker.hold_ms = static_cast<unsigned int>(count(s));
+     }},
+    {"refuse",
+     1,
+     1,
+     {},
+     [](Simulator &simulator, const Statement &s) { simulator.broker.refused.insert(s.words[0].text); }},
     {"software",
      1,
      1,
      {"name", "version"},
-     [](const Statement &s) {
-         sim.controller.identities.push_back(
+     [](Simulator &simulator, const Statement &s) {
+         simulator.controller.identities.push_back(
              {s.words[0].text, s.text_option("name"), s.text_option("version")});
      }},
     {"share", 3, 3, {"user", "password"}, share},
@@ -204,7 +226,7 @@ void sort_out(const Form &form, Statement &s) {
 
 } // namespace
 
-void apply_scene(const std::string &text, bool lasts) {
+void apply_scene(Simulator &simulator, const std::string &text, bool lasts) {
     for (Statement &statement : parse(text)) {
         const auto *const form = std::find_if(std::begin(forms), std::end(forms), [&](const Form &known) {
             return statement.name == known.name;
@@ -214,13 +236,13 @@ void apply_scene(const std::string &text, bool lasts) {
         sort_out(*form, statement);
         if (lasts && form->apply == fault)
             statement.fail("it is a process's own, and stands in a scene");
-        form->apply(statement);
+        form->apply(simulator, statement);
     }
 }
 
-void forget_scene() {
-    sim.controller = {};
-    Broker &broker = sim.broker;
+void forget_scene(Simulator &simulator) {
+    simulator.controller = {};
+    Broker &broker = simulator.broker;
     broker.reachable = true;
     broker.garbage = false;
     broker.hold_ms = 0;
@@ -292,9 +314,9 @@ void write_jobs(Writer &out, const Controller &controller) {
 
 } // namespace
 
-std::string scene_text() {
-    const Controller &controller = sim.controller;
-    const Broker &broker = sim.broker;
+std::string scene_text(const Simulator &simulator) {
+    const Controller &controller = simulator.controller;
+    const Broker &broker = simulator.broker;
     Writer out;
     out.line("empty").line("clock");
     if (controller.clock.is_frozen())

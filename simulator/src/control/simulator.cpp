@@ -1,5 +1,5 @@
 // simulator.cpp - the simulator's life: what it finds when the library is loaded, and its end.
-#include "client/simulator.h"
+#include "control/process.h"
 
 #include "control/scene.h"
 #include "value/text.h"
@@ -19,7 +19,7 @@ namespace cimsim {
 namespace {
 
 // Never destroyed: threads that still run while the process ends find a simulator that works.
-alignas(Simulator) unsigned char room[sizeof(Simulator)];
+alignas(Process) unsigned char room[sizeof(Process)];
 
 const std::string refuse = "refuse=";
 
@@ -38,7 +38,7 @@ bool is_known(const std::string &word) {
 
 void apply_words(const std::vector<std::string> &words) {
     if (std::count(words.begin(), words.end(), "empty") > 0) // wherever it stands
-        forget_scene();
+        forget_scene(sim);
     for (const std::string &word : words) {
         if (!is_known(word))
             std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
@@ -60,7 +60,7 @@ void apply_file(const std::string &path) {
         std::_Exit(2);
     }
     try {
-        apply_scene(text, false);
+        apply_scene(sim, text, false);
     } catch (const Mistake &mistake) {
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s:%zu: %s\n", path.c_str(), mistake.line,
                      mistake.what());
@@ -78,8 +78,8 @@ bool read_scene() {
         apply_words(words);
     else
         apply_file(scene);
-    sim.state.use(std::getenv("CIMSIM_STATE"));
-    sim.from_environment = !scene.empty() || sim.state.in_use();
+    process.state.use(std::getenv("CIMSIM_STATE"));
+    process.from_environment = !scene.empty() || process.state.in_use();
     return true;
 }
 
@@ -102,24 +102,25 @@ __attribute__((destructor)) void unload() {
 
 } // namespace
 
-Simulator &sim = *new (room) Simulator;
+Process &process = *new (room) Process;
+Simulator &sim = process.simulator;
 [[maybe_unused]] static const bool scene_is_set = read_scene();
 
-void leave_environment() {
-    if (!std::exchange(sim.from_environment, false))
+void Process::leave_environment() {
+    if (!std::exchange(from_environment, false))
         return;
-    const bool dead = sim.broker.generation != sim.connected;
-    sim.state.use(nullptr);
-    forget_scene();
-    sim.controller.load_demo();
-    sim.watch.plans.clear();
+    const bool dead = simulator.broker.generation != simulator.connected;
+    state.use(nullptr);
+    forget_scene(simulator);
+    simulator.controller.load_demo();
+    simulator.watch.plans.clear();
     controller_replaced(dead);
 }
 
-void controller_replaced(bool dead) {
-    sim.connected = sim.broker.generation - (dead ? 1 : 0);
-    ++sim.resets;
-    sim.time_changed.notify_all();
+void Process::controller_replaced(bool dead) {
+    simulator.connected = simulator.broker.generation - (dead ? 1 : 0);
+    ++simulator.resets;
+    simulator.time_changed.notify_all();
 }
 
 } // namespace cimsim

@@ -1,7 +1,6 @@
 // state.cpp - locking, reading and writing the controller's file.
 #include "control/state.h"
 
-#include "client/simulator.h"
 #include "control/scene.h"
 #include "value/text.h"
 
@@ -173,17 +172,17 @@ bool State::read() {
         return fail(path_ + ": " + std::strerror(errno));
     hold(file);
     try {
-        forget_scene();
+        forget_scene(simulator_);
         if (text.empty() || text.back() != '\n')
             throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
                           "the last line has no end");
-        apply_scene(text, true);
+        apply_scene(simulator_, text, true);
     } catch (const Mistake &mistake) {
         return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
     }
     text_ = text; // what a person wrote in another form, or in times from now, is written in this one
     known_ = true;
-    sim.time_changed.notify_all();
+    simulator_.time_changed.notify_all();
     return true;
 }
 
@@ -219,23 +218,12 @@ bool State::write(const std::string &text) {
 bool State::end() {
     if (path_.empty())
         return true;
-    const std::string text = scene_text();
+    const std::string text = scene_text(simulator_);
     const bool good = (known_ && text == text_) || write(text);
     unlock();
     if (good)
         error_.clear();
     return good;
-}
-
-StateSession::StateSession() : good_(sim.state.begin()), open_(good_) {}
-
-StateSession::~StateSession() { end(); }
-
-bool StateSession::end() {
-    if (open_)
-        good_ = sim.state.end();
-    open_ = false;
-    return good_;
 }
 
 } // namespace cimsim

@@ -2,6 +2,8 @@
 #ifndef CIMSIM_STATE_H
 #define CIMSIM_STATE_H
 
+#include "client/simulator.h"
+
 #include <string>
 #include <sys/stat.h>
 
@@ -11,17 +13,19 @@ namespace cimsim {
 bool read_whole(const std::string &path, std::string *text, struct stat *seen, int *held);
 
 // The file as this process last saw it. All calls under the simulator's lock.
-class State {
+class State final : public SharedController {
 public:
+    explicit State(Simulator *simulator) : simulator_(*simulator) {}
+
     void use(const char *path); // NULL or empty: none
-    bool in_use() const { return !path_.empty(); }
+    bool in_use() const override { return !path_.empty(); }
 
     // Locks the file and takes over what others have written; without a file every session is good. False: it
     // cannot be had, and why was said on standard error. A session that began is ended.
-    bool begin();
+    bool begin() override;
     // Writes what was changed, and unlocks. False: it cannot be written, and why was said.
-    bool end();
-    const std::string &error() const { return error_; } // of the latest sessions since one was good
+    bool end() override;
+    const std::string &error() const override { return error_; } // of the latest sessions since one was good
 
 private:
     bool lock();
@@ -31,26 +35,13 @@ private:
     void hold(int file);
     bool fail(const std::string &why);
 
+    Simulator &simulator_;
     std::string path_, error_;
     int lock_ = -1;      // of the session that is open, or was
     int held_ = -1;      // what `seen_` is of stays open: its number is not given to another file meanwhile
     bool known_ = false; // `seen_` and `text_` are of the file as it is here
     struct stat seen_ = {};
     std::string text_;
-};
-
-// A session as long as this lives.
-class StateSession {
-public:
-    StateSession();
-    ~StateSession();
-    StateSession(const StateSession &) = delete;
-    StateSession &operator=(const StateSession &) = delete;
-    bool good() const { return good_; }
-    bool end(); // before its time: false when the changes could not be written
-
-private:
-    bool good_, open_;
 };
 
 } // namespace cimsim

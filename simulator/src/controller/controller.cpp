@@ -242,16 +242,6 @@ Value job_instance(const Job &job, Milliseconds now) {
     return instance;
 }
 
-Answer Script::answer() && {
-    Value no_result;
-    no_result.state = CMPI_notFound;
-    return {rc, std::move(message),
-            result             ? std::move(*result)
-            : rc == CMPI_RC_OK ? Value::number(CMPI_uint32, 0)
-                               : no_result,
-            std::move(outputs)};
-}
-
 Answer Controller::get_class(const Tree &path) {
     if (auto wrong = check_class(*this, path))
         return failed(wrong->rc == CMPI_RC_ERR_INVALID_CLASS ? CMPI_RC_ERR_NOT_FOUND : wrong->rc,

@@ -2,13 +2,12 @@
 #ifndef CIMSIM_CONTROLLER_H
 #define CIMSIM_CONTROLLER_H
 
-#include "client/broker.h"
-
-#include <cimsim.h>
+#include "controller/answer.h"
 
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <unordered_map>
 
 namespace cimsim {
@@ -86,13 +85,15 @@ struct AddedClass {
     std::vector<std::vector<Item>> instances;
 };
 
+constexpr unsigned int usual_job_limit = 256, no_job_limit = 0;
+
 struct Controller {
     Clock clock;
     std::map<unsigned long, Job> jobs; // in the order of creation
     std::unordered_map<std::string, unsigned long> job_numbers;
     unsigned long last_number = 0;
     unsigned int last_id = 0;
-    unsigned int job_limit = CIMSIM_USUAL_JOB_LIMIT;
+    unsigned int job_limit = usual_job_limit;
     std::vector<Identity> identities;
     std::vector<Share> shares;
     bool lockdown = false;
@@ -109,7 +110,7 @@ struct Controller {
     bool add_class(AddedClass new_class);           // false when there is one of that name
     bool add_instance(const std::string &class_name,
                       std::vector<Item> items); // false: no added class, or a key missing
-    bool full() const { return job_limit != CIMSIM_NO_LIMIT && jobs.size() >= job_limit; }
+    bool full() const { return job_limit != no_job_limit && jobs.size() >= job_limit; }
     std::string new_id();
 
     Answer get_class(const Tree &path);
@@ -133,7 +134,6 @@ std::optional<Class> find_class(Controller &controller, const std::string &name)
 
 Value instance_of(const std::string &class_name);
 
-Answer failed(CMPIrc rc, const std::string &message);
 Value reference(const char *class_name, const std::string &instance_id);
 Value job_instance(const Job &job, Milliseconds now);
 

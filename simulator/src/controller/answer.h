@@ -1,0 +1,22 @@
+// answer.h - what the controller answers to a request.
+#ifndef CIMSIM_ANSWER_H
+#define CIMSIM_ANSWER_H
+
+#include "value/value.h"
+
+#include <optional>
+
+namespace cimsim {
+
+struct Answer {
+    CMPIrc rc = CMPI_RC_OK;
+    std::optional<std::string> message;
+    Value result;
+    std::vector<Item> outputs;
+};
+
+Answer failed(CMPIrc rc, const std::string &message);
+
+} // namespace cimsim
+
+#endif
