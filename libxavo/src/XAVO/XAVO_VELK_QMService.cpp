@@ -135,8 +135,8 @@ void XAVO_dig_out_QM_result(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, ch
         return;
     }
     if (const char *text = characters(data)) {
-        *messageid = strdup(text);
-        *errorcodep = *messageid == nullptr ? XAVO_OUT_OF_MEMORY : XAVO_UNKNOWN_ERROR;
+        *errorcodep = XAVO_UNKNOWN_ERROR;
+        *messageid = new_string(errorcodep, text);
     } else {
         *errorcodep = XAVO_NOT_FOUND;
     }

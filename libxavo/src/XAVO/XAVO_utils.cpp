@@ -156,15 +156,16 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
     if (!is_present(data)) // nothing to free either: what is absent is not owned
         return nullptr;
 
+    if (data.type != CMPI_string || data.value.string == nullptr) {
+        XAVO_free_CMPIData_value(&data);
+        *errorcodep = XAVO_NOT_IMPLEMENTED;
+        return nullptr;
+    }
     XAVO_cleanstack();
     char *copy = nullptr;
-    if (data.type != CMPI_string || data.value.string == nullptr) {
-        *errorcodep = XAVO_NOT_IMPLEMENTED;
-    } else {
-        const char *text = characters(data);
-        if (XAVO_REQUIRE(caller, text != nullptr, XAVO_OUT_OF_MEMORY, "getCharPtr() returned NULL"))
-            copy = new_string(errorcodep, text);
-    }
+    const char *text = characters(data);
+    if (XAVO_REQUIRE(caller, text != nullptr, XAVO_OUT_OF_MEMORY, "getCharPtr() returned NULL"))
+        copy = new_string(errorcodep, text);
     XAVO_free_CMPIData_value(&data);
     return copy;
 }

@@ -12,9 +12,16 @@ namespace xavo {
 class Lock {
 public:
     explicit Lock(XAVO_Proxy *sp) : sp_(sp) { XAVO_lock(sp_); }
-    ~Lock() { XAVO_unlock(sp_); }
+    ~Lock() { unlock(); }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
+
+    // Unlocks before the scope ends.
+    void unlock() {
+        if (sp_ != nullptr)
+            XAVO_unlock(sp_);
+        sp_ = nullptr;
+    }
 
 private:
     XAVO_Proxy *sp_;

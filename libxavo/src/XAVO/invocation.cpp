@@ -79,7 +79,9 @@ void Invocation::read_return_value() {
         return;
     XAVO_ERROR_WITH(operation, "invoke_return_code=%u", static_cast<unsigned int>(code));
     XAVO_log_MessageID(out_.get());
-    *errorcodep = XAVO_UNKNOWN_ERROR;
+    out_.drop();
+    lock_.unlock();
+    *errorcodep = XAVO_UNKNOWN_ERROR; // the interface sets this code last
 }
 
 } // namespace xavo
