@@ -1,6 +1,7 @@
 #include "support.h"
 #include "table.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdarg>
@@ -8,6 +9,7 @@
 #include <cstring>
 #include <hulmprintf.h>
 #include <sstream>
+#include <utility>
 #include <utl_va_cat.h>
 
 namespace {
@@ -38,8 +40,57 @@ struct Plan {
     unsigned long at_unlock = 0;
 } plan;
 
+struct Steps {
+    bool recording = false;
+    const XAVO_ErrorCode *code = nullptr;
+    char *const *job = nullptr;
+    const XAVO_Proxy *made = nullptr; // the handle whose mutex was initialised last
+    size_t traced = 0;                // of the trace, so many characters are in `text`
+    std::string text;
+} record;
+
+// A call that is repeated at once is one line: "  CMPIArgs#1.addArg (3 times)".
+void note_client_calls() {
+    std::istringstream words(std::string(cimsim_traced()).substr(record.traced));
+    std::string word, next;
+    words >> word;
+    for (unsigned times = 1; !word.empty(); ++times) {
+        if (next.clear(), words >> next; next == word)
+            continue;
+        record.text += "  " + word + (times > 1 ? " (" + std::to_string(times) + " times)" : "") + "\n";
+        word = next;
+        times = 0;
+    }
+    record.traced = strlen(cimsim_traced());
+}
+
+// One step of the library's own; `what` may be a line of the log. (A string that is freed here is no step.)
+void note_step(const std::string &what) {
+    if (!record.recording)
+        return;
+    record.recording = false;
+    note_client_calls();
+    if (record.code != nullptr)
+        record.text += std::string(XAVO_EC_to_string(*record.code)) + " ";
+    if (record.job != nullptr)
+        record.text += *record.job == nullptr ? "NULL " : "set ";
+    record.text += what + (what.back() == '\n' ? "" : "\n");
+    record.recording = true;
+}
+
+// Of a handle that is made or freed, as far as it goes.
+std::string initialised(const XAVO_Proxy *sp) {
+    return " initialised=" + std::to_string(sp == nullptr ? -1 : sp->mutex_initialised);
+}
+
+const XAVO_Proxy *handle_of(const pthread_mutex_t *mutex) {
+    return reinterpret_cast<const XAVO_Proxy *>(reinterpret_cast<const char *>(mutex) -
+                                                offsetof(XAVO_Proxy, mutex));
+}
+
 // Whether this call of the library's is to fail. Unarmed it touches nothing: threads pass here.
-bool strike(test::Own kind, const char *name) {
+bool strike(test::Own kind, const char *name, const std::string &detail = "") {
+    note_step(name + detail);
     if (!plan.armed)
         return false;
     const unsigned seen = ++plan.seen[static_cast<int>(kind)];
@@ -73,10 +124,13 @@ void hulmprintf(int level, int module, const char *format, ...) {
     const std::string entry =
         (well_formed ? "" : "malformed: ") + std::to_string(level) + " " + function + ": " + text;
     with_log([&] { log_lines += entry; });
+    note_step(entry);
 }
 
 void *__real_calloc(size_t count, size_t size);
 char *__real_strdup(const char *text);
+void __real_free(void *memory);
+int __real_setenv(const char *name, const char *value, int overwrite);
 int __real_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before);
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);
 int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
@@ -91,6 +145,17 @@ void *__wrap_calloc(size_t count, size_t size) {
 
 char *__wrap_strdup(const char *text) {
     return strike(test::Own::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
+}
+
+void __wrap_free(void *memory) {
+    if (memory != nullptr && record.recording) // what note_step itself frees must not get here
+        note_step("free");
+    __real_free(memory);
+}
+
+int __wrap_setenv(const char *name, const char *value, int overwrite) {
+    note_step(std::string("setenv ") + name + "=" + value + initialised(record.made));
+    return __real_setenv(name, value, overwrite);
 }
 
 // Two or three strings are all that the library joins.
@@ -115,6 +180,8 @@ int __wrap_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before) {
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) {
+    if (record.recording)
+        record.made = handle_of(mutex);
     return strike(test::Own::MUTEX, "pthread_mutex_init") ? ENOMEM
                                                           : __real_pthread_mutex_init(mutex, attributes);
 }
@@ -123,28 +190,30 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_lock = cimsim_calls(nullptr);
     // A call on a live mutex is only said to have failed: it must stay in balance for the rest.
+    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_lock");
     const int result = __real_pthread_mutex_lock(mutex);
-    return strike(test::Own::MUTEX, "pthread_mutex_lock") ? EINVAL : result;
+    return fails ? EINVAL : result;
 }
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_unlock = cimsim_calls(nullptr);
+    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_unlock");
     const int result = __real_pthread_mutex_unlock(mutex);
-    return strike(test::Own::MUTEX, "pthread_mutex_unlock") ? EPERM : result;
+    return fails ? EPERM : result;
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
     if (plan.armed) { // the handle's own: by now it must no longer be taken for a live one
-        XAVO_Proxy *sp =
-            reinterpret_cast<XAVO_Proxy *>(reinterpret_cast<char *>(mutex) - offsetof(XAVO_Proxy, mutex));
+        const XAVO_Proxy *sp = handle_of(mutex);
         for (const uint32_t word :
              {sp->head_magic[0], sp->head_magic[1], sp->tail_magic[0], sp->tail_magic[1]})
             plan.marks_kept |= word != 0;
         plan.marks_kept |= cimsim_calls("CMCIClient.release") != plan.released; // the client goes later
     }
+    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_destroy", initialised(handle_of(mutex)));
     const int result = __real_pthread_mutex_destroy(mutex);
-    return strike(test::Own::MUTEX, "pthread_mutex_destroy") ? EBUSY : result;
+    return fails ? EBUSY : result;
 }
 
 } // extern "C"
@@ -176,6 +245,26 @@ unsigned own_calls(Own kind) { return plan.seen[static_cast<int>(kind)]; }
 bool marks_kept() { return plan.marks_kept; }
 unsigned long calls_at_lock() { return plan.at_lock; }
 unsigned long calls_at_unlock() { return plan.at_unlock; }
+
+void record_steps(const XAVO_ErrorCode *code, char *const *job) {
+    cimsim_trace(1);
+    record = Steps();
+    record.code = code;
+    record.job = job;
+    record.recording = true;
+}
+
+std::string steps() {
+    record.recording = false;
+    note_client_calls();
+    cimsim_trace(0);
+    return record.text;
+}
+
+bool updating() {
+    const std::vector<std::string> arguments = testing::internal::GetArgvs();
+    return std::find(arguments.begin(), arguments.end(), "--update") != arguments.end();
+}
 
 void populate() {
     cimsim_reset();

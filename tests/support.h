@@ -34,6 +34,15 @@ bool marks_kept();
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();
 
+// Records what the library does, in order: "  CMPIArgs#1.release" for a call into the client library (it is
+// on trace), and for a call of the library's own or a line of the log "NO_ERROR pthread_mutex_lock", with
+// what *code is at that moment and, where `job` is given, whether *job is NULL.
+void record_steps(const XAVO_ErrorCode *code, char *const *job = nullptr);
+std::string steps(); // ends the record
+
+// --update is on the command line: a test whose table it can compute writes it.
+bool updating();
+
 // An empty controller with the clock stopped, then: jobs "JID_1", "JID_2" and "JID_3" that wait, the
 // identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
 void populate();

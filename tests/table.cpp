@@ -1,5 +1,6 @@
 #include "table.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -20,12 +21,21 @@ void replace(std::string &text, const std::string &what, const std::string &with
         text.replace(at, what.size(), with);
 }
 
-std::vector<Row> table(const std::string &file) {
+namespace {
+
+std::ifstream open(const std::string &file) {
     std::ifstream stream(TEST_DATA "/" + file);
     if (!stream) {
         fprintf(stderr, "%s/%s cannot be read\n", TEST_DATA, file.c_str());
         abort();
     }
+    return stream;
+}
+
+} // namespace
+
+std::vector<Row> table(const std::string &file) {
+    std::ifstream stream = open(file);
     Row names = {"\\n", "\n"};
     std::vector<Row> rows;
     for (std::string line; std::getline(stream, line);) {
@@ -47,6 +57,54 @@ std::vector<Row> table(const std::string &file) {
             rows.push_back(row);
     }
     return rows;
+}
+
+const std::string &Block::operator[](const std::string &key) const {
+    static const std::string none;
+    const auto found = values.find(key);
+    return found == values.end() ? none : found->second;
+}
+
+std::vector<Block> blocks(const std::string &file) {
+    std::ifstream stream = open(file);
+    std::vector<Block> all;
+    unsigned number = 0;
+    std::string key;
+    for (std::string line; std::getline(stream, line);) {
+        ++number;
+        if (line.empty() || line[0] == '#')
+            continue;
+        if (line[0] != ' ') {
+            all.push_back({line, file + ":" + std::to_string(number), {}});
+        } else if (line.rfind("    ", 0) == 0) {
+            all.back().values[key] += line.substr(4) + "\n";
+        } else {
+            const size_t end = std::min(line.find(' ', 2), line.size());
+            key = line.substr(2, end - 2);
+            const size_t begin = line.find_first_not_of(' ', end);
+            all.back().values[key] = begin == std::string::npos ? "" : line.substr(begin);
+        }
+    }
+    return all;
+}
+
+void update(const std::string &file, const std::string &key, const std::vector<std::string> &texts) {
+    std::ifstream stream = open(file);
+    std::string all;
+    size_t block = 0;
+    bool replaced = false;
+    for (std::string line; std::getline(stream, line);) {
+        const bool begins = line == "  " + key;
+        if (begins || line.rfind("    ", 0) != 0)
+            replaced = begins;
+        if (!replaced || begins)
+            all += line + "\n";
+        std::istringstream lines(begins ? texts.at(block++) : "");
+        for (std::string each; std::getline(lines, each);)
+            all += "    " + each + "\n";
+    }
+    stream.close();
+    std::ofstream(TEST_DATA "/" + file) << all;
 }
 
 std::string lines(const std::string &file) {

@@ -2,6 +2,7 @@
 #ifndef XAVO_TESTS_TABLE_H
 #define XAVO_TESTS_TABLE_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,19 @@ Row split(const std::string &text, char at);
 // The rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment, and a row "{name} | text"
 // says what that name stands for from there on. Without the file the program ends.
 std::vector<Row> table(const std::string &file);
+
+// A file of blocks: a line that is not indented is the name of one, "  key value" gives it a value, and what
+// is indented further continues the value on a new line. Comments and names as above.
+struct Block {
+    std::string name;
+    std::string where; // "steps.txt:12"
+    std::map<std::string, std::string> values;
+    const std::string &operator[](const std::string &key) const; // "" where there is none
+};
+std::vector<Block> blocks(const std::string &file);
+
+// Replaces the lines of this value, in every block that has it, in the file itself: a text a block.
+void update(const std::string &file, const std::string &key, const std::vector<std::string> &texts);
 
 // Such a file as text: the first cell of every row, a line each.
 std::string lines(const std::string &file);

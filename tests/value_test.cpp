@@ -3,9 +3,12 @@
 #include "support.h"
 #include "table.h"
 
+#include <cstddef>
 #include <cstring>
 #include <regex>
 #include <stdio_ext.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 using namespace test;
 
@@ -76,6 +79,35 @@ TEST(Handle, IsNotMadeByHalves) {
         EXPECT_EQ(outcome_lines(operation("open"), logged()),
                   std::string("2 XAVO_new_with_uname: ERROR: ") + way.log);
     }
+}
+
+TEST(Handle, IsNoLiveOneWhenItsClientIsReleased) {
+    populate();
+    static XAVO_Proxy *sp;
+    static bool live;
+    sp = XAVO_new();
+    CMCIClient *const client = sp->client;
+    CMCIClientFT table = *client->ft;
+    CMCIClient substitute = {client->hdl, &table};
+    table.release = [](CMCIClient *) {
+        live = XAVO_is_valid(sp) != 0 || sp->mutex_initialised != 0;
+        return CMPIStatus{CMPI_RC_OK, nullptr};
+    };
+    sp->client = &substitute;
+    live = true;
+    XAVO_free(sp);
+    EXPECT_FALSE(live);
+    client->ft->release(client);
+}
+
+TEST(Handle, IsJudgedByItsHeadFirst) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char *const unreadable = static_cast<char *>(memory) + page;
+    ASSERT_EQ(mprotect(unreadable, page, PROT_NONE), 0);
+    EXPECT_EQ(XAVO_is_valid(reinterpret_cast<XAVO_Proxy *>(unreadable - offsetof(XAVO_Proxy, tail_magic))),
+              0);
+    munmap(memory, 2 * page);
 }
 
 TEST(Names, StandForTheirCodes) {
@@ -159,6 +191,16 @@ TEST_F(Values, ArePrintedAndFreedByType) {
     EXPECT_EQ(logged(), leak + leak + leak + leak + leak + leak);
 }
 
+TEST_F(Values, AreGoodWhereTheClientLibraryGivesNoStatus) {
+    CMPIInstanceFT table = {};
+    table.getProperty = [](CMPIInstance *, const char *, CMPIStatus *) {
+        return CMPIData{CMPI_string, CMPI_nullValue, {}};
+    };
+    CMPIInstance instance = {nullptr, &table};
+    EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, &instance, "Name"), nullptr);
+    EXPECT_EQ(ec, XAVO_NO_ERROR);
+}
+
 TEST_F(Values, TreesAndRecordsArePrinted) {
     CMPIArgs *args = printable();
     char id[] = "JID_1";
@@ -188,7 +230,10 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
     ec = -1;
     EXPECT_EQ(XAVO_CMPIData_to_uint32(nullptr, nullptr) + XAVO_CMPIData_to_uint32(&ec, nullptr), 0U);
     EXPECT_EQ(ec, XAVO_INVALID_VALUE);
+    ec = -1;
+    record_steps(&ec);
     EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, nullptr, "Name"), nullptr);
+    EXPECT_EQ(steps(), "NO_ERROR 2 XAVO_property_to_ntstring: ERROR: instancep is NULL\n");
     EXPECT_EQ(XAVO_build_string_array(nullptr), nullptr);
     EXPECT_EQ(logged(), lines("misused.txt"));
 }

@@ -1,0 +1,67 @@
+// steps_test.cpp - the order in which operations call the client library, use memory and the handle's lock,
+// log, and set what the caller's pointers lead to.
+#include "operations.h"
+#include "prepare.h"
+#include "support.h"
+#include "table.h"
+
+using namespace test;
+
+namespace {
+
+// Calls that are no row of operations().
+void call(const std::string &name, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &results) {
+    XAVO_NET_INPUT_DATA share = full_share(2);
+    XAVO_Proxy *opened = nullptr;
+    if (name == "TestNetworkShare without workgroup")
+        share.workgroup[0] = '\0', XAVO_invoke_TestNetworkShare(sp, ec, &share);
+    else if (name == "CreateRebootJob of no number")
+        XAVO_invoke_CreateRebootJob(sp, ec, "x", &results.job);
+    else if (name == "XAVO_new")
+        opened = XAVO_new();
+    else if (name == "XAVO_new_with_uname(NULL)")
+        opened = XAVO_new_with_uname(nullptr);
+    else
+        operation(name).call(sp, ec, results);
+    if (opened != nullptr)
+        XAVO_free(opened);
+}
+
+TEST(Steps, AreInTheirOrder) {
+    std::vector<std::string> recorded;
+    for (const Block &block : blocks("steps.txt")) {
+        SCOPED_TRACE(block.where + ", " + block.name);
+        populate();
+        XAVO_Proxy *sp = XAVO_new();
+        static char stale[] = "of an earlier call";
+        const cimsim_fault failing = {CMPI_RC_ERR_FAILED, "failed", 0};
+        const bool opens = block.name.rfind("XAVO_", 0) == 0;
+        if (opens)
+            XAVO_free(std::exchange(sp, nullptr));
+        {
+            Results results;
+            XAVO_ErrorCode ec = -1;
+            results.job = stale;
+            prepare(block["given"]);
+            if (!block["fails"].empty())
+                cimsim_fail(block["fails"].c_str(), 1, &failing);
+            const Own kind = block["mutex"].empty() ? Own::ALLOCATION : Own::MUTEX;
+            arm(kind, static_cast<unsigned>(atoi((block["memory"] + block["mutex"]).c_str())), false);
+            record_steps(opens ? nullptr : &ec, opens ? nullptr : &results.job);
+            call(block.name, sp, &ec, results);
+            recorded.push_back(steps() + (opens ? "" : XAVO_EC_to_string(ec) + std::string("\n")));
+            disarm();
+            cimsim_fail(nullptr, 0, nullptr);
+            results.job = results.job == stale ? nullptr : results.job;
+        }
+        if (!updating()) {
+            EXPECT_EQ(recorded.back(), block["steps"]);
+        }
+        if (sp != nullptr)
+            XAVO_free(sp);
+    }
+    if (updating())
+        update("steps.txt", "steps", recorded);
+}
+
+} // namespace
