@@ -2,6 +2,7 @@
 #undef NDEBUG // the checks are assertions
 #include "control/scene.h"
 #include "client/simulator.h"
+#include "control/statements.h"
 #include "value/text.h"
 
 #include <algorithm>
@@ -39,9 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return 0;
     }
     instances();
-    const std::string state = scene_text(sim);
+    const std::string state = state_text(sim);
     forget_scene(sim);
     apply_scene(sim, state, true);
-    assert(scene_text(sim) == state);
+    assert(state_text(sim) == state);
     return 0;
 }

@@ -12,10 +12,7 @@ namespace cimsim {
 // holds no plans. Throws Mistake; what stands before the mistake is done then.
 void apply_scene(Simulator &simulator, const std::string &text, bool lasts);
 
-// The controller and the lasting part of the broker, as a text that makes an empty one the same.
-std::string scene_text(const Simulator &simulator);
-
-// Forgets what scene_text would write.
+// Forgets what a state has.
 void forget_scene(Simulator &simulator);
 
 } // namespace cimsim

@@ -2,6 +2,7 @@
 #include "control/state.h"
 
 #include "control/scene.h"
+#include "control/statements.h"
 #include "value/text.h"
 
 #include <algorithm>
@@ -218,7 +219,7 @@ bool State::write(const std::string &text) {
 bool State::end() {
     if (path_.empty())
         return true;
-    const std::string text = scene_text(simulator_);
+    const std::string text = state_text(simulator_);
     const bool good = (known_ && text == text_) || write(text);
     unlock();
     if (good)

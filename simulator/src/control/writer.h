@@ -1,0 +1,46 @@
+// writer.h - puts the lines of a state together, word by word.
+#ifndef CIMSIM_WRITER_H
+#define CIMSIM_WRITER_H
+
+#include "value/text.h"
+
+#include <cstdint>
+#include <string>
+
+namespace cimsim {
+
+class StatementWriter {
+public:
+    StatementWriter &line(const std::string &name) {
+        text_ += (text_.empty() ? "" : "\n") + name;
+        return *this;
+    }
+    StatementWriter &word(const std::string &word) {
+        text_ += " " + word;
+        return *this;
+    }
+    StatementWriter &text(const std::string &text) { return word(quoted(text)); }
+    StatementWriter &number(std::int64_t number) { return word(std::to_string(number)); }
+    // NAME="TEXT", also when the text is empty.
+    StatementWriter &option(const std::string &name, const std::string &text) {
+        return word(name + "=" + quoted(text));
+    }
+    StatementWriter &option(const std::string &name, std::int64_t number) {
+        return word(name + "=" + std::to_string(number));
+    }
+    // The same, but nothing for an empty text.
+    StatementWriter &option_if_any(const std::string &name, const std::string &text) {
+        return text.empty() ? *this : option(name, text);
+    }
+    // NAME alone.
+    StatementWriter &flag(const std::string &name, bool is_set) { return is_set ? word(name) : *this; }
+
+    std::string done() const { return text_ + "\n"; }
+
+private:
+    std::string text_;
+};
+
+} // namespace cimsim
+
+#endif
