@@ -309,9 +309,9 @@ protected:
 
     static void SetUpTestSuite() { runs = failed = 0; }
     static void TearDownTestSuite() {
-        printf("%s: %zu operations, %lu faults in %lu runs\n",
-               testing::UnitTest::GetInstance()->current_test_suite()->name(), operations().size(), failed,
-               runs);
+        Sweeping::RecordProperty("operations", std::to_string(operations().size())); // for scripts/figures
+        Sweeping::RecordProperty("faults", std::to_string(failed));
+        Sweeping::RecordProperty("runs", std::to_string(runs));
     }
 
     static inline unsigned long runs, failed;
