@@ -1,12 +1,12 @@
 // XAVO.cpp - the proxy handle, the error codes, and what reads instances rather than calls methods.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "cmpi.h"
 #include "exchange.h"
 #include "log.h"
 #include "names.h"
 #include "object_path.h"
+#include "operation_context.h"
 #include "query.h"
 #include <cstdlib>
 #include <utl_va_cat.h>
@@ -31,7 +31,7 @@ constexpr Name<27> CODES[] = {XAVO_ERROR_CODES(ROW)};
 #undef ROW
 
 CMCIClient *connect(const char *user) {
-    const PipeGuard guard;
+    const SigpipeBlock block;
     return cmciConnect("localhost", nullptr, nullptr, user, nullptr, nullptr);
 }
 
@@ -117,7 +117,7 @@ void XAVO_free(XAVO_Proxy *sp) {
         sp->mutex_initialised = 0;
     }
     if (can_call(sp, &CMCIClientFT::release)) {
-        const PipeGuard guard;
+        const SigpipeBlock block;
         release(sp->client);
     }
     free(sp);
@@ -147,9 +147,9 @@ void XAVO_cleanstack(void) {}
 
 CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                 const char *classname) {
-    const Caller caller = {errorcodep, __func__};
-    if (!has_errorcodep(caller) || !is_live(caller, sp) || !XAVO_REQUIRE_GIVEN(caller, path) ||
-        !XAVO_REQUIRE_GIVEN(caller, classname))
+    const ErrorContext context = {errorcodep, __func__};
+    if (!has_errorcodep(context) || !is_live(context, sp) || !XAVO_REQUIRE_GIVEN(context, path) ||
+        !XAVO_REQUIRE_GIVEN(context, classname))
         return nullptr;
 
     const Lock lock(sp);
@@ -160,13 +160,13 @@ CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
 
 CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,
                                                  const char *objectname, const char *key, const char *value) {
-    const Caller caller = {errorcodep, __func__};
-    if (!has_errorcodep(caller))
+    const ErrorContext context = {errorcodep, __func__};
+    if (!has_errorcodep(context))
         return nullptr;
     *errorcodep = XAVO_NO_ERROR;
-    if (!is_live(caller, sp) || !XAVO_REQUIRE_GIVEN(caller, path) ||
-        !XAVO_REQUIRE_GIVEN(caller, objectname) || !XAVO_REQUIRE_GIVEN(caller, key) ||
-        !XAVO_REQUIRE_GIVEN(caller, value))
+    if (!is_live(context, sp) || !XAVO_REQUIRE_GIVEN(context, path) ||
+        !XAVO_REQUIRE_GIVEN(context, objectname) || !XAVO_REQUIRE_GIVEN(context, key) ||
+        !XAVO_REQUIRE_GIVEN(context, value))
         return nullptr;
 
     const Key only = {key, value};

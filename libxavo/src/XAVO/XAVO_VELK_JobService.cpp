@@ -15,25 +15,24 @@ CMPIObjectPath *XAVO_build_JobService_path(XAVO_ErrorCode *errorcodep) {
 } // namespace
 
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, JobID))
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE_GIVEN(context, JobID))
         return;
 
-    Invocation call(admitted);
-    if (call.on(XAVO_build_JobService_path(errorcodep)) && call.make_lists() && call.add("JobID", JobID) &&
-        call.invoke("DeleteJobQueue"))
+    Invocation call(context);
+    if (call.set_path(XAVO_build_JobService_path(errorcodep)) && call.make_argument_lists() &&
+        call.add("JobID", JobID) && call.invoke("DeleteJobQueue"))
         call.read_return_value();
 }
 
 void XAVO_invoke_SetupJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *StartTimeInterval,
                                const char *UntilTime, char *const *JobArray) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, StartTimeInterval) ||
-        !XAVO_REQUIRE_GIVEN(admitted, JobArray))
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE_GIVEN(context, StartTimeInterval) || !XAVO_REQUIRE_GIVEN(context, JobArray))
         return;
 
-    Invocation call(admitted);
-    if (call.on(XAVO_build_JobService_path(errorcodep)) && call.make_lists() &&
+    Invocation call(context);
+    if (call.set_path(XAVO_build_JobService_path(errorcodep)) && call.make_argument_lists() &&
         call.add("StartTimeInterval", StartTimeInterval) &&
         (UntilTime == nullptr || call.add("UntilTime", UntilTime)) &&
         call.add_array("JobArray", XAVO_build_string_array(JobArray)) && call.invoke("SetupJobQueue"))

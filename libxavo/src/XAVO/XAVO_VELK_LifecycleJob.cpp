@@ -1,8 +1,8 @@
 // XAVO_VELK_LifecycleJob.cpp - jobs as plain records: listing, fetching, deleting, printing.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "object_path.h"
+#include "operation_context.h"
 #include "query.h"
 #include <cstdlib>
 
@@ -42,14 +42,14 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
 
 // The instance of a job; NULL without a code when the broker has none to give. The path is made before the
 // lock, and the lock ends here, so that the caller converts outside it.
-CMPIInstance *fetch_instance(const Admission &admitted, const char *InstanceID) {
-    CMPIObjectPath *path = XAVO_build_object_path_key_value(admitted.sp(), admitted.errorcodep, NAMESPACE,
+CMPIInstance *fetch_instance(const OperationContext &context, const char *InstanceID) {
+    CMPIObjectPath *path = XAVO_build_object_path_key_value(context.sp(), context.errorcodep, NAMESPACE,
                                                             LIFECYCLE_JOB, "InstanceID", InstanceID);
     if (path == nullptr)
         return nullptr;
-    const Lock lock(admitted.sp());
+    const Lock lock(context.sp());
     const Owner<CMPIObjectPath> object(path); // released before the unlock
-    return query(admitted.sp(), admitted.errorcodep, path, &CMCIClientFT::getInstance);
+    return query(context.sp(), context.errorcodep, path, &CMCIClientFT::getInstance);
 }
 
 } // namespace
@@ -97,10 +97,10 @@ void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJ
 }
 
 XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted)
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context)
         return nullptr;
-    const Owner<CMPIEnumeration> jobs(XAVO_enumerate(admitted.sp(), errorcodep, NAMESPACE, LIFECYCLE_JOB));
+    const Owner<CMPIEnumeration> jobs(XAVO_enumerate(context.sp(), errorcodep, NAMESPACE, LIFECYCLE_JOB));
     if (!jobs)
         return nullptr;
     XAVO_VELK_LifecycleJob *list = nullptr;
@@ -109,7 +109,7 @@ XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_Er
         const CMPIData element = jobs->ft->getNext(jobs.get(), nullptr);
         if (element.state != CMPI_goodValue || element.type != CMPI_instance || element.value.inst == nullptr)
             continue;
-        *tail = XAVO_instance_to_VELK_LifecycleJob(admitted.sp(), errorcodep, element.value.inst);
+        *tail = XAVO_instance_to_VELK_LifecycleJob(context.sp(), errorcodep, element.value.inst);
         if (*tail != nullptr)
             tail = &(*tail)->next;
     }
@@ -118,11 +118,11 @@ XAVO_VELK_LifecycleJob *XAVO_enumerate_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_Er
 
 XAVO_VELK_LifecycleJob *XAVO_get_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                                    const char *InstanceID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, InstanceID))
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE_GIVEN(context, InstanceID))
         return nullptr;
-    const Owner<CMPIInstance> instance(fetch_instance(admitted, InstanceID));
-    return instance ? XAVO_instance_to_VELK_LifecycleJob(admitted.sp(), errorcodep, instance.get()) : nullptr;
+    const Owner<CMPIInstance> instance(fetch_instance(context, InstanceID));
+    return instance ? XAVO_instance_to_VELK_LifecycleJob(context.sp(), errorcodep, instance.get()) : nullptr;
 }
 
 void XAVO_delete_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *InstanceID) {

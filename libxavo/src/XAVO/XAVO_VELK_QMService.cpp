@@ -21,7 +21,7 @@ namespace {
 
 // Where a member stands in its record.
 template <typename Record>
-struct Place {
+struct Member {
     uint16_t offset;
     const void *in(const Record *record) const {
         return static_cast<const char *>(static_cast<const void *>(record)) + offset;
@@ -29,28 +29,28 @@ struct Place {
 };
 
 // What follows from the type of a member: how it is sent, and how wide a buffer is. There are no others.
-template <typename Member>
-struct Kind;
+template <typename T>
+struct MemberType;
 template <size_t size>
-struct Kind<char[size]> {
+struct MemberType<char[size]> {
     static constexpr CMPIType type = CMPI_chars;
     static constexpr uint16_t width = size;
 };
 template <>
-struct Kind<uint16_t> {
+struct MemberType<uint16_t> {
     static constexpr CMPIType type = CMPI_uint16;
 };
 
 // A character buffer, and the format of the line for one whose string does not end inside it.
 template <typename Record>
 struct Buffer {
-    Place<Record> place;
+    Member<Record> member;
     uint16_t width;
     char unterminated[43];
 };
 #define BUFFER(record, member)                                                                               \
     {                                                                                                        \
-        Place<record>{offsetof(record, member)}, Kind<decltype(record::member)>::width,                      \
+        Member<record>{offsetof(record, member)}, MemberType<decltype(record::member)>::width,               \
             XAVO_ERROR_FORMAT(#member " is not valid")                                                       \
     }
 
@@ -76,7 +76,7 @@ constexpr Buffer<XAVO_BAR_INPUT_DATA> BAR_BUFFERS[] = {
 };
 #undef BUFFER
 
-bool ends(const void *buffer, size_t width, const char *unterminated, const char *function) {
+bool is_terminated(const void *buffer, size_t width, const char *unterminated, const char *function) {
     if (XAVO_Validate_StringBuffer(static_cast<const char *>(buffer), width) != 0)
         return true;
     log_error(unterminated, XAVO_PREFIX_VALUES(function));
@@ -84,14 +84,14 @@ bool ends(const void *buffer, size_t width, const char *unterminated, const char
 }
 
 template <typename Record, size_t count>
-bool all_end(const Buffer<Record> (&buffers)[count], const Record *record, const char *function) {
+bool all_terminated(const Buffer<Record> (&buffers)[count], const Record *record, const char *function) {
     for (const Buffer<Record> &buffer : buffers)
-        if (!ends(buffer.place.in(record), buffer.width, buffer.unterminated, function))
+        if (!is_terminated(buffer.member.in(record), buffer.width, buffer.unterminated, function))
             return false;
     return true;
 }
 
-bool options_end(const XAVO_HTTP_SHARE_OPT_DATA *http, const char *function) {
+bool options_terminated(const XAVO_HTTP_SHARE_OPT_DATA *http, const char *function) {
     if (XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA(http) != 0)
         return true;
     XAVO_ERROR(function, "http data is not valid");
@@ -105,15 +105,15 @@ int XAVO_Validate_StringBuffer(const char *buffer, size_t size) {
 }
 
 int XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA(const XAVO_HTTP_SHARE_OPT_DATA *data) {
-    return all_end(HTTP_BUFFERS, data, __func__);
+    return all_terminated(HTTP_BUFFERS, data, __func__);
 }
 
 int XAVO_Validate_XAVO_NET_INPUT_DATA(const XAVO_NET_INPUT_DATA *data) {
-    return all_end(NET_BUFFERS, data, __func__) && options_end(&data->http, __func__);
+    return all_terminated(NET_BUFFERS, data, __func__) && options_terminated(&data->http, __func__);
 }
 
 int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data) {
-    return all_end(BAR_BUFFERS, data, __func__) && options_end(&data->http, __func__);
+    return all_terminated(BAR_BUFFERS, data, __func__) && options_terminated(&data->http, __func__);
 }
 
 // ---- What the service's methods share ---------------------------------------------------------------
@@ -194,21 +194,21 @@ constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
 // An argument that stands in a record: how and when it is sent, whatever the record, and where it stands.
-struct Sending {
+struct SendRule {
     CMPIType type;
     uint8_t share_types;
     enum : uint8_t { ALWAYS, IF_SET } when; // set: not empty, or not 0
 };
 template <typename Record, size_t longest_name = sizeof "IgnoreCertWarning">
 struct Argument {
-    Place<Record> place;
-    Sending sending;
+    Member<Record> member;
+    SendRule rule;
     char name[longest_name];
 };
 #define ARGUMENT(name, record, member, share_types, when)                                                    \
     {                                                                                                        \
-        Place<record>{offsetof(record, member)},                                                             \
-            {Kind<decltype(record::member)>::type, share_types, Sending::when}, name                         \
+        Member<record>{offsetof(record, member)},                                                            \
+            {MemberType<decltype(record::member)>::type, share_types, SendRule::when}, name                  \
     }
 
 constexpr Argument<XAVO_HTTP_SHARE_OPT_DATA> HTTP_ARGUMENTS[] = {
@@ -221,16 +221,16 @@ constexpr Argument<XAVO_HTTP_SHARE_OPT_DATA> HTTP_ARGUMENTS[] = {
     ARGUMENT("IgnoreCertWarning", XAVO_HTTP_SHARE_OPT_DATA, ignoreCertWarning, HTTP_SHARES, IF_SET),
 };
 
-bool add_argument(Invocation &call, const char *name, const void *member, Sending sending,
+bool add_argument(Invocation &call, const char *name, const void *member, SendRule rule,
                   CMPIUint16 share_type) {
-    if (!allowed(sending.share_types, share_type))
+    if (!allowed(rule.share_types, share_type))
         return true;
-    if (sending.type == CMPI_chars) {
+    if (rule.type == CMPI_chars) {
         const auto *text = static_cast<const char *>(member);
-        return (sending.when == Sending::IF_SET && *text == '\0') || call.add(name, text);
+        return (rule.when == SendRule::IF_SET && *text == '\0') || call.add(name, text);
     }
     const auto *number = static_cast<const CMPIUint16 *>(member);
-    return (sending.when == Sending::IF_SET && *number == 0) || call.add(name, number);
+    return (rule.when == SendRule::IF_SET && *number == 0) || call.add(name, number);
 }
 
 // Adds the arguments of a table that this share type calls for.
@@ -238,13 +238,13 @@ template <typename Record, size_t longest_name, size_t count>
 bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&arguments)[count],
                    const Record *record, CMPIUint16 share_type) {
     for (const Argument<Record, longest_name> &row : arguments)
-        if (!add_argument(call, row.name, row.place.in(record), row.sending, share_type))
+        if (!add_argument(call, row.name, row.member.in(record), row.rule, share_type))
             return false;
     return true;
 }
 
 // The check that follows the argument lists: only some share types are taken.
-bool takes_share(Caller call, uint8_t share_types, CMPIUint16 type) {
+bool accepts_share_type(ErrorContext call, uint8_t share_types, CMPIUint16 type) {
     return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
 
@@ -257,7 +257,7 @@ namespace {
 constexpr uint8_t IMAGE_SHARES = share_types(0, 2, 4, 5, 6);
 constexpr uint8_t IMAGE_CREDENTIALS = share_types(2, 5, 6);
 
-constexpr Argument<XAVO_BAR_INPUT_DATA> IMAGE_PLACE[] = {
+constexpr Argument<XAVO_BAR_INPUT_DATA> IMAGE_ARGUMENTS_FIRST[] = {
     ARGUMENT("IPAddress", XAVO_BAR_INPUT_DATA, ipaddr, NETWORK_SHARES, ALWAYS),
     ARGUMENT("ShareName", XAVO_BAR_INPUT_DATA, sharename, NETWORK_SHARES, IF_SET),
     ARGUMENT("ImageName", XAVO_BAR_INPUT_DATA, imagename, NETWORK_SHARES, ALWAYS),
@@ -267,14 +267,15 @@ constexpr Argument<XAVO_BAR_INPUT_DATA> IMAGE_PLACE[] = {
     ARGUMENT("UntilTime", XAVO_BAR_INPUT_DATA, untilTime, ANY_SHARE, IF_SET),
 };
 
-constexpr Argument<XAVO_BAR_INPUT_DATA, sizeof "CheckBackupDestinationAvailability"> IMAGE_REST[] = {
-    ARGUMENT("ShareType", XAVO_BAR_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
-    ARGUMENT("JobName", XAVO_BAR_INPUT_DATA, JobName, ANY_SHARE, IF_SET),
-    ARGUMENT("CheckBackupDestinationAvailability", XAVO_BAR_INPUT_DATA, checkBackupDestinationAvailability,
-             ANY_SHARE, IF_SET),
+constexpr Argument<XAVO_BAR_INPUT_DATA, sizeof "CheckBackupDestinationAvailability"> IMAGE_ARGUMENTS_LAST[] =
+    {
+        ARGUMENT("ShareType", XAVO_BAR_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
+        ARGUMENT("JobName", XAVO_BAR_INPUT_DATA, JobName, ANY_SHARE, IF_SET),
+        ARGUMENT("CheckBackupDestinationAvailability", XAVO_BAR_INPUT_DATA,
+                 checkBackupDestinationAvailability, ANY_SHARE, IF_SET),
 };
 
-bool has_start_time(Caller call, const XAVO_BAR_INPUT_DATA *data) {
+bool has_start_time(ErrorContext call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
@@ -287,7 +288,7 @@ bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
 
 // The outcome of a method that reports a refusal by a message and success by the job it names.
 void read_message_or_job(Invocation &call, char **JID_InstanceID) {
-    call.drop_returned();
+    call.reset_returned();
     char *message = nullptr;
     XAVO_dig_out_QM_result(call.errorcodep, call.outputs(), &message);
     if (message != nullptr) {
@@ -311,26 +312,26 @@ void read_message_or_job(Invocation &call, char **JID_InstanceID) {
 
 void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *method,
                                XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE(admitted, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
-        !XAVO_REQUIRE(admitted, XAVO_Validate_XAVO_BAR_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE(context, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
+        !XAVO_REQUIRE(context, XAVO_Validate_XAVO_BAR_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
                       "Input Data is not valid"))
         return;
     const bool restore = method != nullptr && strcasecmp(method, "RestoreImage") == 0;
     const bool backup = method != nullptr && strcasecmp(method, "BackupImage") == 0;
-    if (!XAVO_REQUIRE(admitted, restore || backup, XAVO_INVALID_VALUE,
+    if (!XAVO_REQUIRE(context, restore || backup, XAVO_INVALID_VALUE,
                       "Service method is NULL or not allowed") ||
-        !XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
+        !XAVO_REQUIRE_GIVEN(context, JID_InstanceID))
         return;
     *JID_InstanceID = nullptr;
 
-    Invocation call(admitted);
-    if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(call, IMAGE_SHARES, data->shareType) &&
-        add_arguments(call, IMAGE_PLACE, data, data->shareType) && has_start_time(call, data) &&
+    Invocation call(context);
+    if (call.set_path(XAVO_build_QMService_path(errorcodep)) && call.make_argument_lists() &&
+        accepts_share_type(call, IMAGE_SHARES, data->shareType) &&
+        add_arguments(call, IMAGE_ARGUMENTS_FIRST, data, data->shareType) && has_start_time(call, data) &&
         call.add("ScheduledStartTime", data->startTime) && (!restore || add_PreserveVDConfig(call, data)) &&
         add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
-        add_arguments(call, IMAGE_REST, data, data->shareType) && call.invoke_quietly(method))
+        add_arguments(call, IMAGE_ARGUMENTS_LAST, data, data->shareType) && call.invoke_quietly(method))
         read_message_or_job(call, JID_InstanceID);
 }
 
@@ -338,19 +339,19 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
 
 namespace {
 
-constexpr uint8_t TEST_CREDENTIALS = share_types(2);
+constexpr uint8_t SHARE_TEST_CREDENTIALS = share_types(2);
 
-constexpr Argument<XAVO_NET_INPUT_DATA> TEST_PLACE[] = {
+constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_FIRST[] = {
     ARGUMENT("IPAddress", XAVO_NET_INPUT_DATA, ipaddr, ANY_SHARE, ALWAYS),
     ARGUMENT("ShareName", XAVO_NET_INPUT_DATA, sharename, ANY_SHARE, IF_SET),
 };
 
-constexpr Argument<XAVO_NET_INPUT_DATA> TEST_SECRETS[] = {
-    ARGUMENT("Password", XAVO_NET_INPUT_DATA, passwd, TEST_CREDENTIALS, ALWAYS),
-    ARGUMENT("Workgroup", XAVO_NET_INPUT_DATA, workgroup, TEST_CREDENTIALS, ALWAYS),
+constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_SECRETS[] = {
+    ARGUMENT("Password", XAVO_NET_INPUT_DATA, passwd, SHARE_TEST_CREDENTIALS, ALWAYS),
+    ARGUMENT("Workgroup", XAVO_NET_INPUT_DATA, workgroup, SHARE_TEST_CREDENTIALS, ALWAYS),
 };
 
-constexpr Argument<XAVO_NET_INPUT_DATA> TEST_REST[] = {
+constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_LAST[] = {
     ARGUMENT("ShareType", XAVO_NET_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
 };
 
@@ -370,7 +371,7 @@ char *combined_user_name(const XAVO_NET_INPUT_DATA *data, const char *operation)
 }
 
 bool add_user_name(Invocation &call, const XAVO_NET_INPUT_DATA *data) {
-    if (!allowed(TEST_CREDENTIALS, data->shareType))
+    if (!allowed(SHARE_TEST_CREDENTIALS, data->shareType))
         return true;
     char *combined = combined_user_name(data, call.operation);
     const bool added =
@@ -393,19 +394,20 @@ void read_message(Invocation &call) {
 
 void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                   const XAVO_NET_INPUT_DATA *data) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE(admitted, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
-        !XAVO_REQUIRE(admitted, XAVO_Validate_XAVO_NET_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE(context, data != nullptr, XAVO_INVALID_VALUE, "Input Data is missing") ||
+        !XAVO_REQUIRE(context, XAVO_Validate_XAVO_NET_INPUT_DATA(data) != 0, XAVO_INVALID_VALUE,
                       "Input Data is not valid"))
         return;
 
-    Invocation call(admitted);
-    if (call.on(XAVO_build_QMService_path(errorcodep)) && call.make_lists() &&
-        takes_share(call, NETWORK_SHARES, data->shareType) &&
-        add_arguments(call, TEST_PLACE, data, data->shareType) && add_user_name(call, data) &&
-        add_arguments(call, TEST_SECRETS, data, data->shareType) &&
+    Invocation call(context);
+    if (call.set_path(XAVO_build_QMService_path(errorcodep)) && call.make_argument_lists() &&
+        accepts_share_type(call, NETWORK_SHARES, data->shareType) &&
+        add_arguments(call, SHARE_TEST_ARGUMENTS_FIRST, data, data->shareType) && add_user_name(call, data) &&
+        add_arguments(call, SHARE_TEST_SECRETS, data, data->shareType) &&
         add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
-        add_arguments(call, TEST_REST, data, data->shareType) && call.invoke_quietly("TestNetworkShare"))
+        add_arguments(call, SHARE_TEST_ARGUMENTS_LAST, data, data->shareType) &&
+        call.invoke_quietly("TestNetworkShare"))
         read_message(call);
-    call.drop_returned(); // whatever the outcome, the value goes before the outputs
+    call.reset_returned(); // whatever the outcome, the value goes before the outputs
 }

@@ -28,7 +28,7 @@ void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const
 // The outcome of a method that reports through the job it names: neither its return value nor anything
 // else decides. `unreadable` is the format of the line for one that cannot be read.
 void read_job(Invocation &call, const char *argname, const char *unreadable, char **JID_InstanceID) {
-    call.drop_returned();
+    call.reset_returned();
     XAVO_dig_out_job_id(call.errorcodep, call.outputs(), argname, JID_InstanceID);
     if (*call.errorcodep != XAVO_NO_ERROR)
         log_error(unreadable, XAVO_PREFIX_VALUES(call.operation));
@@ -52,26 +52,27 @@ int32_t parse_int32(const char *text, char **end) {
 }
 
 // A reboot type, 0 to 65535, from its text. False: the code is set and the reason logged.
-bool parse_RebootJobType(Caller caller, const char *text, CMPIUint16 *type) {
-    if (!XAVO_REQUIRE(caller, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
+bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *type) {
+    if (!XAVO_REQUIRE(context, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
         return false;
     char *end = nullptr;
     const int32_t number = parse_int32(text, &end);
     *type = static_cast<CMPIUint16>(number);
-    return XAVO_REQUIRE(caller, errno == 0, XAVO_INVALID_VALUE, "RebootJobType is invalid") &&
-           XAVO_REQUIRE(caller, end != text && *end == '\0', XAVO_INVALID_VALUE,
+    return XAVO_REQUIRE(context, errno == 0, XAVO_INVALID_VALUE, "RebootJobType is invalid") &&
+           XAVO_REQUIRE(context, end != text && *end == '\0', XAVO_INVALID_VALUE,
                         "RebootJobType has invalid characters") &&
-           XAVO_REQUIRE(caller, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
+           XAVO_REQUIRE(context, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
 }
 
 // The part of both installations that follows their checks; `URI` is NULL where the method takes none.
-void install(const Admission &admitted, const char *method, const char *URI, const char *InstanceID,
+void install(const OperationContext &context, const char *method, const char *URI, const char *InstanceID,
              char **JID_InstanceID) {
     *JID_InstanceID = nullptr;
-    Invocation call(admitted);
-    if (call.on(XAVO_build_SoftwareInstallationService_path(call.errorcodep)) &&
-        call.target(XAVO_build_SoftwareIdentity_path(call.errorcodep, InstanceID)) && call.make_lists() &&
-        (URI == nullptr || call.add("URI", URI)) && call.add_target("Target") && call.invoke(method))
+    Invocation call(context);
+    if (call.set_path(XAVO_build_SoftwareInstallationService_path(call.errorcodep)) &&
+        call.set_target(XAVO_build_SoftwareIdentity_path(call.errorcodep, InstanceID)) &&
+        call.make_argument_lists() && (URI == nullptr || call.add("URI", URI)) && call.add_target("Target") &&
+        call.invoke(method))
         read_job(call, "Job", XAVO_ERROR_FORMAT("XAVO_dig_out_job_id() returned an error"), JID_InstanceID);
 }
 
@@ -79,33 +80,34 @@ void install(const Admission &admitted, const char *method, const char *URI, con
 
 void XAVO_invoke_InstallFromURI(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *URI,
                                 const char *InstanceID, char **JID_InstanceID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (admitted && XAVO_REQUIRE_GIVEN(admitted, URI) && XAVO_REQUIRE_GIVEN(admitted, InstanceID) &&
-        XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
-        install(admitted, "InstallFromURI", URI, InstanceID, JID_InstanceID);
+    const OperationContext context(sp, errorcodep, __func__);
+    if (context && XAVO_REQUIRE_GIVEN(context, URI) && XAVO_REQUIRE_GIVEN(context, InstanceID) &&
+        XAVO_REQUIRE_GIVEN(context, JID_InstanceID))
+        install(context, "InstallFromURI", URI, InstanceID, JID_InstanceID);
 }
 
 void XAVO_invoke_InstallFromSoftwareIdentity(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                              const char *InstanceID, char **JID_InstanceID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (admitted && XAVO_REQUIRE_GIVEN(admitted, InstanceID) && XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
-        install(admitted, "InstallFromSoftwareIdentity", nullptr, InstanceID, JID_InstanceID);
+    const OperationContext context(sp, errorcodep, __func__);
+    if (context && XAVO_REQUIRE_GIVEN(context, InstanceID) && XAVO_REQUIRE_GIVEN(context, JID_InstanceID))
+        install(context, "InstallFromSoftwareIdentity", nullptr, InstanceID, JID_InstanceID);
 }
 
 void XAVO_invoke_CreateRebootJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *RebootJobType,
                                  char **JID_InstanceID) {
-    const Admission admitted(sp, errorcodep, __func__);
-    if (!admitted || !XAVO_REQUIRE_GIVEN(admitted, RebootJobType) ||
-        !XAVO_REQUIRE_GIVEN(admitted, JID_InstanceID))
+    const OperationContext context(sp, errorcodep, __func__);
+    if (!context || !XAVO_REQUIRE_GIVEN(context, RebootJobType) ||
+        !XAVO_REQUIRE_GIVEN(context, JID_InstanceID))
         return;
     *JID_InstanceID = nullptr;
     CMPIValue type = {};
-    if (!parse_RebootJobType(admitted, RebootJobType, &type.uint16))
+    if (!parse_RebootJobType(context, RebootJobType, &type.uint16))
         return;
 
-    Invocation call(admitted);
-    if (call.on(XAVO_build_SoftwareInstallationService_path(errorcodep)) && call.make_lists() &&
-        call.add("RebootJobType", &type.uint16) && call.invoke("CreateRebootJob"))
+    Invocation call(context);
+    if (call.set_path(XAVO_build_SoftwareInstallationService_path(errorcodep)) &&
+        call.make_argument_lists() && call.add("RebootJobType", &type.uint16) &&
+        call.invoke("CreateRebootJob"))
         read_job(call, "RebootJobID", XAVO_ERROR_FORMAT("XAVO_dig_out_reboot_job_id() returned an error"),
                  JID_InstanceID);
 }

@@ -1,9 +1,9 @@
 // XAVO_utils.cpp - CMPI values: method results, strings, properties, printers.
 #include <XAVO.h>
 
-#include "admission.h"
 #include "cmpi.h"
 #include "names.h"
+#include "operation_context.h"
 #include "outputs.h"
 #include <cinttypes>
 #include <cstdarg>
@@ -26,8 +26,8 @@ struct CleanStack {
 } // namespace
 
 CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *datap) {
-    const Caller caller = {errorcodep, __func__};
-    if (!has_errorcodep(caller) || !XAVO_REQUIRE_GIVEN(caller, datap))
+    const ErrorContext context = {errorcodep, __func__};
+    if (!has_errorcodep(context) || !XAVO_REQUIRE_GIVEN(context, datap))
         return 0;
     if (!is_present(*datap) || datap->type != CMPI_uint32) {
         *errorcodep = XAVO_INVALID_VALUE;
@@ -84,7 +84,7 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
         XAVO_free_CMPIData_value(&element);
         // Whatever came of that: else the array's own release would free the element once more.
         CMPIValue none = {};
-        if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).settle() != CMPI_RC_OK)
+        if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).code() != CMPI_RC_OK)
             XAVO_ERROR(__func__, "setElementAt() call failed");
     }
 }
@@ -124,34 +124,34 @@ CMPIArray *XAVO_build_string_array(char *const *strings) {
 
     Owner<CMPIArray> array;
     Status status;
-    array.take(native_new_CMPIArray(count, CMPI_string, status.out()));
-    if (status.settle() != CMPI_RC_OK || !array)
+    array.reset(native_new_CMPIArray(count, CMPI_string, status.out()));
+    if (status.code() != CMPI_RC_OK || !array)
         return nullptr;
     for (CMPICount i = 0; i < count; ++i) {
         CMPIValue element = {};
         element.string = native_new_CMPIString(strings[i], nullptr);
         if (element.string == nullptr)
             return nullptr;
-        const CMPIrc rc = Status(array->ft->setElementAt(array.get(), i, &element, CMPI_string)).settle();
+        const CMPIrc rc = Status(array->ft->setElementAt(array.get(), i, &element, CMPI_string)).code();
         release(element.string); // the array keeps a copy
         if (rc != CMPI_RC_OK)
             return nullptr;
     }
-    return array.leave();
+    return array.detach();
 }
 
 char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIInstance *instancep,
                                 const char *name) {
     const CleanStack whole;
-    const Caller caller = {errorcodep, __func__};
+    const ErrorContext context = {errorcodep, __func__};
     *errorcodep = XAVO_NO_ERROR;
-    if (!XAVO_REQUIRE_GIVEN(caller, instancep))
+    if (!XAVO_REQUIRE_GIVEN(context, instancep))
         return nullptr;
     XAVO_cleanstack();
     Status status;
     CMPIData data = instancep->ft->getProperty(instancep, name, status.out());
     XAVO_cleanstack();
-    if (!status.settle(errorcodep))
+    if (!status.check(errorcodep))
         return nullptr;
     if (!is_present(data)) // nothing to free either: what is absent is not owned
         return nullptr;
@@ -164,7 +164,7 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
     XAVO_cleanstack();
     char *copy = nullptr;
     const char *text = characters(data);
-    if (XAVO_REQUIRE(caller, text != nullptr, XAVO_OUT_OF_MEMORY, "getCharPtr() returned NULL"))
+    if (XAVO_REQUIRE(context, text != nullptr, XAVO_OUT_OF_MEMORY, "getCharPtr() returned NULL"))
         copy = new_string(errorcodep, text);
     XAVO_free_CMPIData_value(&data);
     return copy;

@@ -24,15 +24,13 @@ public:
     Owner(const Owner &) = delete;
     Owner &operator=(const Owner &) = delete;
 
-    // Takes over an object. This owner must be empty: what it holds would be lost.
-    Object *take(Object *object) {
-        object_ == nullptr ? void() : __builtin_trap();
+    // Releases the object that it owns, and owns another from now on.
+    Object *reset(Object *object = nullptr) {
+        release(object_);
         return object_ = object;
     }
-    // Releases before the owner's scope ends.
-    void drop() { release(object_); }
-    // Hands the object to someone else.
-    Object *leave() {
+    // Gives up ownership without releasing.
+    Object *detach() {
         Object *object = object_;
         object_ = nullptr;
         return object;
@@ -60,13 +58,13 @@ public:
 
     // For calls that fill one in.
     CMPIStatus *out() { return &status_; }
-    CMPIrc settle() {
+    CMPIrc code() {
         release(status_.msg);
         return status_.rc;
     }
     // False: the call failed, and the error code says so.
-    bool settle(XAVO_ErrorCode *errorcodep) {
-        const CMPIrc rc = settle();
+    bool check(XAVO_ErrorCode *errorcodep) {
+        const CMPIrc rc = code();
         if (rc != CMPI_RC_OK)
             *errorcodep = XAVO_translate_error_code(rc);
         return rc == CMPI_RC_OK;

@@ -21,13 +21,13 @@ bool pending() {
 
 } // namespace
 
-PipeGuard::PipeGuard() {
+SigpipeBlock::SigpipeBlock() {
     const sigset_t pipe = sigpipe();
     const bool blocked = pthread_sigmask(SIG_BLOCK, &pipe, &before_) == 0;
     active_ = blocked && !(sigismember(&before_, SIGPIPE) == 1 && pending());
 }
 
-PipeGuard::~PipeGuard() {
+SigpipeBlock::~SigpipeBlock() {
     if (!active_)
         return;
     const sigset_t pipe = sigpipe();

@@ -33,12 +33,12 @@ private:
 // already pending, the thread had blocked it, and the guard does nothing: whether that one was sent to the
 // thread or to the process cannot be found out, and removing one could remove it. If it was sent to the
 // process, the one that the exchange raised stays pending for the thread.
-class PipeGuard {
+class SigpipeBlock {
 public:
-    PipeGuard();
-    ~PipeGuard();
-    PipeGuard(const PipeGuard &) = delete;
-    PipeGuard &operator=(const PipeGuard &) = delete;
+    SigpipeBlock();
+    ~SigpipeBlock();
+    SigpipeBlock(const SigpipeBlock &) = delete;
+    SigpipeBlock &operator=(const SigpipeBlock &) = delete;
 
 private:
     sigset_t before_;

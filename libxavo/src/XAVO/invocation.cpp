@@ -4,24 +4,24 @@
 
 namespace xavo {
 
-Invocation::Invocation(const Admission &admitted)
-    : Caller(admitted), sp_(admitted.sp()), lock_(admitted.sp()) {}
+Invocation::Invocation(const OperationContext &context)
+    : ErrorContext(context), sp_(context.sp()), lock_(context.sp()) {}
 
 Invocation::~Invocation() = default;
 
-bool Invocation::on(CMPIObjectPath *path) { return path_.take(path) != nullptr; }
+bool Invocation::set_path(CMPIObjectPath *path) { return path_.reset(path) != nullptr; }
 
-bool Invocation::target(CMPIObjectPath *path) { return target_.take(path) != nullptr; }
+bool Invocation::set_target(CMPIObjectPath *path) { return target_.reset(path) != nullptr; }
 
-bool Invocation::make_lists() {
-    return XAVO_REQUIRE(*this, in_.take(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
+bool Invocation::make_argument_lists() {
+    return XAVO_REQUIRE(*this, in_.reset(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
                         "inarglist is NULL") &&
-           XAVO_REQUIRE(*this, out_.take(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
+           XAVO_REQUIRE(*this, out_.reset(native_new_CMPIArgs(nullptr)) != nullptr, XAVO_OUT_OF_MEMORY,
                         "outarglist is NULL");
 }
 
 bool Invocation::add(const char *name, CMPIValue *value, CMPIType type) {
-    return Status(in_->ft->addArg(in_.get(), name, value, type)).settle(errorcodep);
+    return Status(in_->ft->addArg(in_.get(), name, value, type)).check(errorcodep);
 }
 
 bool Invocation::add(const char *name, const char *text) { return add(name, text_value(text), CMPI_chars); }
@@ -31,7 +31,7 @@ bool Invocation::add(const char *name, const CMPIUint16 *number) {
 }
 
 bool Invocation::add_array(const char *name, CMPIArray *strings) {
-    if (array_.take(strings) == nullptr) {
+    if (array_.reset(strings) == nullptr) {
         *errorcodep = XAVO_OUT_OF_MEMORY;
         return false;
     }
@@ -47,15 +47,15 @@ bool Invocation::exchange(const char *method) {
     }
     Status status;
     {
-        const PipeGuard guard;
-        returned_.take(sp_->client->ft->invokeMethod(sp_->client, path_.get(), method, in_.get(), out_.get(),
-                                                     status.out()));
+        const SigpipeBlock block;
+        returned_.set(sp_->client->ft->invokeMethod(sp_->client, path_.get(), method, in_.get(), out_.get(),
+                                                    status.out()));
     }
-    path_.drop();
-    in_.drop();
-    array_.drop();
-    target_.drop();
-    rc_ = status.settle();
+    path_.reset();
+    in_.reset();
+    array_.reset();
+    target_.reset();
+    rc_ = status.code();
     *errorcodep = XAVO_translate_error_code(rc_);
     return true;
 }
@@ -74,12 +74,12 @@ bool Invocation::invoke(const char *method) {
 
 void Invocation::read_return_value() {
     const CMPIUint32 code = XAVO_CMPIData_to_uint32(errorcodep, returned_.get());
-    returned_.drop();
+    returned_.reset();
     if (code == 0)
         return;
     XAVO_ERROR_WITH(operation, "invoke_return_code=%u", static_cast<unsigned int>(code));
     XAVO_log_MessageID(out_.get());
-    out_.drop();
+    out_.reset();
     lock_.unlock();
     *errorcodep = XAVO_UNKNOWN_ERROR; // the interface sets this code last
 }

@@ -2,7 +2,7 @@
 //
 // An operation makes one of these once its own checks have passed, and then goes
 //
-//     call.on(path) && call.make_lists() && call.add(...) && call.invoke(method)
+//     call.set_path(path) && call.make_argument_lists() && call.add(...) && call.invoke(method)
 //
 // Each step gives false when the call is over: the code is set, what must be logged is logged, and the
 // destructor releases what is left in the order laid down below. After invoke the operation reads the
@@ -10,26 +10,26 @@
 #ifndef XAVO_INVOCATION_H
 #define XAVO_INVOCATION_H
 
-#include "admission.h"
 #include "cmpi.h"
 #include "exchange.h"
+#include "operation_context.h"
 
 namespace xavo {
 
-class Invocation : public Caller {
+class Invocation : public ErrorContext {
 public:
     // Locks the handle. The steps log in the operation's name.
-    explicit Invocation(const Admission &admitted);
+    explicit Invocation(const OperationContext &context);
     ~Invocation();
     Invocation(const Invocation &) = delete;
     Invocation &operator=(const Invocation &) = delete;
 
     // The instance whose method is called. Takes the path over; NULL ends the call with the code that
     // its builder has set.
-    bool on(CMPIObjectPath *path);
+    bool set_path(CMPIObjectPath *path);
 
     // The lists of arguments.
-    bool make_lists();
+    bool make_argument_lists();
 
     // One argument more. Strings and numbers are read before the call returns; the variable that a
     // number stands in is what the client library is given. add_array takes the array over, add_target
@@ -39,7 +39,7 @@ public:
     bool add_array(const char *name, CMPIArray *strings);
     bool add_target(const char *name);
     // The second path of a call that names a target; to be built before the lists are.
-    bool target(CMPIObjectPath *path);
+    bool set_target(CMPIObjectPath *path);
 
     // Calls the method. A failing status ends the call: invoke logs it along with the service's message,
     // invoke_quietly reports it only.
@@ -51,19 +51,19 @@ public:
 
     CMPIArgs *outputs() const { return out_.get(); }
     // For methods whose return value tells nothing.
-    void drop_returned() { returned_.drop(); }
+    void reset_returned() { returned_.reset(); }
 
 private:
     // The value that the method returned.
     class Returned {
     public:
         Returned() = default;
-        ~Returned() { drop(); }
+        ~Returned() { reset(); }
         Returned(const Returned &) = delete;
         Returned &operator=(const Returned &) = delete;
-        void take(CMPIData data) { data_ = data; }
+        void set(CMPIData data) { data_ = data; }
         const CMPIData *get() const { return &data_; }
-        void drop() {
+        void reset() {
             XAVO_free_CMPIData_value(&data_);
             data_ = NONE;
         }

@@ -6,9 +6,9 @@ void log_error(const char *format, const char *file, int line, const char *funct
     hulmprintf(LOG_ERROR, LOG_MODULE, format, file, line, function);
 }
 
-void refuse(Caller caller, XAVO_ErrorCode code, const char *format, const char *file, int line) {
-    log_error(format, file, line, caller.operation);
-    *caller.errorcodep = code;
+void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const char *file, int line) {
+    log_error(format, file, line, context.operation);
+    *context.errorcodep = code;
 }
 
 } // namespace xavo

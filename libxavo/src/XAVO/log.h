@@ -26,12 +26,12 @@ constexpr std::size_t base_name_offset(const char *path) {
 void log_error(const char *format, const char *file, int line, const char *function);
 
 // Who is told when a call ends: the error code is the program's, the operation the one it called.
-struct Caller {
+struct ErrorContext {
     XAVO_ErrorCode *errorcodep;
     const char *operation;
 };
 
-void refuse(Caller caller, XAVO_ErrorCode code, const char *format, const char *file, int line);
+void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const char *file, int line);
 
 } // namespace xavo
 
@@ -58,9 +58,9 @@ void refuse(Caller caller, XAVO_ErrorCode code, const char *format, const char *
                __VA_ARGS__)
 
 // How a call ends by a check of its own. True: it goes on. False: the line is logged and the code set.
-#define XAVO_REQUIRE(caller, condition, code, text)                                                          \
-    ((condition) || (xavo::refuse(caller, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
-#define XAVO_REQUIRE_GIVEN(caller, argument)                                                                 \
-    XAVO_REQUIRE(caller, (argument) != nullptr, XAVO_INVALID_VALUE, #argument " is NULL")
+#define XAVO_REQUIRE(context, condition, code, text)                                                         \
+    ((condition) || (xavo::fail(context, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
+#define XAVO_REQUIRE_GIVEN(context, argument)                                                                \
+    XAVO_REQUIRE(context, (argument) != nullptr, XAVO_INVALID_VALUE, #argument " is NULL")
 
 #endif

@@ -8,8 +8,8 @@ CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, c
                            const Key *keys, size_t count) {
     Owner<CMPIObjectPath> path;
     Status status;
-    path.take(newCMPIObjectPath(name_space, class_name, status.out()));
-    if (!status.settle(errorcodep))
+    path.reset(newCMPIObjectPath(name_space, class_name, status.out()));
+    if (!status.check(errorcodep))
         return nullptr;
     if (!path) {
         *errorcodep = XAVO_UNKNOWN_ERROR;
@@ -17,9 +17,9 @@ CMPIObjectPath *build_path(XAVO_ErrorCode *errorcodep, const char *name_space, c
     }
     for (size_t i = 0; i < count; ++i)
         if (!Status(path->ft->addKey(path.get(), keys[i].name, text_value(keys[i].value), CMPI_chars))
-                 .settle(errorcodep))
+                 .check(errorcodep))
             return nullptr;
-    return path.leave();
+    return path.detach();
 }
 
 CMPIObjectPath *build_service_path(XAVO_ErrorCode *errorcodep, const char *class_name,

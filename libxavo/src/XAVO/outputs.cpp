@@ -8,8 +8,8 @@ namespace xavo {
 
 namespace {
 
-CMPIrc settle_traced(Status &status, const char *function) {
-    const CMPIrc rc = status.settle();
+CMPIrc traced_code(Status &status, const char *function) {
+    const CMPIrc rc = status.code();
     if (rc != CMPI_RC_OK)
         XAVO_TRACE_WITH(function, "st.rc=%d", static_cast<int>(rc));
     return rc;
@@ -20,7 +20,7 @@ CMPIrc settle_traced(Status &status, const char *function) {
 CMPIrc read_arg(CMPIArgs *args, const char *name, const char *function, CMPIData *data) {
     Status status;
     *data = args->ft->getArg(args, name, status.out());
-    return settle_traced(status, function);
+    return traced_code(status, function);
 }
 
 char *new_string(XAVO_ErrorCode *errorcodep, const char *text) {
@@ -30,7 +30,7 @@ char *new_string(XAVO_ErrorCode *errorcodep, const char *text) {
     return copy;
 }
 
-void read_job_id(Caller reader, CMPIArgs *outputs, const char *argname, char **jobid) {
+void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, char **jobid) {
     XAVO_ErrorCode *const errorcodep = reader.errorcodep;
     CMPIData job;
     CMPIrc rc = read_arg(outputs, argname, reader.operation, &job);
@@ -48,7 +48,7 @@ void read_job_id(Caller reader, CMPIArgs *outputs, const char *argname, char **j
     Status status;
     CMPIData key = job.value.ref->ft->getKey(job.value.ref, "InstanceID", status.out());
     XAVO_free_CMPIData_value(&job); // the key is an object of its own
-    rc = settle_traced(status, reader.operation);
+    rc = traced_code(status, reader.operation);
     if (rc != CMPI_RC_OK) {
         *errorcodep = XAVO_translate_error_code(rc);
         return;

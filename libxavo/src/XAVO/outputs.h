@@ -15,7 +15,7 @@ char *new_string(XAVO_ErrorCode *errorcodep, const char *text);
 // The identifier of the job that a method has created: the key "InstanceID" of the reference in its
 // output `argname`, as a new string in *jobid, which the caller has set to NULL. Without such an output
 // neither the code nor *jobid changes. Any other failure sets the code. The traces name the reader.
-void read_job_id(Caller reader, CMPIArgs *outputs, const char *argname, char **jobid);
+void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, char **jobid);
 
 } // namespace xavo
 

@@ -22,11 +22,11 @@ Object *query(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path, 
     Status status;
     Owner<Object> answer;
     {
-        const PipeGuard guard;
-        answer.take(
+        const SigpipeBlock block;
+        answer.reset(
             (sp->client->ft->*slot)(sp->client, path, CMPI_FLAG_DeepInheritance, nullptr, status.out()));
     }
-    return status.settle(errorcodep) ? answer.leave() : nullptr;
+    return status.check(errorcodep) ? answer.detach() : nullptr;
 }
 
 } // namespace xavo
