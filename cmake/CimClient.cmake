@@ -6,18 +6,13 @@ endif()
 
 set(XAVO_USE_SIMULATOR ON)
 if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
-    # A controller's file system often has the library under its soname alone.
-    xavo_find(CIM_CLIENT CimClientLib/cmci.h cmpisfcc libcmpisfcc.so.1)
-    mark_as_advanced(CIM_CLIENT_INCLUDE_DIR CIM_CLIENT_LIBRARY)
-    if(CIM_CLIENT_INCLUDE_DIR AND CIM_CLIENT_LIBRARY)
+    if(XAVO_CIM_CLIENT STREQUAL "system")
+        find_package(CimClient REQUIRED)
+    else()
+        find_package(CimClient QUIET)
+    endif()
+    if(CimClient_FOUND)
         set(XAVO_USE_SIMULATOR OFF)
-    elseif(XAVO_CIM_CLIENT STREQUAL "system")
-        message(FATAL_ERROR
-                "XAVO_CIM_CLIENT=system, but sblim-sfcc was not found:\n"
-                "  include/CimClientLib/cmci.h: ${CIM_CLIENT_INCLUDE_DIR}\n"
-                "  lib/libcmpisfcc.so: ${CIM_CLIENT_LIBRARY}\n"
-                "Name the prefix it is installed under with -DCMAKE_PREFIX_PATH=..., or configure with "
-                "-DXAVO_CIM_CLIENT=simulator.")
     endif()
 endif()
 
@@ -40,10 +35,8 @@ if(XAVO_USE_SIMULATOR)
     set(XAVO_CLIENT_CFLAGS "-I\${prefix}/${XAVO_SIMULATOR_INCLUDEDIR}")
     message(STATUS "CIM client library: the simulator")
 else()
-    add_library(cim_client SHARED IMPORTED)
-    set_target_properties(cim_client PROPERTIES IMPORTED_LOCATION "${CIM_CLIENT_LIBRARY}"
-                          INTERFACE_INCLUDE_DIRECTORIES "${CIM_CLIENT_INCLUDE_DIR}")
-    set(XAVO_CLIENT_INCLUDE_DIR "${CIM_CLIENT_INCLUDE_DIR}")
-    set(XAVO_CLIENT_CFLAGS "-I${CIM_CLIENT_INCLUDE_DIR}")
-    message(STATUS "CIM client library: ${CIM_CLIENT_LIBRARY} (no tests, no benchmarks)")
+    add_library(cim_client ALIAS CimClient::CimClient)
+    set(XAVO_CLIENT_INCLUDE_DIR "${CimClient_INCLUDE_DIR}")
+    set(XAVO_CLIENT_CFLAGS "-I${CimClient_INCLUDE_DIR}")
+    message(STATUS "CIM client library: ${CimClient_LIBRARY} (no tests, no benchmarks)")
 endif()
