@@ -1,0 +1,93 @@
+# binaries.bats - the libraries and xavoctl as they are built: what they export and link, and how they are hardened.
+# shellcheck shell=bash disable=SC2154
+load common
+
+setup() {
+    # shellcheck source=scripts/elf
+    source "$root/scripts/elf"
+    cd "$root" || return
+    libxavo=$XAVO_BUILD/libxavo/libxavo.so
+    companion=$XAVO_BUILD/companion/libxavo_companion.so
+    platform=$XAVO_BUILD/platform/libxavo_platform.so
+    tool=$XAVO_BUILD/tools/xavoctl
+}
+
+# declared HEADER: the functions that it declares, sorted, without those of the headers that it includes.
+declared() {
+    gcc -E -Isimulator/include -Ilibxavo/include "$1" |
+        awk -v name="${1##*/}" '/^# [0-9]+ "/ { ours = index($0, "/" name "\""); next } ours' |
+        grep -oE '\bXAVO_[A-Za-z0-9_]+ *\(' | tr -d ' (' | sort -u
+}
+
+# exports LIBRARY VERSION-SCRIPT HEADER NODE: it exports what its header declares and its version script lists, each
+# function under a node like this one.
+exports() {
+    assert_equal "$(exported "$1")" "$(sed -n 's/^ *\(XAVO_[A-Za-z0-9_]*\);$/\1/p' "$2" | sort)"
+    assert_equal "$(exported "$1")" "$(declared "$3")"
+    assert_equal "$(nm --dynamic --defined-only "$1" | grep -c " T .*@@$4[0-9.]*$")" "$(exported "$1" | wc -l)"
+}
+
+@test "libxavo exports what its header declares" {
+    exports "$libxavo" libxavo/libxavo.map libxavo/include/XAVO.h XAVO_
+}
+
+@test "the companion exports what its header declares" {
+    exports "$companion" companion/libxavo_companion.map companion/include/XAVO_companion.h XAVO_COMPANION_
+}
+
+@test "each function that reports through an error code has a row in the tests" {
+    local function functions
+    functions=$(tr '\n' ' ' <libxavo/include/XAVO.h |
+        grep -oE '\bXAVO_\w+\([^();]*XAVO_ErrorCode \*[^();]*\);' | sed 's/(.*//')
+    [[ $functions ]] || fail "no function of XAVO.h reports through an error code"
+    for function in $functions; do
+        ! grep -q "^ *$function;" libxavo/libxavo.map || grep -q "[^_[:alnum:]]$function(" tests/operations.cpp ||
+            fail "$function has no row in tests/operations.cpp"
+    done
+}
+
+# What the tests make fail, and no other function: strings that came by another way would not be tested.
+@test "libxavo allocates by three functions" {
+    assert_equal "$(nm --dynamic --undefined-only "$libxavo" | sed 's/.* U //; s/@.*//' |
+        grep -E 'alloc|dup|memalign|asprintf|^_Zn|getline|getdelim|memstream|va_cat' | sort | paste -sd' ')" \
+        "calloc strdup utl_va_cat"
+}
+
+@test "what the libraries and xavoctl link" {
+    assert_equal "$(needed "$libxavo")" "libc.so.6 libcmpisfcc.so.1 libxavo_platform.so.1"
+    assert_equal "$(needed "$companion")" "libc.so.6 libxavo.so.1"
+    assert_equal "$(needed "$tool" | sed 's/ld-linux[^ ]* //')" "libc.so.6 libxavo.so.1 libxavo_companion.so.1"
+}
+
+# One entry is the C run-time's own; a second would be a static constructor.
+@test "the libraries have no static constructors" {
+    local library
+    for library in "$libxavo" "$companion"; do
+        run -0 readelf --dynamic --wide "$library"
+        assert_line --regexp "INIT_ARRAYSZ\) +$(($(getconf LONG_BIT) / 8)) "
+    done
+}
+
+@test "the libraries are hardened" {
+    local library
+    for library in "$libxavo" "$companion" "$platform"; do
+        run -0 readelf --dyn-syms --wide "$library"
+        assert_output --partial ' __stack_chk_fail@'
+        # The companion calls nothing that has a fortified form.
+        [[ $library == "$companion" ]] || assert_line --regexp ' __[a-z]+_chk@'
+        run -0 readelf --segments --dynamic --wide "$library"
+        assert_output --partial GNU_RELRO
+        assert_line --regexp 'FLAGS.*NOW'
+        assert_line --regexp 'GNU_STACK .* RW '
+        refute_output --partial TEXTREL
+    done
+}
+
+@test "xavoctl is hardened, and small" {
+    run -0 readelf --segments --dynamic --wide "$tool"
+    assert_output --partial 'Flags: NOW PIE'
+    strip -o "$BATS_TEST_TMPDIR/stripped" "$tool"
+    local size
+    size=$(stat --format=%s "$BATS_TEST_TMPDIR/stripped")
+    ((size <= 204800)) || fail "$size bytes, stripped"
+}
