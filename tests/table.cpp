@@ -38,10 +38,13 @@ std::vector<Row> table(const std::string &file) {
     std::ifstream stream = open(file);
     Row names = {"\\n", "\n"};
     std::vector<Row> rows;
+    unsigned number = 0;
     for (std::string line; std::getline(stream, line);) {
+        ++number;
         if (line.empty() || line[0] == '#')
             continue;
         Row row;
+        row.where = file + ":" + std::to_string(number);
         for (size_t at = 0, end; at < line.size(); at = end + 3) {
             end = std::min(line.find(" | ", at), line.size());
             std::string cell = line.substr(at, end - at);
@@ -68,6 +71,7 @@ const std::string &Block::operator[](const std::string &key) const {
 std::vector<Block> blocks(const std::string &file) {
     std::ifstream stream = open(file);
     std::vector<Block> all;
+    std::map<std::string, std::string> names;
     unsigned number = 0;
     std::string key;
     for (std::string line; std::getline(stream, line);) {
@@ -77,7 +81,13 @@ std::vector<Block> blocks(const std::string &file) {
         if (line[0] != ' ') {
             all.push_back({line, file + ":" + std::to_string(number), {}});
         } else if (line.rfind("    ", 0) == 0) {
-            all.back().values[key] += line.substr(4) + "\n";
+            std::string text = line.substr(4);
+            for (const auto &[name, meaning] : names)
+                replace(text, name, meaning);
+            if (all.back().name[0] == '{')
+                names[all.back().name] += text;
+            else
+                all.back().values[key] += text + "\n";
         } else {
             const size_t end = std::min(line.find(' ', 2), line.size());
             key = line.substr(2, end - 2);
@@ -85,6 +95,8 @@ std::vector<Block> blocks(const std::string &file) {
             all.back().values[key] = begin == std::string::npos ? "" : line.substr(begin);
         }
     }
+    const auto defines = [](const Block &block) { return block.name[0] == '{'; };
+    all.erase(std::remove_if(all.begin(), all.end(), defines), all.end());
     return all;
 }
 

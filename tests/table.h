@@ -8,7 +8,11 @@
 
 namespace test {
 
-using Row = std::vector<std::string>;
+// The cells of a row, and where it is: "answers.txt:20".
+struct Row : std::vector<std::string> {
+    using vector::vector;
+    std::string where;
+};
 
 // Parts of a text; the last one may be missing, not empty.
 Row split(const std::string &text, char at);
