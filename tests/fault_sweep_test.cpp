@@ -2,12 +2,14 @@
 // for memory, for the mutex. What must come of it is told by one model, `expect`.
 #include "operations.h"
 #include "support.h"
+#include "table.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 #include <XAVO_companion.h>
@@ -192,10 +194,8 @@ std::string name_of(const Case &c) {
 
 void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
 
-// The lock and the unlock; the making and the end of a handle's mutex.
-unsigned mutex_calls(const Case &c) {
-    return (c.op->locked != 0 ? 2U : 0U) + (c.opens() ? 2U : 0U) + c.op->mutexes;
-}
+// Those of the table; the making and the end of a temporary handle's mutex.
+unsigned mutex_calls(const Case &c) { return c.op->mutexes + c.extra(2); }
 
 std::vector<Case> cases() {
     std::vector<Case> all;
@@ -210,24 +210,43 @@ std::vector<Case> cases() {
 struct Attempt {
     XAVO_ErrorCode code = -1;
     std::string log;
-    std::string struck; // the slot or function, "" when the plan has not been reached
+    std::string failed; // the slot or function that was made to fail, "" when it was not called
     unsigned allocations = 0, mutex_calls = 0;
     unsigned long before_lock = 0, locked = 0, unlocked = 0; // calls into the client library
     std::string released;
     bool invoked = false;                  // the method was called
-    std::map<std::string, unsigned> calls; // of each slot, up to the one that was struck
+    std::map<std::string, unsigned> calls; // of each slot, up to the one that failed
     unsigned long pooled = 0;
     XAVO_Reason reason = {}; // that a guarded handle gives
     int error = 0;           // errno, which was EINTR
 };
 
-template <typename Parameter>
-class Sweeping : public testing::TestWithParam<Parameter> {
+// What is to fail: a call into the client library, or one of the library's own; 0 is none.
+struct Injected {
+    unsigned client_call = 0;
+    const Fault *fault = &faults()[0];
+    Own kind = Own::ALLOCATION;
+    unsigned own_call = 0;
+    bool and_all_later = false;
+};
+
+// After a failure in so many operations the rest of the sweep is left out: they all show the same.
+constexpr unsigned ENOUGH = 3;
+
+class Sweep : public testing::TestWithParam<Case> {
 protected:
-    // Runs the operation once; client_nth and own_nth say which call is to fail, 0 none.
-    Attempt attempt(const Case &c, unsigned client_nth, const Fault &fault, Own kind, unsigned own_nth,
-                    bool from_then_on) {
-        const Operation &op = *c.op;
+    const Case &c = GetParam();
+    const Operation &op = *c.op;
+
+    // Whether a test has anything to do.
+    static bool goes_on() { return failing.size() < ENOUGH; }
+    void TearDown() override {
+        if (HasFailure())
+            failing.insert(op.name);
+    }
+
+    // Runs the operation once.
+    Attempt attempt(const Injected &injected = {}) {
         populate();
         settle();
         for (const char *job : {"JID_1", "JID_2", "JID_3"}) // so that no null property stays in the pool
@@ -253,8 +272,8 @@ protected:
             clear_log();
             cimsim_trace(1);
             const unsigned long start = cimsim_calls(nullptr);
-            cimsim_fail(nullptr, client_nth, &fault);
-            arm(kind, own_nth, from_then_on);
+            cimsim_fail(nullptr, injected.client_call, injected.fault);
+            arm(injected.kind, injected.own_call, injected.and_all_later);
             testing::internal::CaptureStdout();
             errno = EINTR; // as the program's own last call may have left it
             op.call(sp, &result.code, results);
@@ -268,18 +287,18 @@ protected:
             result.locked = unlocked - locked;
             result.unlocked = end - unlocked;
             const char *hit = cimsim_fault_hit();
-            result.struck = hit != nullptr ? hit : struck();
+            result.failed = hit != nullptr ? hit : failed_call();
             cimsim_fail(nullptr, 0, nullptr);
             cimsim_trace(0);
             result.log = logged();
             result.allocations = own_calls(Own::ALLOCATION);
             result.mutex_calls = own_calls(Own::MUTEX);
             result.released = without(without(released(op), "read "), "message ");
-            EXPECT_FALSE(marks_kept());
-            result.calls = traced_calls(client_nth);
+            EXPECT_FALSE(marks_kept()) << "a handle is freed whose magic words still stand";
+            result.calls = traced_calls(injected.client_call);
             result.invoked = traced_calls().count("CMCIClient.invokeMethod") != 0;
             if (sp != nullptr) {
-                EXPECT_TRUE(is_unlocked(sp));
+                EXPECT_TRUE(is_unlocked(sp)) << "the handle is still locked: " << result.failed << " failed";
                 result.pooled = cimsim_pooled();
                 XAVO_take_reason(sp, result.code, &result.reason);
             }
@@ -288,63 +307,66 @@ protected:
                 results.job = nullptr;
             }
             if (names_job) {
-                EXPECT_EQ(results.job != nullptr, result.code == XAVO_NO_ERROR);
-            } else if (op.instances == 1) { // a list tells what could be read
-                EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out());
+                EXPECT_EQ(results.job != nullptr, result.code == XAVO_NO_ERROR) << "a job without success";
+            } else if (op.instances == 1) { // a list holds what could be read
+                EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out())
+                    << "a result with an error";
             }
         }
         // Nobody can prevent these: an element of an array that could not be set to null when its value was
         // freed is freed once more with the array; one that is not handed out to be freed (the first two are
         // for printing) is forgotten.
-        const bool unfreed = op.reads == Reads::NOTHING && fault.with_result == 0;
-        const bool twice = unfreed && result.struck == "CMPIArray.setElementAt";
+        const bool unfreed = op.reads == Reads::NOTHING && injected.fault->with_result == 0;
+        const bool twice = unfreed && result.failed == "CMPIArray.setElementAt";
         const bool lost =
-            unfreed && result.struck == "CMPIArray.getElementAt" && result.calls[result.struck] > 2;
-        EXPECT_EQ(cimsim_owned(), (sp == nullptr ? 0U : 1U) + lost) << cimsim_live();
+            unfreed && result.failed == "CMPIArray.getElementAt" && result.calls[result.failed] > 2;
+        if (const unsigned long owned = (sp == nullptr ? 0U : 1U) + lost; cimsim_owned() != owned)
+            ADD_FAILURE() << "not released when " << result.failed << " failed: " << cimsim_live();
         if (sp != nullptr)
             XAVO_free(sp);
-        expect_nothing_left(twice, lost);
+        if (!HasFailure())
+            expect_nothing_left(twice, lost);
         return result;
     }
 
-    static void SetUpTestSuite() { runs = failed = 0; }
+    static void SetUpTestSuite() { runs = injected_faults = 0; }
     static void TearDownTestSuite() {
-        Sweeping::RecordProperty("operations", std::to_string(operations().size())); // for scripts/figures
-        Sweeping::RecordProperty("faults", std::to_string(failed));
-        Sweeping::RecordProperty("runs", std::to_string(runs));
+        RecordProperty("operations", std::to_string(operations().size())); // for scripts/figures
+        RecordProperty("faults", std::to_string(injected_faults));
+        RecordProperty("runs", std::to_string(runs));
+        if (!goes_on())
+            printf("Sweep: stopped after failures in %u operations; the rest was not run\n", ENOUGH);
+        std::vector<std::string> counts;
+        for (const Operation &op : operations())
+            counts.push_back(counted[op.name]);
+        if (updating() && counted.size() == counts.size())
+            update("operations.txt", "counts", counts);
     }
 
-    static inline unsigned long runs, failed;
+    static inline unsigned long runs, injected_faults;
+    static inline std::set<std::string> failing;              // operations
+    static inline std::map<std::string, std::string> counted; // by operation, when nothing fails
 };
-
-using Sweep = Sweeping<Case>;
-using FaultSweep = Sweeping<std::tuple<Case, Fault>>;
 
 INSTANTIATE_TEST_SUITE_P(All, Sweep, testing::ValuesIn(cases()),
                          [](const auto &row) { return name_of(row.param); });
-INSTANTIATE_TEST_SUITE_P(All, FaultSweep,
-                         testing::Combine(testing::ValuesIn(cases()), testing::ValuesIn(faults())),
-                         [](const auto &row) {
-                             return name_of(std::get<0>(row.param)) + "_" + std::get<1>(row.param).name;
-                         });
 
 // The order in which a call that ends before the method is called releases what it has made. What
 // could not be finished goes first.
-bool in_early_order(const Hit &hit, const std::string &releases) {
+std::string early_order(const Hit &hit) {
     const bool filling = hit.slot == "native_new_CMPIArray" || hit.slot == "native_new_CMPIString" ||
                          hit.slot == "CMPIArray.setElementAt";
     const bool naming = hit.slot == "newCMPIObjectPath" || hit.slot == "CMPIObjectPath.addKey";
-    const std::string order = naming    ? "target path "
-                              : filling ? "array path in out "
-                                        : "path target in out array ";
-    size_t at = 0;
-    std::istringstream words(releases);
-    for (std::string word; words >> word;) {
-        at = order.find(word + " ", at);
-        if (at == std::string::npos)
-            return false;
-    }
-    return true;
+    return naming ? "target path " : filling ? "array path in out " : "path target in out array ";
+}
+
+// Those words of an order that are in a text.
+std::string in_order(const std::string &order, const std::string &text) {
+    std::string kept;
+    std::istringstream words(order);
+    for (std::string word; words >> word;)
+        kept += text.find(word + " ") == std::string::npos ? "" : word + " ";
+    return kept;
 }
 
 // A value that came back with a failing status is not touched: the pool keeps it.
@@ -356,36 +378,49 @@ unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault 
            (untouched && fault.with_result != 0 ? 1 : 0);
 }
 
-TEST_P(Sweep, NothingFails) {
-    const Operation &op = *GetParam().op;
-    const Attempt clean = attempt(GetParam(), 0, faults()[0], Own::ALLOCATION, 0, false);
-    EXPECT_EQ(numbered(op.number), &op) << "another row's stored inputs";
-    EXPECT_EQ(clean.code, XAVO_NO_ERROR);
+TEST_P(Sweep, SucceedsWhenNothingFails) {
+    SCOPED_TRACE(op.where + ", " + op.name);
+    if (!goes_on() || (updating() && c.handle != Case::PLAIN))
+        return;
+    const Attempt clean = attempt();
+    EXPECT_EQ(numbered(op.number), &op) << "another operation has the number of its stored inputs";
+    EXPECT_STREQ(XAVO_EC_to_string(clean.code), "NO_ERROR");
     EXPECT_TRUE(clean.error == EINTR || clean.error == 0) << clean.error; // cleared where a number is read
-    EXPECT_EQ(clean.log, (GetParam().null_handle() ? "8 XAVO_new_with_uname: using username=[root]\n" : "") +
-                             op.success);
-    const std::string request = op.given == Given::INSTANCE ? "" : last_request();
-    EXPECT_EQ(op.request.empty() ? request : request.substr(0, op.request.size()), op.request);
-    EXPECT_EQ(clean.pooled, GetParam().null_handle() ? 0 : op.pooled);
+    EXPECT_TEXT((c.null_handle() ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success,
+                clean.log);
+    const std::string request = op.given == Given::INSTANCE ? "" : without_blanks(last_request());
+    EXPECT_TEXT(op.request, op.request.empty() ? request : request.substr(0, op.request.size()));
     if (op.reads < Reads::RECORDS) {
-        EXPECT_EQ(clean.released, op.releases.asked + "out ");
+        EXPECT_TEXT(op.releases.asked + "out ", clean.released);
     }
-    EXPECT_EQ(clean.before_lock, op.before_lock + GetParam().extra(1));
-    EXPECT_EQ(clean.locked, GetParam().locked());
-    EXPECT_EQ(clean.unlocked, op.unlocked + GetParam().extra(1));
-    EXPECT_EQ(clean.allocations, op.allocations + GetParam().extra(2));
-    EXPECT_EQ(clean.mutex_calls, mutex_calls(GetParam()));
+    char counts[120];
+    if (c.handle == Case::PLAIN) {
+        snprintf(counts, sizeof counts, COUNTS, static_cast<unsigned>(clean.before_lock),
+                 static_cast<unsigned>(clean.locked), static_cast<unsigned>(clean.unlocked),
+                 clean.allocations, clean.mutex_calls, static_cast<unsigned>(clean.pooled));
+        counted[op.name] = counts;
+        if (!updating()) {
+            EXPECT_TEXT(op.counts, counts) << "to change the table see its head";
+        }
+        return;
+    }
+    EXPECT_EQ(clean.pooled, c.null_handle() ? 0 : op.pooled);
+    EXPECT_EQ(clean.before_lock, op.before_lock + c.extra(1));
+    EXPECT_EQ(clean.locked, c.locked());
+    EXPECT_EQ(clean.unlocked, op.unlocked + c.extra(1));
+    EXPECT_EQ(clean.allocations, op.allocations + c.extra(2));
+    EXPECT_EQ(clean.mutex_calls, mutex_calls(c));
 }
 
 // With a good status, and with a failing one.
-TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
-    const Operation &op = *GetParam().op;
+TEST_P(Sweep, ReleasesTheReturnedValueInItsPlace) {
+    SCOPED_TRACE(op.where + ", " + op.name);
     for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
-        if (op.releases.asked.empty())
+        if (op.releases.asked.empty() || !goes_on())
             continue;
         populate();
-        XAVO_Proxy *sp = GetParam().null_handle() ? nullptr : XAVO_new();
-        if (GetParam().handle == Case::GUARDED)
+        XAVO_Proxy *sp = c.null_handle() ? nullptr : XAVO_new();
+        if (c.handle == Case::GUARDED)
             XAVO_guard(sp);
         Results results;
         XAVO_ErrorCode ec = -1;
@@ -396,11 +431,12 @@ TEST_P(Sweep, WhatTheMethodReturnedIsReleasedInItsPlace) {
         op.call(sp, &ec, results);
         disarm();
         cimsim_trace(0);
-        if (sp != nullptr) { // all of it under the lock
-            EXPECT_EQ(calls_at_unlock(), cimsim_calls(nullptr));
+        if (sp != nullptr) {
+            EXPECT_EQ(calls_at_unlock(), cimsim_calls(nullptr)) << "a release after the unlock";
         }
-        EXPECT_EQ(released(op), op.releases.asked + (rc == CMPI_RC_OK ? op.releases.answered
-                                                                      : "message " + op.releases.refused));
+        EXPECT_TEXT(op.releases.asked +
+                        (rc == CMPI_RC_OK ? op.releases.answered : "message " + op.releases.refused),
+                    released(op));
         if (sp != nullptr)
             XAVO_free(sp);
     }
@@ -415,62 +451,76 @@ int expect_reason(const Attempt &run, const Fault &fault) {
     if (std::none_of(std::begin(asked), std::end(asked),
                      [&](const std::string &slot) { return run.calls.count(slot) != 0; }))
         return XAVO_REASON_NOTHING_ASKED;
-    const bool exchange = std::find(std::begin(asked), std::end(asked), run.struck) != std::end(asked);
-    if (!exchange || (fault.rc == CMPI_RC_OK && run.struck != asked[0]))
+    const bool exchange = std::find(std::begin(asked), std::end(asked), run.failed) != std::end(asked);
+    if (!exchange || (fault.rc == CMPI_RC_OK && run.failed != asked[0]))
         return XAVO_REASON_ANSWER_UNUSABLE;
     return fault.rc > CMPI_RC_ERR_FAILED || fault.rc < CMPI_RC_OK ? XAVO_REASON_BROKER
-           : run.struck == asked[3]                               ? XAVO_REASON_OUTCOME_UNKNOWN
+           : run.failed == asked[3]                               ? XAVO_REASON_OUTCOME_UNKNOWN
                                                                   : XAVO_REASON_CONNECTION_LOST;
 }
 
-TEST_P(FaultSweep, EveryCallIntoTheClientLibraryFails) {
-    const auto &[c, planned] = GetParam();
-    const Operation &op = *c.op;
+std::string code_and_log(XAVO_ErrorCode code, const std::string &log) {
+    return std::string("code ") + XAVO_EC_to_string(code) + "\n" + log;
+}
+
+std::string pool_and_reason(unsigned long pooled, int kind, CMPIrc rc, const char *message) {
+    return "values left to the pool: " + number(static_cast<long long>(pooled)) + "\nreason " +
+           XAVO_reason_to_string(kind) + ", rc " + number(static_cast<int>(rc)) + ", \"" + message + "\"\n";
+}
+
+TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
     const unsigned all = op.before_lock + c.locked() + op.unlocked + c.extra(2);
-    for (unsigned nth = 1; nth <= all; ++nth) {
-        const Attempt run = attempt(c, nth, planned, Own::ALLOCATION, 0, false);
-        ASSERT_NE(run.struck, "") << nth;
-        ++failed;
-        Hit hit = {run.struck, run.calls.at(run.struck),
-                   run.struck == "CMPIArgs.getArgCount" && c.guarded_method()};
-        SCOPED_TRACE("call " + number(nth) + ", " + hit.slot);
-        Fault fault = planned;
-        const bool asked = hit.slot == "CMCIClient.getClass" && !fault.works();
-        if (asked) { // then the method is not called, and fails with what was answered
-            EXPECT_FALSE(run.invoked);
-            hit.slot = "CMCIClient.invokeMethod";
-            fault.rc = fault.rc == CMPI_RC_OK ? CMPI_RC_ERR_FAILED : fault.rc;
-        }
-        if (hit.slot == "CMPIArgs.getArg") {
-            hit.guards = hit.occurrence <= c.read();
-            hit.occurrence -= c.read();
-        }
-        if (const auto expected = expect(op, hit, fault)) {
-            EXPECT_EQ(run.code, expected->code);
-            EXPECT_EQ(outcome_lines(op, run.log), outcome_lines(op, expected->log));
-            EXPECT_EQ(run.pooled, c.null_handle() ? 0U : left_to_the_pool(op, hit, fault));
-            if (c.handle == Case::GUARDED) {
-                const int kind = expect_reason(run, planned);
+    for (const Fault &planned : faults())
+        for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
+            SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) +
+                         " into the client library fails with " + planned.name + " (" + planned.where + ")");
+            Injected injected;
+            injected.client_call = nth;
+            injected.fault = &planned;
+            const Attempt run = attempt(injected);
+            ASSERT_NE(run.failed, "") << "there is no such call";
+            SCOPED_TRACE("the call is " + run.failed);
+            ++injected_faults;
+            Hit hit = {run.failed, run.calls.at(run.failed),
+                       run.failed == "CMPIArgs.getArgCount" && c.guarded_method()};
+            Fault fault = planned;
+            const bool asked = hit.slot == "CMCIClient.getClass" && !fault.works();
+            if (asked) { // then the method is not called, and fails with what was answered
+                EXPECT_FALSE(run.invoked) << "the method is called on a dead connection";
+                hit.slot = "CMCIClient.invokeMethod";
+                fault.rc = fault.rc == CMPI_RC_OK ? CMPI_RC_ERR_FAILED : fault.rc;
+            }
+            if (hit.slot == "CMPIArgs.getArg") {
+                hit.guards = hit.occurrence <= c.read();
+                hit.occurrence -= c.read();
+            }
+            if (const auto expected = expect(op, hit, fault)) {
+                EXPECT_TEXT(code_and_log(expected->code, outcome_lines(op, expected->log)),
+                            code_and_log(run.code, outcome_lines(op, run.log)));
+                const bool guarded = c.handle == Case::GUARDED;
+                const int kind = guarded ? expect_reason(run, planned) : XAVO_REASON_NONE;
                 const bool refused = kind != XAVO_REASON_NONE && kind != XAVO_REASON_NOTHING_ASKED &&
                                      kind != XAVO_REASON_ANSWER_UNUSABLE;
-                EXPECT_EQ(XAVO_reason_to_string(run.reason.kind), std::string(XAVO_reason_to_string(kind)));
-                EXPECT_EQ(run.reason.rc, refused ? fault.rc : CMPI_RC_OK);
-                EXPECT_STREQ(run.reason.message, refused && fault.message != nullptr ? fault.message : "");
+                const XAVO_Reason reason = guarded ? run.reason : XAVO_Reason();
+                EXPECT_TEXT(pool_and_reason(c.null_handle() ? 0U : left_to_the_pool(op, hit, fault), kind,
+                                            refused ? fault.rc : CMPI_RC_OK,
+                                            refused && fault.message != nullptr ? fault.message : ""),
+                            pool_and_reason(run.pooled, reason.kind, reason.rc, reason.message));
+            }
+            if (nth <= op.before_lock && c.locked() != 0 && run.locked == 0 && mutex_calls(c) == 2) {
+                EXPECT_EQ(run.mutex_calls, 0U) << "it waits for the handle, and asks nothing";
+            }
+            if (op.reads < Reads::RECORDS && run.locked != 0) {
+                EXPECT_EQ(run.before_lock, c.extra(1)) << "calls before the lock";
+                EXPECT_EQ(run.unlocked, c.extra(1)) << "calls after the unlock";
+            }
+            if (run.invoked || asked) {
+                EXPECT_TEXT("released: " + op.releases.asked + "out ", "released: " + run.released);
+            } else if (op.reads < Reads::RECORDS) {
+                EXPECT_TEXT("released: " + in_order(early_order(hit), run.released),
+                            "released: " + run.released);
             }
         }
-        if (nth <= op.before_lock && c.locked() != 0 && run.locked == 0 && mutex_calls(c) == 2) {
-            EXPECT_EQ(run.mutex_calls, 0U); // nothing to ask, nobody to wait for
-        }
-        if (op.reads < Reads::RECORDS && run.locked != 0) {
-            EXPECT_EQ(run.before_lock, c.extra(1));
-            EXPECT_EQ(run.unlocked, c.extra(1));
-        }
-        if (run.invoked || asked) {
-            EXPECT_EQ(run.released, op.releases.asked + "out ");
-        } else if (op.reads < Reads::RECORDS) {
-            EXPECT_TRUE(in_early_order(hit, run.released)) << run.released;
-        }
-    }
 }
 
 // What a failing allocation comes to. Nothing else than these is allocated by the library itself.
@@ -487,30 +537,36 @@ Expected expect_without_memory(const Case &c, unsigned nth, bool ends_it) {
     return {op.reads == Reads::RECORDS && ends_it ? XAVO_OUT_OF_MEMORY : XAVO_NO_ERROR, ""};
 }
 
-TEST_P(Sweep, EveryAllocationFails) {
-    const Operation &op = *GetParam().op;
-    const unsigned all = op.allocations + GetParam().extra(2), last = op.allocations / op.instances;
-    for (const bool from_then_on : {false, true})
-        for (unsigned nth = 1; nth <= all; ++nth) {
-            const Attempt run = attempt(GetParam(), 0, faults()[0], Own::ALLOCATION, nth, from_then_on);
-            ++failed;
-            SCOPED_TRACE("allocation " + number(nth) + ", " + run.struck);
-            const Expected expected =
-                expect_without_memory(GetParam(), nth, from_then_on || nth > all - last);
-            EXPECT_EQ(run.code, expected.code);
-            EXPECT_EQ(outcome_lines(op, run.log), expected.log);
+TEST_P(Sweep, EndsAsDocumentedWhenAnAllocationFails) {
+    const unsigned all = op.allocations + c.extra(2), last = op.allocations / op.instances;
+    Injected injected;
+    for (const bool and_all_later : {false, true})
+        for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
+            SCOPED_TRACE(op.where + ", " + op.name + ": allocation " + number(nth) +
+                         (and_all_later ? " and all later ones fail" : " fails"));
+            injected.own_call = nth;
+            injected.and_all_later = and_all_later;
+            const Attempt run = attempt(injected);
+            ++injected_faults;
+            const Expected expected = expect_without_memory(c, nth, and_all_later || nth > all - last);
+            EXPECT_TEXT(code_and_log(expected.code, expected.log),
+                        code_and_log(run.code, outcome_lines(op, run.log)))
+                << "the call is " << run.failed;
         }
 }
 
-TEST_P(Sweep, EveryMutexCallFails) {
-    for (unsigned nth = 1; nth <= mutex_calls(GetParam()); ++nth) {
-        const Attempt run = attempt(GetParam(), 0, faults()[0], Own::MUTEX, nth, false);
-        ++failed;
-        SCOPED_TRACE(run.struck);
-        EXPECT_EQ(run.code,
-                  run.struck == "pthread_mutex_init" ? XAVO_UNABLE_TO_OPEN_CONNECTION : XAVO_NO_ERROR);
-        if (GetParam().op->mutexes == 0) {
-            EXPECT_NE(run.log.find(": ERROR: " + run.struck + "() failed\n"), std::string::npos) << run.log;
+TEST_P(Sweep, LogsAMutexCallThatFails) {
+    Injected injected;
+    injected.kind = Own::MUTEX;
+    for (unsigned nth = 1; nth <= mutex_calls(c) && goes_on() && !HasFailure(); ++nth) {
+        SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) + " on a mutex fails");
+        injected.own_call = nth;
+        const Attempt run = attempt(injected);
+        ++injected_faults;
+        EXPECT_STREQ(XAVO_EC_to_string(run.code),
+                     run.failed == "pthread_mutex_init" ? "UNABLE_TO_OPEN_CONNECTION" : "NO_ERROR");
+        if (op.given != Given::LOAN) { // which has mutexes of its own
+            EXPECT_NE(run.log.find(": ERROR: " + run.failed + "() failed\n"), std::string::npos) << run.log;
         }
     }
 }

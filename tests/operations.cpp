@@ -79,6 +79,12 @@ CMPIArgs *printable() {
     return args;
 }
 
+std::string without_blanks(std::string text) {
+    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\n'; }),
+               text.end());
+    return text;
+}
+
 std::string outcome_lines(const Operation &op, const std::string &log) {
     std::istringstream lines(log);
     std::string kept;
@@ -138,29 +144,44 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
 const char *const READS[] = {"RETURN_VALUE", "JOB",    "MESSAGE_OR_JOB", "MESSAGE",
                              "RECORDS",      "OBJECT", "HANDLE",         "NOTHING"};
 
-Operation read(const Row &row) {
-    unsigned made[3], own[4] = {};
-    sscanf((row[5] + "," + row[6]).c_str(), "%u,%u,%u,%u,%u,%u,%u", made, made + 1, made + 2, own, own + 1,
-           own + 2, own + 3);
-    Row released = split(row[7], ','), job = split(row[8], ',');
-    released.resize(3), job.resize(3);
-    for (std::string &each : released)
-        each += each.empty() ? "" : " ";
-    const auto reads = std::find(std::begin(READS), std::end(READS), row[3]) - std::begin(READS);
+// Parts of a cell of the table; there are three.
+Row parts(const std::string &text) {
+    Row all = split(text, '|');
+    all.resize(3);
+    for (std::string &each : all) {
+        each.erase(0, each.find_first_not_of(' '));
+        each.erase(each.find_last_not_of(' ') + 1);
+    }
+    return all;
+}
+
+Operation read(const Block &block) {
+    const auto number = [&](const std::string &key) { return static_cast<unsigned>(std::stoul(block[key])); };
+    const auto reads = std::find(std::begin(READS), std::end(READS), block["reads"]) - std::begin(READS);
     const auto call = std::find_if(std::begin(calls), std::end(calls),
-                                   [&](const auto &known) { return known.first == row[0]; });
-    Operation op = {static_cast<unsigned char>(std::stoul(row[1])), row[0], row[2], static_cast<Reads>(reads),
-                    call->second};
-    op.takes_null = row[4] == "yes";
-    op.request = row[11], op.success = row[10];
-    op.releases = {released[0], released[1], released[2]};
-    op.before_lock = made[0], op.locked = made[1], op.unlocked = made[2];
-    op.allocations = own[0], op.instances = own[1], op.pooled = own[2], op.mutexes = own[3];
+                                   [&](const auto &known) { return known.first == block.name; });
+    if (call == std::end(calls) || reads == std::end(READS) - std::begin(READS)) {
+        fprintf(stderr, "%s: not known: %s\n", block.where.c_str(), block.name.c_str());
+        abort();
+    }
+    Operation op = {static_cast<unsigned char>(number("number")), block.name, block["function"],
+                    static_cast<Reads>(reads), call->second};
+    op.where = block.where;
+    op.takes_null = block["handle"] == "optional";
+    op.success = block["log"];
+    op.request = without_blanks(block["request"]);
+    const Row released = parts(block["releases"]), job = parts(block["job"]);
+    const auto list = [](const std::string &each) { return each.empty() ? "" : each + " "; };
+    op.releases = {list(released[0]), list(released[1]), list(released[2])};
     op.job = {job[0], job[1], job[2]};
-    op.given = row[9] == "ARGS"   ? Given::ARGS
-               : row[9] == "LOAN" ? Given::LOAN
-               : row[9].empty()   ? Given::NOTHING
-                                  : Given::INSTANCE;
+    op.counts = block["counts"];
+    sscanf(op.counts.c_str(), COUNTS, &op.before_lock, &op.locked, &op.unlocked, &op.allocations, &op.mutexes,
+           &op.pooled);
+    op.instances = block["records"].empty() ? 1 : number("records");
+    op.given = block["given"] == "ARGS"   ? Given::ARGS
+               : block["given"] == "LOAN" ? Given::LOAN
+               : block["given"].empty()   ? Given::NOTHING
+                                          : Given::INSTANCE;
     return op;
 }
 
@@ -169,8 +190,8 @@ Operation read(const Row &row) {
 const std::vector<Operation> &operations() {
     static const std::vector<Operation> rows = [] {
         std::vector<Operation> all;
-        for (const Row &row : table("operations.txt"))
-            all.push_back(read(row));
+        for (const Block &block : blocks("operations.txt"))
+            all.push_back(read(block));
         if (all.size() != std::size(calls)) // one has no row
             abort();
         return all;

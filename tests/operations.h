@@ -67,18 +67,23 @@ struct Operation {
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
     bool takes_null = false;  // opens a handle of its own for a NULL one
-    std::string request = {}; // what it asks the broker, as last_request gives it, or the beginning of that
+    std::string request = {}; // what it asks the broker, or the beginning of that, without blanks
     std::string success = {}; // the log of a call that succeeds
     Releases releases = {};
-    // Calls into the client library when nothing fails: before the handle is locked, under the lock, after.
-    unsigned before_lock = 0, locked = 0, unlocked = 0;
-    unsigned allocations = 0; // of the library's own, when nothing fails
+    // When nothing fails, as the line of the table says: calls into the client library before the handle is
+    // locked, under the lock and after; allocations of the library's own; calls on a mutex.
+    std::string counts = {};
+    unsigned before_lock = 0, locked = 0, unlocked = 0, allocations = 0, mutexes = 0;
+    unsigned pooled = 0; // values left to the client library
     JobNames job = {};
     Given given = Given::NOTHING;
     unsigned instances = 1; // read into records
-    unsigned pooled = 0;    // values left to the client library
-    unsigned mutexes = 0;   // calls on a mutex besides those of its lock and of a handle that it opens
+    std::string where = {}; // "operations.txt:20"
 };
+
+// The line of an operation's counts, for printf and scanf.
+constexpr const char COUNTS[] =
+    "%u before the lock, %u under it, %u after; %u allocations, %u mutex calls, %u pooled\n";
 
 const std::vector<Operation> &operations();
 const Operation &operation(const std::string &name);
@@ -89,6 +94,9 @@ void settle();
 
 // Through a handle that is open.
 void give(const Operation &op, XAVO_Proxy *sp, Results &results);
+
+// A request as the table compares it.
+std::string without_blanks(std::string text);
 
 // The log without the traces that a call writes on its way, whatever becomes of it.
 std::string outcome_lines(const Operation &op, const std::string &log);

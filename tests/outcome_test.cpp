@@ -245,7 +245,7 @@ TEST_P(Outcome, MessagesAreNamed) {
             // The second time the identifier cannot be copied; the third time it comes with a failing status.
             // (A guard reads it before the library does, and gets that status in its place.)
             for (unsigned way = 0; way < (GetParam() ? 2 : 3); ++way) {
-                const Fault failing = {{CMPI_RC_ERR_FAILED, nullptr, 1}, ""};
+                const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1};
                 const unsigned long pooled = cimsim_pooled();
                 Results results;
                 clear_log();

@@ -34,7 +34,7 @@ struct Plan {
     bool from_then_on = false;
     unsigned seen[2] = {};
     bool marks_kept = false;
-    std::string struck;
+    std::string failed; // the first call
     unsigned long released = 0;
     unsigned long at_lock = 0;
     unsigned long at_unlock = 0;
@@ -89,15 +89,15 @@ const XAVO_Proxy *handle_of(const pthread_mutex_t *mutex) {
 }
 
 // Whether this call of the library's is to fail. Unarmed it touches nothing: threads pass here.
-bool strike(test::Own kind, const char *name, const std::string &detail = "") {
+bool fails_now(test::Own kind, const char *name, const std::string &detail = "") {
     note_step(name + detail);
     if (!plan.armed)
         return false;
     const unsigned seen = ++plan.seen[static_cast<int>(kind)];
     if (kind != plan.kind || plan.nth == 0 || seen < plan.nth || (seen > plan.nth && !plan.from_then_on))
         return false;
-    if (plan.struck.empty())
-        plan.struck = name;
+    if (plan.failed.empty())
+        plan.failed = name;
     return true;
 }
 
@@ -140,11 +140,11 @@ int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__wrap_calloc(size_t count, size_t size) {
     if (count != 1)
         with_log([] { log_lines += "malformed: more than one record\n"; });
-    return strike(test::Own::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
+    return fails_now(test::Own::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
 }
 
 char *__wrap_strdup(const char *text) {
-    return strike(test::Own::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
+    return fails_now(test::Own::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
 }
 
 void __wrap_free(void *memory) {
@@ -160,7 +160,7 @@ int __wrap_setenv(const char *name, const char *value, int overwrite) {
 
 // Two or three strings are all that the library joins.
 char *__wrap_utl_va_cat(const char *first, ...) {
-    if (strike(test::Own::ALLOCATION, "utl_va_cat"))
+    if (fails_now(test::Own::ALLOCATION, "utl_va_cat"))
         return nullptr;
     va_list rest;
     va_start(rest, first);
@@ -182,15 +182,15 @@ int __wrap_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before) {
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) {
     if (record.recording)
         record.made = handle_of(mutex);
-    return strike(test::Own::MUTEX, "pthread_mutex_init") ? ENOMEM
-                                                          : __real_pthread_mutex_init(mutex, attributes);
+    return fails_now(test::Own::MUTEX, "pthread_mutex_init") ? ENOMEM
+                                                             : __real_pthread_mutex_init(mutex, attributes);
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_lock = cimsim_calls(nullptr);
     // A call on a live mutex is only said to have failed: it must stay in balance for the rest.
-    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_lock");
+    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_lock");
     const int result = __real_pthread_mutex_lock(mutex);
     return fails ? EINVAL : result;
 }
@@ -198,7 +198,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
 int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_unlock = cimsim_calls(nullptr);
-    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_unlock");
+    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_unlock");
     const int result = __real_pthread_mutex_unlock(mutex);
     return fails ? EPERM : result;
 }
@@ -211,7 +211,7 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
             plan.marks_kept |= word != 0;
         plan.marks_kept |= cimsim_calls("CMCIClient.release") != plan.released; // the client goes later
     }
-    const bool fails = strike(test::Own::MUTEX, "pthread_mutex_destroy", initialised(handle_of(mutex)));
+    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_destroy", initialised(handle_of(mutex)));
     const int result = __real_pthread_mutex_destroy(mutex);
     return fails ? EBUSY : result;
 }
@@ -240,7 +240,7 @@ void arm(Own kind, unsigned nth, bool from_then_on) {
 }
 
 void disarm() { plan.armed = false; }
-std::string struck() { return plan.struck; }
+std::string failed_call() { return plan.failed; }
 unsigned own_calls(Own kind) { return plan.seen[static_cast<int>(kind)]; }
 bool marks_kept() { return plan.marks_kept; }
 unsigned long calls_at_lock() { return plan.at_lock; }
@@ -266,6 +266,35 @@ bool updating() {
     return std::find(arguments.begin(), arguments.end(), "--update") != arguments.end();
 }
 
+testing::AssertionResult same_text(const char *, const char *, const std::string &expected,
+                                   const std::string &actual) {
+    if (expected == actual)
+        return testing::AssertionSuccess();
+    const auto lines = [](const std::string &text) {
+        Row all = split(text, '\n');
+        all.resize(all.size() + 3); // beyond the end all are alike
+        return all;
+    };
+    const Row wanted = lines(expected), got = lines(actual);
+    size_t line = 0, at = 0;
+    while (line + 3 < wanted.size() && line + 3 < got.size() && wanted[line] == got[line])
+        ++line;
+    while (at < wanted[line].size() && wanted[line][at] == got[line][at])
+        ++at;
+    const size_t first = at > 80 ? at - 40 : 0;
+    testing::AssertionResult result = testing::AssertionFailure();
+    result << "The texts differ in line " << line + 1 << ", character " << at + 1 << ":\n";
+    for (size_t before = line > 2 ? line - 2 : 0; before < line; ++before)
+        result << "       both: " << wanted[before].substr(0, 100) << "\n";
+    result << "   expected: " << wanted[line].substr(first, 100)
+           << "\n     actual: " << got[line].substr(first, 100) << "\n             "
+           << std::string(at - first, ' ') << "^\n";
+    for (const auto &[name, text] : {std::pair("expected", &wanted), std::pair("  actual", &got)})
+        for (size_t after = line + 1; after < std::min(line + 3, text->size() - 3); ++after)
+            result << "   " << name << " then: " << (*text)[after].substr(0, 100) << "\n";
+    return result;
+}
+
 void populate() {
     cimsim_reset();
     cimsim_count_misuse(1);
@@ -283,7 +312,8 @@ const std::vector<Fault> &faults() {
     for (size_t i = all.size(); i < rows.size(); ++i)
         all.push_back({{static_cast<CMPIrc>(std::stol(rows[i][1])),
                         rows[i][2].empty() ? nullptr : rows[i][2].c_str(), rows[i][3] == "1"},
-                       rows[i][0].c_str()});
+                       rows[i][0],
+                       rows[i].where});
     return all;
 }
 

@@ -25,9 +25,9 @@ void clear_log();
 enum class Own { ALLOCATION, MUTEX };
 void arm(Own kind, unsigned nth, bool from_then_on); // nth 0: only counts
 void disarm();
-// What the plan struck first ("strdup"), empty if it has struck nothing; how many calls of a kind there were
-// since arm; and whether a handle whose mutex was destroyed still bore a mark of a live one.
-std::string struck();
+// The first call that was made to fail ("strdup"), empty if there was none; how many calls of a kind there
+// were since arm; and whether a handle whose mutex was destroyed still bore a mark of a live one.
+std::string failed_call();
 unsigned own_calls(Own kind);
 bool marks_kept();
 // Calls into the client library at the time of the latest lock and of the latest unlock since arm.
@@ -47,6 +47,12 @@ bool updating();
 // identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
 void populate();
 
+// Compares two texts. A failure shows them from the first line that differs, one below the other, with the
+// first different character marked; of a long line only the part around it.
+testing::AssertionResult same_text(const char *, const char *, const std::string &expected,
+                                   const std::string &actual);
+#define EXPECT_TEXT(expected, actual) EXPECT_PRED_FORMAT2(test::same_text, expected, actual)
+
 // What must hold once every handle is freed: no object but those that nobody could keep, no value in a pool,
 // no malformed line in the log.
 void expect_nothing_left(unsigned long misuses, unsigned long lost = 0);
@@ -65,7 +71,7 @@ protected:
 
 // What an operation learns from a call that did not do its work.
 struct Fault : cimsim_fault {
-    const char *name;
+    std::string name, where;                                            // of the row: "faults.txt:3"
     bool works() const { return rc == CMPI_RC_OK && with_result != 0; } // with a message all the same
 };
 const std::vector<Fault> &faults();
