@@ -2,8 +2,8 @@
 # makes.
 # shellcheck shell=bash disable=SC2034,SC2154
 bats_require_minimum_version 1.8.0
-load /usr/lib/bats/bats-support/load.bash
-load /usr/lib/bats/bats-assert/load.bash
+bats_load_library bats-support
+bats_load_library bats-assert
 
 : "${XAVO_BUILD:?names the folder of the build}"
 root=$(cd "$BATS_TEST_DIRNAME/../.." && pwd)
@@ -15,9 +15,9 @@ expect() {
     assert_output --partial "$2"
 }
 
-# Installs the build into a folder below that of the file's tests.
+# install_build FOLDER [OPTION...]: installs the build into a folder below that of the file's tests.
 install_build() {
-    cmake --install "$XAVO_BUILD" --prefix "$BATS_FILE_TMPDIR/$1" >/dev/null
+    cmake --install "$XAVO_BUILD" --prefix "$BATS_FILE_TMPDIR/$1" "${@:2}" >/dev/null
 }
 
 # Takes programs and pkg-config files from an installed prefix first.
