@@ -150,7 +150,7 @@ TEST_F(Unguarded, EverySlotIsForwardedWithItsValues) {
 
 TEST_F(Guarded, ReasonsAreTold) {
     for (const Row &row : table("reasons.txt")) {
-        SCOPED_TRACE(row[0] + ": " + row[1]);
+        SCOPED_TRACE(row.where + ", " + row[0] + ": " + row[1]);
         populate();
         prepare("answer_output MessageID string:X ; answer_output Message string:earlier ; answer_return "
                 "number:00a0:9");
@@ -159,9 +159,10 @@ TEST_F(Guarded, ReasonsAreTold) {
         prepare(row[1]);
         XAVO_Reason told = reason_of(row[0]);
         EXPECT_EQ(XAVO_reason_to_string(told.kind), row[2]);
-        EXPECT_EQ((Row{std::to_string(told.rc), std::to_string(told.has_return_value),
-                       std::to_string(told.return_value), told.message_id, told.message}),
-                  Row(row.begin() + 3, row.end()));
+        EXPECT_EQ(
+            (std::vector<std::string>{std::to_string(told.rc), std::to_string(told.has_return_value),
+                                      std::to_string(told.return_value), told.message_id, told.message}),
+            std::vector<std::string>(row.begin() + 3, row.end()));
         EXPECT_EQ(told.cut, 0);
         XAVO_take_reason(sp, XAVO_UNKNOWN_ERROR, &told); // consumed
         EXPECT_EQ(told.kind, XAVO_REASON_NOTHING_ASKED);

@@ -9,8 +9,11 @@ while command.poll() is None:
     memory = 0
     for folder in glob.glob("/proc/[0-9]*"):
         try:
-            if os.getsid(int(folder[6:])) == command.pid and b"ansible-playbook" in open(folder + "/cmdline", "rb").read():
-                memory += sum(int(line.split()[1]) for line in open(folder + "/smaps_rollup") if line.startswith("Pss:"))
+            if os.getsid(int(folder[6:])) != command.pid:
+                continue
+            if b"ansible-playbook" in open(folder + "/cmdline", "rb").read():
+                lines = open(folder + "/smaps_rollup")
+                memory += sum(int(line.split()[1]) for line in lines if line.startswith("Pss:"))
         except OSError:
             pass  # it has ended
     most = max(most, memory)

@@ -29,6 +29,7 @@ INSTANTIATE_TEST_SUITE_P(Through, Outcome, testing::Bool(),
 // ---- Arguments --------------------------------------------------------------------------------------
 
 struct BadArguments {
+    int line; // of this file
     const char *function;
     Call call;
     std::string complaint;
@@ -49,7 +50,7 @@ std::vector<BadArguments> bad_arguments() {
     memset(endless_share.ipaddr, 'x', sizeof endless_share.ipaddr);
     no_start.startTime[0] = '\0';
 #define CALL(function, ...)                                                                                  \
-#function, [](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {                                          \
+    __LINE__, #function, [](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {                                \
         (void)job;                                                                                           \
         function(sp, ec, __VA_ARGS__);                                                                       \
     }
@@ -96,7 +97,7 @@ std::vector<BadArguments> bad_arguments() {
     };
     for (const auto &[complaint, texts] : types)
         for (const char *text : texts)
-            rows.push_back({"XAVO_invoke_CreateRebootJob",
+            rows.push_back({__LINE__, "XAVO_invoke_CreateRebootJob",
                             [text](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
                                 XAVO_invoke_CreateRebootJob(sp, ec, text, job);
                             },
@@ -109,7 +110,8 @@ TEST_P(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     XAVO_Proxy invalid = *sp;
     invalid.tail_magic[1] ^= 1U;
     for (const BadArguments &row : bad_arguments()) {
-        SCOPED_TRACE(std::string(row.function) + ", " + row.complaint);
+        const testing::ScopedTrace trace(__FILE__, row.line,
+                                         std::string(row.function) + ", " + row.complaint);
         const std::string complaint = row.complaint.empty() ? "" : error(row.function, row.complaint);
         const auto check = [&](XAVO_Proxy *handle, XAVO_ErrorCode *errorcodep, XAVO_ErrorCode code,
                                const std::string &log, bool clears, unsigned made) {
@@ -208,7 +210,7 @@ TEST_P(Outcome, EveryShapeOfAnswer) {
                            : op.reads < Reads::RECORDS     ? "JOB"
                                                            : "no answer"))
                 continue;
-            SCOPED_TRACE(op.name + ", " + row[1]);
+            SCOPED_TRACE(row.where + ", " + op.name + ": " + row[1]);
             Results results;
             std::string script = row[1],
                         log = (message_too ? "8 XAVO_dig_out_QM_result: st.rc=6\n" : "") + row[3];
@@ -223,7 +225,7 @@ TEST_P(Outcome, EveryShapeOfAnswer) {
             replace(log, " D: ", " " + op.job.reader + ": ");
             replace(log, " F: ", " " + op.function + ": ");
             EXPECT_EQ(XAVO_EC_to_string(ec), row[2]);
-            EXPECT_EQ(outcome_lines(op, logged()), log);
+            EXPECT_TEXT(log, outcome_lines(op, logged()));
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
                       good && !op.job.output.empty() ? "JID_9" : "");
             // Only good values are released, and the text of a line in the log is left to its list.
@@ -238,7 +240,7 @@ TEST_P(Outcome, MessagesAreNamed) {
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
                 continue;
-            SCOPED_TRACE(op.name + ", " + row[0]);
+            SCOPED_TRACE(row.where + ", " + op.name + ": " + row[0]);
             const bool image = op.reads == Reads::MESSAGE_OR_JOB;
             const std::string log =
                 image ? error(op.function, "XAVO_dig_out_QM_RESULT () returned a message") : "";
@@ -257,9 +259,10 @@ TEST_P(Outcome, MessagesAreNamed) {
                 disarm();
                 const std::string lost = image ? "UNKNOWN_ERROR" : way == 1 ? "OUT_OF_MEMORY" : "NOT_FOUND";
                 EXPECT_EQ(XAVO_EC_to_string(ec), way != 0 ? lost : row[image ? 1 : 2]);
-                EXPECT_EQ(outcome_lines(op, logged()), way == 0   ? log
-                                                       : way == 1 ? ""
-                                                                  : "8 XAVO_dig_out_QM_result: st.rc=1\n");
+                EXPECT_TEXT(way == 0   ? log
+                            : way == 1 ? ""
+                                       : "8 XAVO_dig_out_QM_result: st.rc=1\n",
+                            outcome_lines(op, logged()));
                 EXPECT_EQ(cimsim_pooled() - pooled, way / 2);
                 EXPECT_EQ(results.job, nullptr);
             }
@@ -270,7 +273,7 @@ TEST_P(Outcome, MessagesAreNamed) {
 
 TEST_P(Outcome, JobsThatCannotBeReadAreLeftOut) {
     for (const Row &row : table("records.txt")) {
-        SCOPED_TRACE(row[0]);
+        SCOPED_TRACE(row.where + ": " + row[0]);
         populate();
         prepare(row[0]);
         Results list, one;
@@ -292,7 +295,7 @@ TEST_P(Outcome, TheControllerRefusesByName) {
         Results results;
         prepare(row[0]);
         operation(row[1]).call(sp, &ec, results);
-        EXPECT_EQ(XAVO_EC_to_string(ec), row[2]) << row[0] << ", " << row[1];
+        EXPECT_EQ(XAVO_EC_to_string(ec), row[2]) << row.where << ": " << row[1] << ", after " << row[0];
     }
 }
 

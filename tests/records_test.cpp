@@ -19,12 +19,14 @@ void expect_checks(int (*validate)(const Record *), const std::string &record) {
     for (const Row &row : table("buffers.txt")) {
         if (row[0] != record)
             continue;
+        SCOPED_TRACE(row.where + ", " + row[1]);
         clear_log();
         EXPECT_EQ(validate(&data), 0);
         const std::string invalid = row[1] + " is not valid";
-        EXPECT_EQ(logged(), row.size() == 4 ? error(function, invalid)
-                                            : error("XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA", invalid) +
-                                                  error(function, "http data is not valid"));
+        EXPECT_TEXT(row.size() == 4 ? error(function, invalid)
+                                    : error("XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA", invalid) +
+                                          error(function, "http data is not valid"),
+                    logged());
         reinterpret_cast<char *>(&data)[std::stoul(row[2]) + std::stoul(row[3]) - 1] = '\0';
     }
     EXPECT_EQ(validate(&data), 1);
@@ -67,7 +69,8 @@ TEST_F(Requests, CarryWhatTheShareTypeCallsFor) {
             XAVO_free_ntstring(job);
             EXPECT_EQ(image.preserveVDConfig, restore && !expected.empty() ? full : full ? 3 : 2);
             expected = expected.empty() ? "" : method + "(" + expected.substr(1) + ")";
-            EXPECT_EQ(last_request().substr(last_request().find(' ') + 1), expected);
+            EXPECT_TEXT(expected, last_request().substr(last_request().find(' ') + 1))
+                << "arguments.txt, " << call << ", share type " << type;
         }
 }
 

@@ -55,7 +55,7 @@ TEST(Steps, AreInTheirOrder) {
             results.job = results.job == stale ? nullptr : results.job;
         }
         if (!updating()) {
-            EXPECT_EQ(recorded.back(), block["steps"]);
+            EXPECT_TEXT(block["steps"], recorded.back());
         }
         if (sp != nullptr)
             XAVO_free(sp);

@@ -39,12 +39,15 @@ std::vector<Row> table(const std::string &file) {
     Row names = {"\\n", "\n"};
     std::vector<Row> rows;
     unsigned number = 0;
-    for (std::string line; std::getline(stream, line);) {
-        ++number;
+    std::string line;
+    for (std::string next; !line.empty() || stream; line = next) {
+        const unsigned first = number;
+        for (next.clear(); std::getline(stream, next) && ++number && next[0] == ' '; next.clear())
+            line += next.substr(next.find_first_not_of(' ') - 1);
         if (line.empty() || line[0] == '#')
             continue;
         Row row;
-        row.where = file + ":" + std::to_string(number);
+        row.where = file + ":" + std::to_string(first);
         for (size_t at = 0, end; at < line.size(); at = end + 3) {
             end = std::min(line.find(" | ", at), line.size());
             std::string cell = line.substr(at, end - at);

@@ -3,6 +3,7 @@
 #define XAVO_TESTS_TABLE_H
 
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,11 +15,15 @@ struct Row : std::vector<std::string> {
     std::string where;
 };
 
+// For a test that fails with this parameter.
+inline void PrintTo(const Row &row, std::ostream *os) { *os << row.where; }
+
 // Parts of a text; the last one may be missing, not empty.
 Row split(const std::string &text, char at);
 
 // The rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment, and a row "{name} | text"
-// says what that name stands for from there on. Without the file the program ends.
+// says what that name stands for from there on. A line that is indented continues the row. Without the file
+// the program ends.
 std::vector<Row> table(const std::string &file);
 
 // A file of blocks: a line that is not indented is the name of one, "  key value" gives it a value, and what
