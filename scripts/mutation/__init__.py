@@ -1,0 +1,5 @@
+"""Mutation testing: makes mutants of the sources by rule, one at a time, and finds those that no test detects."""
+
+
+class Error(Exception):
+    """What ends the command with a message."""

@@ -1,0 +1,199 @@
+"""scripts/mutate [--sample N] [--seed S] [--keep] [--survivors] [--explained] [--list] [--report] [--json FILE]
+[--jobs N] [FILE-OR-FOLDER...] - makes mutants of the sources by rule, one at a time, in copies of the tree, and prints
+those that no test detects.
+
+Without a name: libxavo/src and companion/src. The rules: a statement left out, two neighbours swapped, a condition
+inverted, two operands of && or || swapped, two members swapped, an operator changed, a constant changed. The tests run
+under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, on every processor; a mutant that makes them hang
+is detected, too. A change that does not compile is no mutant, nor is one after which an optimising compiler makes the
+same code, nor a swap that by its syntax cannot change anything (scripts/mutation/equivalence.py). A mutant that
+survives is explained in tests/mutants/explained.txt, or fails the run; one that is listed there but is detected, or
+does not exist, fails it, too.
+
+build/mutate/journal.jsonl keeps every result, so that an interrupted run continues; it starts again when a source or a
+test has changed, unless --keep is given. --survivors tries only those again that earlier runs left and nobody has
+explained, --explained only those that are explained. --sample N tries N mutants; with the same --seed the same ones,
+even if others were added or removed. --list prints the mutants, --report all results of the journal; --json FILE writes
+the report as JSON, too. The exit status is 3 when a mutant survives without an explanation, or an explanation is
+wrong."""
+import argparse
+import concurrent.futures
+import hashlib
+import os
+import queue
+import re
+import signal
+import subprocess
+import sys
+from pathlib import Path
+
+from mutation import Error, judge
+from mutation.journal import Journal, Report, is_judged, read_explained, tree_checksum
+
+WORK = Path("build/mutate")
+JOURNAL = WORK / "journal.jsonl"
+EXPLAINED = "tests/mutants/explained.txt"
+
+
+def find_mutants(copy, names):
+    """Every mutant in these files and folders; the compile commands are those of the copy."""
+    try:
+        from mutation import rules  # pylint: disable=import-outside-toplevel
+    except ImportError as error:
+        raise Error("python3-clang is missing: scripts/bootstrap mutate installs it") from error
+    finder, seen = rules.Finder(names), set()
+    root = str(copy.folder.resolve())
+    for command in copy.compile_commands():
+        source = os.path.relpath(command["file"], root)
+        if source in seen or not any(source == n or source.startswith(n + "/") or n.startswith(os.path.dirname(source))
+                                     for n in names):
+            continue
+        seen.add(source)
+        words = [w for w in command["command"].replace(root, os.getcwd()).split() if re.match(r"-[ID]|-std=", w)]
+        finder.read(source, words + (["-xc++"] if source.endswith(".cpp") else ["-xc"]))
+    return finder.mutants()
+
+
+def time_limit(copy, parts):
+    """How many seconds of a processor the tests of a mutant may take: twice what they take without one, and 5."""
+    limit = 0
+    for part in parts:
+        before = os.times().children_user
+        result = copy.run_tests(part, 600)
+        if result != judge.SURVIVES:
+            raise Error(f"the tests of {part} fail without a mutant: {result}")
+        limit = max(limit, 5 + 2 * (os.times().children_user - before))
+    return limit
+
+
+def try_mutants(mutants, wanted, copies, limit, journal, explained):
+    """Tries mutants until `wanted` results count, as many at once as there are copies; returns those reached."""
+    free = queue.SimpleQueue()
+    for copy in copies:
+        free.put(copy)
+
+    def attempt(mutant):
+        copy = free.get()
+        try:
+            return mutant, copy.attempt(mutant, limit)
+        finally:
+            free.put(copy)
+
+    def counts(mutant):
+        return is_judged(mutant.key, journal.results[mutant.key], explained)
+
+    reached, todo, running, counted = [], iter(mutants), set(), 0
+    with concurrent.futures.ThreadPoolExecutor(len(copies)) as pool:
+        try:
+            while True:
+                while len(running) < len(copies) and counted + len(running) < wanted:
+                    mutant = next(todo, None)
+                    if mutant is None:
+                        break
+                    reached.append(mutant)
+                    if mutant.key in journal.results:
+                        counted += counts(mutant)
+                    else:
+                        running.add(pool.submit(attempt, mutant))
+                if not running:
+                    return reached
+                done, running = concurrent.futures.wait(running, return_when=concurrent.futures.FIRST_COMPLETED)
+                for future in done:
+                    mutant, result = future.result()
+                    journal.add(mutant, result)
+                    counted += counts(mutant)
+                    if result == judge.SURVIVES and mutant.key not in explained:
+                        print(f"survives: {mutant.key}", flush=True)
+                if sys.stderr.isatty():
+                    print(f"\r{len(reached)} of {len(mutants)} ", end="", file=sys.stderr, flush=True)
+        except KeyboardInterrupt:
+            pool.shutdown(cancel_futures=True)
+            raise
+
+
+def positive(text):
+    if int(text) < 1:
+        raise ValueError
+    return int(text)
+
+
+def parse_arguments(called_from):
+    parser = argparse.ArgumentParser(prog="mutate", description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--sample", type=positive, metavar="N")
+    parser.add_argument("--seed", type=int, default=1, metavar="S")
+    for name in ("--keep", "--survivors", "--explained", "--list", "--report"):
+        parser.add_argument(name, action="store_true")
+    parser.add_argument("--json", metavar="FILE")
+    parser.add_argument("--jobs", type=positive, default=os.cpu_count(), metavar="N")
+    parser.add_argument("names", nargs="*", metavar="FILE-OR-FOLDER")
+    options = parser.parse_args()
+    options.names = [os.path.relpath(os.path.join(called_from, name)) for name in options.names]
+    options.json = options.json and os.path.join(called_from, options.json)
+    return options
+
+
+def finish(report, options):
+    report.print(EXPLAINED)
+    if options.json:
+        report.write(options.json)
+    return 0 if report.good() else 3
+
+
+def run(options):
+    names = options.names or ["libxavo/src", "companion/src"]
+    for name in names:
+        if not os.path.exists(name) or name.split("/")[0] not in judge.TESTS:
+            raise Error(f"there are no sources {name}, or no tests for their folder")
+    explained = read_explained(EXPLAINED)
+    copies = [judge.Copy(WORK / str(number)) for number in range(options.jobs)]
+    if options.report:
+        if not JOURNAL.exists():
+            raise Error("there was no run yet")
+        journal = Journal(JOURNAL, tree_checksum(), keep=True)
+        if not options.names:
+            names = sorted({"/".join(key.split("/")[:2]) for key in journal.results})
+        mutants = find_mutants(copies[0], names)
+        return finish(Report(names, mutants, mutants, journal, explained), options)
+
+    if os.environ.get("XAVO_SKIP_BOOTSTRAP") != "1":
+        subprocess.run(["scripts/bootstrap", "build", "test", "mutate"], check=True)
+    parts = sorted({name.split("/")[0] for name in names})
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        list(pool.map(lambda copy: copy.prepare(parts), copies))
+    mutants = find_mutants(copies[0], names)
+    if options.list:
+        for mutant in mutants:
+            print(f"{mutant.rule}: {mutant.key}")
+        print(f"{len(mutants)} mutants")
+        return 0
+
+    journal = Journal(JOURNAL, tree_checksum(), options.keep or options.survivors)
+    limit = time_limit(copies[0], parts)
+    chosen = mutants
+    if options.survivors:
+        chosen = [m for m in chosen if m.key in journal.results]
+        journal.results = {key: result for key, result in journal.results.items()
+                           if result != judge.SURVIVES or key in explained}
+    if options.explained:
+        chosen = [m for m in chosen if m.key in explained]
+    if options.sample is not None:
+        # By a checksum of each mutant, so that a change of the sources leaves the others in the sample.
+        chosen = sorted(chosen, key=lambda m: hashlib.sha256(f"{options.seed} {m.key}".encode()).digest())
+    reached = try_mutants(chosen, options.sample or len(chosen), copies, limit, journal, explained)
+    print()
+    return finish(Report(names, mutants, reached, journal, explained), options)
+
+
+def main(called_from):
+    """Runs the command from the root of the tree; its exit status, or a message."""
+    def interrupt(*_):
+        raise KeyboardInterrupt
+
+    signal.signal(signal.SIGTERM, interrupt)
+    try:
+        return run(parse_arguments(called_from))
+    except (Error, OSError, ValueError, subprocess.CalledProcessError) as error:
+        return f"mutate: {error}"
+    except KeyboardInterrupt:
+        return "mutate: interrupted; the same command continues from here"
