@@ -1,4 +1,4 @@
-// XAVO.cpp - the proxy handle, the error codes, and what reads instances rather than calls methods.
+// XAVO.cpp - the handle, the error codes, and functions that read instances.
 #include <XAVO.h>
 
 #include "cmpi.h"
@@ -15,7 +15,7 @@ using namespace xavo;
 
 namespace {
 
-// The two pairs tell a live handle from anything else, and its two ends from each other.
+// The two pairs mark a live handle; they differ so that its head is not taken for its tail.
 constexpr uint32_t HEAD_MAGIC[2] = {0x60845501, 0x78771855};
 constexpr uint32_t TAIL_MAGIC[2] = {0x60845502, 0x78771855};
 
@@ -66,7 +66,7 @@ XAVO_Proxy *XAVO_new_with_uname(const char *uname) {
         XAVO_ERROR(__func__, "out of memory");
         return nullptr;
     }
-    // First of all: XAVO_free, which takes the handle back on every failure below, insists on them.
+    // Set before anything can fail: XAVO_free, which every failure below calls, accepts only a live handle.
     copy_magic(sp->head_magic, HEAD_MAGIC);
     copy_magic(sp->tail_magic, TAIL_MAGIC);
 

@@ -21,7 +21,7 @@ struct Property {
 constexpr Property PROPERTIES[] = {XAVO_JOB_PROPERTIES(ROW)};
 #undef ROW
 
-// A new record of an instance. NULL on failure, with the code set: no record leaves half filled.
+// Returns a new record of an instance; NULL on failure, with the code set. No record is returned half filled.
 XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                                            CMPIInstance *instancep) {
     *errorcodep = XAVO_NO_ERROR;
@@ -40,8 +40,8 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
     return job;
 }
 
-// The instance of a job; NULL without a code when the broker has none to give. The path is made before the
-// lock, and the lock ends here, so that the caller converts outside it.
+// Returns the instance of a job; NULL with the code unchanged when the broker gives none. The path is made
+// before the lock, and the lock ends here, so that the caller converts the instance unlocked.
 CMPIInstance *fetch_instance(const OperationContext &context, const char *InstanceID) {
     CMPIObjectPath *path = XAVO_build_object_path_key_value(context.sp(), context.errorcodep, NAMESPACE,
                                                             LIFECYCLE_JOB, "InstanceID", InstanceID);

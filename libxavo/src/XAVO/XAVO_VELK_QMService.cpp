@@ -15,11 +15,11 @@ using namespace xavo;
 
 namespace {
 
-// The tables of this file say what is done with the members of a record. A row knows its record by its type,
-// so that none stands in another record's table and no table meets another record, and it takes from the
-// member what follows from that. Names stand in the rows: pointers to them would have to be relocated.
+// The tables of this file say what is done with the members of a record. The type of a row names the record,
+// so that a row or a table cannot be used for another record; the type and the width of the member follow
+// from its declaration. Rows contain their names: pointers to them would be relocated.
 
-// Where a member stands in its record.
+// A member of a record, by its offset.
 template <typename Record>
 struct Member {
     uint16_t offset;
@@ -28,7 +28,7 @@ struct Member {
     }
 };
 
-// What follows from the type of a member: how it is sent, and how wide a buffer is. There are no others.
+// The CMPI type of a member and, of a buffer, its width. Members have no other types.
 template <typename T>
 struct MemberType;
 template <size_t size>
@@ -41,7 +41,7 @@ struct MemberType<uint16_t> {
     static constexpr CMPIType type = CMPI_uint16;
 };
 
-// A character buffer, and the format of the line for one whose string does not end inside it.
+// A character buffer, and the format of the line for a string that does not end inside it.
 template <typename Record>
 struct Buffer {
     Member<Record> member;
@@ -116,7 +116,7 @@ int XAVO_Validate_XAVO_BAR_INPUT_DATA(const XAVO_BAR_INPUT_DATA *data) {
     return all_terminated(BAR_BUFFERS, data, __func__) && options_terminated(&data->http, __func__);
 }
 
-// ---- What the service's methods share ---------------------------------------------------------------
+// ---- Common to the service's methods ----------------------------------------------------------------
 
 namespace {
 
@@ -124,9 +124,9 @@ CMPIObjectPath *XAVO_build_QMService_path(XAVO_ErrorCode *errorcodep) {
     return build_service_path(errorcodep, "VELK_QMService", "VELK:ComputerSystem", "VELK:QMService");
 }
 
-// The identifier of the message with which the service refuses a request. Leaves NO_ERROR when there is
-// none; UNKNOWN_ERROR and a new string in *messageid when there is one; OUT_OF_MEMORY when it could not
-// be copied; NOT_FOUND when it cannot be read.
+// Reads the identifier of the message with which the service refuses a request. The code becomes NO_ERROR
+// when there is none; UNKNOWN_ERROR, with a new string in *messageid, when there is one; OUT_OF_MEMORY when
+// it cannot be copied; NOT_FOUND when it cannot be read.
 void XAVO_dig_out_QM_result(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, char **messageid) {
     CMPIData data;
     const CMPIrc rc = read_arg(outarglist, "MessageID", __func__, &data);
@@ -147,7 +147,7 @@ void XAVO_dig_out_QMjob_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, cha
     read_job_id({errorcodep, __func__}, outarglist, "Job", jobid);
 }
 
-// What a message identifier means. A table ends with NO_ERROR.
+// The error code of a message identifier. A table ends with NO_ERROR.
 struct MessageCode {
     uint16_t code;
     char id[7];
@@ -167,7 +167,7 @@ constexpr MessageCode XAVO_message_id_map[] = {
     {XAVO_NO_ERROR, ""},
 };
 
-// The share test knows fewer messages, and one of its own.
+// The share test has fewer messages, and one that the others lack.
 constexpr MessageCode SHARE_TEST_MESSAGES[] = {
     {XAVO_MISSING_REQUIRED_PARAMETER, "QM016"},
     {XAVO_INVALID_VALUE, "QM017"},
@@ -175,7 +175,7 @@ constexpr MessageCode SHARE_TEST_MESSAGES[] = {
     {XAVO_NO_ERROR, ""},
 };
 
-// The code of an identifier, without regard to letter case; UNKNOWN_ERROR when the table lacks it.
+// Returns the code of an identifier in any letter case; UNKNOWN_ERROR when the table does not have it.
 XAVO_ErrorCode look_up(const MessageCode *entry, const char *id) {
     for (; entry->code != XAVO_NO_ERROR; ++entry)
         if (strcasecmp(entry->id, id) == 0)
@@ -193,7 +193,7 @@ constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 
 bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
-// An argument that stands in a record: how and when it is sent, whatever the record, and where it stands.
+// An argument whose value is a member of a record: how and when it is sent, which member, which name.
 struct SendRule {
     CMPIType type;
     uint8_t share_types;
@@ -233,7 +233,7 @@ bool add_argument(Invocation &call, const char *name, const void *member, SendRu
     return (rule.when == SendRule::IF_SET && *number == 0) || call.add(name, number);
 }
 
-// Adds the arguments of a table that this share type calls for.
+// Adds the arguments of a table that are sent with this share type.
 template <typename Record, size_t longest_name, size_t count>
 bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&arguments)[count],
                    const Record *record, CMPIUint16 share_type) {
@@ -243,7 +243,7 @@ bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&argu
     return true;
 }
 
-// The check that follows the argument lists: only some share types are taken.
+// The check of the share type, which comes after the argument lists are made.
 bool accepts_share_type(ErrorContext call, uint8_t share_types, CMPIUint16 type) {
     return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
@@ -279,14 +279,14 @@ bool has_start_time(ErrorContext call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
-// An option that a restore alone carries, whatever its value. Only its lowest bit counts, and the caller's
-// record is left with that.
+// Adds the option that only a restore has, also when it is 0. Its lowest bit alone is sent and is left in the
+// caller's record.
 bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
     data->preserveVDConfig &= 1U;
     return call.add("PreserveVDConfig", &data->preserveVDConfig);
 }
 
-// The outcome of a method that reports a refusal by a message and success by the job it names.
+// Reads the outcome of a method that reports a refusal by a message and success by naming a job.
 void read_message_or_job(Invocation &call, char **JID_InstanceID) {
     call.reset_returned();
     char *message = nullptr;
@@ -355,7 +355,7 @@ constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_LAST[] = {
     ARGUMENT("ShareType", XAVO_NET_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
 };
 
-// The user as the share's server knows him: in his workgroup, if he has one.
+// Returns the user name in its workgroup, if there is one; NULL when memory is exhausted.
 char *combined_user_name(const XAVO_NET_INPUT_DATA *data, const char *operation) {
     char *combined = nullptr;
     if (data->workgroup[0] != '\0' && data->uname[0] != '\0') {
@@ -381,7 +381,7 @@ bool add_user_name(Invocation &call, const XAVO_NET_INPUT_DATA *data) {
     return added;
 }
 
-// The outcome of a method that reports a refusal by a message and success by none.
+// Reads the outcome of a method that reports a refusal by a message and success by no message.
 void read_message(Invocation &call) {
     char *message = nullptr;
     XAVO_dig_out_QM_result(call.errorcodep, call.outputs(), &message);
@@ -409,5 +409,5 @@ void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
         add_arguments(call, SHARE_TEST_ARGUMENTS_LAST, data, data->shareType) &&
         call.invoke_quietly("TestNetworkShare"))
         read_message(call);
-    call.reset_returned(); // whatever the outcome, the value goes before the outputs
+    call.reset_returned(); // released before the outputs, on success and failure
 }

@@ -25,8 +25,8 @@ void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const
     read_job_id({errorcodep, __func__}, outarglist, argname, JID_InstanceID);
 }
 
-// The outcome of a method that reports through the job it names: neither its return value nor anything
-// else decides. `unreadable` is the format of the line for one that cannot be read.
+// Reads the outcome of a method that reports success by naming a job; its return value is ignored.
+// `unreadable` is the format of the line for a job that cannot be read.
 void read_job(Invocation &call, const char *argname, const char *unreadable, char **JID_InstanceID) {
     call.reset_returned();
     XAVO_dig_out_job_id(call.errorcodep, call.outputs(), argname, JID_InstanceID);
@@ -40,8 +40,8 @@ void read_job(Invocation &call, const char *argname, const char *unreadable, cha
     XAVO_log_MessageID(call.outputs());
 }
 
-// Reads decimal text as a signed 32-bit number, however wide a long is; out of its range gives the nearer
-// end and ERANGE.
+// Converts decimal text to a signed 32-bit number on machines with a long of any width. A number out of range
+// gives the nearest one in range and ERANGE.
 int32_t parse_int32(const char *text, char **end) {
     errno = 0;
     const long number = strtol(text, end, 10);
@@ -51,7 +51,7 @@ int32_t parse_int32(const char *text, char **end) {
     return static_cast<int32_t>(nearest);
 }
 
-// A reboot type, 0 to 65535, from its text. False: the code is set and the reason logged.
+// Converts the text of a reboot type, 0 to 65535. On failure logs, sets the code and returns false.
 bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *type) {
     if (!XAVO_REQUIRE(context, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
         return false;
@@ -64,7 +64,8 @@ bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *typ
            XAVO_REQUIRE(context, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
 }
 
-// The part of both installations that follows their checks; `URI` is NULL where the method takes none.
+// The common part of both installations, after their checks. `URI` is NULL when the method has no such
+// argument.
 void install(const OperationContext &context, const char *method, const char *URI, const char *InstanceID,
              char **JID_InstanceID) {
     *JID_InstanceID = nullptr;

@@ -15,7 +15,7 @@ using namespace xavo;
 
 namespace {
 
-// Brackets a stretch that reads from the client library.
+// Calls XAVO_cleanstack at the beginning and at the end of a scope.
 struct CleanStack {
     CleanStack() { XAVO_cleanstack(); }
     ~CleanStack() { XAVO_cleanstack(); }
@@ -82,7 +82,7 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
     for (CMPICount i = 0; i < count; ++i) {
         CMPIData element = array->ft->getElementAt(array, i, nullptr);
         XAVO_free_CMPIData_value(&element);
-        // Whatever came of that: else the array's own release would free the element once more.
+        // Also when nothing was freed: the array's release function frees every element that is not null.
         CMPIValue none = {};
         if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).code() != CMPI_RC_OK)
             XAVO_ERROR(__func__, "setElementAt() call failed");
@@ -97,7 +97,7 @@ char *XAVO_get_string_arg(CMPIArgs *args, const char *name) {
         XAVO_free_CMPIData_value(&data);
         return nullptr;
     }
-    // The string object is left to the argument list.
+    // The string object is not released: it belongs to the argument list.
     const char *text = characters(data);
     return text == nullptr ? nullptr : strdup(text);
 }
@@ -153,7 +153,7 @@ char *XAVO_property_to_ntstring(XAVO_Proxy *, XAVO_ErrorCode *errorcodep, CMPIIn
     XAVO_cleanstack();
     if (!status.check(errorcodep))
         return nullptr;
-    if (!is_present(data)) // nothing to free either: what is absent is not owned
+    if (!is_present(data)) // an absent value owns nothing to be freed
         return nullptr;
 
     if (data.type != CMPI_string || data.value.string == nullptr) {
@@ -197,7 +197,7 @@ constexpr Name<20> STATES[] = {
 };
 #undef NAME
 
-// One line, written at once and flushed.
+// Prints one line and flushes.
 __attribute__((format(printf, 2, 3))) void print_line(int indent, const char *format, ...) {
     va_list values;
     va_start(values, format);
@@ -207,7 +207,7 @@ __attribute__((format(printf, 2, 3))) void print_line(int indent, const char *fo
     va_end(values);
 }
 
-// The name and the value of a key or an argument; frees both.
+// Prints the name and the value of a key or an argument, and frees both.
 void print_item(int indent, const char *name_label, CMPIString *name, const char *data_label, CMPIData data) {
     if (name != nullptr) {
         XAVO_pr_CMPIString(indent + 8, name_label, name);
@@ -304,7 +304,8 @@ void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op) {
         release(part);
     };
     print_part(op->ft->getNameSpace(op, nullptr), "namespace", "namespace");
-    print_part(op->ft->getHostname(op, nullptr), "hostname", "hostanme"); // as its readers know it
+    print_part(op->ft->getHostname(op, nullptr), "hostname",
+               "hostanme"); // programs that read the output know it so
     print_part(op->ft->getClassName(op, nullptr), "classname", "classname");
 
     const unsigned int count = op->ft->getKeyCount(op, nullptr);

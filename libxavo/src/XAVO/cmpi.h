@@ -1,4 +1,4 @@
-// cmpi.h - owners of what the client library hands out.
+// cmpi.h - ownership of the client library's objects, and access to its values.
 #ifndef XAVO_CMPI_H
 #define XAVO_CMPI_H
 
@@ -6,7 +6,7 @@
 
 namespace xavo {
 
-// Releases an object and forgets it. The status that a release returns says nothing one could act on.
+// Releases an object and sets the pointer to NULL. The status is ignored: nothing can be done about it.
 template <typename Object>
 void release(Object *&object) {
     if (object != nullptr) {
@@ -24,7 +24,7 @@ public:
     Owner(const Owner &) = delete;
     Owner &operator=(const Owner &) = delete;
 
-    // Releases the object that it owns, and owns another from now on.
+    // Releases its object and owns the given one from now on. Returns that one.
     Object *reset(Object *object = nullptr) {
         release(object_);
         return object_ = object;
@@ -46,8 +46,7 @@ private:
     Object *object_;
 };
 
-// The status of one call. A message that comes with it is of no use here: it is let go when the code is
-// asked for, which every call is, and once.
+// The status of one call. Reading the code releases the message; read it exactly once.
 class Status {
 public:
     Status() = default;
@@ -56,13 +55,13 @@ public:
     Status(const Status &) = delete;
     Status &operator=(const Status &) = delete;
 
-    // For calls that fill one in.
+    // For calls that store their status.
     CMPIStatus *out() { return &status_; }
     CMPIrc code() {
         release(status_.msg);
         return status_.rc;
     }
-    // False: the call failed, and the error code says so.
+    // Returns whether the call succeeded; if not, sets the error code.
     bool check(XAVO_ErrorCode *errorcodep) {
         const CMPIrc rc = code();
         if (rc != CMPI_RC_OK)
@@ -74,13 +73,13 @@ private:
     CMPIStatus status_ = {CMPI_RC_OK, nullptr};
 };
 
-// A value counts as present when nothing but the key bit is set in its state.
+// A value is present when no bit of its state is set but that of a key.
 inline bool is_present(const CMPIData &data) { return (data.state & ~CMPI_keyValue) == CMPI_goodValue; }
 
-// All that a uint32 of the client library promises.
+// Only the low 32 bits of a uint32 of the client library are defined.
 inline CMPIUint32 low_32_bits(CMPIUint32 value) { return value & 0xffffffffU; }
 
-// addKey and addArg take a string as the character pointer itself, everything else by address.
+// addKey and addArg take a string as the character pointer itself, any other value by its address.
 inline CMPIValue *text_value(const char *text) {
     return reinterpret_cast<CMPIValue *>(const_cast<char *>(text));
 }
@@ -90,8 +89,8 @@ CMPIValue *value_at(Variable *variable) {
     return static_cast<CMPIValue *>(const_cast<void *>(static_cast<const void *>(variable)));
 }
 
-// The characters of a string value; NULL when it is no string object or has none. Looks at the type
-// alone, not at the state: a value whose state is not good may still bring its string along.
+// Returns the characters of a string value; NULL when it is not a string or has none. The type alone
+// decides: a value whose state is not good can still hold a string.
 inline const char *characters(const CMPIData &data) {
     if (data.type != CMPI_string || data.value.string == nullptr)
         return nullptr;

@@ -1,5 +1,4 @@
-// exchange.h - what surrounds an exchange with the broker: the handle's lock, and the guard against a
-// broken connection.
+// exchange.h - an exchange with the broker: the handle's lock, SIGPIPE, and the check of the client.
 #ifndef XAVO_EXCHANGE_H
 #define XAVO_EXCHANGE_H
 
@@ -27,12 +26,12 @@ private:
     XAVO_Proxy *sp_;
 };
 
-// Keeps the SIGPIPE of one exchange from the program. The client library writes to its socket without a
-// guard: when the broker has gone, the signal would end every program that does not ignore it. The guard
-// blocks the signal for the calling thread and removes the one that the exchange raised. If SIGPIPE was
-// already pending, the thread had blocked it, and the guard does nothing: whether that one was sent to the
-// thread or to the process cannot be found out, and removing one could remove it. If it was sent to the
-// process, the one that the exchange raised stays pending for the thread.
+// Keeps the SIGPIPE of one exchange from the program. The client library writes to its socket unprotected:
+// after the broker has gone, the signal would end every program that does not ignore it. This class blocks
+// SIGPIPE for the calling thread and removes the one that the exchange raised. If SIGPIPE was already
+// pending, the thread had blocked it, and nothing is done: it cannot be found out whether that one was sent
+// to the thread or to the process, so removing one could remove it. If it was sent to the process, the one
+// that the exchange raised stays pending for the thread.
 class SigpipeBlock {
 public:
     SigpipeBlock();
@@ -45,7 +44,7 @@ private:
     bool active_;
 };
 
-// Whether the handle's client can be asked: a handle may have lost its client, or a client lack a slot.
+// Returns whether the handle has a client that has this function.
 template <typename Slot>
 bool can_call(const XAVO_Proxy *sp, Slot CMCIClientFT::*slot) {
     return sp->client != nullptr && sp->client->ft != nullptr && sp->client->ft->*slot != nullptr;

@@ -1,11 +1,11 @@
-// invocation.h - one call of an extrinsic method, from the lock to the unlock.
+// invocation.h - one method call, from the lock to the unlock.
 //
-// An operation makes one of these once its own checks have passed, and then goes
+// An operation creates an Invocation after its own checks, and then calls
 //
 //     call.set_path(path) && call.make_argument_lists() && call.add(...) && call.invoke(method)
 //
-// Each step gives false when the call is over: the code is set, what must be logged is logged, and the
-// destructor releases what is left in the order laid down below. After invoke the operation reads the
+// Each step returns false when the call has failed: the code is set, what must be logged is logged, and the
+// destructor releases the rest in the order of the members below. After invoke the operation reads the
 // outcome.
 #ifndef XAVO_INVOCATION_H
 #define XAVO_INVOCATION_H
@@ -18,43 +18,42 @@ namespace xavo {
 
 class Invocation : public ErrorContext {
 public:
-    // Locks the handle. The steps log in the operation's name.
+    // Locks the handle. The steps log under the operation's name.
     explicit Invocation(const OperationContext &context);
     ~Invocation();
     Invocation(const Invocation &) = delete;
     Invocation &operator=(const Invocation &) = delete;
 
-    // The instance whose method is called. Takes the path over; NULL ends the call with the code that
-    // its builder has set.
+    // Sets the instance whose method is called, and owns the path. NULL: the builder has failed and set the
+    // code.
     bool set_path(CMPIObjectPath *path);
 
-    // The lists of arguments.
+    // Makes the lists of input and output arguments.
     bool make_argument_lists();
 
-    // One argument more. Strings and numbers are read before the call returns; the variable that a
-    // number stands in is what the client library is given. add_array takes the array over, add_target
-    // the instance that a path names.
+    // Add an argument: a string or a number, which are copied; an array, which is owned from then on; the
+    // path that set_target has set. The client library gets the address of the number itself.
     bool add(const char *name, const char *text);
     bool add(const char *name, const CMPIUint16 *number);
     bool add_array(const char *name, CMPIArray *strings);
     bool add_target(const char *name);
-    // The second path of a call that names a target; to be built before the lists are.
+    // Sets and owns the second path of a method that has a target. Call it before make_argument_lists.
     bool set_target(CMPIObjectPath *path);
 
-    // Calls the method. A failing status ends the call: invoke logs it along with the service's message,
-    // invoke_quietly reports it only.
+    // Call the method. On a failing status invoke logs it with the service's message; invoke_quietly only
+    // sets the code.
     bool invoke(const char *method);
     bool invoke_quietly(const char *method);
 
-    // The outcome of a method that reports through its return value: 0 is success.
+    // Reads the outcome of a method that reports by its return value: 0 is success.
     void read_return_value();
 
     CMPIArgs *outputs() const { return out_.get(); }
-    // For methods whose return value tells nothing.
+    // For methods whose return value has no meaning.
     void reset_returned() { returned_.reset(); }
 
 private:
-    // The value that the method returned.
+    // Owns the value that the method returned.
     class Returned {
     public:
         Returned() = default;
@@ -74,13 +73,13 @@ private:
     };
 
     bool add(const char *name, CMPIValue *value, CMPIType type);
-    // False when the handle has no client to ask. The status of the call is left in rc_.
+    // Returns false when the handle has no client. Stores the status of the call in rc_.
     bool exchange(const char *method);
 
     XAVO_Proxy *sp_;
     CMPIrc rc_ = CMPI_RC_OK;
 
-    // In the reverse of the order in which a call that ends early releases them. The lock outlives all.
+    // In the reverse of the order in which a call that fails early releases them. The lock is held longest.
     Lock lock_;
     Returned returned_;
     Owner<CMPIArray> array_;

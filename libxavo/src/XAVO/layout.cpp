@@ -1,5 +1,5 @@
-// layout.cpp - the layouts that callers are compiled against, held at compile time. Offsets are bytes; those
-// that depend on the machine are told by the width of a pointer.
+// layout.cpp - compile-time checks of the layouts that programs are compiled against. Offsets are in bytes;
+// those that depend on the machine are given by the width of a pointer.
 #include <XAVO.h>
 
 #define MEMBER(record, member, offset, size)                                                                 \
@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t WORD = sizeof(void *);
 
-// Nothing in the handle is aligned to more than a pointer.
+// No member of the handle is aligned to more than a pointer.
 static_assert(alignof(XAVO_Proxy) == alignof(void *));
 MEMBER(XAVO_Proxy, head_magic, 0, 8);
 MEMBER(XAVO_Proxy, client, 8, WORD);

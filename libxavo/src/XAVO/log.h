@@ -1,4 +1,4 @@
-// log.h - the form of the library's log lines, and how a call ends that logs why.
+// log.h - the form of the library's log lines, and argument checks that log their failure.
 #ifndef XAVO_LOG_H
 #define XAVO_LOG_H
 
@@ -13,8 +13,8 @@ constexpr int LOG_MODULE = 5;
 constexpr int LOG_ERROR = 2;
 constexpr int LOG_TRACE = 8;
 
-// Where the base name begins in a path. Asked for at compile time only, so nothing has to be computed
-// on first use and shared between threads.
+// Returns where the base name begins in a path. Evaluated at compile time only, so nothing is computed on
+// first use and shared between threads.
 constexpr std::size_t base_name_offset(const char *path) {
     std::size_t offset = 0;
     for (std::size_t i = 0; path[i] != '\0'; ++i)
@@ -25,12 +25,13 @@ constexpr std::size_t base_name_offset(const char *path) {
 
 void log_error(const char *format, const char *file, int line, const char *function);
 
-// Who is told when a call ends: the error code is the program's, the operation the one it called.
+// Where an operation reports failure: the caller's error code, and the name that its log lines carry.
 struct ErrorContext {
     XAVO_ErrorCode *errorcodep;
     const char *operation;
 };
 
+// Logs the line and sets the error code.
 void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const char *file, int line);
 
 } // namespace xavo
@@ -38,12 +39,12 @@ void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const c
 #define XAVO_BASE_NAME                                                                                       \
     (&__FILE__[std::integral_constant<std::size_t, xavo::base_name_offset(__FILE__)>::value])
 
-// What every line begins with, and what fills it in. `function` is the operation that the line speaks
-// for: __func__, or in shared code the name that was handed in.
+// The beginning of every line, and its values. `function` is the operation that reports: __func__, or in
+// shared code the name that was passed in.
 #define XAVO_PREFIX "%s,%d,%s: "
 #define XAVO_PREFIX_VALUES(function) XAVO_BASE_NAME, __LINE__, function
 
-// The whole format of an error line, for tables that hold one a row.
+// The whole format of an error line, for tables with one in each row.
 #define XAVO_ERROR_FORMAT(text) XAVO_PREFIX "ERROR: " text "\n"
 
 // One line, with or without values of its own.
@@ -57,7 +58,7 @@ void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const c
     hulmprintf(xavo::LOG_TRACE, xavo::LOG_MODULE, XAVO_PREFIX text "\n", XAVO_PREFIX_VALUES(function),       \
                __VA_ARGS__)
 
-// How a call ends by a check of its own. True: it goes on. False: the line is logged and the code set.
+// Argument check: on failure logs, sets the code and yields false.
 #define XAVO_REQUIRE(context, condition, code, text)                                                         \
     ((condition) || (xavo::fail(context, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
 #define XAVO_REQUIRE_GIVEN(context, argument)                                                                \

@@ -1,4 +1,4 @@
-// operation_context.h - what every call through a handle begins with: its error-code pointer, its handle.
+// operation_context.h - checks and handle set-up common to all operations.
 #ifndef XAVO_OPERATION_CONTEXT_H
 #define XAVO_OPERATION_CONTEXT_H
 
@@ -6,12 +6,12 @@
 
 namespace xavo {
 
-// The two checks that need no handle to be opened.
+// The two checks that do not open a handle. On failure they log; is_live sets the error code, too.
 bool has_errorcodep(ErrorContext context);
 bool is_live(ErrorContext context, const XAVO_Proxy *sp);
 
-// Judges the two arguments that every call has and sets the error code accordingly. The handle that the
-// call goes on with is the caller's own or, where he gave none, a temporary one that lives as long as this.
+// Checks the two arguments that every operation has, and sets the error code. The operation uses the caller's
+// handle or, when the caller gave NULL, a temporary one that is freed with this object.
 class OperationContext : public ErrorContext {
 public:
     OperationContext(XAVO_Proxy *sp, XAVO_ErrorCode *code, const char *function);
@@ -19,7 +19,7 @@ public:
     OperationContext(const OperationContext &) = delete;
     OperationContext &operator=(const OperationContext &) = delete;
 
-    // True: the operation goes on with its own checks. False: it is over.
+    // False: a check failed, and the operation returns.
     explicit operator bool() const { return sp_ != nullptr; }
     XAVO_Proxy *sp() const { return sp_; }
 

@@ -1,4 +1,4 @@
-// query.h - asking the broker for instances: one exchange, for the two slots that read them.
+// query.h - reads instances from the broker, by either of the two slots of the client that do.
 #ifndef XAVO_QUERY_H
 #define XAVO_QUERY_H
 
@@ -11,8 +11,8 @@ namespace xavo {
 template <typename Object>
 using Reader = Object *(*CMCIClientFT::*)(CMCIClient *, CMPIObjectPath *, CMPIFlags, char **, CMPIStatus *);
 
-// What the slot hands out for a path; the caller holds the handle's lock. NULL on failure, with the code
-// set, and NULL with the code as it was when there is nothing to hand out.
+// Returns what the slot gives for a path. The caller holds the handle's lock. NULL on failure, with the code
+// set; NULL with the code unchanged when the broker gives nothing.
 template <typename Object>
 Object *query(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path, Reader<Object> slot) {
     if (!can_call(sp, slot)) {
