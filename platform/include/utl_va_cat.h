@@ -1,4 +1,4 @@
-/* utl_va_cat.h - joining strings. */
+/* utl_va_cat.h - joins strings. */
 #ifndef UTL_VA_CAT_H
 #define UTL_VA_CAT_H
 
@@ -7,7 +7,7 @@ extern "C" {
 #endif
 
 /* Joins the strings from `first` to the NULL that ends the list, utl_va_cat("a", "b", (char *)0), into new
- * memory that the caller frees with free. Returns NULL when there is no memory for the result. */
+ * memory that the caller frees with free. Returns NULL when the result cannot be allocated. */
 char *utl_va_cat(const char *first, ...) __attribute__((sentinel));
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-/* utl_va_cat.c - joining strings. */
+/* utl_va_cat.c - joins strings. */
 #include "utl_va_cat.h"
 
 #include <stdarg.h>
