@@ -148,13 +148,17 @@ char *__wrap_strdup(const char *text) {
 }
 
 void __wrap_free(void *memory) {
-    if (memory != nullptr && record.recording) // what note_step itself frees must not get here
+    if (memory != nullptr && record.recording) { // what note_step itself frees must not get here
+        if (memory == record.made)
+            record.made = nullptr;
         note_step("free");
+    }
     __real_free(memory);
 }
 
 int __wrap_setenv(const char *name, const char *value, int overwrite) {
-    note_step(std::string("setenv ") + name + "=" + value + initialised(record.made));
+    if (record.recording) // else the handle may be gone
+        note_step(std::string("setenv ") + name + "=" + value + initialised(record.made));
     return __real_setenv(name, value, overwrite);
 }
 

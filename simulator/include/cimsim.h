@@ -25,8 +25,8 @@
  *                 "refuse=NAME" (a user the broker refuses, named as it sees him: "guest01ff"), "empty"
  *                 (as after cimsim_reset). Or, when it is not made of these alone and has a slash in it
  *                 or there is a file of that name, a scene file: its form is told in xavo-scene(5); a
- *                 mistake in it is reported with its line and ends the program. A word that is neither
- *                 is reported on standard error and ignored.
+ *                 mistake in it is reported with its line and ends the program when it connects. A word
+ *                 that is neither is reported on standard error and ignored.
  *  CIMSIM_STATE   a file that the controller lives in: every process that names it meets the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches
  *                 and the broker's generation: a client that connected before a restart is on a dead

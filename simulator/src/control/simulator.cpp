@@ -51,21 +51,18 @@ void apply_words(const std::vector<std::string> &words) {
     }
 }
 
-// A test that runs on another scene than it was written for would say nothing.
-void apply_file(const std::string &path) {
+// Returns what is wrong with the file; empty when nothing is.
+std::string apply_file(const std::string &path) {
     std::string text;
     struct stat ignored;
-    if (!read_whole(path, &text, &ignored, nullptr)) {
-        std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s: %s\n", path.c_str(), std::strerror(errno));
-        std::_Exit(2);
-    }
+    if (!read_whole(path, &text, &ignored, nullptr))
+        return path + ": " + std::strerror(errno);
     try {
         apply_scene(sim, text, false);
     } catch (const Mistake &mistake) {
-        std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s:%zu: %s\n", path.c_str(), mistake.line,
-                     mistake.what());
-        std::_Exit(2);
+        return path + ":" + std::to_string(mistake.line) + ": " + mistake.what();
     }
+    return {};
 }
 
 bool read_scene() {
@@ -77,7 +74,7 @@ bool read_scene() {
         (scene.find('/') == std::string::npos && access(scene.c_str(), F_OK) != 0))
         apply_words(words);
     else
-        apply_file(scene);
+        process.state.set_scene_error(apply_file(scene));
     process.state.use(std::getenv("CIMSIM_STATE"));
     process.from_environment = !scene.empty() || process.state.in_use();
     return true;
@@ -111,6 +108,7 @@ void Process::leave_environment() {
         return;
     const bool dead = simulator.broker.generation != simulator.connected;
     state.use(nullptr);
+    state.set_scene_error({});
     forget_scene(simulator);
     simulator.controller.load_demo();
     simulator.watch.plans.clear();

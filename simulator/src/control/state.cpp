@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -188,6 +189,10 @@ bool State::read() {
 }
 
 bool State::begin() {
+    if (!scene_error_.empty()) { // on another scene than it was written for a test would prove nothing
+        std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s\n", scene_error_.c_str());
+        std::_Exit(2);
+    }
     if (path_.empty())
         return true;
     if (lock() && read())

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace cimsim {
 
@@ -18,6 +19,8 @@ public:
     explicit State(Simulator *simulator) : simulator_(*simulator) {}
 
     void use(const char *path); // NULL or empty: none
+    // What is wrong with the scene that the environment names: the first session ends the program with it.
+    void set_scene_error(std::string error) { scene_error_ = std::move(error); }
     bool in_use() const override { return !path_.empty(); }
 
     // Locks the file and takes over what others have written; without a file every session is good. False: it
@@ -36,7 +39,7 @@ private:
     bool fail(const std::string &why);
 
     Simulator &simulator_;
-    std::string path_, error_;
+    std::string path_, error_, scene_error_;
     int lock_ = -1;      // of the session that is open, or was
     int held_ = -1;      // what `seen_` is of stays open: its number is not given to another file meanwhile
     bool known_ = false; // `seen_` and `text_` are of the file as it is here
