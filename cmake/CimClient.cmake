@@ -1,5 +1,5 @@
-# The CIM client library that everything links to: afterwards the target cim_client is an installed one or
-# the simulator, and XAVO_USE_SIMULATOR says which.
+# Chooses the CIM client library for all targets. Afterwards the target cim_client is an installed library or the
+# simulator, and XAVO_USE_SIMULATOR says which.
 if(NOT XAVO_CIM_CLIENT MATCHES "^(auto|system|simulator)$")
     message(FATAL_ERROR "XAVO_CIM_CLIENT is '${XAVO_CIM_CLIENT}': it takes auto, system or simulator")
 endif()
@@ -16,19 +16,19 @@ if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
     endif()
 endif()
 
-# Where there is no other client library, what is installed needs the simulator to be compiled and linked.
+# Without an installed client library, programs need the simulator to compile and link against what is installed.
 cmake_dependent_option(XAVO_INSTALL_SIMULATOR "Build and install the simulator beside the client library" OFF
                        "NOT XAVO_USE_SIMULATOR" ON)
 set(XAVO_SIMULATOR_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/xavo-simulator)
-set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # no loader looks there by itself
+set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # not in the loader's search path
 if(XAVO_INSTALL_SIMULATOR)
     add_subdirectory(simulator)
-    # Its jobs may lie after 2038 on a 32-bit machine, too.
+    # Its jobs can be after 2038, on 32-bit machines too.
     target_compile_definitions(cimsim_objects PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-# XAVO.h includes the client library's headers, and a program's linker looks for what libxavo.so needs: the
-# installed files name both.
+# The folder and the compiler flag of the client library's headers, which XAVO.h includes; they go into the installed
+# CMake and pkg-config files.
 if(XAVO_USE_SIMULATOR)
     add_library(cim_client ALIAS cimsim)
     set(XAVO_CLIENT_INCLUDE_DIR ${XAVO_SIMULATOR_INCLUDEDIR})

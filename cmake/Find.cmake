@@ -1,6 +1,6 @@
-# xavo_find(NAME HEADER LIBRARY...): sets NAME_INCLUDE_DIR to where the header lies, and NAME_LIBRARY to the first of
-# the libraries that is there. Prefixes are first taken as they are named: a toolchain file may keep the search to the
-# compiler's own folders.
+# xavo_find(NAME HEADER LIBRARY...): sets NAME_INCLUDE_DIR to the folder of the header, and NAME_LIBRARY to the path of
+# the first library that exists. Searches CMAKE_PREFIX_PATH as it is first, because a toolchain file may limit CMake's
+# own search to the compiler's folders.
 macro(xavo_find name header)
     set(named PATHS ${CMAKE_PREFIX_PATH} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
     find_path(${name}_INCLUDE_DIR ${header} ${named} PATH_SUFFIXES include)

@@ -1,4 +1,4 @@
-# xavo_harden(target): what a library that runs with a service's rights is compiled and linked with.
+# xavo_harden(target): sets the compiler's and the linker's options for a library that runs in privileged services.
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fstack-clash-protection XAVO_HAVE_STACK_CLASH_PROTECTION)
 check_cxx_compiler_flag(-fcf-protection XAVO_HAVE_CF_PROTECTION)
@@ -8,7 +8,7 @@ function(xavo_harden target)
         -fstack-protector-strong
         $<$<BOOL:${XAVO_HAVE_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
         $<$<BOOL:${XAVO_HAVE_CF_PROTECTION}>:-fcf-protection>)
-    # Checked calls hide from the sanitizers, and need optimised code.
+    # The sanitizers do not see fortified calls, which also need optimised code.
     if(NOT XAVO_SANITIZE)
         target_compile_options(${target} PRIVATE
             $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>

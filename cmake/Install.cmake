@@ -1,7 +1,8 @@
-# What is installed belongs to one of these components, which packages are made from: library, companion,
-# platform, development (the headers, and what a build finds libxavo by), tools and simulator.
+# Every installed file belongs to one component, and the packages are made from these: library, companion, platform,
+# development (headers, CMake and pkg-config files), tools and simulator.
 
-# xavo_install_package(name component): the CMake targets of the export set `name`, and cmake/<name>.pc.in.
+# xavo_install_package(name component): installs the CMake targets of the export set `name` and the pkg-config file
+# that is made from cmake/<name>.pc.in.
 file(RELATIVE_PATH XAVO_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" XAVO_PC_PREFIX ${XAVO_PC_PREFIX})
 function(xavo_install_package name component)

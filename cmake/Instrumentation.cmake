@@ -1,4 +1,4 @@
-# Sanitizers, coverage and fuzzing: flags for every target, since the parts of one process must agree.
+# Flags for sanitizers, coverage and fuzzing. They apply to every target: all code of a process must be built alike.
 if(XAVO_FUZZ)
     if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
         message(FATAL_ERROR "XAVO_FUZZ needs clang: configure with CC=clang CXX=clang++, or --preset fuzz")
@@ -6,11 +6,11 @@ if(XAVO_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 if(XAVO_SANITIZE)
-    # CMPI's return codes are an enumeration of C: the broker may send any number.
+    # CMPI's return codes are an enumeration, and a broker can send any number.
     add_compile_options(-fsanitize=${XAVO_SANITIZE} -fno-sanitize=enum -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${XAVO_SANITIZE})
-    # The checks that a sanitizer puts in hide from gcc what has a value.
+    # Sanitizer checks make gcc warn of variables that are initialised.
     add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 if(XAVO_COVERAGE)

@@ -1,4 +1,4 @@
-# What the tool writes JSON with: json-c's static library, so that a controller needs none. Afterwards
+# Finds json-c's static library, with which xavoctl writes JSON, so that controllers do not need json-c. Afterwards
 # XAVO_HAVE_JSON_C says whether a program for the target machine can be linked with it.
 include(CheckCSourceCompiles)
 xavo_find(XAVO_JSON_C json-c/json.h libjson-c.a)

@@ -1,5 +1,5 @@
-# What find_package(xavo) reads: xavo::xavo, and a target for each further part that is installed beside it.
-# find_package(xavo COMPONENTS simulator) asks for such a part by its name.
+# Read by find_package(xavo). Defines xavo::xavo, and one target for each other component that is installed;
+# find_package(xavo COMPONENTS simulator) requires such a component.
 include(${CMAKE_CURRENT_LIST_DIR}/xavo-targets.cmake)
 file(GLOB parts ${CMAKE_CURRENT_LIST_DIR}/xavo-*-targets.cmake)
 foreach(part IN LISTS parts)

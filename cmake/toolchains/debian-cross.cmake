@@ -1,5 +1,5 @@
-# What the toolchain files beside this one share: Debian's cross compiler for `triple`, and the emulator, if any,
-# that runs what it builds. Of the machine that builds only programs are used, never its libraries.
+# Common to the toolchain files in this folder: Debian's cross compiler for `triple`, and the emulator, if any, that
+# runs the programs. Of the building machine only programs are used, never libraries.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triple}-gcc)
 set(CMAKE_CXX_COMPILER ${triple}-g++)

@@ -1,5 +1,5 @@
-# 32-bit x86 (Debian: g++-i686-linux-gnu). A 64-bit x86 machine runs the tests by itself (lib32stdc++6); under qemu-i386
-# 7.2 no program comes back from pthread_create().
+# 32-bit x86 (Debian: g++-i686-linux-gnu). A 64-bit x86 machine runs the tests without an emulator (lib32stdc++6); in
+# qemu-i386 7.2 pthread_create() does not return.
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(triple i686-linux-gnu)
 include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
