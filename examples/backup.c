@@ -30,10 +30,11 @@ static int start(XAVO_Proxy *sp, XAVO_BAR_INPUT_DATA *backup) {
 
 int main(int argc, char **argv) {
     if (argc != 8) {
-        fprintf(stderr,
-                "usage: %s SHARE_TYPE ADDRESS SHARE USER PASSWORD_FILE IMAGE START\n"
-                "SHARE_TYPE is 0, 2, 5 or 6; START is NOW or a time as the controller takes it.\n",
-                argv[0]);
+        fprintf(
+            stderr,
+            "usage: %s SHARE_TYPE ADDRESS SHARE USER PASSWORD_FILE IMAGE START\n"
+            "SHARE_TYPE is 0, 2, 5 or 6; START is NOW or a time in the form that the controller accepts.\n",
+            argv[0]);
         return 2;
     }
     XAVO_BAR_INPUT_DATA backup;
@@ -41,7 +42,7 @@ int main(int argc, char **argv) {
     char *end;
     const unsigned long type = strtoul(argv[1], &end, 10);
     if (end == argv[1] || *end != '\0' || type > 6) {
-        fprintf(stderr, "%s is no share type\n", argv[1]);
+        fprintf(stderr, "%s is not a share type\n", argv[1]);
         return 2;
     }
     backup.shareType = (uint16_t)type;
@@ -50,7 +51,7 @@ int main(int argc, char **argv) {
         !RECORD_PUT(backup.imagename, argv[6]) || !RECORD_PUT(backup.startTime, argv[7]))
         return 2;
 
-    alarm(60); /* a broker that hangs would keep the program for ever */
+    alarm(60); /* ends the program if the broker hangs: no call has a time-out */
     XAVO_Proxy *sp = XAVO_new();
     if (sp == NULL) {
         fprintf(stderr, "no broker answers\n");

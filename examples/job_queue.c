@@ -1,6 +1,6 @@
-/* job_queue.c - lists the jobs; schedules or deletes those that it is given.
+/* job_queue.c - lists the jobs; schedules or deletes the jobs in its arguments.
  *
- * Before it changes anything it fetches every job that it was given, and stops when one is not there. */
+ * Before it changes anything it fetches each of these jobs, and stops when one does not exist. */
 #include <string.h>
 #include <unistd.h>
 #include <XAVO.h>
@@ -61,7 +61,7 @@ int main(int argc, char **argv) {
                 argv[0], argv[0]);
         return 2;
     }
-    alarm(60); /* a broker that hangs would keep the program for ever */
+    alarm(60); /* ends the program if the broker hangs: no call has a time-out */
     XAVO_Proxy *sp = XAVO_new();
     if (sp == NULL) {
         fprintf(stderr, "no broker answers\n");

@@ -1,8 +1,8 @@
-/* record.h - fills the records of XAVO.h without cutting anything short.
+/* record.h - fills the records of XAVO.h without truncating.
  *
- * A password of which only the beginning arrives locks an account; a share of which only the beginning
- * arrives is another one. So what does not fit is refused: both return 1 when the whole text stands in the
- * buffer, and otherwise 0, having said why on standard error. */
+ * A truncated password locks an account; a truncated share is another share. So both functions refuse text
+ * that does not fit: they return 1 when the whole text is in the buffer, else 0 and print the reason on
+ * standard error. */
 #ifndef RECORD_H
 #define RECORD_H
 
@@ -15,15 +15,14 @@
 static inline int record_put(char *buffer, size_t size, const char *name, const char *text) {
     const size_t length = strlen(text);
     if (length >= size) {
-        fprintf(stderr, "%s: %zu bytes are too many, %zu fit\n", name, length, size - 1);
+        fprintf(stderr, "%s: the text has %zu bytes, %zu fit\n", name, length, size - 1);
         return 0;
     }
     memcpy(buffer, text, length + 1);
     return 1;
 }
 
-/* The same with the first line of a file: a secret does not belong on a command line, where every user of
- * the machine can read it. */
+/* The same with the first line of a file, for a secret: every user of the machine can read command lines. */
 #define RECORD_PUT_FILE(buffer, path) record_put_file(buffer, sizeof(buffer), #buffer, path)
 
 static inline int record_put_file(char *buffer, size_t size, const char *name, const char *path) {
@@ -34,7 +33,7 @@ static inline int record_put_file(char *buffer, size_t size, const char *name, c
         perror(path);
         return 0;
     }
-    setvbuf(file, NULL, _IONBF, 0); /* no copy of the secret stays behind in the stream's buffer */
+    setvbuf(file, NULL, _IONBF, 0); /* leaves no copy of the secret in the stream's buffer */
     while ((c = getc(file)) != EOF && c != '\n' && c != '\0' && length + 1 < size)
         buffer[length++] = (char)c;
     const char *wrong = NULL;
@@ -43,9 +42,9 @@ static inline int record_put_file(char *buffer, size_t size, const char *name, c
     else if (c == '\0')
         wrong = "has a zero byte in its first line";
     else if (c != EOF && c != '\n')
-        wrong = "is too long in its first line";
+        wrong = "has a first line that is too long";
     else if (length == 0)
-        wrong = "has nothing in its first line";
+        wrong = "has an empty first line";
     fclose(file);
     if (wrong == NULL) {
         buffer[length] = '\0';

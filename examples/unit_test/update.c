@@ -1,9 +1,10 @@
-/* update.c - installs software: looks whether there is such a target, starts the job, waits for its end. */
+/* update.c - installs software: looks up the target, starts the job, waits for its end. */
 #include "update.h"
 #include <string.h>
 #include <XAVO.h>
 
-/* Looks for the software identity; names those that there are until it is found. NOT_FOUND: there is none. */
+/* Looks for the software identity and prints the others that it meets. Returns NOT_FOUND when there is none.
+ */
 static XAVO_ErrorCode find_identity(XAVO_Proxy *sp, FILE *out, const char *identity) {
     XAVO_ErrorCode ec;
     CMPIEnumeration *all = XAVO_enumerate(sp, &ec, "root/velk", "VELK_SoftwareIdentity");
@@ -15,7 +16,7 @@ static XAVO_ErrorCode find_identity(XAVO_Proxy *sp, FILE *out, const char *ident
         char *id = XAVO_property_to_ntstring(sp, &ec, element.value.inst, "InstanceID");
         found = id != NULL && strcmp(id, identity) == 0;
         if (id != NULL && !found)
-            fprintf(out, "there is %s\n", id);
+            fprintf(out, "available: %s\n", id);
         XAVO_free_ntstring(id);
     }
     if (all != NULL)
@@ -23,8 +24,8 @@ static XAVO_ErrorCode find_identity(XAVO_Proxy *sp, FILE *out, const char *ident
     return ec == XAVO_NO_ERROR && !found ? XAVO_NOT_FOUND : ec;
 }
 
-/* Follows the job. It holds no handle while it pauses: each poll opens one of its own, and so finds a
- * broker again that was restarted. */
+/* Polls the job until it ends. Each poll opens its own handle, so that polling continues after the broker was
+ * restarted. */
 static update_end follow(FILE *out, const char *id, unsigned int limit, void (*pause)(unsigned int)) {
     const unsigned int step = 2;
     for (unsigned int waited = 0;; waited += step) {
@@ -50,7 +51,7 @@ update_end update_software(FILE *out, const char *uri, const char *identity, uns
     char *id = NULL;
     XAVO_Proxy *sp = XAVO_new();
     if (sp != NULL) {
-        ec = find_identity(sp, out, identity); /* changes nothing, and shows that the connection is alive */
+        ec = find_identity(sp, out, identity); /* changes nothing; fails if the connection is broken */
         if (ec == XAVO_NO_ERROR)
             XAVO_invoke_InstallFromURI(sp, &ec, uri, identity, &id);
         XAVO_free(sp);

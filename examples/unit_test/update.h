@@ -1,4 +1,4 @@
-/* update.h - the part of the program that its tests are about. */
+/* update.h - the part of the program that is tested. */
 #ifndef UPDATE_H
 #define UPDATE_H
 
@@ -6,14 +6,14 @@
 
 typedef enum update_end {
     UPDATE_DONE,
-    UPDATE_NOT_STARTED, /* no broker, no such target, or refused; after UNKNOWN_ERROR look for a job first */
-    UPDATE_FAILED,      /* the job failed, or is gone */
-    UPDATE_UNFINISHED   /* the job has not ended within the limit, or could not be asked for; it goes on */
+    UPDATE_NOT_STARTED, /* no broker, no such target, or refused; after UNKNOWN_ERROR, look for a job first */
+    UPDATE_FAILED,      /* the job failed, or does not exist any more */
+    UPDATE_UNFINISHED   /* the job has not ended within the limit, or cannot be fetched; it continues */
 } update_end;
 
-/* Installs what a URI names onto a software identity and waits for the job, asking for it every
- * two seconds until its pauses come to `limit` seconds. What happens is told on `out`. `pause` waits for so
- * many seconds; it is an argument so that tests need not. */
+/* Installs the software at a URI onto a software identity and waits for the job: fetches it every two seconds
+ * until the pauses add up to `limit` seconds. Prints each step on `out`. `pause` waits for a number of
+ * seconds; it is an argument so that tests need not wait. */
 update_end update_software(FILE *out, const char *uri, const char *identity, unsigned int limit,
                            void (*pause)(unsigned int seconds));
 

@@ -11,7 +11,7 @@ kinds=("lockdown|SYSTEM_IN_LOCKDOWN_MODE +The system is in lockdown mode\."
     "|completed"
     "empty|UNABLE_TO_OPEN_CONNECTION +The share on 192\.0\.2\.10 cannot be reached\."
     "next-job runs=4|completed"
-    "|unusable answer +.*.*nowhere.*No such file"
+    "|unreadable answer +.*.*nowhere.*No such file"
     "next-job runs=4|completed")
 restarting=4
 without_tool=5
@@ -78,7 +78,7 @@ restart() {
     local i kind table failed=0
     run "${prefix[@]}" ansible-playbook -i "$work/inventory" backup.yml -e run_name=test -e share_type=2 \
         -e address=192.0.2.10 -e share=backups -e share_user=operator -e password_file="$work/password" \
-        -e poll_seconds=1 -e patience=60
+        -e poll_seconds=1 -e job_timeout=60
     assert_failure # since some backups fail
     refute_output --partial secret
     table=$(sed -n '/^TASK .The backups/,$p' <<<"$output" | grep -E '^ +(controller-|[0-9]+ of)')

@@ -178,11 +178,11 @@ os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" +
     : >empty
     backup() { xavo-simulate ./backup 2 192.0.2.10 "$1" operator "$2" image "$3"; }
     expect 1 "test the share: INVALID_VALUE" backup backups fits NOW
-    expect 2 "backup.passwd: long is too long in its first line; 64 bytes fit" backup backups long NOW
+    expect 2 "backup.passwd: long has a first line that is too long; 64 bytes fit" backup backups long NOW
     expect 2 "zero has a zero byte" backup backups zero NOW
-    expect 2 "empty has nothing" backup backups empty NOW
+    expect 2 "empty has an empty first line" backup backups empty NOW
     expect 2 "nothing: No such file" backup backups nothing NOW
-    expect 2 "backup.startTime: 65 bytes are too many, 32 fit" backup backups fits "$long"
+    expect 2 "backup.startTime: the text has 65 bytes, 32 fit" backup backups fits "$long"
     expect 2 usage xavo-simulate ./backup
     expect 2 usage xavo-simulate ./job_queue delete
     expect 1 "fetch JID_9: NOT_FOUND" xavo-simulate ./job_queue delete JID_1 JID_9
