@@ -163,7 +163,7 @@ TEST_P(Outcome, RebootTypesAreSentAsNumbers) {
     for (const auto &[text, sent] : texts) {
         char *job = nullptr;
         XAVO_invoke_CreateRebootJob(sp, &ec, text, &job);
-        EXPECT_NE(last_request().find(std::string("(RebootJobType:0090=") + sent + ")"), std::string::npos);
+        EXPECT_NE(last_request().find(std::string("(RebootJobType=uint16:") + sent + ")"), std::string::npos);
         XAVO_free_ntstring(job);
     }
 }
@@ -197,7 +197,7 @@ TEST_P(Outcome, EveryShapeOfAnswer) {
         CMPIStatus status;
         const raw::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
         const raw::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
-        prepare("answer_return number:00a0:0");
+        prepare("answer_return uint32:0");
         const CMPIData data =
             sp->client->ft->invokeMethod(sp->client, on.get(), "X", in.get(), nullptr, &status);
         EXPECT_EQ(data.value.uint64 >> 32 != 0, sizeof(CMPIUint32) > 4);
@@ -229,7 +229,7 @@ TEST_P(Outcome, EveryShapeOfAnswer) {
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
                       good && !op.job.output.empty() ? "JID_9" : "");
             // Only good values are released, and the text of a line in the log is left to its list.
-            if (op.reads != Reads::RETURN_VALUE && row[1].find("state:") == std::string::npos) {
+            if (op.reads != Reads::RETURN_VALUE && row[1].find("bad:") == std::string::npos) {
                 EXPECT_EQ(cimsim_pooled(), pooled) << cimsim_live();
             }
         }
@@ -252,7 +252,8 @@ TEST_P(Outcome, MessagesAreNamed) {
                 Results results;
                 clear_log();
                 cimsim_answer_output("MessageID", cimsim_string(row[0].c_str()));
-                prepare("answer_output Job ref:root/velk,VELK_LifecycleJob,InstanceID,string:JID_9");
+                prepare(
+                    "answer_output Job reference:\"root/velk VELK_LifecycleJob InstanceID=string:JID_9\"");
                 arm(Own::ALLOCATION, way != 1 ? 0 : image ? 1 : op.allocations + 1, false);
                 cimsim_fail("CMPIArgs.getArg", way / 2, &failing);
                 op.call(sp, &ec, results);

@@ -53,7 +53,10 @@ TEST_F(Requests, CarryWhatTheShareTypeCallsFor) {
                 const std::string text = row[full ? 3 : 4];
                 if (strcasestr(row[0].c_str(), method.c_str()) != nullptr &&
                     row[2].find(number) != std::string::npos && text != "absent")
-                    expected += "," + row[1] + "=" + (text == "type" ? number : text);
+                    expected += ", " + row[1] + ":" +
+                                (text == "type" ? number
+                                 : text.empty() ? "\"\""
+                                                : text);
             }
             XAVO_NET_INPUT_DATA share = full ? full_share(type) : XAVO_NET_INPUT_DATA();
             XAVO_BAR_INPUT_DATA image = full ? full_image(type) : XAVO_BAR_INPUT_DATA();
@@ -68,8 +71,9 @@ TEST_F(Requests, CarryWhatTheShareTypeCallsFor) {
                 XAVO_invoke_BackupRestore(sp, &ec, method.c_str(), &image, &job);
             XAVO_free_ntstring(job);
             EXPECT_EQ(image.preserveVDConfig, restore && !expected.empty() ? full : full ? 3 : 2);
-            expected = expected.empty() ? "" : method + "(" + expected.substr(1) + ")";
-            EXPECT_TEXT(expected, last_request().substr(last_request().find(' ') + 1))
+            expected = expected.empty() ? "" : method + "(" + expected.substr(2) + ")";
+            const std::string asked = last_request();
+            EXPECT_TEXT(expected, asked.substr(std::min(asked.size(), asked.find(") ") + 2)))
                 << "arguments.txt, " << call << ", share type " << type;
         }
 }
@@ -79,7 +83,8 @@ TEST_F(Requests, JoinNoUserToNoGroup) {
         XAVO_NET_INPUT_DATA share = full_share(2);
         (user.empty() ? share.uname : share.workgroup)[0] = '\0';
         XAVO_invoke_TestNetworkShare(sp, &ec, &share);
-        EXPECT_NE(last_request().find(",UserName:1700=" + user + ",Password:"), std::string::npos);
+        EXPECT_NE(last_request().find(", UserName=chars:" + (user.empty() ? "\"\"" : user) + ", Password="),
+                  std::string::npos);
         const std::string by = "8 XAVO_invoke_TestNetworkShare: ", joined = by + "sCombinedUserName=[" + user;
         EXPECT_NE(logged().find(by + "uname=[" + user + "]\n" + joined + "]\n"), std::string::npos);
     }
@@ -103,7 +108,8 @@ TEST_F(Requests, PassAQuotationMarkOn) {
     char *job = nullptr;
     XAVO_invoke_InstallFromSoftwareIdentity(sp, &ec, "BIOS\"", &job);
     XAVO_free_ntstring(job);
-    EXPECT_NE(last_request().find("BIOS\""), std::string::npos) << last_request();
+    EXPECT_STREQ(cimsim_last_request()->arguments[0].text,
+                 "root/velk:VELK_SoftwareIdentity.InstanceID=\"BIOS\"\"");
 }
 
 } // namespace

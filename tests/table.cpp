@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 namespace test {
@@ -14,6 +16,28 @@ Row split(const std::string &text, char at) {
     for (std::string part; std::getline(stream, part, at);)
         parts.push_back(part);
     return parts;
+}
+
+std::string unquoted(const std::string &text) {
+    std::string plain;
+    std::istringstream(text) >> std::quoted(plain);
+    return text.empty() || text[0] != '"' ? text : plain;
+}
+
+Row words_in(const std::string &command) {
+    Row words(1);
+    bool quoted = false;
+    for (size_t at = 0; at < command.size(); ++at) {
+        quoted = quoted != (command[at] == '"');
+        if (std::strchr(" \n", command[at]) && !quoted)
+            words.emplace_back();
+        else
+            words.back() += command[at];
+        if (command[at] == '\\' && quoted && at + 1 < command.size())
+            words.back() += command[++at];
+    }
+    words.erase(std::remove(words.begin(), words.end(), ""), words.end());
+    return words;
 }
 
 void replace(std::string &text, const std::string &what, const std::string &with) {

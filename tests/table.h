@@ -42,6 +42,12 @@ void update(const std::string &file, const std::string &key, const std::vector<s
 // Such a file as text: the first cell of every row, a line each.
 std::string lines(const std::string &file);
 
+// The words of a command, as they are: a blank between quotation marks does not end one.
+Row words_in(const std::string &command);
+
+// A text in quotation marks, as it is without them; another as it is.
+std::string unquoted(const std::string &text);
+
 void replace(std::string &text, const std::string &what, const std::string &with);
 
 } // namespace test

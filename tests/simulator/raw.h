@@ -31,9 +31,6 @@ Own<CMPIObjectPath> path(const char *class_name = "VELK_LifecycleJob");
 Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name = "VELK_LifecycleJob");
 Own<CMPIObjectPath> service(const char *class_name);
 
-// A value on one line, "1600:0 text": its type and state in hexadecimal, and what is behind it.
-std::string shown(const CMPIData &data);
-
 // The characters, or "NULL".
 std::string text(CMPIString *string);
 

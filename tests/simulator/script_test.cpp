@@ -3,10 +3,11 @@
 //
 // A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
-// are 0 or NULL, as is "-". Outcome: the result, then a status other than 0, a misuse, and the signals that
-// were sent. "sh" stands before a line for the shell, in whose folder `./run commands` runs commands, then
-// separated by " , ", in a process of their own, in the state and scene of its environment; `./test commands`
-// does not attach itself to those.
+// are 0 or NULL, as is "-". A line that begins with four blanks goes on with the one before. Values are in
+// the notation of xavo-scene(5); "string:@s" is the object s. Outcome: the result, then a status other than
+// 0, a misuse, and the signals that were sent. "sh" stands before a line for the shell, in whose folder
+// `./run commands` runs commands, then separated by " , ", in a process of their own, in the state and scene
+// of its environment; `./test commands` does not attach itself to those.
 #include "../prepare.h"
 #include "../table.h"
 #include "raw.h"
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -40,9 +40,14 @@ namespace {
 
 using Words = test::Row;
 using test::split;
-using test::value_in;
+using test::unquoted;
+using test::words_in;
 
-CMPIType type_in(const std::string &text) { return static_cast<CMPIType>(std::stoul(text, nullptr, 16)); }
+// The notation of a value; of an instance without its properties.
+std::string in_notation(const CMPIData &data) {
+    const std::string text = cimsim_value_text(&data);
+    return std::regex_replace(text, std::regex("instance:\"([^ ]+) .*\""), "instance:$1");
+}
 
 std::atomic<int> pipes;
 
@@ -72,7 +77,7 @@ std::string request() {
 // The arguments of the last request.
 std::string asked_for() {
     const std::string asked = test::last_request();
-    const auto begin = asked.find('(') + 1;
+    const auto begin = asked.find('(', asked.find(") ")) + 1;
     return asked.substr(begin, asked.size() - 1 - begin);
 }
 
@@ -215,12 +220,17 @@ private:
     std::string into_, slot_; // the name for the result
     std::vector<std::shared_future<std::string>> started_;
 
-    const char *next() {
+    const char *next() { return next(unquoted); }
+    const char *next_value() {
+        return next([](const std::string &word) { return word; });
+    }
+    template <class As>
+    const char *next(As as) {
         if (words_.empty() || words_.front() == "-") {
             words_.erase(words_.begin(), words_.begin() + !words_.empty());
             return nullptr;
         }
-        kept_.push_back(words_.front());
+        kept_.push_back(as(words_.front()));
         words_.erase(words_.begin());
         return kept_.back().c_str();
     }
@@ -247,9 +257,9 @@ private:
     }
     void take(cimsim_value *const *&to) {
         values_.clear();
-        const char *const values = next();
+        const char *const values = next_value();
         for (const std::string &value : split(values == nullptr ? "" : values, ','))
-            values_.push_back(value_in(value));
+            values_.push_back(cimsim_parse_value(value.c_str()));
         to = values_.data();
     }
     template <class Number>
@@ -257,6 +267,8 @@ private:
         if (std::is_same_v<Number, CMPIType> && type_ != 0xffff)
             return void(to = static_cast<Number>(type_)); // it came with the value
         const char *const text = next();
+        if (std::is_same_v<Number, CMPIType> && text != nullptr)
+            return void(to = static_cast<Number>(cimsim_type_named(text)));
         to = static_cast<Number>(text == nullptr ? 0 : std::stoull(text, nullptr, 0));
     }
     void take(CMPIrc &to) {
@@ -264,20 +276,28 @@ private:
         take(number);
         to = static_cast<CMPIrc>(number);
     }
-    void take(CMPIValue *&to) { // "1700:text", "0090:5", "1100:path"
-        const char *const text = next(), *const given = text == nullptr ? nullptr : text + 5;
-        type_ = text == nullptr ? CMPIType{CMPI_null} : type_in(text);
+    void take(CMPIValue *&to) { // "chars:text", "uint16:5", "null:chars"; "reference:@p": the object p
+        const char *const text = next_value();
+        type_ = CMPI_null;
         to = nullptr;
-        if (text == nullptr || std::string(given) == "-")
+        if (text == nullptr)
             return;
-        to = type_ == CMPI_chars ? raw::value(given) : &value_;
-        if (objects.count(given) != 0)
-            value_.dataPtr.ptr = objects[given].face;
+        const std::string whole = text, head = whole.substr(0, whole.find(':'));
+        const char *const rest = kept_.emplace_back(unquoted(whole.substr(head.size() + 1))).c_str();
+        type_ = cimsim_type_named(head == "null" ? rest : head.c_str());
+        if (head == "null")
+            return;
+        to = type_ == CMPI_chars ? raw::value(rest) : &value_;
+        if (rest[0] == '@')
+            value_.dataPtr.ptr = objects.at(rest + 1).face;
+        else if (type_ == CMPI_real32)
+            value_.real32 = std::stof(rest);
+        else if (type_ == CMPI_real64)
+            value_.real64 = std::stod(rest);
         else if (type_ != CMPI_chars)
-            store(std::stoull(given, nullptr, 0));
+            store(std::stoull(rest));
     }
     void store(CMPIUint64 number) { // as wide as it is, whichever end of the union its bytes are at
-        const auto bits = static_cast<std::uint32_t>(number);
         switch (type_ == CMPI_boolean  ? 0
                 : type_ == CMPI_char16 ? 1
                 : type_ & CMPI_UINT    ? type_ >> 4 & 3
@@ -290,13 +310,11 @@ private:
             return void(value_.uint32 = static_cast<CMPIUint32>(number));
         default:
             value_.uint64 = number;
-            if (type_ == CMPI_real32)
-                memcpy(&value_.real32, &bits, sizeof bits);
         }
     }
     void take(cimsim_value *&to) {
-        const char *const text = next();
-        to = text == nullptr ? nullptr : value_in(text);
+        const char *const text = next_value();
+        to = text == nullptr ? nullptr : cimsim_parse_value(text);
     }
     void take(const cimsim_fault *&to) { // "6", "1/message", "1/message/with_result"
         const char *const text = next();
@@ -337,7 +355,7 @@ private:
                                              false};
         if (!into_.empty() && (data.type & CMPI_ARRAY) != 0)
             return "array"; // not looked at
-        const std::string told = shown(data);
+        const std::string told = in_notation(data);
         if (data.type == CMPI_chars && slot_ != "getElementAt" && slot_ != "getNext")
             free(data.value.chars);
         return told;
@@ -374,11 +392,8 @@ private:
     }
 
     std::string command(const std::string &text) {
-        words_.clear();
         rest_ = text.substr(std::min(text.find(' '), text.size() - 1) + 1);
-        std::istringstream stream(text);
-        for (std::string word; stream >> std::quoted(word);)
-            words_.push_back(word);
+        words_ = words_in(text);
         into_.clear();
         if (words_.size() > 1 && words_[1] == "=") {
             into_ = words_[0];
@@ -428,14 +443,18 @@ private:
             const char *const id = next();
             const auto at = job_path(id);
             const Own<CMPIInstance> job(client->ft->getInstance(client, at.get(), 0, nullptr, nullptr));
-            return job == nullptr ? "no job" : raw::shown(job->ft->getProperty(job.get(), next(), &st));
+            return job == nullptr ? "no job" : in_notation(job->ft->getProperty(job.get(), next(), &st));
         }
         if (what == "ask")
             return ask(next());
-        if (what == "out") { // a value, handed out as a method's output
+        if (what == "out" ||
+            what == "out_bits") { // a value, or a number's bits, handed out as a method's output
             const Own<CMPIArgs> outputs(native_new_CMPIArgs(nullptr));
             cimsim_value *value = nullptr;
-            take(value);
+            if (what == "out")
+                take(value);
+            else
+                value = call_with(cimsim_number, std::tuple(), std::tuple<CMPIType, CMPIUint64>());
             cimsim_answer_output("Out", value);
             const auto on = raw::service("VELK_JobService");
             client->ft->invokeMethod(client, on.get(), "SetupJobQueue", outputs.get(), outputs.get(), &st);
@@ -535,14 +554,15 @@ private:
         const CMPIData returned =
             client->ft->invokeMethod(client, on.get(), method.c_str(), in.get(), out.get(), &st);
         if (st.rc != CMPI_RC_OK) {
-            EXPECT_EQ(raw::shown(returned), "0000:400 -");
+            EXPECT_EQ(in_notation(returned), "notfound");
             return "";
         }
         std::string answer = std::to_string(returned.value.uint32);
         for (unsigned i = 0; i < out->ft->getArgCount(out.get(), nullptr); ++i) {
             CMPIString *name = nullptr;
-            const std::string output = raw::shown(out->ft->getArgAt(out.get(), i, &name, nullptr));
-            answer += " " + raw::text(name) + "=" + output.substr(output.find(' ') + 1);
+            const CMPIData output = out->ft->getArgAt(out.get(), i, &name, nullptr);
+            answer += " " + raw::text(name) + "=" +
+                      (output.type == CMPI_string ? raw::text(output.value.string) : in_notation(output));
         }
         return answer;
     }
@@ -620,6 +640,8 @@ void register_script(const std::filesystem::path &path) {
         if (line.rfind("== ", 0) == 0) {
             end();
             title = std::regex_replace(line.substr(3), std::regex("[^A-Za-z0-9]+"), "_");
+        } else if (line.rfind("    ", 0) == 0 && !lines.empty()) {
+            lines.back().second += line.substr(3);
         } else if (!line.empty() && line[0] != '#') {
             lines.emplace_back(number, line);
         }
