@@ -173,6 +173,19 @@ struct Held {
 #undef KIND
 #undef COMMAND
 
+// The commands that are functions of the control header.
+std::vector<std::string> control_functions() {
+    std::vector<std::string> names;
+#define KIND(kind)
+#define COMMAND(name, function)                                                                              \
+    if (std::string(#function).rfind("cimsim_", 0) == 0)                                                     \
+        names.emplace_back(name);
+#include "commands.def"
+#undef KIND
+#undef COMMAND
+    return names;
+}
+
 class Machine {
 public:
     std::map<std::string, Held> objects;
@@ -473,15 +486,17 @@ private:
             started_.push_back(told);
             return "";
         }
-        if (what == "waits") { // which of the functions do, while another process has the state
+        if (what == "all_wait_but") { // whether the functions do, while another process has the state
             const int lock = open("state.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
             std::string told;
-            while (const char *const name = next()) {
+            for (const std::string &name : control_functions()) {
+                if (std::count(words_.begin(), words_.end(), name) != 0)
+                    continue;
                 flock(lock, LOCK_EX);
                 Machine other;
                 auto call = std::async(std::launch::async, [&] { return other.does(name); });
                 if (call.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready)
-                    told += name + std::string(" does not wait ");
+                    told += name + " does not wait ";
                 flock(lock, LOCK_UN);
                 call.wait();
             }
