@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string text(data, data + size);
     forget_scene(sim);
     sim.broker = {};
-    sim.watch = {};
+    sim.recorder = {};
     try {
         apply_scene(sim, text, false);
     } catch (const Mistake &mistake) {

@@ -1,5 +1,5 @@
-// broker.h - the way from a client to the controller: whether it is open, what went over it last, and
-// what a test wants to be answered.
+// broker.h - the broker between clients and the controller: whether it can be reached, the last request, and
+// the answers that a test has scripted.
 #ifndef CIMSIM_BROKER_H
 #define CIMSIM_BROKER_H
 
@@ -13,8 +13,8 @@
 
 namespace cimsim {
 
-// What a test wants to be answered. What it left out: success returns a uint32 0, failure nothing.
-struct Script {
+// An answer that a test has scripted. Without a result, success returns a uint32 0 and failure no value.
+struct ScriptedAnswer {
     CMPIrc rc = CMPI_RC_OK;
     std::optional<std::string> message;
     std::optional<Value> result;
@@ -48,7 +48,7 @@ struct Broker {
     unsigned long overlaps = 0;
     unsigned long requests = 0;
     std::optional<Request> last;
-    std::deque<Script> scripts;                        // for the next method calls, one each
+    std::deque<ScriptedAnswer> scripted_answers;       // for the next method calls, one each
     std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
 };
 

@@ -10,25 +10,25 @@
 
 namespace cimsim {
 
-// One plan strikes at a time: another whose turn it is waits for the next call of its slot.
-std::optional<Fault> Watch::strike(const char *slot) {
-    std::optional<Fault> struck;
-    for (auto plan = plans.begin(); plan != plans.end();) {
-        const bool due =
-            (plan->slot.empty() || plan->slot == slot) && (plan->countdown <= 1 || --plan->countdown == 0);
-        if (!due || struck) {
-            ++plan;
+// Injects one fault at a time: another that is due waits for the next call of its slot.
+std::optional<Fault> CallRecorder::take_fault(const char *slot) {
+    std::optional<Fault> injected;
+    for (auto planned = faults.begin(); planned != faults.end();) {
+        const bool due = (planned->slot.empty() || planned->slot == slot) &&
+                         (planned->countdown <= 1 || --planned->countdown == 0);
+        if (!due || injected) {
+            ++planned;
             continue;
         }
-        struck = plan->fault;
-        hit = slot;
-        plan->countdown = 1;
-        plan = plan->for_ever ? plan + 1 : plans.erase(plan);
+        injected = planned->fault;
+        last_injected = slot;
+        planned->countdown = 1;
+        planned = planned->for_ever ? planned + 1 : faults.erase(planned);
     }
-    return struck;
+    return injected;
 }
 
-std::string Watch::trace_name(const Object *object) {
+std::string CallRecorder::trace_name(const Object *object) {
     if (!object)
         return "NULL";
     std::string &name = trace_names[object->name()];
@@ -38,9 +38,9 @@ std::string Watch::trace_name(const Object *object) {
     return name;
 }
 
-void Watch::record(const std::string &word) { trace += (trace.empty() ? "" : " ") + word; }
+void CallRecorder::record(const std::string &word) { trace += (trace.empty() ? "" : " ") + word; }
 
-void Watch::misuse(const std::string &what) {
+void CallRecorder::misuse(const std::string &what) {
     if (!count_misuse) {
         std::fprintf(stderr, "cimsim: misuse: %s\n", what.c_str());
         std::abort();
@@ -73,14 +73,14 @@ bool is_slot(std::string_view name) {
 
 Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
     : self(object), lock_(sim.lock), slot_(slot), role_(role), rc_(rc) {
-    Watch &watch = sim.watch;
-    ++watch.all_calls;
-    ++watch.calls[slot];
-    fault_ = watch.strike(slot);
+    CallRecorder &recorder = sim.recorder;
+    ++recorder.all_calls;
+    ++recorder.calls[slot];
+    fault_ = recorder.take_fault(slot);
     this_thread().has_called = true;
     const bool constructs = role == Role::constructor || role == Role::connect;
-    if (watch.tracing && !constructs)
-        watch.record(watch.trace_name(object) + std::strchr(slot, '.'));
+    if (recorder.tracing && !constructs)
+        recorder.record(recorder.trace_name(object) + std::strchr(slot, '.'));
 
     if (constructs) {
         if (role == Role::constructor && sim.heap.clients == 0)
@@ -100,27 +100,27 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
 Call::~Call() {
     if (rc_)
         *rc_ = status();
-    if (sim.watch.tracing && (role_ == Role::constructor || role_ == Role::connect))
-        sim.watch.record(std::string(slot_) + "=" + sim.watch.trace_name(made_));
+    if (sim.recorder.tracing && (role_ == Role::constructor || role_ == Role::connect))
+        sim.recorder.record(std::string(slot_) + "=" + sim.recorder.trace_name(made_));
 }
 
 void Call::misuse(const std::string &what, CMPIrc rc) {
     misused_ = true;
     fail(rc);
-    sim.watch.misuse(std::string(slot_) + ": " + what);
+    sim.recorder.misuse(std::string(slot_) + ": " + what);
 }
 
 bool Call::is_alive(const Object *object) {
     if (object->life != Life::alive)
         misuse(object->name() + " used after its release");
-    return sound();
+    return !misused_;
 }
 
 bool Call::accepts(const Object *object, const char *role) {
     if (object)
         return is_alive(object);
     misuse(std::string("no ") + role);
-    return sound();
+    return !misused_;
 }
 
 void Call::fail(CMPIrc rc, std::optional<std::string> message) {
@@ -148,17 +148,17 @@ void Call::wait(std::int64_t milliseconds) {
 }
 
 void Call::wait_for_threads(unsigned int milliseconds) {
-    const unsigned long misuses = sim.watch.misuses;
+    const unsigned long misuses = sim.recorder.misuses;
     sim.thread_ended.wait_for(lock_, std::chrono::milliseconds(milliseconds),
-                              [&] { return sim.watch.misuses != misuses; });
+                              [&] { return sim.recorder.misuses != misuses; });
     for (auto &entry : sim.heap.threads)
         entry.second->unloading = false;
 }
 
 CMPIStatus Call::status() {
-    const bool struck = fault_ && !misused_;
-    const std::optional<std::string> &message = struck ? fault_->message : message_;
-    CMPIStatus status = {struck ? fault_->rc : result_, nullptr};
+    const bool injected = fault_ && !misused_;
+    const std::optional<std::string> &message = injected ? fault_->message : message_;
+    CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
     // No object outlives the back end; and nobody looks at what a release returns, so that a message
     // would only leak.
     if (message && sim.heap.clients > 0 && role_ != Role::release)

@@ -1,5 +1,5 @@
-// call.h - the guard that stands at the start of every slot and constructor: it takes the lock, counts
-// and records the call, notices misuse, and says whether a fault planned by a test strikes.
+// call.h - one call into the client library: every slot and constructor begins with a Call, which takes the
+// lock, counts and records the call, detects misuse, and injects a fault that a test has planned.
 #ifndef CIMSIM_CALL_H
 #define CIMSIM_CALL_H
 
@@ -21,21 +21,21 @@ struct Fault {
     bool with_result = false;
 };
 
-// That a call is to fail.
-struct Plan {
+// A fault to inject into a later call.
+struct PlannedFault {
     std::string slot;        // empty: every slot
-    unsigned long countdown; // calls of it until then, that one included
-    bool for_ever;           // and all after it
+    unsigned long countdown; // number of calls until then, the failing one included
+    bool for_ever;           // all later calls fail, too
     Fault fault;
 };
 
-// What a test plans and watches.
-struct Watch {
+// Records calls and misuse, and holds the faults that a test has planned.
+struct CallRecorder {
     std::unordered_map<std::string_view, unsigned long> calls; // by slot name, a literal
     unsigned long all_calls = 0;
 
-    std::vector<Plan> plans; // in the order in which they were made
-    const char *hit = nullptr;
+    std::vector<PlannedFault> faults; // oldest first
+    const char *last_injected = nullptr;
 
     unsigned int unload_ms = 0; // how long the release of the last client stays open to the ends of threads
 
@@ -48,7 +48,7 @@ struct Watch {
     unsigned long misuses = 0;
     std::string last_misuse;
 
-    std::optional<Fault> strike(const char *slot);
+    std::optional<Fault> take_fault(const char *slot);
     std::string trace_name(const Object *object);
     void record(const std::string &word);
     void misuse(const std::string &what);
@@ -72,22 +72,22 @@ public:
 
     Object *const self;
 
-    // Whether the object is there to be worked on, and whether the call has work to do on it: a call
-    // that fails without a result has none.
-    bool sound() const { return !misused_; }
+    // Whether misuse was detected: the call must not touch its object.
+    bool is_misuse() const { return misused_; }
+    // Whether the call does its work: not after misuse, nor when a fault without a result is injected.
     bool works() const { return !misused_ && (!fault_ || fault_->with_result); }
 
     void misuse(const std::string &what, CMPIrc rc = CMPI_RC_ERR_FAILED);
-    // Whether an object is alive, and whether one was given, too; misuse when it is not.
+    // Both report misuse and return false when the object is dead; `accepts` also when it is NULL.
     bool is_alive(const Object *object);
     bool accepts(const Object *object, const char *role);
 
-    // How the call ends unless a fault has the last word.
+    // The call's own status; an injected fault replaces it.
     CMPIrc result() const { return result_; }
     void fail(CMPIrc rc, std::optional<std::string> message = {});
     CMPIStatus status();
 
-    // Gives the lock away while an answer is under way.
+    // Releases the lock while `work` runs.
     template <class Work>
     void unlocked(Work work) {
         lock_.unlock();
@@ -95,15 +95,15 @@ public:
         lock_.lock();
     }
 
-    // Gives it away until so much simulated time has passed, or the simulator is reset; at least for a
-    // moment, so that another thread can get in between.
+    // Releases the lock until this much simulated time has passed or the simulator is reset; for 0 it yields
+    // once, so that another thread can call.
     void wait(std::int64_t milliseconds);
 
-    // Gives it away while the back end is unloaded, for so much real time or until a thread ends that has
+    // Releases the lock while the back end is unloaded: for this much real time, or until a thread ends that
     // used it.
     void wait_for_threads(unsigned int milliseconds);
 
-    // What a constructor made, for the record.
+    // Records the object that a constructor made, and returns the program's pointer to it.
     template <class Face>
     Face *made(Object &object) {
         made_ = &object;
@@ -119,7 +119,7 @@ private:
     CMPIStatus *rc_;
     CMPIrc result_ = CMPI_RC_OK;
     std::optional<std::string> message_;
-    std::optional<Fault> fault_; // a copy: the plan may change while the lock is given away
+    std::optional<Fault> fault_; // a copy: planned faults may change while the lock is released
     bool misused_ = false;
     Object *made_ = nullptr;
 };

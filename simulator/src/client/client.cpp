@@ -12,7 +12,7 @@
 
 namespace cimsim {
 
-Answer Script::answer() && {
+Answer ScriptedAnswer::answer() && {
     Value no_result;
     no_result.state = CMPI_notFound;
     return {rc, std::move(message),
@@ -27,7 +27,7 @@ namespace {
 // A backslash and an n, as the real library has it.
 const char *const dead_message = "Internal error - -1\\n";
 
-// What the real library does to a socket whose other end is gone: the calling thread gets a SIGPIPE.
+// Raises SIGPIPE in the calling thread, as the real library's write to a dead socket does.
 void write_to_dead_socket() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -59,26 +59,26 @@ Request request_for(const char *operation, const Tree &path) {
     return request;
 }
 
-// What the broker answers, when no script says it instead: a script is for method calls alone.
+// The broker's answer: for a method call the next scripted one, if there is any; else the controller's.
 template <class Ask>
 Answer answer_to(const Request &request, Ask ask) {
     Broker &broker = sim.broker;
-    if (!broker.scripts.empty() && request.is_method_call()) {
-        Script script = std::move(broker.scripts.front());
-        broker.scripts.pop_front();
-        return std::move(script).answer();
+    if (!broker.scripted_answers.empty() && request.is_method_call()) {
+        ScriptedAnswer scripted = std::move(broker.scripted_answers.front());
+        broker.scripted_answers.pop_front();
+        return std::move(scripted).answer();
     }
     if (broker.refused.count(request.user) != 0)
         return failed(CMPI_RC_ERR_ACCESS_DENIED, "The broker refuses the user \"" + request.user + "\".");
     return ask();
 }
 
-// Whether the socket that all clients share leads to a broker that has gone.
+// Whether the socket that all clients share is dead: its broker has ended or was restarted.
 bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.connected; }
 
-// One exchange: the request goes to the broker, `ask` says what the controller answers, and the answer
-// is on its way while the lock is given away. An exchange on a client that is still busy counts as an
-// overlap. The call is no longer sound when the client was released in the meantime.
+// One exchange: sends the request to the broker, gets the controller's answer from `ask`, and holds it back
+// with the lock released. An exchange on a client on which another is still running counts as an overlap. If
+// the client is released in the meantime, the call becomes misuse.
 template <class Ask>
 Answer exchange(Call &call, Request request, Ask ask) {
     Broker &broker = sim.broker;
@@ -105,30 +105,30 @@ Answer exchange(Call &call, Request request, Ask ask) {
     }
     if (call.is_alive(call.self))
         --client.running;
-    if (dead && method_call && call.sound())
+    if (dead && method_call && !call.is_misuse())
         call.misuse("the broker was restarted, which the real library does not survive");
-    if (call.sound())
+    if (!call.is_misuse())
         call.fail(answer.rc, answer.message);
     return answer;
 }
 
-// An exchange that reads: what it hands out is the caller's.
+// An exchange that reads; the caller owns the object returned.
 template <class Face, class Ask>
 Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Ask ask) {
     const Object *const path = object_of(op);
-    if (!call.sound() || !call.accepts(path, "object path") || !call.works())
+    if (call.is_misuse() || !call.accepts(path, "object path") || !call.works())
         return nullptr;
     const std::shared_ptr<Tree> at = path->value.tree;
     Request request = request_for(operation, *at);
     request.flags = flags;
     Answer answer = exchange(call, std::move(request), [&] { return ask(*at); });
-    if (!call.sound() || answer.rc != CMPI_RC_OK)
+    if (call.is_misuse() || answer.rc != CMPI_RC_OK)
         return nullptr;
     return face_of<Face>(&make(std::move(answer.result), Holder::owned));
 }
 
 void refuse_properties(Call &call, char *const *properties) {
-    if (call.sound() && properties)
+    if (!call.is_misuse() && properties)
         call.misuse("a list of properties, which the real library does not survive");
 }
 
@@ -144,7 +144,7 @@ void convert_integers(const Tree &path, Value &arguments) {
     }
 }
 
-// Puts between the instances of an enumeration what a test wants there.
+// Inserts the elements that a test has added to every enumeration.
 void add_extra_elements(std::vector<Value> &elements) {
     const std::size_t count = elements.size();
     const auto &extra = sim.broker.extra_elements;
@@ -156,17 +156,17 @@ void add_extra_elements(std::vector<Value> &elements) {
 
 CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
-    if (call.sound() && sim.broker.pipe_at_release) {
+    if (!call.is_misuse() && sim.broker.pipe_at_release) {
         call.unlocked(write_to_dead_socket);
         call.is_alive(call.self); // another thread may have been here
     }
-    if (call.sound()) {
+    if (!call.is_misuse()) {
         release_object(call);
         const bool others = client_released();
         if (sim.heap.clients == 0)
             sim.broker.pipe_at_connect = sim.broker.pipe_at_release = false;
         if (others)
-            call.wait_for_threads(sim.watch.unload_ms);
+            call.wait_for_threads(sim.recorder.unload_ms);
     }
     return call.status();
 }
@@ -199,7 +199,7 @@ CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPI
     });
 }
 
-// No provider answers queries: none finds anything.
+// Returns an empty enumeration: no provider answers queries.
 CMPIEnumeration *client_execQuery(CMCIClient *self, CMPIObjectPath *op, const char *, const char *,
                                   CMPIStatus *rc) {
     Call call("CMCIClient.execQuery", self, rc);
@@ -213,18 +213,18 @@ CMPIEnumeration *client_execQuery(CMCIClient *self, CMPIObjectPath *op, const ch
 CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *method, CMPIArgs *in,
                              CMPIArgs *out, CMPIStatus *rc) {
     Call call("CMCIClient.invokeMethod", self, rc);
-    if (call.sound() && !rc)
+    if (!call.is_misuse() && !rc)
         call.misuse("no status");
     const Object *const path = object_of(op);
     const Object *const given = object_of(in);
     Object *const outputs = object_of(out);
-    if (!call.sound() || !call.accepts(path, "object path") || !call.accepts(given, "input arguments") ||
+    if (call.is_misuse() || !call.accepts(path, "object path") || !call.accepts(given, "input arguments") ||
         (outputs && !call.is_alive(outputs)) || !call.works())
         return no_data();
 
     const std::shared_ptr<Tree> at = path->value.tree;
     Value arguments = given->value;
-    // The real library fetches the class first, and releases what it got without a look.
+    // The real library fetches the class first, and releases the result without checking it.
     if (Session session(sim.shared);
         session.good() && !is_dead() && sim.controller.get_class(*at).rc != CMPI_RC_OK) {
         call.misuse("there is no class " + at->name_space + ":" + at->class_name +
@@ -239,14 +239,14 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     Answer answer = exchange(call, std::move(request), [&] {
         return sim.controller.invoke(*at, text_or_empty(method), *arguments.tree);
     });
-    if (call.sound() && !outputs && !answer.outputs.empty())
+    if (!call.is_misuse() && !outputs && !answer.outputs.empty())
         call.misuse("no output arguments, but the method has outputs");
-    if (!call.sound() || (outputs && !call.is_alive(outputs)))
+    if (call.is_misuse() || (outputs && !call.is_alive(outputs)))
         return no_data();
     if (outputs)
         for (Item &item : answer.outputs)
             outputs->value.edit().put(item.name.c_str(), std::move(item.value), item.given);
-    // What has no good state a caller does not free: nobody but the pool could.
+    // A caller does not free a value whose state is not good: that one goes to the pool.
     const bool present = (answer.result.state & ~CMPI_keyValue) == CMPI_goodValue;
     CMPIData data = hand_out(answer.result, present ? Holder::owned : Holder::pooled);
     if (sim.broker.garbage && data.type == CMPI_uint32 && sizeof(CMPIUint32) > 4)
@@ -254,7 +254,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     return data;
 }
 
-// Whether a way to connect is that of the local mode, the only one here; says so when it is not.
+// Whether a parameter of connecting has the value of local mode; reports it on standard error if not.
 bool is_local(const char *what, const char *given, const char *wanted) {
     const auto shown = [](const char *text) { return text ? text : "not given"; };
     const bool same = given && wanted ? std::string(given) == wanted : given == wanted;
@@ -309,9 +309,9 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         call.fail(CMPI_RC_ERR_FAILED);
         return nullptr;
     }
-    if (first) { // only then are the transport chosen and the broker spoken to
+    if (first) { // only then the transport is chosen and the broker contacted
         bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal");
-        local = is_local("host", host, "localhost") && local; // each of them is told
+        local = is_local("host", host, "localhost") && local; // reports each of them
         local = is_local("scheme", scheme, nullptr) && local;
         local = is_local("port", port, nullptr) && local;
         if (!local || !session.good() || !broker.reachable) {

@@ -23,8 +23,8 @@ void Link::leave() {
 
 namespace {
 
-// Enough to recognise any mistake that a test makes, and little enough for a program that runs for days.
-constexpr std::size_t graveyard_bound = remembered;
+// Enough for any test, and little enough for a program that runs for days.
+constexpr std::size_t quarantine_bound = remembered;
 
 struct KindFacts {
     const char *name;
@@ -54,8 +54,8 @@ struct ThreadKey {
     pthread_key_t key;
     ThreadKey() { pthread_key_create(&key, ended); }
     static void ended(void *thread) {
-        std::lock_guard<std::mutex> guard(sim.lock);
-        thread_leaves(*static_cast<Thread *>(thread));
+        std::lock_guard<std::mutex> lock(sim.lock);
+        end_thread(*static_cast<Thread *>(thread));
     }
 };
 
@@ -64,10 +64,10 @@ pthread_key_t thread_key() {
     return key.key;
 }
 
-void into_graveyard(Object &object) {
-    object.join(sim.heap.graveyard);
-    ++sim.heap.grave_count;
-    drain_graveyard(graveyard_bound);
+void into_quarantine(Object &object) {
+    object.join(sim.heap.quarantine);
+    ++sim.heap.quarantined;
+    shrink_quarantine(quarantine_bound);
 }
 
 void leave_holder(Object &object) {
@@ -79,22 +79,22 @@ void leave_holder(Object &object) {
 }
 
 // Frees what a container handed out of one of its elements.
-void bury_member(Member &member, std::vector<std::string> &twice) {
+void end_member(Member &member, std::vector<std::string> &twice) {
     std::free(member.chars);
     if (member.object && member.object->life == Life::released) {
         twice.push_back(member.object->name());
-        into_graveyard(*member.object);
+        into_quarantine(*member.object);
     } else if (member.object) {
         member.object->holder = Holder::owned; // no container holds it any more
         ++sim.heap.owned_count;
-        bury(*member.object, twice);
+        end_object(*member.object, twice);
     }
     member = {};
 }
 
-void bury_members(Object &object, std::vector<std::string> &twice) {
+void end_members(Object &object, std::vector<std::string> &twice) {
     for (Member &member : object.members)
-        bury_member(member, twice);
+        end_member(member, twice);
     object.members.clear();
 }
 
@@ -108,7 +108,7 @@ void end_all(Link &ring) {
     std::vector<std::string> ignored;
     for (Link *link = ring.next; link != &ring; link = link->next) {
         auto &object = *static_cast<Object *>(link);
-        bury_members(object, ignored);
+        end_members(object, ignored);
         object.life = Life::unloaded;
     }
 }
@@ -141,7 +141,7 @@ void forget_unloaded(Link &ring) {
         auto &object = *static_cast<Object *>(link);
         link = link->next;
         if (object.life == Life::unloaded)
-            bury(object, ignored);
+            end_object(object, ignored);
     }
 }
 
@@ -166,9 +166,9 @@ Thread &this_thread() {
     return *thread;
 }
 
-void thread_leaves(Thread &thread) {
+void end_thread(Thread &thread) {
     if (thread.unloading) {
-        sim.watch.misuse(
+        sim.recorder.misuse(
             "a thread that has used the client library ended while another released the last client");
         sim.thread_ended.notify_all();
     }
@@ -180,14 +180,14 @@ void thread_leaves(Thread &thread) {
 void forget_thread() {
     if (void *thread = pthread_getspecific(thread_key())) {
         pthread_setspecific(thread_key(), nullptr);
-        thread_leaves(*static_cast<Thread *>(thread));
+        end_thread(*static_cast<Thread *>(thread));
     }
 }
 
 void empty_pool(Thread &thread) {
     std::vector<std::string> twice;
     while (thread.pool.next != &thread.pool)
-        bury(*static_cast<Object *>(thread.pool.next), twice);
+        end_object(*static_cast<Object *>(thread.pool.next), twice);
 }
 
 Object &make(Value value, Holder holder) {
@@ -274,15 +274,15 @@ CMPIData hand_out_element(Object &container, std::size_t index) {
     return data_of(value, &member.object->face);
 }
 
-void drop_element(Object &container, std::size_t index, std::vector<std::string> &twice) {
-    bury_member(member_at(container, index), twice);
+void free_element(Object &container, std::size_t index, std::vector<std::string> &twice) {
+    end_member(member_at(container, index), twice);
 }
 
-void orphan_element(Object &container, std::size_t index) {
+void forget_element(Object &container, std::size_t index) {
     const Value &value = container.value.tree->elements[index];
     Member &member = member_at(container, index);
     if (member.object && member.object->life == Life::released) {
-        into_graveyard(*member.object);
+        into_quarantine(*member.object);
     } else if (member.object) {
         member.object->holder = Holder::owned;
         member.object->join(sim.heap.owned);
@@ -320,21 +320,21 @@ Value value_behind(const CMPIData &data) {
         if (object.life == Life::alive)
             value = value_of(object);
         else
-            sim.watch.misuse(object.name() + " used after its release");
+            sim.recorder.misuse(object.name() + " used after its release");
         value.type = data.type;
     }
     value.state = data.state;
     return value;
 }
 
-void bury(Object &object, std::vector<std::string> &twice) {
-    bury_members(object, twice);
+void end_object(Object &object, std::vector<std::string> &twice) {
+    end_members(object, twice);
     leave_holder(object);
     object.life = Life::released;
     object.value = {};
     object.client.reset();
     if (object.holder != Holder::member) // its container still points at it
-        into_graveyard(object);
+        into_quarantine(object);
 }
 
 bool client_released() { return --sim.heap.clients == 0 && unload(); }
@@ -344,9 +344,9 @@ void forget_unloaded() {
     forget_unloaded(sim.heap.lost);
 }
 
-void drain_graveyard(std::size_t bound) {
-    for (; sim.heap.grave_count > bound; --sim.heap.grave_count) {
-        auto *oldest = static_cast<Object *>(sim.heap.graveyard.next);
+void shrink_quarantine(std::size_t bound) {
+    for (; sim.heap.quarantined > bound; --sim.heap.quarantined) {
+        auto *oldest = static_cast<Object *>(sim.heap.quarantine.next);
         // The analyser does not see that `leave` takes it out of the ring, and meets it there again.
         oldest->leave(); // NOLINT(clang-analyzer-cplusplus.NewDelete)
         delete oldest;

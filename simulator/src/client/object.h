@@ -1,6 +1,6 @@
-// object.h - the client library's objects as the simulator keeps them: made from values, counted,
-// remembered in the pool of the thread that read them, and kept for a while after their release so that
-// a second release or a late use is noticed.
+// object.h - the client library's objects: made from values, counted, remembered in the pool of the thread
+// that read them, and kept in quarantine after their release, to detect a second release and use after
+// release.
 #ifndef CIMSIM_OBJECT_H
 #define CIMSIM_OBJECT_H
 
@@ -24,13 +24,13 @@ struct Link {
     void leave();
 };
 
-// Who has to see to the object: the program, the pool of a thread, or the container it is in.
+// The owner of an object: the program, the pool of a thread, or the container that it is in.
 enum class Holder : unsigned char { owned, pooled, member };
 enum class Life : unsigned char { alive, released, unloaded };
 
 struct Object;
 
-// What an array or an enumeration handed out of one of its elements.
+// What an array or an enumeration has handed out for one of its elements.
 struct Member {
     Object *object = nullptr;
     char *chars = nullptr;
@@ -41,7 +41,7 @@ struct Client {
     unsigned int running = 0; // exchanges that have not been answered yet
 };
 
-// What another layer keeps for a thread.
+// Data that another layer keeps for a thread.
 struct Attachment {
     virtual ~Attachment() = default;
 };
@@ -49,7 +49,7 @@ struct Attachment {
 struct Thread {
     unsigned long id = 0;
     bool has_called = false; // the client library, since its back end was loaded
-    bool unloading = false;  // another thread, which releases the last client, waits for this one's end
+    bool unloading = false;  // another thread is releasing the last client: this one must not end now
     Link pool;
 
     std::unique_ptr<Attachment> attached;
@@ -75,16 +75,16 @@ struct Object : Link {
     std::string name() const;
 };
 
-// How many released objects are kept, to be recognised.
+// Number of released objects that are kept in quarantine.
 constexpr std::size_t remembered = 4096;
 
 struct Heap {
     Link owned;
-    Link lost; // left to the pool of a thread other than the one that released the last client
+    Link lost; // in pools of threads other than the one that released the last client
     std::size_t owned_count = 0, pooled_count = 0;
     std::size_t clients = 0; // open ones; the back end is loaded while there are any
-    Link graveyard;          // released, but still there to be recognised
-    std::size_t grave_count = 0;
+    Link quarantine;         // released, kept to detect use after release
+    std::size_t quarantined = 0;
     unsigned long numbers[static_cast<std::size_t>(Kind::count)] = {};
     std::map<unsigned long, Thread *> threads;
     unsigned long last_thread = 0;
@@ -95,7 +95,7 @@ const char *kind_name(Kind kind);
 // The functions below expect the simulator's lock to be held.
 
 Thread &this_thread();
-void thread_leaves(Thread &thread);
+void end_thread(Thread &thread);
 void forget_thread(); // the calling one, before its end
 void empty_pool(Thread &thread);
 
@@ -115,23 +115,23 @@ CMPIData no_data(); // type 0, state CMPI_notFound
 CMPIData hand_out(const Value &value, Holder holder);
 CMPIData hand_out_element(Object &container, std::size_t index);
 
-// The element loses what was handed out of it: freed (named in `twice` when the program had released it
-// itself), or left to the program.
-void drop_element(Object &container, std::size_t index, std::vector<std::string> &twice);
-void orphan_element(Object &container, std::size_t index);
+// Both end what was handed out for an element. free_element frees it, and names it in `twice` if the program
+// had released it itself; forget_element leaves it to the program.
+void free_element(Object &container, std::size_t index, std::vector<std::string> &twice);
+void forget_element(Object &container, std::size_t index);
 
-// The value that an object holds now, its elements' changes included.
+// The value of an object, with the changes that were made to its elements.
 Value value_of(const Object &object);
-// The value of which data was made; misuse when its object is dead.
+// The value behind data that was handed out; misuse if its object is dead.
 Value value_behind(const CMPIData &data);
 
-// Ends an object. Elements that the program had released itself are named in `twice`.
-void bury(Object &object, std::vector<std::string> &twice);
+// Ends an object and its elements. Elements that the program had released itself are named in `twice`.
+void end_object(Object &object, std::vector<std::string> &twice);
 
 // Unloads the back end with the last client. False: other threads have used it.
 bool client_released();
 void forget_unloaded();
-void drain_graveyard(std::size_t bound);
+void shrink_quarantine(std::size_t bound);
 
 } // namespace cimsim
 

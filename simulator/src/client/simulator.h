@@ -21,7 +21,7 @@ struct Simulator {
     unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
     SharedController &shared;
     Heap heap;
-    Watch watch;
+    CallRecorder recorder;
     Broker broker;
     Controller controller;
 

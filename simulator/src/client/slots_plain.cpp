@@ -36,12 +36,12 @@ Value take(Call &call, const CMPIValue *value, CMPIType type) {
 }
 
 void release_object(Call &call) {
-    if (!call.sound()) // but not `works`: a release that is made to fail still releases
+    if (call.is_misuse()) // but not `works`: a release that is made to fail still releases
         return;
     std::vector<std::string> twice;
-    bury(*call.self, twice);
+    end_object(*call.self, twice);
     for (const std::string &name : twice)
-        sim.watch.misuse(name + " released twice: by itself and with " + call.self->name());
+        sim.recorder.misuse(name + " released twice: by itself and with " + call.self->name());
 }
 
 Object *clone_object(Call &call) {
@@ -101,12 +101,12 @@ void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType t
     // An array that this process made frees what was there, one that was read back only forgets it.
     std::vector<std::string> twice;
     if (array.self_made)
-        drop_element(array, index, twice);
+        free_element(array, index, twice);
     else
-        orphan_element(array, index);
+        forget_element(array, index);
     for (const std::string &name : twice)
-        sim.watch.misuse(name + " released twice: by itself and when " + array.name() +
-                         " lost it as an element");
+        sim.recorder.misuse(name + " released twice: by itself and when " + array.name() +
+                            " lost it as an element");
     array.value.edit().elements[index] = std::move(taken);
 }
 

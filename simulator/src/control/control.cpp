@@ -25,17 +25,17 @@ std::unique_lock<std::mutex> lock_own_controller(std::mutex &lock) {
     return locked;
 }
 
-// The simulator's lock and, inside of it, the state's: what a function changes, all processes see.
-class Guard {
+// A call of a control function: holds the simulator's lock and a session with the state.
+class ControlCall {
 public:
-    explicit Guard(std::mutex &lock) : lock_(lock_own_controller(lock)) {}
+    explicit ControlCall(std::mutex &lock) : lock_(lock_own_controller(lock)) {}
 
 private:
     std::unique_lock<std::mutex> lock_;
     Session session_{process.state};
 };
 
-// The calling thread's store for what the function hands out; what it held before is no longer valid.
+// The strings that control functions have returned to the calling thread; each function replaces them.
 struct Returned : Attachment {
     std::deque<std::string> texts;
     std::vector<cimsim_item> items;
@@ -55,7 +55,7 @@ Returned &fresh_answer() {
 
 cimsim_value *boxed(Value value) { return new cimsim_value{std::move(value)}; }
 
-// Takes a value over.
+// Takes ownership of a value.
 std::optional<Value> unboxed(cimsim_value *value) {
     const std::unique_ptr<cimsim_value> owner(value);
     return owner ? std::optional<Value>(std::move(owner->value)) : std::nullopt;
@@ -70,12 +70,12 @@ std::optional<std::string> optional_text(const char *text) {
     std::abort();
 }
 
-Script &script() {
-    auto &scripts = sim.broker.scripts;
-    return scripts.empty() ? scripts.emplace_back() : scripts.back();
+ScriptedAnswer &scripted_answer() {
+    auto &answers = sim.broker.scripted_answers;
+    return answers.empty() ? answers.emplace_back() : answers.back();
 }
 
-// A test that plans for a slot that does not exist would pass without having tested anything.
+// A fault in a slot that does not exist would never be injected, and the test would pass.
 void check_slot(const char *function, const char *slot) {
     if (slot && !is_slot(slot))
         end_program(function, "there is no slot \"" + std::string(slot) + "\"");
@@ -85,9 +85,9 @@ void plan(const char *function, const char *slot, unsigned long nth, const cimsi
           bool for_ever) {
     check_slot(function, slot);
     if (nth == CIMSIM_TAKE_BACK)
-        return sim.watch.plans.clear();
-    sim.watch.hit = nullptr;
-    sim.watch.plans.push_back(
+        return sim.recorder.faults.clear();
+    sim.recorder.last_injected = nullptr;
+    sim.recorder.faults.push_back(
         {text_or_empty(slot), nth, for_ever,
          fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0} : Fault{}});
 }
@@ -111,24 +111,24 @@ extern "C" {
 // ---- The whole ----------------------------------------------------------------------------------
 
 void cimsim_reset(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller = {};
     const unsigned long generation = sim.broker.generation;
     sim.broker = {};
     sim.broker.generation = sim.connected = generation;
-    sim.watch = {};
+    sim.recorder = {};
     forget_unloaded();
     ++sim.resets;
     sim.time_changed.notify_all();
 }
 
 void cimsim_load_demo(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.load_demo();
 }
 
 int cimsim_use_state(const char *path) {
-    const std::lock_guard<std::mutex> guard(sim.lock);
+    const std::lock_guard<std::mutex> lock(sim.lock);
     const bool dead = sim.broker.generation != sim.connected;
     process.from_environment = false;
     process.state.use(path);
@@ -141,13 +141,13 @@ int cimsim_use_state(const char *path) {
 // ---- Time ---------------------------------------------------------------------------------------
 
 void cimsim_freeze_time(int on) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.clock.freeze(on != 0);
     sim.time_changed.notify_all();
 }
 
 void cimsim_advance(unsigned int seconds) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.clock.advance(Milliseconds{seconds} * 1000);
     sim.time_changed.notify_all();
 }
@@ -231,7 +231,7 @@ CMPIType cimsim_type_named(const char *name) {
 }
 
 const char *cimsim_value_text(const CMPIData *data) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     std::string text = value_text(value_behind(*data));
     if (text.empty())
         text = type_name(data->type) + ":object";
@@ -244,7 +244,7 @@ void cimsim_discard(cimsim_value *value) { delete value; }
 
 int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
                    int fails) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     Job job;
     job.id = text_or_empty(InstanceID);
     job.name = text_or_empty(name);
@@ -258,28 +258,28 @@ int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start,
 }
 
 void cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     std::optional<Value> taken = unboxed(value);
     sim.controller.overrides_of(text_or_empty(InstanceID))[text_or_empty(property)] = std::move(taken);
 }
 
 void cimsim_next_job(unsigned int runs, int fails, const char *message) {
-    const Guard guard(sim.lock);
-    Coming coming;
+    const ControlCall call(sim.lock);
+    NextJob next;
     if (runs != CIMSIM_USUAL)
-        coming.runs = Milliseconds{runs} * 1000;
-    coming.fails = fails != 0;
-    coming.message = optional_text(message);
-    sim.controller.coming.push_back(std::move(coming));
+        next.runs = Milliseconds{runs} * 1000;
+    next.fails = fails != 0;
+    next.message = optional_text(message);
+    sim.controller.next_jobs.push_back(std::move(next));
 }
 
 unsigned int cimsim_job_count(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     return static_cast<unsigned int>(sim.controller.jobs.size());
 }
 
 int cimsim_job_at(unsigned int index, cimsim_job *job) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     Returned &returned = fresh_answer();
     const auto &jobs = sim.controller.jobs;
     if (index >= jobs.size() || !job)
@@ -296,7 +296,7 @@ int cimsim_job_at(unsigned int index, cimsim_job *job) {
 }
 
 void cimsim_add_element(unsigned int index, cimsim_value *value) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     if (std::optional<Value> taken = unboxed(value))
         sim.broker.extra_elements.emplace(index, std::move(*taken));
 }
@@ -304,13 +304,13 @@ void cimsim_add_element(unsigned int index, cimsim_value *value) {
 // ---- What the services know ---------------------------------------------------------------------
 
 void cimsim_add_software_identity(const char *InstanceID, const char *name, const char *version) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.identities.push_back(
         {text_or_empty(InstanceID), text_or_empty(name), text_or_empty(version)});
 }
 
 int cimsim_add_class(const char *name, const char *const *keys) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     AddedClass added{text_or_empty(name), {}, {}};
     for (; keys && *keys; ++keys)
         added.keys.emplace_back(*keys);
@@ -319,7 +319,7 @@ int cimsim_add_class(const char *name, const char *const *keys) {
 
 int cimsim_add_instance(const char *class_name, unsigned int count, const char *const *names,
                         cimsim_value *const *values) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     std::vector<Item> items;
     for (unsigned int i = 0; i < count; ++i)
         if (std::optional<Value> taken = unboxed(values[i]))
@@ -329,47 +329,47 @@ int cimsim_add_instance(const char *class_name, unsigned int count, const char *
 
 void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
                       const char *password) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.shares.push_back(
         {text_or_empty(address), text_or_empty(name), type, optional_text(user), text_or_empty(password)});
 }
 
 void cimsim_set_lockdown(int on) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.lockdown = on != 0;
 }
 
 void cimsim_set_job_limit(unsigned int jobs) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.controller.job_limit = jobs;
 }
 
 // ---- The broker ---------------------------------------------------------------------------------
 
 void cimsim_set_reachable(int on) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.broker.reachable = on != 0;
     if (!on) // this process's clients, or another's
         ++sim.broker.generation;
 }
 
 void cimsim_refuse_user(const char *user) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.broker.refused.insert(text_or_empty(user));
 }
 
 void cimsim_hold_answers(unsigned int milliseconds) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.broker.hold_ms = milliseconds;
 }
 
 void cimsim_set_garbage(int on) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     sim.broker.garbage = on != 0;
 }
 
 void cimsim_restart_broker(unsigned int pipes) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     if (pipes & CIMSIM_PIPE_CALLS)
         ++sim.broker.generation;
     else
@@ -379,25 +379,25 @@ void cimsim_restart_broker(unsigned int pipes) {
 }
 
 void cimsim_set_unload_time(unsigned int milliseconds) {
-    const Guard guard(sim.lock);
-    sim.watch.unload_ms = milliseconds;
+    const ControlCall call(sim.lock);
+    sim.recorder.unload_ms = milliseconds;
 }
 
 const char *cimsim_state_error(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     const std::string &error = process.state.error();
     return error.empty() ? nullptr : fresh_answer().keep(error);
 }
 
 unsigned long cimsim_overlaps(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     return sim.broker.overlaps;
 }
 
 // ---- The last request ---------------------------------------------------------------------------
 
 const cimsim_request *cimsim_last_request(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     Returned &returned = fresh_answer();
     const auto &last = sim.broker.last;
     if (!last)
@@ -422,113 +422,113 @@ const cimsim_request *cimsim_last_request(void) {
 }
 
 unsigned long cimsim_request_count(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     return sim.broker.requests;
 }
 
 // ---- Scripting the next answer ------------------------------------------------------------------
 
 void cimsim_answer_return(cimsim_value *value) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     if (std::optional<Value> taken = unboxed(value))
-        script().result = std::move(*taken);
+        scripted_answer().result = std::move(*taken);
 }
 
 void cimsim_answer_output(const char *name, cimsim_value *value) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     if (std::optional<Value> taken = unboxed(value))
-        script().outputs.push_back({text_or_empty(name), std::move(*taken)});
+        scripted_answer().outputs.push_back({text_or_empty(name), std::move(*taken)});
 }
 
 void cimsim_answer_status(CMPIrc rc, const char *message) {
-    const Guard guard(sim.lock);
-    script().rc = rc;
-    script().message = optional_text(message);
+    const ControlCall call(sim.lock);
+    scripted_answer().rc = rc;
+    scripted_answer().message = optional_text(message);
 }
 
 void cimsim_answer_then(void) {
-    const Guard guard(sim.lock);
-    script();
-    sim.broker.scripts.emplace_back();
+    const ControlCall call(sim.lock);
+    scripted_answer();
+    sim.broker.scripted_answers.emplace_back();
 }
 
 // ---- Failing calls ------------------------------------------------------------------------------
 
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     plan("cimsim_fail", slot, nth, fault, false);
 }
 
 void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     plan("cimsim_fail_from", slot, nth, fault, true);
 }
 
 const char *cimsim_fault_hit(void) {
-    const Guard guard(sim.lock);
-    return sim.watch.hit;
+    const ControlCall call(sim.lock);
+    return sim.recorder.last_injected;
 }
 
 // ---- Watching -----------------------------------------------------------------------------------
 
 unsigned long cimsim_calls(const char *slot) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     if (!slot)
-        return sim.watch.all_calls;
+        return sim.recorder.all_calls;
     check_slot("cimsim_calls", slot);
-    const auto found = sim.watch.calls.find(slot);
-    return found == sim.watch.calls.end() ? 0 : found->second;
+    const auto found = sim.recorder.calls.find(slot);
+    return found == sim.recorder.calls.end() ? 0 : found->second;
 }
 
 void cimsim_trace(int on) {
-    const Guard guard(sim.lock);
-    Watch &watch = sim.watch;
-    watch.tracing = on != 0;
+    const ControlCall call(sim.lock);
+    CallRecorder &recorder = sim.recorder;
+    recorder.tracing = on != 0;
     if (on) {
-        watch.trace.clear();
-        watch.trace_names.clear();
-        watch.trace_count.clear();
+        recorder.trace.clear();
+        recorder.trace_names.clear();
+        recorder.trace_count.clear();
     }
 }
 
 const char *cimsim_traced(void) {
-    const Guard guard(sim.lock);
-    return fresh_answer().keep(sim.watch.trace);
+    const ControlCall call(sim.lock);
+    return fresh_answer().keep(sim.recorder.trace);
 }
 
 // ---- Accounting ---------------------------------------------------------------------------------
 
 unsigned long cimsim_owned(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     return sim.heap.owned_count;
 }
 
 unsigned long cimsim_pooled(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     return sim.heap.pooled_count;
 }
 
 const char *cimsim_live(void) {
-    const Guard guard(sim.lock);
+    const ControlCall call(sim.lock);
     std::string names;
     visit_live([&](const Object &object) { names += (names.empty() ? "" : " ") + object.name(); });
     return fresh_answer().keep(std::move(names));
 }
 
 void cimsim_count_misuse(int on) {
-    const Guard guard(sim.lock);
-    sim.watch.count_misuse = on != 0;
-    sim.watch.misuses = 0;
+    const ControlCall call(sim.lock);
+    sim.recorder.count_misuse = on != 0;
+    sim.recorder.misuses = 0;
 }
 
 unsigned long cimsim_misuses(void) {
-    const Guard guard(sim.lock);
-    return sim.watch.misuses;
+    const ControlCall call(sim.lock);
+    return sim.recorder.misuses;
 }
 
 const char *cimsim_last_misuse(void) {
-    const Guard guard(sim.lock);
-    return fresh_answer().keep(sim.watch.last_misuse);
+    const ControlCall call(sim.lock);
+    return fresh_answer().keep(sim.recorder.last_misuse);
 }
 
 } // extern "C"

@@ -8,7 +8,7 @@ namespace cimsim {
 namespace {
 
 // Options without a value look like words until it is known which options there are.
-void sort_out(const StatementForm &form, Statement &s) {
+void sort_words(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
     const auto knows = [&](const std::string &name) {
         return name.find(' ') == name.npos && known.find(" " + name + " ") != known.npos;
@@ -47,7 +47,7 @@ void apply_scene(Simulator &simulator, const std::string &text, bool lasts) {
         const StatementForm *const form = find_statement(statement.name);
         if (!form)
             throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
-        sort_out(*form, statement);
+        sort_words(*form, statement);
         if (lasts && !form->is_lasting)
             statement.fail("it is a process's own, and stands in a scene");
         form->apply(simulator, statement);

@@ -8,8 +8,8 @@
 
 namespace cimsim {
 
-// Makes the controller, the broker and the plans what a text says, statement by statement; one that lasts
-// holds no plans. Throws Mistake; what stands before the mistake is done then.
+// Applies the statements of a text to the controller, the broker and the planned faults. With `lasts` the
+// text is a state, which has no faults. Throws Mistake; the statements before the mistake stay applied.
 void apply_scene(Simulator &simulator, const std::string &text, bool lasts);
 
 // Forgets what a state has.

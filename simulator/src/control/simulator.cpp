@@ -89,12 +89,12 @@ void renew(Part &part) {
 
 // What the process did not leak itself is freed, so that a leak checker reports only the program's own.
 __attribute__((destructor)) void unload() {
-    std::lock_guard<std::mutex> guard(sim.lock);
+    std::lock_guard<std::mutex> lock(sim.lock);
     renew(sim.controller);
     renew(sim.broker);
-    renew(sim.watch);
+    renew(sim.recorder);
     forget_thread();
-    drain_graveyard(0);
+    shrink_quarantine(0);
 }
 
 } // namespace
@@ -111,7 +111,7 @@ void Process::leave_environment() {
     state.set_scene_error({});
     forget_scene(simulator);
     simulator.controller.load_demo();
-    simulator.watch.plans.clear();
+    simulator.recorder.faults.clear();
     controller_replaced(dead);
 }
 

@@ -56,13 +56,13 @@ void apply_property(Simulator &simulator, const Statement &s) {
 }
 
 void apply_next_job(Simulator &simulator, const Statement &s) {
-    Coming coming;
+    NextJob next;
     if (s.option("runs") || s.option("runs-ms"))
-        coming.runs = duration(s, 0);
-    coming.fails = s.option("fails") != nullptr;
+        next.runs = duration(s, 0);
+    next.fails = s.option("fails") != nullptr;
     if (s.option("message"))
-        coming.message = s.text_option("message");
-    simulator.controller.coming.push_back(std::move(coming));
+        next.message = s.text_option("message");
+    simulator.controller.next_jobs.push_back(std::move(next));
 }
 
 void apply_share(Simulator &simulator, const Statement &s) {
@@ -107,13 +107,13 @@ void apply_numbers(Simulator &simulator, const Statement &s) {
 void apply_fault(Simulator &simulator, const Statement &s) {
     if (!is_slot(s.words[0].text) && s.words[0].text != "any")
         s.fail("there is no slot \"" + s.words[0].text + "\"");
-    Plan plan{s.words[0].text == "any" ? "" : s.words[0].text,
-              static_cast<unsigned long>(s.number(s.words[1], 1, most)), s.option("from") != nullptr,
-              Fault{static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_ERR_FAILED, INT_MIN, INT_MAX)),
-                    std::nullopt, s.option("with-result") != nullptr}};
+    PlannedFault plan{s.words[0].text == "any" ? "" : s.words[0].text,
+                      static_cast<unsigned long>(s.number(s.words[1], 1, most)), s.option("from") != nullptr,
+                      Fault{static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_ERR_FAILED, INT_MIN, INT_MAX)),
+                            std::nullopt, s.option("with-result") != nullptr}};
     if (s.option("message"))
         plan.fault.message = s.text_option("message");
-    simulator.watch.plans.push_back(std::move(plan));
+    simulator.recorder.faults.push_back(std::move(plan));
 }
 
 void apply_refuse(Simulator &simulator, const Statement &s) {
@@ -203,18 +203,18 @@ void write_properties(StatementWriter &out, const std::string &id, const Overrid
 void write_property(const Simulator &simulator, StatementWriter &out) {
     for (const auto &[number, job] : simulator.controller.jobs)
         write_properties(out, job.id, job.overrides);
-    for (const auto &[id, overrides] : simulator.controller.coming_overrides)
+    for (const auto &[id, overrides] : simulator.controller.future_overrides)
         write_properties(out, id, overrides);
 }
 
 void write_next_job(const Simulator &simulator, StatementWriter &out) {
-    for (const Coming &coming : simulator.controller.coming) {
+    for (const NextJob &next : simulator.controller.next_jobs) {
         out.line("next-job");
-        if (coming.runs)
-            out.option("runs-ms", *coming.runs);
-        if (coming.message)
-            out.option("message", *coming.message);
-        out.flag("fails", coming.fails);
+        if (next.runs)
+            out.option("runs-ms", *next.runs);
+        if (next.message)
+            out.option("message", *next.message);
+        out.flag("fails", next.fails);
     }
 }
 

@@ -111,16 +111,16 @@ Job *Controller::find_job(const std::string &id) {
 Job *Controller::add_job(Job job) {
     if (!job_numbers.emplace(job.id, last_number + 1).second)
         return nullptr;
-    if (const auto found = coming_overrides.find(job.id); found != coming_overrides.end()) {
+    if (const auto found = future_overrides.find(job.id); found != future_overrides.end()) {
         job.overrides = std::move(found->second);
-        coming_overrides.erase(found);
+        future_overrides.erase(found);
     }
     return &jobs.emplace(++last_number, std::move(job)).first->second;
 }
 
 Overrides &Controller::overrides_of(const std::string &id) {
     Job *job = find_job(id);
-    return job ? job->overrides : coming_overrides[id];
+    return job ? job->overrides : future_overrides[id];
 }
 
 bool Controller::add_class(AddedClass new_class) {

@@ -43,8 +43,8 @@ enum class Phase : unsigned char { fresh, scheduled, running, completed, failed 
 // Properties of a job that a test has replaced; none: the instance lacks the property.
 using Overrides = std::map<std::string, std::optional<Value>>;
 
-// How a job that a service is still to start is to run.
-struct Coming {
+// How the next job that a service starts runs.
+struct NextJob {
     std::optional<Milliseconds> runs; // none: as usual
     bool fails = false;
     std::optional<std::string> message;
@@ -97,8 +97,8 @@ struct Controller {
     std::vector<Identity> identities;
     std::vector<Share> shares;
     bool lockdown = false;
-    std::deque<Coming> coming;                         // for the next jobs that services start, one each
-    std::map<std::string, Overrides> coming_overrides; // of jobs that are not there yet
+    std::deque<NextJob> next_jobs;                     // one for each of the next jobs that services start
+    std::map<std::string, Overrides> future_overrides; // of jobs that do not exist yet
     std::vector<AddedClass> added;
 
     void load_demo();
@@ -106,7 +106,7 @@ struct Controller {
     Job *find_job(const std::string &id);
     Job *add_job(Job job); // NULL when there is one of that name
     void remove_job(const std::string &id);
-    Overrides &overrides_of(const std::string &id); // of a job that is there, or that is still to come
+    Overrides &overrides_of(const std::string &id); // of a job, which may not exist yet
     bool add_class(AddedClass new_class);           // false when there is one of that name
     bool add_instance(const std::string &class_name,
                       std::vector<Item> items); // false: no added class, or a key missing

@@ -101,12 +101,12 @@ Job &start_job(Controller &controller, std::string name, Milliseconds runs) {
     job.start = controller.clock.now();
     job.start_text = "NOW";
     job.runs = runs;
-    if (!controller.coming.empty()) {
-        const Coming &coming = controller.coming.front();
-        job.runs = coming.runs.value_or(runs);
-        job.fails = coming.fails;
-        job.failure = coming.message.value_or("");
-        controller.coming.pop_front();
+    if (!controller.next_jobs.empty()) {
+        const NextJob &next = controller.next_jobs.front();
+        job.runs = next.runs.value_or(runs);
+        job.fails = next.fails;
+        job.failure = next.message.value_or("");
+        controller.next_jobs.pop_front();
     }
     return *controller.add_job(std::move(job));
 }
