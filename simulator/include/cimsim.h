@@ -1,14 +1,15 @@
-/* cimsim.h - steering the simulated management controller.
+/* cimsim.h - control of the simulated management controller.
  *
  * The simulator takes the place of the CIM client library (same soname, same functions) and holds a
- * controller behind it, in the process that loads it. A program needs this header only to steer that
- * controller: its own tests put jobs and shares there, make calls fail, and read back what was asked.
+ * controller behind it, in the process that loads it. A program needs this header only to control that
+ * controller: a test adds jobs and shares, makes calls fail, and reads the requests that arrived.
  *
  * Conventions
  *  1. Threads. Every function may be called from any thread at any time; all of them share one lock.
  *  2. Strings. A string that a function returns stays valid until the same thread calls a function of this
  *     header again. Strings handed in are copied.
- *  3. Values. A function that takes a cimsim_value takes it over, also when it fails: do not use it again.
+ *  3. Values. A function with a cimsim_value parameter owns and frees that value, also when it fails: do not
+ *     use it again.
  *  4. Times. Times are seconds of simulated time.
  *  5. Start. A process starts with the demonstration controller: a few jobs, software identities and shares
  *     (see cimsim_load_demo), or with the controller that its environment names. The first function of this
@@ -16,18 +17,18 @@
  *     controller of its own: a test never works on the controller that the shell's environment names.
  *     cimsim_use_state attaches a process to a state. Tests begin with cimsim_reset().
  *  6. Slots. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
- *     "CMPIString.release"; the constructors by their own names: "cmciConnect". A name that there is
- *     not ends the program with a line: a plan for it would never strike.
+ *     "CMPIString.release"; the constructors by their own names: "cmciConnect". An unknown name ends the
+ *     program with a message: a fault in it would never be injected.
  *
  * Environment, read when the library is loaded, for processes that do not call this header (see Start)
  *  CIMSIM_SCENE   the controller that the process finds.
  *                 Either switches, separated by commas: "lockdown", "unreachable" (no broker),
  *                 "refuse=NAME" (a user the broker refuses, named as it sees him: "guest01ff"), "empty"
  *                 (as after cimsim_reset). Or, when it is not made of these alone and has a slash in it
- *                 or there is a file of that name, a scene file: its form is told in xavo-scene(5); a
- *                 mistake in it is reported with its line and ends the program when it connects. A word
+ *                 or there is a file of that name, a scene file: xavo-scene(5) describes its form; an
+ *                 error in it is reported with its line and ends the program when it connects. A word
  *                 that is neither is reported on standard error and ignored.
- *  CIMSIM_STATE   a file that the controller lives in: every process that names it meets the same one.
+ *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches
  *                 and the broker's generation: a client that connected before a restart is on a dead
  *                 connection, whichever process restarted it. Faults, scripted answers, odd elements,
@@ -49,15 +50,15 @@
 extern "C" {
 #endif
 
-/* ---- The whole ---------------------------------------------------------------------------------- */
+/* ---- The controller as a whole ---------------------------------------------------------------------- */
 
-/* An empty controller in its default mood: no jobs, identities, shares, scripts, faults or refusals;
- * every switch off, every counter, trace and record empty, the clock following the wall clock.
- * Objects and clients that the program holds stay as they are, but for those that were lost when the
- * last client was released: they are no longer counted. */
+/* Empties the controller: no jobs, identities, shares, scripted answers, faults or refused users; every
+ * switch off, every counter, trace and record empty, the clock following the wall clock. Objects and clients
+ * that the program holds stay as they are, except those that were lost when the last client was released:
+ * they are no longer counted. */
 void cimsim_reset(void);
 
-/* Adds what a process finds at its start: jobs "JID_1" to "JID_3" (none is running: any of them can be
+/* Adds the demonstration controller's contents: jobs "JID_1" to "JID_3" (none is running: any of them can be
  * scheduled or deleted), identities "IDENTITY:BIOS" and "IDENTITY:NIC", and on the server "192.0.2.10"
  * the shares "backups" (type 2, user "operator", password "secret") and "public" (type 0). */
 void cimsim_load_demo(void);
@@ -73,15 +74,14 @@ int cimsim_use_state(const char *path);
 
 /* ---- Time --------------------------------------------------------------------------------------- */
 
-/* on: time stands still but for cimsim_advance. off: it goes on with the wall clock, from where it
- * stood. Times as texts, yyyymmddhhmmss, are in UTC. */
+/* on: time stands still; only cimsim_advance moves it. off: it follows the wall clock again, from where it
+ * stands. Times as texts, yyyymmddhhmmss, are in UTC. */
 void cimsim_freeze_time(int on);
 void cimsim_advance(unsigned int seconds);
 
 /* ---- Values ------------------------------------------------------------------------------------- */
 
-/* A description from which the simulator makes CMPI values when it hands them out. Constructors
- * return NULL only when memory is exhausted. */
+/* A description from which the simulator makes CMPI values when it hands them out. */
 typedef struct cimsim_value cimsim_value;
 
 /* A CMPI_string; NULL makes a string object without characters behind it. */
@@ -141,14 +141,13 @@ typedef struct cimsim_job {
 int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
                    int fails);
 
-/* Replaces one property of a job's instance for good; NULL: the instance lacks it. The job may be one that is
- * still to come: services name the jobs that they start "JID_1", "JID_2" and so on, after those there are. */
+/* Replaces one property of a job's instance permanently; NULL: the instance lacks it. The job need not exist
+ * yet: services name the jobs that they start "JID_1", "JID_2" and so on, and skip names in use. */
 void cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value);
 
-/* How the next job that a service starts is to run, which it would do for 3 s (an installation, a reboot) or
- * 5 s (a backup, a restore), and completing: for `runs` seconds (CIMSIM_USUAL: as ever), and failing halfway
- * when `fails` is not 0, with `message` as its message (NULL: the usual one). Called again, it says that of
- * the job after that. */
+/* Sets how the next job that a service starts runs: for `runs` seconds (CIMSIM_USUAL: 3 s for an installation
+ * or a reboot, 5 s for a backup or a restore); if `fails` is not 0, it fails halfway, with `message` as its
+ * message (NULL: the usual one). Each further call is for the job after that. */
 #define CIMSIM_USUAL 0xffffffffu
 void cimsim_next_job(unsigned int runs, int fails, const char *message);
 
@@ -156,8 +155,8 @@ unsigned int cimsim_job_count(void);
 /* The index-th job, in the order of creation. Returns 0, or -1 past the end. */
 int cimsim_job_at(unsigned int index, cimsim_job *job);
 
-/* Makes every enumeration of instances hold this value before the index-th of the instances that it
- * would hold anyway (or at its end); values for the same index in the order in which they were added. */
+/* Inserts this value into every enumeration of instances, before its index-th instance or at its end. Values
+ * with the same index keep the order in which they were added. */
 void cimsim_add_element(unsigned int index, cimsim_value *value);
 
 /* ---- What the services know --------------------------------------------------------------------- */
@@ -185,7 +184,7 @@ void cimsim_add_software_identity(const char *InstanceID, const char *name, cons
 void cimsim_add_share(const char *address, const char *name, unsigned int type, const char *user,
                       const char *password);
 void cimsim_set_lockdown(int on);
-/* How many jobs the controller holds at the most; CIMSIM_NO_LIMIT: as many as one likes. */
+/* Sets the highest number of jobs that the controller holds; CIMSIM_NO_LIMIT: any number. */
 #define CIMSIM_USUAL_JOB_LIMIT 256u
 #define CIMSIM_NO_LIMIT 0u
 void cimsim_set_job_limit(unsigned int jobs);
@@ -210,8 +209,8 @@ int cimsim_add_instance(const char *class_name, unsigned int count, const char *
 void cimsim_set_reachable(int on);
 /* Calls by this user, named as the broker sees it ("guest01ff"), are answered with ACCESS_DENIED. */
 void cimsim_refuse_user(const char *user);
-/* Every answer is held back for so much simulated time: when time stands still, until cimsim_advance has
- * brought it so far. cimsim_reset lets all of them go. */
+/* Holds every answer back for this much simulated time: when time stands still, until cimsim_advance has
+ * moved it that far. cimsim_reset releases all answers. */
 void cimsim_hold_answers(unsigned int milliseconds);
 /* Fills the bits above the low 32 of every uint32 that a method returns. */
 void cimsim_set_garbage(int on);
@@ -237,10 +236,10 @@ void cimsim_restart_broker(unsigned int pipes);
  */
 void cimsim_set_unload_time(unsigned int milliseconds);
 
-/* Why the state cannot be had, or NULL as long as it can (and when there is none). */
+/* Why the state cannot be read or written; NULL if it can, and if there is none. */
 const char *cimsim_state_error(void);
 
-/* How often an exchange began on a client on which another was still running. */
+/* Number of exchanges that began on a client while another was running on it. */
 unsigned long cimsim_overlaps(void);
 
 /* ---- The last request --------------------------------------------------------------------------- */
@@ -270,20 +269,21 @@ typedef struct cimsim_request {
 /* The last request that reached the broker since cimsim_reset, or NULL; valid as every string that is
  * returned (Strings). */
 const cimsim_request *cimsim_last_request(void);
-/* How many requests have reached the broker since cimsim_reset. */
+/* Number of requests that have reached the broker since cimsim_reset. */
 unsigned long cimsim_request_count(void);
 
 /* ---- Scripting the next answer ------------------------------------------------------------------ */
 
-/* What these three say is the whole answer to the next invokeMethod, or, after cimsim_answer_then, to the one
- * after those that are scripted already; the service is not asked, nor
- * whether the broker refuses the user. What is left out is rc 0 without a message, no outputs, and a return
- * value of uint32 0, or with a failing status none (type 0, state CMPI_notFound). An object that is returned
- * is owned by the caller if its state is good (or that of a key), and otherwise left to the pool: who judges
- * by the state cannot free it. */
+/* These three make up the whole answer to the next invokeMethod, or, after cimsim_answer_then, to the one
+ * after those that are scripted already. Neither the service nor the list of refused users is consulted.
+ * Defaults: rc 0 without a message, no outputs, and a return value of uint32 0, or with a failing status no
+ * value (type 0, state CMPI_notFound). The caller owns an object that is returned if its state is good (or
+ * that of a key); otherwise the object is left to the pool, since a caller that checks the state does not
+ * free it. */
 void cimsim_answer_return(cimsim_value *value);
 void cimsim_answer_output(const char *name, cimsim_value *value);
-/* `message` NULL: no message object. Unlike the fault plan this leaves return and outputs in place. */
+/* `message` NULL: no message object. Unlike cimsim_fail, this leaves the return value and the outputs in
+ * place. */
 void cimsim_answer_status(CMPIrc rc, const char *message);
 /* Ends one answer and begins the next. */
 void cimsim_answer_then(void);
@@ -303,12 +303,13 @@ typedef struct cimsim_fault {
  * into the client library. A call that fails without a result does nothing: a value is not stored, an
  * enumeration does not move on, a request is not sent. One without a status just hands out nothing
  * (NULL, 0, no element). A release that fails still releases, and never brings a message.
- * Each plan counts the calls from its own beginning; where two are due in one call the older strikes, and the
- * other in the next call of its slot. CIMSIM_TAKE_BACK as nth takes all plans back. */
+ * Each planned fault counts the calls since it was planned. If two are due in one call, the older is
+ * injected, and the other in the next call of its slot. CIMSIM_TAKE_BACK as nth removes all planned faults.
+ */
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
 /* The same, and every call after the nth as well. */
 void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault);
-/* The slot that was struck last since the latest plan was made, or NULL. */
+/* The slot into which a fault was injected last since the latest one was planned, or NULL. */
 const char *cimsim_fault_hit(void);
 
 /* ---- Watching ----------------------------------------------------------------------------------- */
@@ -318,10 +319,10 @@ unsigned long cimsim_calls(const char *slot);
 
 /* on: starts a new record of every call; off: stops it. */
 void cimsim_trace(int on);
-/* The record: one word a call, separated by blanks, "newCMPIObjectPath=CMPIObjectPath#1
+/* The record: one word per call, separated by blanks, "newCMPIObjectPath=CMPIObjectPath#1
  * CMPIObjectPath#1.addKey CMPIArgs#2.release"; objects are numbered by kind from 1, in the order in
  * which the record first meets them. A constructor that makes nothing is "native_new_CMPIArgs=NULL";
- * what a slot hands out is met when it is used. */
+ * an object that a slot hands out gets its number when it is first used. */
 const char *cimsim_traced(void);
 
 /* ---- Accounting --------------------------------------------------------------------------------- */
@@ -343,10 +344,10 @@ const char *cimsim_live(void);
  * constructor without an open client, a value released on another thread, invokeMethod without a status,
  * without input arguments, without output arguments when the method has outputs, of a class or namespace that
  * there is not or on a dead connection, a list of properties given to enumInstances or getInstance, the end
- * of a thread at a moment that cimsim_set_unload_time makes long enough to notice - ends the program with a
+ * of a thread while another releases the last client (see cimsim_set_unload_time) - ends the program with a
  * line on standard error that names the object. on: it is counted instead, from 0, and the call does nothing;
- * it gives rc 1, or rc 6 for a class that there is not. The latest CIMSIM_REMEMBERED released objects are
- * remembered. */
+ * it gives rc 1, or rc 6 for an unknown class. The latest CIMSIM_REMEMBERED released objects are kept to
+ * detect this. */
 #define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);

@@ -1,5 +1,5 @@
-// script_test.cpp - runs scripts/*.txt: calls into the client library and its control header, and what comes
-// of each.
+// script_test.cpp - runs scripts/*.txt: calls into the client library and of the control header, with their
+// outcomes.
 //
 // A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
@@ -101,27 +101,28 @@ std::string exchanges(CMCIClient *on) {
     return codes + message;
 }
 
-void churn(unsigned times) {
+void make_and_release(unsigned times) {
     while (times-- > 0)
         release(native_new_CMPIArgs(nullptr));
 }
 
-// What the lines of a shell print and come to, in one line.
+// The output and the exit status of a shell line, on one line.
 std::string shell(const std::string &line) {
     FILE *const pipe = popen(("exec 2>&1; " + line).c_str(), "r");
-    std::string told;
+    std::string outcome;
     for (char block[256]; fgets(block, sizeof block, pipe) != nullptr;)
-        told += block;
+        outcome += block;
     const int status = pclose(pipe);
-    told = std::regex_replace(told, std::regex("qemu: .*\n"), ""); // an emulator's own word on a signal
-    test::replace(told, std::filesystem::current_path(), ".");
-    test::replace(told, "\n", " / ");
-    return status == 0 ? told.substr(0, told.rfind(" / "))
-                       : told + "exit " + std::to_string(WEXITSTATUS(status));
+    outcome =
+        std::regex_replace(outcome, std::regex("qemu: .*\n"), ""); // an emulator's own message about a signal
+    test::replace(outcome, std::filesystem::current_path(), ".");
+    test::replace(outcome, "\n", " / ");
+    return status == 0 ? outcome.substr(0, outcome.rfind(" / "))
+                       : outcome + "exit " + std::to_string(WEXITSTATUS(status));
 }
 
-// One that has the other's table, and nothing else.
-CMPIString *hollow(CMPIString *like) {
+// An object with another one's function table, and no handle.
+CMPIString *empty_object(CMPIString *like) {
     static CMPIString made;
     made = {nullptr, like == nullptr ? nullptr : like->ft};
     return &made;
@@ -136,7 +137,7 @@ void transport(const char *name) {
     name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
 }
 
-// Waits until the broker was asked so many times, and then for what might come of it.
+// Waits for this number of requests, and a moment longer.
 void asked(unsigned long times) {
     while (cimsim_request_count() < times)
         std::this_thread::yield();
@@ -151,7 +152,7 @@ void called(const char *slot, unsigned long times) {
 
 } // namespace commands
 
-// The minute it is so many seconds from now.
+// The minute that it will be in so many seconds.
 std::string minute(int seconds) {
     const std::time_t then = std::time(nullptr) + seconds;
     std::tm parts;
@@ -191,15 +192,15 @@ public:
     std::map<std::string, Held> objects;
     bool attached = true; // else no control function is called but those that a line names
 
-    // Does what a line says, and tells the outcome.
+    // Runs the commands of a line; returns the outcome.
     std::string run(const std::string &line) {
-        std::string told;
+        std::string outcome;
         for (size_t at = 0, end; at < line.size(); at = end + 3) {
             end = std::min(line.find(" ; ", at), line.size());
             const std::string one = command(line.substr(at, end - at));
-            told += (told.empty() || one.empty() ? "" : " ; ") + one;
+            outcome += (outcome.empty() || one.empty() ? "" : " ; ") + one;
         }
-        return told;
+        return outcome;
     }
 
     // The same, within a command: the commands are separated by " , ".
@@ -209,7 +210,7 @@ public:
     }
 
     // Releases what is still held under a name.
-    void let_go(const std::string &name) {
+    void release_held(const std::string &name) {
         if (const auto found = objects.find(name);
             found != objects.end() && std::exchange(found->second.owned, false)) {
             auto *const any =
@@ -219,7 +220,7 @@ public:
     }
 
 private:
-    CMCIClient *client = nullptr; // the one that asks where none is named
+    CMCIClient *client = nullptr; // used by commands that name none
     CMPIStatus st = {};
     Words words_;      // what is left of the command
     std::string rest_; // all of it but its name, as it is
@@ -344,10 +345,10 @@ private:
 
     // Results by their types.
     template <class Object>
-    auto tell(Object *made) -> decltype(std::string(kind_of(made))) {
+    auto render(Object *made) -> decltype(std::string(kind_of(made))) {
         EXPECT_TRUE(made == nullptr || made->ft->ftVersion == 1);
         if (made != nullptr && !into_.empty())
-            let_go(into_),
+            release_held(into_),
                 objects[into_] = {made, kind_of(made),
                                   slot_.empty() || slot_ == "clone" || !std::is_same_v<Object, CMPIString>};
         if (made == nullptr || !into_.empty())
@@ -357,31 +358,31 @@ private:
         raw::release(made);
         return kind_of(made);
     }
-    std::string tell(const CMPIData &data) {
+    std::string render(const CMPIData &data) {
         if (!into_.empty())
-            let_go(into_), objects[into_] = {data.value.dataPtr.ptr,
-                                             data.type & CMPI_ARRAY       ? "CMPIArray"
-                                             : data.type == CMPI_ref      ? "CMPIObjectPath"
-                                             : data.type == CMPI_instance ? "CMPIInstance"
-                                             : data.type == CMPI_dateTime ? "CMPIDateTime"
-                                                                          : "CMPIString",
-                                             false};
+            release_held(into_), objects[into_] = {data.value.dataPtr.ptr,
+                                                   data.type & CMPI_ARRAY       ? "CMPIArray"
+                                                   : data.type == CMPI_ref      ? "CMPIObjectPath"
+                                                   : data.type == CMPI_instance ? "CMPIInstance"
+                                                   : data.type == CMPI_dateTime ? "CMPIDateTime"
+                                                                                : "CMPIString",
+                                                   false};
         if (!into_.empty() && (data.type & CMPI_ARRAY) != 0)
             return "array"; // not looked at
-        const std::string told = in_notation(data);
+        const std::string outcome = in_notation(data);
         if (data.type == CMPI_chars && slot_ != "getElementAt" && slot_ != "getNext")
             free(data.value.chars);
-        return told;
+        return outcome;
     }
     template <class Object>
-    std::string tell(Own<Object> made) {
-        return tell(made.release());
+    std::string render(Own<Object> made) {
+        return render(made.release());
     }
-    static std::string tell(const std::string &told) { return told; }
-    std::string tell(const CMPIStatus &status) { return st = status, ""; }
-    static std::string tell(const char *characters) { return characters == nullptr ? "NULL" : characters; }
+    static std::string render(const std::string &outcome) { return outcome; }
+    std::string render(const CMPIStatus &status) { return st = status, ""; }
+    static std::string render(const char *characters) { return characters == nullptr ? "NULL" : characters; }
     template <class Number>
-    static std::enable_if_t<std::is_integral_v<Number>, std::string> tell(Number number) {
+    static std::enable_if_t<std::is_integral_v<Number>, std::string> render(Number number) {
         return std::to_string(number);
     }
 
@@ -393,7 +394,7 @@ private:
     }
     template <class R, class... Rest>
     std::string call(R (*function)(Rest...)) {
-        return tell(call_with(function, std::tuple(), std::tuple<Rest...>()));
+        return render(call_with(function, std::tuple(), std::tuple<Rest...>()));
     }
     template <class... Rest>
     std::string call(void (*function)(Rest...)) {
@@ -401,7 +402,7 @@ private:
     }
     template <class Face, class R, class... Rest>
     std::string call_slot(Face *self, R (*slot)(Face *, Rest...)) {
-        return tell(call_with(slot, std::tuple(self), std::tuple<Rest...>()));
+        return render(call_with(slot, std::tuple(self), std::tuple<Rest...>()));
     }
 
     std::string command(const std::string &text) {
@@ -420,8 +421,8 @@ private:
         const bool connects = words_[0] == "cmciConnect";
         if (connects)
             testing::internal::CaptureStderr();
-        std::string told = does(next());
-        const auto add = [&](const std::string &more) { told += (told.empty() ? "" : ", ") + more; };
+        std::string outcome = does(next());
+        const auto add = [&](const std::string &more) { outcome += (outcome.empty() ? "" : ", ") + more; };
         if (name_ != nullptr)
             add("named " + raw::text(name_));
         if (st.rc != CMPI_RC_OK || st.msg != nullptr)
@@ -437,10 +438,10 @@ private:
         if (connects)
             if (const std::string said = testing::internal::GetCapturedStderr(); !said.empty())
                 add("said: " + said.substr(0, said.size() - 1));
-        if (!told.empty() && told.back() == ' ')
-            told.pop_back();
+        if (!outcome.empty() && outcome.back() == ' ')
+            outcome.pop_back();
         const std::string about_now = "(" + minute(-60) + "|" + minute(0) + "|" + minute(60) + ")[0-9]{2}";
-        return std::regex_replace(told, std::regex(about_now), "TIME");
+        return std::regex_replace(outcome, std::regex(about_now), "TIME");
     }
 
     std::string does(const std::string &what) {
@@ -471,7 +472,7 @@ private:
             cimsim_answer_output("Out", value);
             const auto on = raw::service("VELK_JobService");
             client->ft->invokeMethod(client, on.get(), "SetupJobQueue", outputs.get(), outputs.get(), &st);
-            return tell(outputs->ft->getArg(outputs.get(), "Out", &st));
+            return render(outputs->ft->getArg(outputs.get(), "Out", &st));
         }
         if (what == "sh") // its output and its status, on one line
             return commands::shell(rest_);
@@ -479,16 +480,16 @@ private:
             return objects.clear(), "";
         if (what == "thread" || what == "start") {
             auto other = std::make_shared<Machine>(*this);
-            auto told =
+            auto outcome =
                 std::async(std::launch::async, [other] { return other->run_rest(other->rest_); }).share();
             if (what == "thread")
-                return told.get();
-            started_.push_back(told);
+                return outcome.get();
+            started_.push_back(outcome);
             return "";
         }
         if (what == "all_wait_but") { // whether the functions do, while another process has the state
             const int lock = open("state.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-            std::string told;
+            std::string outcome;
             for (const std::string &name : control_functions()) {
                 if (std::count(words_.begin(), words_.end(), name) != 0)
                     continue;
@@ -496,21 +497,21 @@ private:
                 Machine other;
                 auto call = std::async(std::launch::async, [&] { return other.does(name); });
                 if (call.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready)
-                    told += name + " does not wait ";
+                    outcome += name + " does not wait ";
                 flock(lock, LOCK_UN);
                 call.wait();
             }
-            return close(lock), told;
+            return close(lock), outcome;
         }
         if (what == "ended")
             return std::to_string(std::count_if(started_.begin(), started_.end(), [](auto &call) {
                 return call.wait_for(std::chrono::milliseconds(10)) == std::future_status::ready;
             }));
         if (what == "join") {
-            std::string told;
+            std::string outcome;
             for (auto &call : started_)
-                told += (told.empty() ? "" : " ; ") + call.get();
-            return started_.clear(), told;
+                outcome += (outcome.empty() ? "" : " ; ") + call.get();
+            return started_.clear(), outcome;
         }
         const std::string self = what.substr(0, what.find('.'));
         slot_ = what.substr(std::min(self.size() + 1, what.size()));
@@ -520,9 +521,9 @@ private:
         const std::string slot = held.kind + "." + slot_;
         const unsigned long calls = attached ? cimsim_calls(slot.c_str()) : 0;
         held.owned = held.owned && slot_ != "release";
-        const std::string told = call_slot(held);
+        const std::string outcome = call_slot(held);
         EXPECT_TRUE(!attached || cimsim_calls(slot.c_str()) != calls) << slot;
-        return told;
+        return outcome;
     }
 
     std::string call_slot(const Held &held) {
@@ -607,10 +608,10 @@ struct Folder {
 };
 
 // A part of a script: an empty controller, time that stands still, and a client, "client".
-class Script : public testing::Test {
+class ScriptTest : public testing::Test {
 public:
     using Lines = std::vector<std::pair<int, std::string>>; // with their numbers
-    Script(std::string file, Lines lines) : file_(std::move(file)), lines_(std::move(lines)) {}
+    ScriptTest(std::string file, Lines lines) : file_(std::move(file)), lines_(std::move(lines)) {}
     void TestBody() override {
         const Folder folder;
         std::signal(SIGPIPE, [](int) { ++pipes; });
@@ -618,14 +619,14 @@ public:
         machine.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
         for (const auto &[number, line] : lines_) {
             const auto arrow = line.find(" => ");
-            const std::string told = machine.run(line.substr(0, arrow));
-            if (told != (arrow == line.npos ? "" : line.substr(arrow + 4)))
-                ADD_FAILURE_AT(file_.c_str(), number) << line << "\n" << told;
+            const std::string outcome = machine.run(line.substr(0, arrow));
+            if (outcome != (arrow == line.npos ? "" : line.substr(arrow + 4)))
+                ADD_FAILURE_AT(file_.c_str(), number) << line << "\n" << outcome;
         }
         for (const auto &object : machine.objects)
             if (object.first != "client")
-                machine.let_go(object.first);
-        machine.let_go("client");
+                machine.release_held(object.first);
+        machine.release_held("client");
         EXPECT_EQ(machine.run("owned ; pooled"), "0 ; 0") << cimsim_live();
         EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
     }
@@ -638,13 +639,13 @@ private:
 // Parts begin with "== title"; each with what stands before the first.
 void register_script(const std::filesystem::path &path) {
     std::ifstream stream(path);
-    Script::Lines begin, lines;
+    ScriptTest::Lines begin, lines;
     std::string title;
     const auto end = [&] {
         if (!title.empty())
             testing::RegisterTest(("Script/" + path.stem().string()).c_str(), title.c_str(), nullptr, nullptr,
                                   path.c_str(), lines.front().first,
-                                  [=]() -> testing::Test * { return new Script(path.string(), lines); });
+                                  [=]() -> testing::Test * { return new ScriptTest(path.string(), lines); });
         else
             begin = lines;
         lines = begin;
@@ -670,8 +671,8 @@ const bool registered = [] {
         machine.attached = getenv("SCRIPT_NAME") == std::string("./run");
         if (machine.attached)
             cimsim_use_state(getenv("CIMSIM_STATE"));
-        if (const std::string told = machine.run_rest(line); !told.empty())
-            puts(told.c_str());
+        if (const std::string outcome = machine.run_rest(line); !outcome.empty())
+            puts(outcome.c_str());
         exit(0);
     }
     for (const auto &entry : std::filesystem::directory_iterator(SCRIPTS))
