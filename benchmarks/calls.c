@@ -2,14 +2,14 @@
  * client library.
  *
  *   calls                              a line for each operation: its name, whether it is a query, and the
- *                                      allocations of libxavo's own
- *   calls OPERATION SIDE TIMES [JOBS]  that side, so often, each time in `counted`, on a controller with so
- *                                      many jobs (10); SIDE is libxavo, by-hand or guarded
+ *                                      further allocations of libxavo
+ *   calls OPERATION SIDE TIMES [JOBS]  runs that side TIMES times, each in `counted`, on a controller with
+ *                                      JOBS jobs (10); SIDE is libxavo, by-hand or guarded
  *
- *   calls OPERATION time TIMES [JOBS]  the median nanoseconds of libxavo and by hand, taken in turns, once it
- *                                      is sure that both make the same calls into the client library
+ *   calls OPERATION time TIMES [JOBS]  the median nanoseconds of libxavo and by hand in turns that alternate,
+ *                                      after a check that both make the same calls into the client library
  *
- * What is written by hand is as short as can be: it checks nothing, locks nothing and trusts every answer. */
+ * The code by hand is as short as possible: it checks nothing, locks nothing and trusts every answer. */
 #include <cimsim.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -17,7 +17,7 @@
 #include <time.h>
 #include <XAVO_companion.h>
 
-/* What a call hands out. */
+/* The results of a call. */
 typedef struct outcome {
     XAVO_ErrorCode code;
     char *job;
@@ -69,7 +69,7 @@ static CMPIObjectPath *keyed_path(const char *class_name, const char *id) {
     return path;
 }
 
-/* A method call: begun, filled in by its operation, sent, ended. */
+/* A method call: `begin`, the arguments of its operation, `send`. */
 typedef struct call {
     CMCIClient *client;
     CMPIObjectPath *path, *target;
@@ -416,7 +416,7 @@ int main(int argc, char **argv) {
     } else if (strcmp(argv[2], "guarded") == 0) {
         check("no guard", XAVO_guard(sp) == XAVO_NO_ERROR && XAVO_set_quiet_time(sp, ~0U) == XAVO_NO_ERROR);
     }
-    /* What only the first call costs, the guard's question among it. */
+    /* The first call has costs of its own, such as the probe of a guarded handle. */
     prepare(2);
     nanoseconds(t.sides[0], sp);
     prepare(t.jobs);
