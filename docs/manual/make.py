@@ -1,16 +1,16 @@
-"""What scripts/manual runs: makes the manual, pages for man(1) in build/manual, and the same as HTML.
+"""Makes the manual for scripts/manual: pages for man(1) in build/manual, and the same as HTML.
 
 The pages of section 3 come from the comments of the public headers, a page for each section of a header,
-with the program docs/manual/examples/PAGE.c where there is one; those of the other sections stand in
-docs/manual/*.md, where a line between two @ is replaced:
-    @conventions HEADER@    what the header's first comment says
+with the program docs/manual/examples/PAGE.c if it exists; those of the other sections are docs/manual/*.md, in
+which a line between two @ is replaced:
+    @conventions HEADER@    the header's first comment
     @pages HEADER@          its sections, and the functions of each
     @codes@                 the error codes
     @example NAME@          docs/manual/examples/NAME.c
     @guide HEADING@         that section of the guide, without its commands
-pandoc writes them, and the guide with them, as HTML in build/manual/html. --check fails when an exported function has
-no page, a page names an error code, a constant or a page that does not exist, a link leads nowhere, an example does not
-compile, the picture is another than its source says, or mandoc finds fault with a page.
+pandoc writes them and the guide as HTML in build/manual/html. --check fails if an exported function has no page, a page
+names an error code, a constant or a page that does not exist, a link has no target, an example does not compile, the
+picture differs from its source, or mandoc reports a page.
 """
 import argparse
 import os
@@ -59,7 +59,7 @@ def version():
 
 
 def date():
-    """When the sources were last changed; pages that are made again are the same."""
+    """The date of the last commit, so that the same sources make the same pages."""
     seconds = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
         ["git", "log", "-1", "--format=%ct"], check=True, capture_output=True, text=True).stdout
     return datetime.fromtimestamp(int(seconds), timezone.utc).date().isoformat()
@@ -69,7 +69,7 @@ def date():
 
 
 class Entry:
-    """A comment and the declarations that stand right below it; either may be missing."""
+    """A comment and the declarations directly below it; either may be missing."""
 
     def __init__(self, comment, code):
         self.comment, self.code = comment, code
@@ -87,7 +87,7 @@ class Section:
         return [name for entry in self.entries for name in entry.functions]
 
     def page(self):
-        """The function that the page is named for: one that asks a service, where there is one."""
+        """The function after which the page is named: a method call if there is one, else the first."""
         return next((name for name in self.functions() if name.startswith("XAVO_invoke_")), self.functions()[0])
 
 
@@ -98,7 +98,7 @@ def plain(comment):
 
 
 def read_header(path):
-    """(what the first comment says, the sections)."""
+    """The text of the first comment, and the sections."""
     text = path.read_text()
     opening = re.match(r"/\*.*?\*/", text, re.S).group(0)
     body = text[len(opening):].split("/* ----", 1)
@@ -152,7 +152,7 @@ def escape(text):
 
 
 def inline(text, pages):
-    """One paragraph as Markdown: functions lead to their page, code stands out."""
+    """One paragraph as Markdown: functions link to their page, code is in another font."""
 
     def word(match):
         token = match.group(0)
@@ -171,8 +171,8 @@ def inline(text, pages):
 
 
 def prose(text, pages):
-    """A comment's text as Markdown. Lines that are indented further than the text before them are shown
-    as they are; numbered and named points become a list."""
+    """A comment's text as Markdown. Lines that are indented further than the text before them stay
+    verbatim; numbered and named points become a list."""
     out, paragraph, verbatim = [], [], []
 
     def flush():
@@ -187,7 +187,7 @@ def prose(text, pages):
         paragraph, verbatim = [], []
 
     hanging = 0
-    term = None  # the column at which what is said of a name stands
+    term = None  # the column of the text after a name
     for line in text.split("\n"):
         indent = len(line) - len(line.lstrip())
         name = re.match(r" ([A-Z_]+)  +(?=\S)", line)
@@ -209,7 +209,7 @@ def prose(text, pages):
                 flush()
             verbatim.append(line)
         else:
-            if verbatim or re.match(r"(Errors|Returns|Codes with)\b", line):  # what it reports, apart
+            if verbatim or re.match(r"(Errors|Returns|Codes with)\b", line):  # a new paragraph
                 flush()
             paragraph.append(line)
     flush()
@@ -250,7 +250,7 @@ def header_page(header, section, codes, pages):
             lines += ["```", entry.code, "```", ""]
     if used and "define XAVO_ERROR_CODES" not in text:
         lines += ["# ERRORS", "", "The codes that this page names" +
-                  ("; the common errors are told in **xavo**(7)" if "ommon errors" in text else "") + ":", "",
+                  ("; **xavo**(7) describes the common errors" if "ommon errors" in text else "") + ":", "",
                   code_list(used)]
     if example(name).exists():
         lines += ["# EXAMPLE", "", show(example(name))]
@@ -261,7 +261,7 @@ def header_page(header, section, codes, pages):
 
 
 def bold(page):
-    """xavo(7), as a page refers to another."""
+    """A reference such as xavo(7), with its name in bold."""
     return "**" + escape(page).replace("(", "**(")
 
 
@@ -284,13 +284,13 @@ def guide_section(heading):
     found = re.search(rf"^## {re.escape(heading)}\n(.*?)(?=^## |\Z)", text, re.M | re.S)
     if not found:
         sys.exit(f"manual: the guide has no section {heading}")
-    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # they belong to the guide's files
+    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # commands for the guide's files
     text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # no page of the manual
     return re.sub(r"^###", "##", text, flags=re.M)
 
 
 def own_page(source, headers, codes, pages):
-    """A page of docs/manual, with what its lines between two @ stand for."""
+    """A page of docs/manual, with its lines between two @ replaced."""
     by_path = {str(header.path): header for header in headers}
     words = {
         "conventions": lambda path: prose(re.sub(r"^Conventions\n+", "", by_path[path].opening.split("\n\n", 1)[1],
@@ -310,7 +310,7 @@ def pandoc(markdown, *options):
 
 
 def write_html(name, title, text, pages):
-    """Writes a page for a browser; in it each function, and each page that is named, leads there."""
+    """Writes a page for a browser, with links for each function and each page that it names."""
     if name != "index.html":
         text = f"[libxavo {version()}](index.html)\n\n" + text
     html = pandoc(text, "--to", "html5", "--css", "style.css", "--metadata", "lang=en", "--metadata",
@@ -344,7 +344,7 @@ def main():
     given = arguments.parse_args()
     codes = error_codes()
     headers = HEADERS
-    pages = {}  # function to the page that tells of it
+    pages = {}  # function to its page
     for header in headers:
         header.read()
         for section in families(header):
@@ -381,7 +381,7 @@ def main():
     guide = Path("docs/guide.md")
     for source in [guide, *sorted(set(Path("docs").glob("*.md")) - {guide}), Path("CHANGELOG.md")]:
         text = re.sub(r"\]\((\w[\w-]*)\.md(#[\w-]+)?\)", r"](\1.html\2)", source.read_text())
-        text = re.sub(r"\[([^]]*)\]\(\.\./[^)]*\)", r"\1", text)  # what only the sources have
+        text = re.sub(r"\[([^]]*)\]\(\.\./[^)]*\)", r"\1", text)  # files that only the source tree has
         name = source.stem.lower() + ".html"
         write_html(name, source.stem, text, pages)
         listed.append(f"- [{text.splitlines()[0].lstrip('# ')}]({name})")
@@ -394,7 +394,7 @@ def main():
     for picture in Path("docs").glob("*.svg"):
         (html / picture.name).write_bytes(picture.read_bytes())
     subprocess.run(["dot", "-Tsvg", "docs/call.dot", "-o", str(html / "call.svg")], check=True)
-    print(f"{len(written) + 1} pages in {OUT}, {len(pages)} functions of section 3 lead to one")
+    print(f"{len(written) + 1} pages in {OUT}, for {len(pages)} functions")
     if given.check:
         faults = check_pages(headers, pages, codes, written, given.build) + check_links(html)
         for fault in faults:
@@ -425,7 +425,8 @@ def check_pages(headers, pages, codes, written, build):
         faults += [f"{function} of {header.exports} has no page"
                    for function in exported(header, build) if function not in pages]
     declared = "".join(without_comments(path.read_text()) for path in
-                       [path for header in headers for path in [header.path, *header.types]] + sorted(Path("simulator/include/CimClientLib").glob("*.h")))
+                       [path for header in headers for path in [header.path, *header.types]] +
+                       sorted(Path("simulator/include/CimClientLib").glob("*.h")))
     declared = set(re.findall(r"\w+", declared)) | {header.path.stem for header in headers} | ENVIRONMENT
     reasons = {word[len("XAVO_REASON_"):] for word in declared if word.startswith("XAVO_REASON_")}
     bare = set(codes) | {re.sub("^(XAVO_(REASON_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
@@ -434,20 +435,20 @@ def check_pages(headers, pages, codes, written, build):
     for name, section, markdown in written:
         page = f"{name}({section})"
         text = markdown.replace("\\", "")
-        # What looks like a name of a header's must be one; a name that goes on in dots stands for several.
+        # A word that looks like a name from a header must be one; one followed by _ or * stands for several.
         for word in set(re.findall(r"\b(?:XAVO|cimsim|CIMSIM)_\w*[a-zA-Z0-9]\b(?!_|\*)", text)):
             if word not in declared:
                 faults.append(f"{page} names {word}, which no header has")
         for word in set(re.findall(r"(?<![_.\w])[A-Z]{2,}(?:_[A-Z]+)+\b(?![_.(])", text)):
             if word not in bare | declared:
                 faults.append(f"{page} names {word}, which is neither an error code nor a constant")
-        # What a function reports is a code, or a reason.
+        # The errors of a function are codes or reasons.
         for sentence in re.findall(r"(?:Errors|Returns|Codes with)\b(.*?)(?=Any thread|\n\n|\Z)", text, re.S):
-            faults += [f"{page} lists the error {code}, which there is not"
+            faults += [f"{page} lists the error {code}, which does not exist"
                        for code in re.findall(r"(?<![_\w])(?:XAVO_)?([A-Z]{2,}(?:_[A-Z]+)+)\b", sentence)
                        if code not in codes and code not in reasons | ENVIRONMENT and f"XAVO_{code}" not in declared]
         named = {"".join(parts) for parts in re.findall(r"\*\*([\w-]+)\*\*(\(\d\))", text)}
-        faults += [f"{page} refers to {other}, which there is not" for other in sorted(named - known)]
+        faults += [f"{page} refers to {other}, which does not exist" for other in sorted(named - known)]
     shown = {name for name, _, _ in written}
     for program in sorted((SOURCES / "examples").glob("*.c")):
         if program.stem not in shown:
@@ -459,7 +460,7 @@ def check_pages(headers, pages, codes, written, build):
     words = [re.findall(r"<text.*?>(.*?)</text>", picture.read_text())
              for picture in (Path("docs/call.svg"), OUT / "html" / "call.svg")]
     if words[0] != words[1]:
-        faults.append("docs/call.svg is not what docs/call.dot says: dot -Tsvg docs/call.dot -o docs/call.svg")
+        faults.append("docs/call.svg differs from docs/call.dot: dot -Tsvg docs/call.dot -o docs/call.svg")
     faults += [f"{page} has no date" for page in OUT.glob("man*/*")
                if not re.search(r'^(\.TH .* "\d{4}-\d\d-\d\d" |\.so )', page.read_text(), re.M)]
     manual = [str(page.relative_to(OUT)) for page in sorted(OUT.glob("man*/*"))]
@@ -468,7 +469,7 @@ def check_pages(headers, pages, codes, written, build):
 
 
 class Links(HTMLParser):
-    """What a page of HTML leads to, and what in it can be led to."""
+    """The references of an HTML page, and the targets in it."""
 
     def __init__(self, page):
         super().__init__()
@@ -492,7 +493,7 @@ def check_links(html):
             target = target or name
             if "://" not in reference and not (
                     (html / target).exists() and (not place or place in found[target].targets)):
-                faults.append(f"{name} leads to {reference}, which there is not")
+                faults.append(f"{name} links to {reference}, which does not exist")
     return faults
 
 
