@@ -105,8 +105,8 @@ TEST(Handle, IsJudgedByItsHeadFirst) {
     void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     char *const unreadable = static_cast<char *>(memory) + page;
     ASSERT_EQ(mprotect(unreadable, page, PROT_NONE), 0);
-    EXPECT_EQ(XAVO_is_valid(reinterpret_cast<XAVO_Proxy *>(unreadable - offsetof(XAVO_Proxy, tail_magic))),
-              0);
+    constexpr size_t readable = offsetof(XAVO_Proxy, tail_magic) / alignof(XAVO_Proxy) * alignof(XAVO_Proxy);
+    EXPECT_EQ(XAVO_is_valid(reinterpret_cast<XAVO_Proxy *>(unreadable - readable)), 0);
     munmap(memory, 2 * page);
 }
 
