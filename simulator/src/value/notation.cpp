@@ -48,8 +48,9 @@ public:
 
 private:
     const Statement &statement_;
+    mutable int depth_ = 0; // of the value that is being parsed
 
-    // What stands before the first colon and after it.
+    // The text before the first colon, and the text after it.
     struct Parts {
         std::string head, rest;
         bool has_rest;
@@ -60,6 +61,14 @@ private:
     }
 
     Value parse(const std::string &text) const {
+        if (++depth_ > 101) // each takes room on the stack
+            statement_.fail("a value has more than 100 others around it");
+        Value value = parse_one(text);
+        --depth_;
+        return value;
+    }
+
+    Value parse_one(const std::string &text) const {
         const auto [head, rest, has_rest] = split(text);
         if (!has_rest) {
             if (head == "null")
@@ -116,7 +125,7 @@ private:
         return value;
     }
 
-    // Whatever language the program speaks, a number has a point.
+    // Independent of the locale: a number has a point.
     template <class Number>
     Number parse_number(const std::string &text) const {
         Number number = {};
