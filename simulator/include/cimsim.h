@@ -29,10 +29,11 @@
  *                 error in it is reported with its line and ends the program when it connects. A word
  *                 that is neither is reported on standard error and ignored.
  *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
- *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches
- *                 and the broker's generation: a client that connected before a restart is on a dead
- *                 connection, whichever process restarted it. Faults, scripted answers, odd elements,
- *                 traces and counts are each process's own. Every exchange and every function here
+ *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches,
+ *                 scripted answers, added elements, faults (the calls of all processes count) and the
+ *                 broker's generation: a client that connected before a restart is on a dead
+ *                 connection, whichever process restarted it. Traces and counts are each process's
+ *                 own. Every exchange, every call while faults are planned, and every function here
  *                 locks FILE.lock, reads the file again if it changed, and writes it whole when
  *                 something has changed, to FILE.new, which is then renamed and has its owner,
  *                 group and permissions; a new file is its owner's alone, since passwords stand in
@@ -272,6 +273,27 @@ const cimsim_request *cimsim_last_request(void);
 /* Number of requests that have reached the broker since cimsim_reset. */
 unsigned long cimsim_request_count(void);
 
+/* ---- The journal -------------------------------------------------------------------------------- */
+
+/* on: starts a new journal of every request that reaches the broker, from all processes that share the state;
+ * off: stops it. Each process appends to FILE.journal; without a state the journal is in memory. */
+void cimsim_journal(int on);
+
+typedef struct cimsim_journal_entry {
+    long process; /* that sent it */
+    const char *operation, *user, *class_name;
+    const char *method;  /* empty when the operation is not invokeMethod */
+    const char *subject; /* the first argument of a method, or the first key, as text; else empty */
+    CMPIrc rc;           /* the answer's status */
+    int has_returned;    /* 1: a method returned a uint32 */
+    unsigned int returned;
+} cimsim_journal_entry;
+
+/* Number of the entries. */
+unsigned long cimsim_journal_count(void);
+/* The index-th entry. Returns 0, or -1 past the end. */
+int cimsim_journal_at(unsigned long index, cimsim_journal_entry *entry);
+
 /* ---- Scripting the next answer ------------------------------------------------------------------ */
 
 /* These three make up the whole answer to the next invokeMethod, or, after cimsim_answer_then, to the one
@@ -309,6 +331,18 @@ typedef struct cimsim_fault {
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault);
 /* The same, and every call after the nth as well. */
 void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault);
+/* What can happen in a call: it does not return, unless its own process calls cimsim_reset, when it fails
+ * with rc 1; SIGSEGV ends the process; the process calls exit(1); the broker restarts, as by
+ * cimsim_restart_broker(CIMSIM_PIPE_CALLS). */
+#define CIMSIM_HANG 1
+#define CIMSIM_CRASH 2
+#define CIMSIM_EXIT 3
+#define CIMSIM_RESTART 4
+
+/* Makes this happen in the nth call from now of this slot, counted as by cimsim_fail: before the call does
+ * anything or, when `after` is not 0, after it did its work; in an exchange that is after the controller
+ * acted and before the answer arrives. */
+void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after);
 /* The slot into which a fault was injected last since the latest one was planned, or NULL. */
 const char *cimsim_fault_hit(void);
 
@@ -324,6 +358,20 @@ void cimsim_trace(int on);
  * which the record first meets them. A constructor that makes nothing is "native_new_CMPIArgs=NULL";
  * an object that a slot hands out gets its number when it is first used. */
 const char *cimsim_traced(void);
+
+/* ---- Workers ------------------------------------------------------------------------------------- */
+
+/* A program may let other processes make its calls, in workers that it starts. These meet its controller in a
+ * state only, whose file they find in their environment. Functions here that attach the process to another
+ * controller set or clear CIMSIM_STATE and CIMSIM_SCENE in the environment of the process.
+ *
+ * A library that makes such workers calls this function, if it is there: with 1 before it copies the
+ * environment for a pool of workers, with -1 after it has freed one. A process without a state then gets a
+ * private one in $TMPDIR (else /tmp), which is removed when the process ends by exit; it holds what the
+ * process's controller holds. When the process is to be attached to another controller while there is such a
+ * pool, the program ends with a message. The folder of the simulator goes to the front of LD_LIBRARY_PATH,
+ * and CIMSIM_ONLY is set: a worker loads the simulator, and refuses another client library. */
+void XAVO_pools_changed(int change);
 
 /* ---- Accounting --------------------------------------------------------------------------------- */
 

@@ -46,8 +46,8 @@ installs() {
     cmake --build beside
     cmake --install beside --component simulator --prefix simulator
     installs simulator bin/xavo-simulate include/xavo-simulator/cimsim.h \
-        lib/cmake/xavo/xavo-simulator-targets{,-relwithdebinfo}.cmake lib/pkgconfig/xavo-simulator.pc \
-        lib/xavo-simulator/{libcmpisfcc.so{,.1},has-capabilities,restart-broker}
+        lib/cmake/xavo/xavo-simulator-targets{,-relwithdebinfo}.cmake lib/pkgconfig/xavo-simulator{,-control}.pc \
+        lib/xavo-simulator/{libcimsim.so{,.1},libcmpisfcc.so{,.1},has-capabilities,restart-broker}
 }
 
 # Without a search path of the loader's: the linker must find everything by itself.

@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     sim.broker = {};
     sim.recorder = {};
     try {
-        apply_scene(sim, text, false);
+        apply_scene(sim, text);
     } catch (const Mistake &mistake) {
         const auto ends = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
         assert(mistake.line >= 1 && mistake.line <= ends + 1);
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     instances();
     const std::string state = state_text(sim);
     forget_scene(sim);
-    apply_scene(sim, state, true);
+    apply_scene(sim, state);
     assert(state_text(sim) == state);
     return 0;
 }

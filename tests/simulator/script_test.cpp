@@ -66,6 +66,16 @@ std::string shown(unsigned index) {
            job.JobUntilTime + "|" + std::to_string(job.PercentComplete);
 }
 
+// An entry of the journal.
+std::string recorded(unsigned index) {
+    cimsim_journal_entry entry;
+    if (cimsim_journal_at(index, nullptr) != -1 || cimsim_journal_at(index, &entry) != 0)
+        return "none";
+    return (entry.process == getpid() ? "own " : "") + std::string(entry.operation) + " " + entry.user + " " +
+           entry.class_name + "." + entry.method + "(" + entry.subject + ") " + std::to_string(entry.rc) +
+           (entry.has_returned ? " " + std::to_string(entry.returned) : "");
+}
+
 std::string request() {
     const cimsim_request *const asked = cimsim_last_request();
     if (asked == nullptr)

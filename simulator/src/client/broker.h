@@ -5,6 +5,7 @@
 
 #include "controller/answer.h"
 
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
@@ -21,6 +22,14 @@ struct ScriptedAnswer {
     std::vector<Item> outputs;
 
     Answer answer() &&;
+};
+
+// A request that reached the broker, and what became of it.
+struct JournalEntry {
+    long process;
+    std::string operation, user, class_name, method, subject; // the last: the first key or argument, as text
+    CMPIrc rc;
+    std::optional<std::uint32_t> returned;
 };
 
 struct RequestItem {
@@ -48,6 +57,7 @@ struct Broker {
     unsigned long overlaps = 0;
     unsigned long requests = 0;
     std::optional<Request> last;
+    bool journal = false;                              // requests are recorded, see JournalEntry
     std::deque<ScriptedAnswer> scripted_answers;       // for the next method calls, one each
     std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
 };

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -76,7 +77,7 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
     CallRecorder &recorder = sim.recorder;
     ++recorder.all_calls;
     ++recorder.calls[slot];
-    fault_ = recorder.take_fault(slot);
+    take_fault();
     this_thread().has_called = true;
     const bool constructs = role == Role::constructor || role == Role::connect;
     if (recorder.tracing && !constructs)
@@ -95,13 +96,57 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
                object->reader != &this_thread()) {
         misuse(object->name() + " released on a thread that did not read it");
     }
+    if (fault_ && !fault_->with_result)
+        end_process();
 }
 
 Call::~Call() {
+    if (fault_ && fault_->with_result)
+        end_process();
     if (rc_)
         *rc_ = status();
     if (sim.recorder.tracing && (role_ == Role::constructor || role_ == Role::connect))
         sim.recorder.record(std::string(slot_) + "=" + sim.recorder.trace_name(made_));
+}
+
+// Plans are the controller's: another process may have made them, and each is carried out once. What is left
+// of them is handed on before the fault has its effect, which may be the end of this process.
+void Call::take_fault() {
+    sim.shared.refresh();
+    if (sim.recorder.faults.empty())
+        return;
+    Session session(sim.shared);
+    fault_ = sim.recorder.take_fault(slot_);
+    if (!fault_ || fault_->ending != Ending::restart)
+        return;
+    if (!fault_->with_result) {
+        ++sim.broker.generation;
+        fault_.reset(); // the call itself meets what becomes of that
+    }
+}
+
+void Call::end_process() {
+    switch (fault_->ending) {
+    case Ending::hang: {
+        const unsigned long resets = sim.resets;
+        sim.time_changed.wait(lock_, [&] { return sim.resets != resets; });
+        break;
+    }
+    case Ending::crash:
+        std::signal(SIGSEGV, SIG_DFL);
+        std::raise(SIGSEGV);
+        break;
+    case Ending::exit:
+        lock_.unlock(); // functions that run at the end of the process may call the library
+        std::exit(EXIT_FAILURE);
+    case Ending::restart: {
+        Session session(sim.shared);
+        ++sim.broker.generation;
+        break;
+    }
+    default:
+        break;
+    }
 }
 
 void Call::misuse(const std::string &what, CMPIrc rc) {
@@ -156,7 +201,7 @@ void Call::wait_for_threads(unsigned int milliseconds) {
 }
 
 CMPIStatus Call::status() {
-    const bool injected = fault_ && !misused_;
+    const bool injected = fault_ && fault_->ending != Ending::restart && !misused_;
     const std::optional<std::string> &message = injected ? fault_->message : message_;
     CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
     // No object outlives the back end; and nobody looks at what a release returns, so that a message

@@ -15,10 +15,14 @@
 
 namespace cimsim {
 
+// What becomes of the process or the broker in a call that is to fail; cimsim.h has the same values.
+enum class Ending { none, hang, crash, exit, restart, count };
+
 struct Fault {
     CMPIrc rc = CMPI_RC_ERR_FAILED;
     std::optional<std::string> message;
     bool with_result = false;
+    Ending ending = Ending::none;
 };
 
 // A fault to inject into a later call.
@@ -35,7 +39,7 @@ struct CallRecorder {
     unsigned long all_calls = 0;
 
     std::vector<PlannedFault> faults; // oldest first
-    const char *last_injected = nullptr;
+    std::string last_injected;        // the slot of the fault that was injected last
 
     unsigned int unload_ms = 0; // how long the release of the last client stays open to the ends of threads
 
@@ -112,6 +116,9 @@ public:
 
 private:
     Call(const char *slot, Object *object, CMPIStatus *rc, Role role);
+
+    void take_fault();  // the one that is due, if any
+    void end_process(); // or the broker, as the fault says
 
     std::unique_lock<std::mutex> lock_;
     const char *slot_;

@@ -76,6 +76,21 @@ Answer answer_to(const Request &request, Ask ask) {
 // Whether the socket that all clients share is dead: its broker has ended or was restarted.
 bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.connected; }
 
+JournalEntry journal_entry(const Request &request, const Answer &answer) {
+    const auto &items = request.is_method_call() ? request.arguments : request.keys;
+    JournalEntry entry{static_cast<long>(getpid()),
+                       request.operation,
+                       request.user,
+                       request.class_name,
+                       request.method,
+                       items.empty() ? "" : items.front().text,
+                       answer.rc,
+                       std::nullopt};
+    if (answer.result.type == CMPI_uint32 && answer.result.state == CMPI_goodValue)
+        entry.returned = static_cast<std::uint32_t>(answer.result.bits);
+    return entry;
+}
+
 // One exchange: sends the request to the broker, gets the controller's answer from `ask`, and holds it back
 // with the lock released. An exchange on a client on which another is still running counts as an overlap. If
 // the client is released in the meantime, the call becomes misuse.
@@ -98,6 +113,8 @@ Answer exchange(Call &call, Request request, Ask ask) {
         request.user = client.user;
         ++broker.requests;
         answer = answer_to(request, ask);
+        if (broker.journal)
+            sim.shared.record(journal_entry(request, answer));
         broker.last = std::move(request);
         if (!session.end())
             answer = failed(CMPI_RC_ERR_FAILED, sim.shared.error());

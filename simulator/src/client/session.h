@@ -2,6 +2,8 @@
 #ifndef CIMSIM_SESSION_H
 #define CIMSIM_SESSION_H
 
+#include "client/broker.h"
+
 #include <string>
 
 namespace cimsim {
@@ -11,10 +13,14 @@ class SharedController {
 public:
     // Whether other processes may have the controller, too.
     virtual bool in_use() const = 0;
+    // Takes over what others have changed, if they have.
+    virtual void refresh() = 0;
     // Locks the others out, and takes over what they have changed. False: the controller cannot be had.
     virtual bool begin() = 0;
     // Hands on what was changed since a begin that was true, and unlocks. False: that is not possible.
     virtual bool end() = 0;
+    // Adds to the controller's journal; in a session.
+    virtual void record(const JournalEntry &entry) = 0;
     // Why it cannot be had; empty while it can.
     virtual const std::string &error() const = 0;
 

@@ -16,6 +16,8 @@ struct cimsim_value {
 
 static_assert(CIMSIM_USUAL_JOB_LIMIT == usual_job_limit && CIMSIM_NO_LIMIT == no_job_limit);
 static_assert(CIMSIM_REMEMBERED == remembered);
+static_assert(CIMSIM_HANG == int(Ending::hang) && CIMSIM_CRASH == int(Ending::crash) &&
+              CIMSIM_EXIT == int(Ending::exit) && CIMSIM_RESTART == int(Ending::restart));
 
 namespace {
 
@@ -81,15 +83,17 @@ void check_slot(const char *function, const char *slot) {
         end_program(function, "there is no slot \"" + std::string(slot) + "\"");
 }
 
-void plan(const char *function, const char *slot, unsigned long nth, const cimsim_fault *fault,
-          bool for_ever) {
+void plan(const char *function, const char *slot, unsigned long nth, bool for_ever, Fault fault) {
     check_slot(function, slot);
     if (nth == CIMSIM_TAKE_BACK)
         return sim.recorder.faults.clear();
-    sim.recorder.last_injected = nullptr;
-    sim.recorder.faults.push_back(
-        {text_or_empty(slot), nth, for_ever,
-         fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0} : Fault{}});
+    sim.recorder.last_injected.clear();
+    sim.recorder.faults.push_back({text_or_empty(slot), nth, for_ever, std::move(fault)});
+}
+
+Fault fault_of(const cimsim_fault *fault) {
+    return fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0, Ending::none}
+                 : Fault{};
 }
 
 template <class Visit>
@@ -131,7 +135,7 @@ int cimsim_use_state(const char *path) {
     const std::lock_guard<std::mutex> lock(sim.lock);
     const bool dead = sim.broker.generation != sim.connected;
     process.from_environment = false;
-    process.state.use(path);
+    process.attach(path);
     Session session(process.state);
     const bool good = session.end();
     process.controller_replaced(dead);
@@ -426,6 +430,39 @@ unsigned long cimsim_request_count(void) {
     return sim.broker.requests;
 }
 
+// ---- The journal --------------------------------------------------------------------------------
+
+void cimsim_journal(int on) {
+    const ControlCall call(sim.lock);
+    sim.broker.journal = on != 0;
+    if (on)
+        process.state.journal.clear();
+}
+
+unsigned long cimsim_journal_count(void) {
+    const ControlCall call(sim.lock);
+    return process.state.journal.entries().size();
+}
+
+int cimsim_journal_at(unsigned long index, cimsim_journal_entry *entry) {
+    const ControlCall call(sim.lock);
+    Returned &returned = fresh_answer();
+    const auto &entries = process.state.journal.entries();
+    if (index >= entries.size() || !entry)
+        return -1;
+    const JournalEntry &found = entries[index];
+    *entry = {found.process,
+              returned.keep(found.operation),
+              returned.keep(found.user),
+              returned.keep(found.class_name),
+              returned.keep(found.method),
+              returned.keep(found.subject),
+              found.rc,
+              found.returned.has_value(),
+              found.returned.value_or(0)};
+    return 0;
+}
+
 // ---- Scripting the next answer ------------------------------------------------------------------
 
 void cimsim_answer_return(cimsim_value *value) {
@@ -456,17 +493,27 @@ void cimsim_answer_then(void) {
 
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
     const ControlCall call(sim.lock);
-    plan("cimsim_fail", slot, nth, fault, false);
+    plan("cimsim_fail", slot, nth, false, fault_of(fault));
 }
 
 void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *fault) {
     const ControlCall call(sim.lock);
-    plan("cimsim_fail_from", slot, nth, fault, true);
+    plan("cimsim_fail_from", slot, nth, true, fault_of(fault));
+}
+
+void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
+    const ControlCall call(sim.lock);
+    if (what < CIMSIM_HANG || what > CIMSIM_RESTART)
+        end_program("cimsim_disrupt", "nothing has the number " + std::to_string(what));
+    Fault fault;
+    fault.with_result = after != 0;
+    fault.ending = static_cast<Ending>(what);
+    plan("cimsim_disrupt", slot, nth, false, std::move(fault));
 }
 
 const char *cimsim_fault_hit(void) {
     const ControlCall call(sim.lock);
-    return sim.recorder.last_injected;
+    return sim.recorder.last_injected.empty() ? nullptr : fresh_answer().keep(sim.recorder.last_injected);
 }
 
 // ---- Watching -----------------------------------------------------------------------------------
@@ -529,6 +576,13 @@ unsigned long cimsim_misuses(void) {
 const char *cimsim_last_misuse(void) {
     const ControlCall call(sim.lock);
     return fresh_answer().keep(sim.recorder.last_misuse);
+}
+
+// ---- Workers ------------------------------------------------------------------------------------
+
+void XAVO_pools_changed(int change) {
+    const std::lock_guard<std::mutex> guard(sim.lock);
+    process.pools_changed(change);
 }
 
 } // extern "C"

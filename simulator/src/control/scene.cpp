@@ -42,14 +42,12 @@ void sort_words(const StatementForm &form, Statement &s) {
 
 } // namespace
 
-void apply_scene(Simulator &simulator, const std::string &text, bool lasts) {
+void apply_scene(Simulator &simulator, const std::string &text) {
     for (Statement &statement : parse(text)) {
         const StatementForm *const form = find_statement(statement.name);
         if (!form)
             throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
         sort_words(*form, statement);
-        if (lasts && !form->is_lasting)
-            statement.fail("it is a process's own, and stands in a scene");
         form->apply(simulator, statement);
     }
 }
@@ -61,6 +59,11 @@ void forget_scene(Simulator &simulator) {
     broker.garbage = false;
     broker.hold_ms = 0;
     broker.refused.clear();
+    broker.scripted_answers.clear();
+    broker.extra_elements.clear();
+    broker.journal = false;
+    simulator.recorder.faults.clear();
+    simulator.recorder.last_injected.clear();
 }
 
 } // namespace cimsim

@@ -8,9 +8,9 @@
 
 namespace cimsim {
 
-// Applies the statements of a text to the controller, the broker and the planned faults. With `lasts` the
-// text is a state, which has no faults. Throws Mistake; the statements before the mistake stay applied.
-void apply_scene(Simulator &simulator, const std::string &text, bool lasts);
+// Applies the statements of a text to the controller, the broker and the planned faults. Throws Mistake; the
+// statements before the mistake stay applied.
+void apply_scene(Simulator &simulator, const std::string &text);
 
 // Forgets what a state has.
 void forget_scene(Simulator &simulator);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <new>
 #include <sstream>
 #include <unistd.h>
@@ -58,7 +59,7 @@ std::string apply_file(const std::string &path) {
     if (!read_whole(path, &text, &ignored, nullptr))
         return path + ": " + std::strerror(errno);
     try {
-        apply_scene(sim, text, false);
+        apply_scene(sim, text);
     } catch (const Mistake &mistake) {
         return path + ":" + std::to_string(mistake.line) + ": " + mistake.what();
     }
@@ -90,6 +91,7 @@ void renew(Part &part) {
 // What the process did not leak itself is freed, so that a leak checker reports only the program's own.
 __attribute__((destructor)) void unload() {
     std::lock_guard<std::mutex> lock(sim.lock);
+    process.remove_private_state();
     renew(sim.controller);
     renew(sim.broker);
     renew(sim.recorder);
@@ -107,12 +109,70 @@ void Process::leave_environment() {
     if (!std::exchange(from_environment, false))
         return;
     const bool dead = simulator.broker.generation != simulator.connected;
-    state.use(nullptr);
+    attach(nullptr);
     state.set_scene_error({});
     forget_scene(simulator);
     simulator.controller.load_demo();
-    simulator.recorder.faults.clear();
     controller_replaced(dead);
+}
+
+void Process::attach(const char *path) {
+    const std::string before = state.path();
+    state.use(path);
+    if (pools > 0 && state.path() != before) {
+        std::fprintf(stderr,
+                     "cimsim: a pool of workers was made before, and would not meet the controller of %s: "
+                     "attach the program first\n",
+                     state.in_use() ? state.path().c_str() : "this process");
+        std::abort();
+    }
+    unsetenv("CIMSIM_SCENE");
+    if (state.in_use())
+        setenv("CIMSIM_STATE", state.path().c_str(), 1);
+    else
+        unsetenv("CIMSIM_STATE");
+}
+
+namespace {
+
+// Lets workers load the simulator from the folder that this library is in, and no other client library.
+void show_simulator_to_workers() {
+    Dl_info self;
+    const char *const given = std::getenv("LD_LIBRARY_PATH");
+    std::string path = dladdr(&room, &self) != 0 ? self.dli_fname : "";
+    path = path.substr(0, path.find_last_of('/') + 1);
+    if (!path.empty() && (!given || std::string(given).compare(0, path.size(), path) != 0))
+        setenv("LD_LIBRARY_PATH", (path + (given && *given ? ":" : "") + (given ? given : "")).c_str(), 1);
+    setenv("CIMSIM_ONLY", "1", 1);
+}
+
+} // namespace
+
+void Process::pools_changed(int change) {
+    if (change > 0)
+        show_simulator_to_workers();
+    if (change > 0 && !state.in_use()) {
+        const char *const given = std::getenv("TMPDIR");
+        std::string folder = std::string(given && *given ? given : "/tmp") + "/cimsim-XXXXXX";
+        if (!mkdtemp(folder.data())) {
+            std::fprintf(stderr, "cimsim: %s: %s\n", folder.c_str(), std::strerror(errno));
+            std::abort();
+        }
+        private_folder = folder;
+        maker = getpid();
+        from_environment = false;
+        attach((folder + "/state").c_str());
+        Session session(state); // which writes what the process has
+    }
+    pools += change;
+}
+
+void Process::remove_private_state() {
+    if (private_folder.empty() || maker != getpid())
+        return;
+    for (const char *name : {"/state", "/state.lock", "/state.new", "/state.journal"})
+        unlink((private_folder + name).c_str());
+    rmdir(private_folder.c_str());
 }
 
 void Process::controller_replaced(bool dead) {

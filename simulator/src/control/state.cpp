@@ -124,12 +124,13 @@ void State::use(const char *path) {
     error_.clear();
     path_ = path ? path : "";
     if (path_.empty())
-        return;
+        return journal.use(path_);
     auto whole = std::filesystem::absolute(path_, none);
     for (int links = 0; links < 40 && std::filesystem::is_symlink(whole, none); ++links)
         whole = whole.parent_path() / std::filesystem::read_symlink(whole, none);
     if (!whole.empty())
         path_ = whole.string();
+    journal.use(path_ + ".journal");
 }
 
 void State::hold(int file) {
@@ -178,7 +179,7 @@ bool State::read() {
         if (text.empty() || text.back() != '\n')
             throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
                           "the last line has no end");
-        apply_scene(simulator_, text, true);
+        apply_scene(simulator_, text);
     } catch (const Mistake &mistake) {
         return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
     }
@@ -186,6 +187,15 @@ bool State::read() {
     known_ = true;
     simulator_.time_changed.notify_all();
     return true;
+}
+
+// The controller's own exchanges say why a file cannot be had.
+void State::refresh() {
+    struct stat now;
+    if (path_.empty() || !error_.empty() || (known_ && stat(path_.c_str(), &now) == 0 && same(now, seen_)))
+        return;
+    if (begin())
+        unlock();
 }
 
 bool State::begin() {

@@ -3,6 +3,7 @@
 #define CIMSIM_STATE_H
 
 #include "client/simulator.h"
+#include "control/journal.h"
 
 #include <string>
 #include <sys/stat.h>
@@ -21,13 +22,17 @@ public:
     void use(const char *path); // NULL or empty: none
     // What is wrong with the scene that the environment names: the first session ends the program with it.
     void set_scene_error(std::string error) { scene_error_ = std::move(error); }
+    const std::string &path() const { return path_; }
+    Journal journal;
     bool in_use() const override { return !path_.empty(); }
 
+    void refresh() override;
     // Locks the file and takes over what others have written; without a file every session is good. False: it
     // cannot be had, and why was said on standard error. A session that began is ended.
     bool begin() override;
     // Writes what was changed, and unlocks. False: it cannot be written, and why was said.
     bool end() override;
+    void record(const JournalEntry &entry) override { journal.record(entry); }
     const std::string &error() const override { return error_; } // of the latest sessions since one was good
 
 private:

@@ -4,6 +4,7 @@
 #include "control/scene.h"
 #include "value/notation.h"
 
+#include <algorithm>
 #include <climits>
 
 namespace cimsim {
@@ -16,6 +17,7 @@ constexpr Milliseconds second = 1000;
 constexpr std::int64_t most = 0xffffffff;                // of what is counted
 constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years off
 constexpr std::int64_t most_jobs = 2'000'000'000;
+constexpr const char *endings[] = {"hang", "crash", "exit", "restart"}; // after Ending::none
 
 std::int64_t count(const Statement &s) { return s.number(s.words[0], 0, most); }
 
@@ -113,7 +115,39 @@ void apply_fault(Simulator &simulator, const Statement &s) {
                             std::nullopt, s.option("with-result") != nullptr}};
     if (s.option("message"))
         plan.fault.message = s.text_option("message");
+    if (const Word *then = s.option("then")) {
+        const auto *const found = std::find(std::begin(endings), std::end(endings), then->text);
+        if (found == std::end(endings))
+            s.fail("then is hang, crash, exit or restart");
+        plan.fault.ending = static_cast<Ending>(found - std::begin(endings) + 1);
+    }
     simulator.recorder.faults.push_back(std::move(plan));
+}
+
+void apply_answer(Simulator &simulator, const Statement &s) {
+    ScriptedAnswer script;
+    script.rc = static_cast<CMPIrc>(s.number_option("rc", CMPI_RC_OK, INT_MIN, INT_MAX));
+    if (s.option("message"))
+        script.message = s.text_option("message");
+    if (const Word *result = s.option("return"))
+        script.result = parse_value(s, *result);
+    simulator.broker.scripted_answers.push_back(std::move(script));
+}
+
+void apply_output(Simulator &simulator, const Statement &s) {
+    if (simulator.broker.scripted_answers.empty())
+        s.fail("no answer stands before it");
+    if (std::optional<Value> value = parse_value(s, s.words[1]))
+        simulator.broker.scripted_answers.back().outputs.push_back({s.words[0].text, std::move(*value)});
+}
+
+void apply_element(Simulator &simulator, const Statement &s) {
+    if (std::optional<Value> value = parse_value(s, s.words[1]))
+        simulator.broker.extra_elements.emplace(static_cast<unsigned int>(count(s)), std::move(*value));
+}
+
+void apply_injected(Simulator &simulator, const Statement &s) {
+    simulator.recorder.last_injected = s.words[0].text;
 }
 
 void apply_refuse(Simulator &simulator, const Statement &s) {
@@ -141,6 +175,43 @@ void write_numbers(const Simulator &simulator, StatementWriter &out) {
 void write_refuse(const Simulator &simulator, StatementWriter &out) {
     for (const std::string &user : simulator.broker.refused)
         out.line("refuse").text(user);
+}
+
+void write_fault(const Simulator &simulator, StatementWriter &out) {
+    for (const PlannedFault &plan : simulator.recorder.faults) {
+        out.line("fault").word(plan.slot.empty() ? "any" : plan.slot);
+        out.number(static_cast<std::int64_t>(plan.countdown)).option("rc", plan.fault.rc);
+        if (plan.fault.message)
+            out.option("message", *plan.fault.message);
+        if (plan.fault.ending != Ending::none)
+            out.word(std::string("then=") + endings[static_cast<std::size_t>(plan.fault.ending) - 1]);
+        out.flag("with-result", plan.fault.with_result).flag("from", plan.for_ever);
+    }
+}
+
+void write_answer(const Simulator &simulator, StatementWriter &out) {
+    for (const ScriptedAnswer &script : simulator.broker.scripted_answers) {
+        out.line("answer").option("rc", script.rc);
+        if (script.message)
+            out.option("message", *script.message);
+        if (script.result)
+            if (const std::string text = value_text(*script.result); !text.empty())
+                out.word("return=" + text);
+        for (const Item &output : script.outputs)
+            if (const std::string text = value_text(output.value); !text.empty())
+                out.line("output").text(output.name).word(text);
+    }
+}
+
+void write_element(const Simulator &simulator, StatementWriter &out) {
+    for (const auto &[index, value] : simulator.broker.extra_elements)
+        if (const std::string text = value_text(value); !text.empty())
+            out.line("element").number(index).word(text);
+}
+
+void write_injected(const Simulator &simulator, StatementWriter &out) {
+    if (!simulator.recorder.last_injected.empty())
+        out.line("injected").word(simulator.recorder.last_injected);
 }
 
 void write_software(const Simulator &simulator, StatementWriter &out) {
@@ -252,7 +323,12 @@ constexpr StatementForm forms[] = {
     {"property", 3, 3, "", apply_property, write_property},
     {"next-job", 0, 0, "runs runs-ms fails message", apply_next_job, write_next_job},
     {"numbers", 0, 0, "jobs ids", apply_numbers, write_numbers},
-    {"fault", 2, 2, "rc message with-result from", apply_fault, nullptr, false},
+    {"answer", 0, 0, "rc message return", apply_answer, write_answer},
+    {"output", 2, 2, "", apply_output, nullptr}, // of the answer before
+    {"element", 2, 2, "", apply_element, write_element},
+    {"fault", 2, 2, "rc message with-result from then", apply_fault, write_fault},
+    {"injected", 1, 1, "", apply_injected, write_injected},
+    SWITCH("journal", broker.journal, true),
 };
 // clang-format on
 

@@ -18,13 +18,12 @@ struct StatementForm {
     void (*apply)(Simulator &simulator, const Statement &statement);
     // Writes the statements of this form that make an empty controller like this one. NULL: none is needed.
     void (*write)(const Simulator &simulator, StatementWriter &out);
-    bool is_lasting = true; // it may stand in a state
 };
 
 // The form of a statement; NULL when there is none of that name.
 const StatementForm *find_statement(const std::string &name);
 
-// The controller and the lasting part of the broker, as statements that make an empty one the same.
+// The controller, the broker and the plans, as statements that make an empty one the same.
 std::string state_text(const Simulator &simulator);
 
 } // namespace cimsim
