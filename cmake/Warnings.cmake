@@ -3,7 +3,7 @@ add_compile_options(
     -Wall -Wextra -Wpedantic
     -Wcast-qual -Wconversion -Wdouble-promotion -Wformat=2 -Wimplicit-fallthrough -Wnull-dereference -Wshadow
     -Wsign-conversion -Wundef -Wvla
-    -Wno-format-nonliteral # log formats stand in tables, where a table says which line belongs to what
+    -Wno-format-nonliteral # log formats are in tables
     $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>
     $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
     $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>

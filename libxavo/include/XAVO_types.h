@@ -13,7 +13,7 @@
 
 typedef int XAVO_ErrorCode;
 
-/* Every code: ROW(constant, value, name, meaning) for each, in a table of a program's own, too. */
+/* Expands ROW(constant, value, name, meaning) for every code, also for tables of a program. */
 /* clang-format off */
 #define XAVO_ERROR_CODES(ROW) \
     ROW(XAVO_NO_ERROR,                      0, "NO_ERROR",                   "success") \
@@ -27,13 +27,13 @@ typedef int XAVO_ErrorCode;
     ROW(XAVO_UNABLE_TO_OPEN_CONNECTION,     8, "UNABLE_TO_OPEN_CONNECTION",  "no handle, or the service cannot reach the share") \
     ROW(XAVO_NOT_SUPPORTED,                 9, "NOT_SUPPORTED",              "the broker does not support it") \
     ROW(XAVO_MISSING_REQUIRED_PARAMETER,   10, "MISSING_REQUIRED_PARAMETER", "the share test lacks a parameter") \
-    ROW(XAVO_MULTIPLE_EXPORT_JOBS,         11, "MULTIPLE_EXPORT_JOBS",       "an export job is there already") \
-    ROW(XAVO_MULTIPLE_IMPORT_JOBS,         12, "MULTIPLE_IMPORT_JOBS",       "an import job is there already") \
+    ROW(XAVO_MULTIPLE_EXPORT_JOBS,         11, "MULTIPLE_EXPORT_JOBS",       "an export job exists already") \
+    ROW(XAVO_MULTIPLE_IMPORT_JOBS,         12, "MULTIPLE_IMPORT_JOBS",       "an import job exists already") \
     ROW(XAVO_INVALID_START_TIME,           13, "INVALID_START_TIME",         "the service refuses the start time") \
     ROW(XAVO_INVALID_UNTIL_TIME,           14, "INVALID_UNTIL_TIME",         "the service refuses the until time") \
     ROW(XAVO_MAXIMUM_JOBS,                 15, "MAXIMUM_JOBS",               "the job queue is full") \
-    ROW(XAVO_BACKUP_ALREADY_RUNNING,       16, "BACKUP_ALREADY_RUNNING",     "a backup runs already") \
-    ROW(XAVO_RESTORE_ALREADY_RUNNING,      17, "RESTORE_ALREADY_RUNNING",    "a restore runs already") \
+    ROW(XAVO_BACKUP_ALREADY_RUNNING,       16, "BACKUP_ALREADY_RUNNING",     "a backup is running already") \
+    ROW(XAVO_RESTORE_ALREADY_RUNNING,      17, "RESTORE_ALREADY_RUNNING",    "a restore is running already") \
     ROW(XAVO_SYSTEM_IN_LOCKDOWN_MODE,    8226, "SYSTEM_IN_LOCKDOWN_MODE",    "the controller is in lockdown mode")
 /* clang-format on */
 
@@ -76,7 +76,7 @@ typedef struct XAVO_VELK_LifecycleJob {
     char *Name;
 } XAVO_VELK_LifecycleJob;
 
-/* The strings of a job in the order of the record, each named as its property: ROW(name) for each. */
+/* Expands ROW(name) for every string of a job, in the order of the record. ROW gets the property's name. */
 #define XAVO_JOB_PROPERTIES(ROW)                                                                             \
     ROW(InstanceID)                                                                                          \
     ROW(ElapsedTimeSinceCompletion)                                                                          \
