@@ -35,9 +35,12 @@
  *                 connection, whichever process restarted it. Traces and counts are each process's
  *                 own. Every exchange, every call while faults are planned, and every function here
  *                 locks FILE.lock, reads the file again if it changed, and writes it whole when
- *                 something has changed, to FILE.new, which is then renamed and has its owner,
- *                 group and permissions; a new file is its owner's alone, since passwords stand in
- *                 it. Nothing is locked while an answer is held back. Where there is no such
+ *                 something has changed, to FILE.new, which is then renamed. FILE.new and FILE.lock get
+ *                 the owner, group, permissions and access control list of FILE as far as the process
+ *                 may set them, and otherwise fewer permissions. Only its owner can access a new file,
+ *                 since it contains passwords. FILE.lock is adapted when its owner or root uses the
+ *                 state: after a chmod that gives others access to FILE, use it once yourself.
+ *                 Nothing is locked while an answer is held back. Where there is no such
  *                 file, it is made of what the process has found: of its scene. A file with a mistake,
  *                 and one that cannot be read or written, is left alone: standard error says why,
  *                 connecting gives NULL, and exchanges give rc 1. Values without a notation (an
@@ -162,22 +165,26 @@ void cimsim_add_element(unsigned int index, cimsim_value *value);
 
 /* ---- What the services know --------------------------------------------------------------------- */
 
-/* How they answer. Digits given as text for an integer parameter (RebootJobType, ShareType and the like)
- * arrive as the integer; other text arrives as it is, and is no valid value. A query (execQuery) finds
- * nothing; createInstance, setInstance, deleteInstance and the client's getProperty give rc 7 without a
+/* clang-format off */
+/* How they answer. Digits given as text for an integer parameter (RebootJobType, ShareType and the like),
+ * up to 65535, arrive as the integer; other text arrives as it is, and is no valid value. A query
+ * (execQuery) finds nothing. The client's other slots, createInstance, setInstance, deleteInstance,
+ * enumInstanceNames and getProperty among them, send their request, and the answer is rc 7 without a
  * message. Jobs that the services start take 3 s for an installation or a reboot and 5 s for a backup or a
- * restore. A method that refuses gives 2 and, in "MessageID" and "Message": VELK_JobService     JQ001 unknown
- * job, JQ002 a running job is not deleted, JQ003 only a new or a scheduled job can be scheduled, JQ004 start
- * time, JQ005 until time (not valid, or before the start), JQ006 missing parameter
+ * restore. A method that refuses gives 2 and, in "MessageID" and "Message":
+ *   VELK_JobService     JQ001 unknown job, JQ002 a running job is not deleted, JQ003 only a new or a
+ *                       scheduled job can be scheduled, JQ004 start time, JQ005 until time (not valid, or
+ *                       before the start), JQ006 missing parameter
  *   VELK_SoftwareInstallationService
- *                       SWI001 scheme of the URI, SWI002 type of reboot job (1 graceful, 2
- *                       forced), KTB017, PXN095
- *   VELK_QMService      QM016 missing parameter, QM017 bad value (share type, credentials), QM023 no
- *                       such share, QM051 and QM052 another backup or restore is scheduled, WUD017
- *                       start time, WUD018 until time, KTB018 a backup and KTB019 a restore is running,
- *                       KTB017 too many jobs, PXN095 lockdown (not for the share test)
+ *                       SWI001 scheme of the URI, SWI002 type of reboot job (1 graceful, 2 forced), KTB017,
+ *                       PXN095
+ *   VELK_QMService      QM016 missing parameter, QM017 bad value (share type, credentials), QM023 no such
+ *                       share, QM051 and QM052 another backup or restore is scheduled, WUD017 start time,
+ *                       WUD018 until time, KTB018 a backup and KTB019 a restore is running, KTB017 too many
+ *                       jobs, PXN095 lockdown (not for the share test)
  * Times are "NOW" or yyyymmddhhmmss in UTC, not in the past. An unknown target of an installation is a
  * status: NOT_FOUND. */
+/* clang-format on */
 
 /* NULL as the name or the version: an empty one. */
 void cimsim_add_software_identity(const char *InstanceID, const char *name, const char *version);
@@ -217,13 +224,13 @@ void cimsim_hold_answers(unsigned int milliseconds);
 void cimsim_set_garbage(int on);
 
 /* The broker was restarted: until every client was released and a new one connects, every exchange writes to
- * a dead socket (SIGPIPE for the calling thread). Those that read (enumInstances, getInstance, getClass,
- * execQuery) then give rc 1 with the message "Internal error - -1\n" (a backslash and an n, no end of line);
- * invokeMethod is misuse, since the real library crashes in it, and gives rc 1 where misuse is counted.
- * Connecting beside an open client succeeds all the same, and releasing a client raises no signal. The other
- * two bits say otherwise of connecting (SIGPIPE, and NULL) and of releasing (SIGPIPE): not observed with the
- * real library, they exercise a caller's guard. With CIMSIM_PIPE_CONNECT, connecting while no client is open
- * meets the dead socket once. 0: takes the restart back. */
+ * a dead socket (SIGPIPE for the calling thread). All but invokeMethod then give rc 1 with the message
+ * "Internal error - -1\n" (a backslash and an n, no end of line); invokeMethod is misuse, since the real
+ * library crashes in it, and gives rc 1 where misuse is counted. Connecting beside an open client succeeds
+ * all the same, and releasing a client raises no signal. The other two bits say otherwise of connecting
+ * (SIGPIPE, and NULL) and of releasing (SIGPIPE): not observed with the real library, they exercise a
+ * caller's guard. With CIMSIM_PIPE_CONNECT, connecting while no client is open meets the dead socket once. 0:
+ * takes the restart back. */
 #define CIMSIM_PIPE_CALLS 1u
 #define CIMSIM_PIPE_CONNECT 2u
 #define CIMSIM_PIPE_RELEASE 4u
@@ -247,15 +254,16 @@ unsigned long cimsim_overlaps(void);
 
 typedef struct cimsim_item {
     const char *name;
-    CMPIType type;    /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
-    const char *text; /* as it was sent: characters; numbers in decimal, also when digits were given as text
-                         for an integer; arrays as [a,b]; references as ns:Class.Key="v" */
-    const char
-        *value; /* the same in the notation of xavo-scene(5), chars:text for a string given as CMPI_chars */
+    CMPIType type; /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
+    /* As it was sent: characters; numbers in decimal, also when digits were given as text for an integer;
+     * arrays as [a,b]; references as ns:Class.Key="v". */
+    const char *text;
+    /* The same in the notation of xavo-scene(5), chars:text for a string given as CMPI_chars. */
+    const char *value;
 } cimsim_item;
 
 typedef struct cimsim_request {
-    const char *operation; /* "invokeMethod", "enumInstances", "getInstance", "getClass", "execQuery" */
+    const char *operation; /* the client's slot: "invokeMethod", "getClass", "createInstance" ... */
     const char *user;
     const char *name_space;
     const char *class_name;
@@ -393,9 +401,9 @@ const char *cimsim_live(void);
  * without input arguments, without output arguments when the method has outputs, of a class or namespace that
  * there is not or on a dead connection, a list of properties given to enumInstances or getInstance, the end
  * of a thread while another releases the last client (see cimsim_set_unload_time) - ends the program with a
- * line on standard error that names the object. on: it is counted instead, from 0, and the call does nothing;
- * it gives rc 1, or rc 6 for an unknown class. The latest CIMSIM_REMEMBERED released objects are kept to
- * detect this. */
+ * line on standard error that names the object. on: it is counted instead, from 0, and the call does nothing
+ * (but a method without output arguments runs); it gives rc 1, or rc 6 for an unknown class. The latest
+ * CIMSIM_REMEMBERED released objects are kept to detect this. */
 #define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);

@@ -144,6 +144,26 @@ Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlag
     return face_of<Face>(&make(std::move(answer.result), Holder::owned));
 }
 
+// An exchange of any signature that no provider supports: the broker gets the request.
+template <class Name, class R, class... Rest>
+R unsupported_exchange(CMCIClient *self, CMPIObjectPath *op, Rest... rest) {
+    Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
+    read<CMPIInstance>(call, Name::get() + sizeof "CMCIClient", op, argument_of_type<CMPIFlags>(rest...),
+                       [](const Tree &) {
+                           Answer answer;
+                           answer.rc = CMPI_RC_ERR_NOT_SUPPORTED;
+                           return answer;
+                       });
+    return no_result<R>(call);
+}
+
+template <class Name, class R, class... Rest>
+constexpr auto unsupported_of(Name, R (*)(CMCIClient *, CMPIObjectPath *, Rest...)) {
+    return unsupported_exchange<Name, R, Rest...>;
+}
+
+#define UNSUPPORTED(slot) unsupported_of(CIMSIM_SLOT_NAME(CMCIClient, slot), CIMSIM_TYPE_OF(CMCIClient, slot))
+
 void refuse_properties(Call &call, char *const *properties) {
     if (!call.is_misuse() && properties)
         call.misuse("a list of properties, which the real library does not survive");
@@ -288,22 +308,22 @@ CMCIClientFT client_table = {
     client_release,
     NOT_SUPPORTED(CMCIClient, clone),
     client_getClass,
-    NOT_SUPPORTED(CMCIClient, enumClassNames),
-    NOT_SUPPORTED(CMCIClient, enumClasses),
+    UNSUPPORTED(enumClassNames),
+    UNSUPPORTED(enumClasses),
     client_getInstance,
-    NOT_SUPPORTED(CMCIClient, createInstance),
-    NOT_SUPPORTED(CMCIClient, setInstance),
-    NOT_SUPPORTED(CMCIClient, deleteInstance),
+    UNSUPPORTED(createInstance),
+    UNSUPPORTED(setInstance),
+    UNSUPPORTED(deleteInstance),
     client_execQuery,
-    NOT_SUPPORTED(CMCIClient, enumInstanceNames),
+    UNSUPPORTED(enumInstanceNames),
     client_enumInstances,
-    NOT_SUPPORTED(CMCIClient, associators),
-    NOT_SUPPORTED(CMCIClient, associatorNames),
-    NOT_SUPPORTED(CMCIClient, references),
-    NOT_SUPPORTED(CMCIClient, referenceNames),
+    UNSUPPORTED(associators),
+    UNSUPPORTED(associatorNames),
+    UNSUPPORTED(references),
+    UNSUPPORTED(referenceNames),
     client_invokeMethod,
-    NOT_SUPPORTED(CMCIClient, setProperty),
-    NOT_SUPPORTED(CMCIClient, getProperty),
+    UNSUPPORTED(setProperty),
+    UNSUPPORTED(getProperty),
 };
 
 } // namespace cimsim

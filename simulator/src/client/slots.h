@@ -39,23 +39,35 @@ Face *clone_slot(Face *self, CMPIStatus *rc) {
     return face_of<Face>(clone_object(call));
 }
 
-// A slot of whatever signature that hands out nothing.
-template <class Name, class R, class Face, class... Rest>
-R refusing_slot(Face *self, Rest... rest) {
-    CMPIStatus *rc = nullptr;
+// The argument of a type, or that type's zero if there is none.
+template <class Wanted, class... Given>
+Wanted argument_of_type(Given... given) {
+    Wanted found{};
     [[maybe_unused]] const auto look = [&](auto argument) {
-        if constexpr (std::is_same_v<decltype(argument), CMPIStatus *>)
-            rc = argument;
+        if constexpr (std::is_same_v<decltype(argument), Wanted>)
+            found = argument;
     };
-    (look(rest), ...);
-    Call call(Name::get(), self, rc);
-    call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
+    (look(given), ...);
+    return found;
+}
+
+// The result of a call that hands out nothing.
+template <class R>
+R no_result(Call &call) {
     if constexpr (std::is_same_v<R, CMPIStatus>)
         return call.status();
     else if constexpr (std::is_same_v<R, CMPIData>)
         return no_data();
     else
         return R{};
+}
+
+// A slot of any signature that hands out nothing.
+template <class Name, class R, class Face, class... Rest>
+R refusing_slot(Face *self, Rest... rest) {
+    Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
+    call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
+    return no_result<R>(call);
 }
 
 template <class Name, class Face>
