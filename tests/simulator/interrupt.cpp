@@ -1,18 +1,27 @@
-// interrupt.cpp - stands before the C library's functions for the simulator: where SCRIPT_INTERRUPT is set,
-// each first attempt to read or write is interrupted, and a file that others can open before its mode is set
-// is reported.
+// interrupt.cpp - stands before the C library's functions for the simulator's files. SCRIPT_FAULT=interrupt:
+// each first attempt to open, lock, read or write is interrupted, and a file that others can open before its
+// mode is set is reported. full: the disk has no room after the first half of a file. plant: another process
+// makes a link at the name of a new file.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
 
+bool is_planned(const char *fault) {
+    const char *const planned = getenv("SCRIPT_FAULT");
+    return planned != nullptr && std::strcmp(planned, fault) == 0;
+}
+
 bool interrupts() {
     static bool second = true;
-    if (getenv("SCRIPT_INTERRUPT") == nullptr)
+    if (!is_planned("interrupt"))
         return false;
     second = !second;
     if (!second)
@@ -20,21 +29,48 @@ bool interrupts() {
     return !second;
 }
 
+int open_file(const char *path, int flags, mode_t mode) {
+    if (std::strstr(path, "/state") != nullptr) {
+        if (interrupts())
+            return -1;
+        if (std::strstr(path, "/state.new") != nullptr && is_planned("plant") && symlink("other", path) != 0)
+            return -1;
+    }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
 } // namespace
 
 extern "C" {
+
+// By both names: which one a source calls depends on the size of its off_t.
+int open_by_name(const char *path, int flags, mode_t mode) __asm__("open");
+int open_by_name(const char *path, int flags, mode_t mode) { return open_file(path, flags, mode); }
+int open_by_name_64(const char *path, int flags, mode_t mode) __asm__("open64");
+int open_by_name_64(const char *path, int flags, mode_t mode) { return open_file(path, flags, mode); }
+
+int flock(int file, int operation) {
+    return interrupts() ? -1 : static_cast<int>(syscall(SYS_flock, file, operation));
+}
 
 ssize_t read(int file, void *to, size_t size) {
     return interrupts() ? -1 : syscall(SYS_read, file, to, size);
 }
 
 ssize_t write(int file, const void *from, size_t size) {
+    static bool full = false;
+    if (is_planned("full")) {
+        if (full)
+            return errno = ENOSPC, -1;
+        full = true;
+        size /= 2;
+    }
     return interrupts() ? -1 : syscall(SYS_write, file, from, size);
 }
 
 int fchmod(int file, mode_t mode) {
     struct stat before;
-    if (getenv("SCRIPT_INTERRUPT") != nullptr && fstat(file, &before) == 0 && (before.st_mode & 077) != 0)
+    if (is_planned("interrupt") && fstat(file, &before) == 0 && (before.st_mode & 077) != 0)
         std::printf("open to others: %o\n", before.st_mode & 0777U);
     return static_cast<int>(syscall(SYS_fchmod, file, mode));
 }
