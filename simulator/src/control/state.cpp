@@ -12,7 +12,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <limits.h>
 #include <sys/file.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace cimsim {
@@ -39,18 +41,49 @@ int open_file(const std::string &path, int flags) {
     return repeated([&] { return open(path.c_str(), flags | O_CLOEXEC, 0600); });
 }
 
-// Gives a file the owner, group and mode of the state, as far as the process may: a group that it cannot give
-// has no rights.
-bool take_over_rights(int file, const struct stat &state) {
-    mode_t mode = state.st_mode & 07777U;
-    const auto same_owner = static_cast<uid_t>(-1);
-    if (fchown(file, state.st_uid, state.st_gid) != 0 && fchown(file, same_owner, state.st_gid) != 0)
-        mode &= ~static_cast<mode_t>(S_IRWXG);
-    return fchmod(file, mode) == 0;
+// Who may do what with a file.
+struct Rights {
+    struct stat status = {};
+    std::string acl; // the access control list, whose mask `status.st_mode` shows for the group; empty: none
+
+    bool operator==(const Rights &other) const {
+        return status.st_uid == other.status.st_uid && status.st_gid == other.status.st_gid &&
+               status.st_mode == other.status.st_mode && acl == other.acl;
+    }
+};
+
+const char *const acl_attribute = "system.posix_acl_access";
+
+// Of a path or an open file. False: there is no such file.
+bool read_rights(const std::string &path, Rights *rights) {
+    char list[XATTR_SIZE_MAX];
+    const ssize_t size = getxattr(path.c_str(), acl_attribute, list, sizeof list);
+    rights->acl.assign(list, size > 0 ? static_cast<std::size_t>(size) : 0);
+    return stat(path.c_str(), &rights->status) == 0;
+}
+bool read_rights(int file, Rights *rights) {
+    char list[XATTR_SIZE_MAX];
+    const ssize_t size = fgetxattr(file, acl_attribute, list, sizeof list);
+    rights->acl.assign(list, size > 0 ? static_cast<std::size_t>(size) : 0);
+    return fstat(file, &rights->status) == 0;
 }
 
-bool same_rights(const struct stat &a, const struct stat &b) {
-    return a.st_uid == b.st_uid && a.st_gid == b.st_gid && a.st_mode == b.st_mode;
+// Gives a file the owner, group, access control list and mode of the state, as far as the process may: a
+// group that it cannot give has no rights, and without the list only the owner has any. A file whose mode it
+// may not change stays its owner's alone.
+void take_over_rights(int file, const Rights &state) {
+    mode_t mode = state.status.st_mode & 07777U;
+    const auto same_owner = static_cast<uid_t>(-1);
+    const uid_t owner = state.status.st_uid;
+    const gid_t group = state.status.st_gid;
+    const bool in_group = fchown(file, owner, group) == 0 || fchown(file, same_owner, group) == 0;
+    if (state.acl.empty())
+        fremovexattr(file, acl_attribute); // what the folder gives to new files
+    else if (!in_group || fsetxattr(file, acl_attribute, state.acl.data(), state.acl.size(), 0) != 0)
+        mode &= ~static_cast<mode_t>(S_IRWXG | S_IRWXO);
+    if (!in_group)
+        mode &= ~static_cast<mode_t>(S_IRWXG);
+    fchmod(file, mode);
 }
 
 // Opened without O_CREAT first: in a folder like /tmp, the kernel may refuse that for another user's file.
@@ -69,7 +102,7 @@ int open_lock(const std::string &path) {
 
 // The file is new, and its owner's alone while it is written: passwords stand in it. `as` is the file whose
 // place it is to take, or NULL.
-bool write_whole(const std::string &path, const std::string &text, const struct stat *as, struct stat *seen,
+bool write_whole(const std::string &path, const std::string &text, const Rights *as, struct stat *seen,
                  int *held) {
     if (unlink(path.c_str()) != 0 && errno != ENOENT) // of a process that has ended while it wrote
         return false;
@@ -77,7 +110,9 @@ bool write_whole(const std::string &path, const std::string &text, const struct 
     if (file < 0)
         return false;
     std::size_t written = 0;
-    bool good = !as || take_over_rights(file, *as);
+    bool good = true;
+    if (as)
+        take_over_rights(file, *as);
     while (good && written < text.size()) {
         const ssize_t some =
             repeated([&] { return ::write(file, text.data() + written, text.size() - written); });
@@ -152,9 +187,9 @@ bool State::lock() {
     lock_ = open_lock(path);
     if (lock_ < 0 || repeated([&] { return flock(lock_, LOCK_EX); }) != 0)
         return fail(path + ": " + std::strerror(errno));
-    struct stat own, state;
-    if (stat(path_.c_str(), &state) == 0 && fstat(lock_, &own) == 0 && S_ISREG(own.st_mode) &&
-        own.st_nlink == 1 && !same_rights(own, state))
+    Rights own, state;
+    if (read_rights(path_, &state) && read_rights(lock_, &own) && S_ISREG(own.status.st_mode) &&
+        own.status.st_nlink == 1 && !(own == state))
         take_over_rights(lock_, state);
     return true;
 }
@@ -213,8 +248,8 @@ bool State::begin() {
 
 bool State::write(const std::string &text) {
     const std::string path = path_ + ".new";
-    struct stat old;
-    const bool replaces = stat(path_.c_str(), &old) == 0;
+    Rights old;
+    const bool replaces = read_rights(path_, &old);
     if (replaces && access(path_.c_str(), W_OK) != 0) // a rename would not ask
         return fail(path_ + ": " + std::strerror(errno));
     int file = -1;
