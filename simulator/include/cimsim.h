@@ -24,10 +24,11 @@
  *  CIMSIM_SCENE   the controller that the process finds.
  *                 Either switches, separated by commas: "lockdown", "unreachable" (no broker),
  *                 "refuse=NAME" (a user the broker refuses, named as it sees him: "guest01ff"), "empty"
- *                 (as after cimsim_reset). Or, when it is not made of these alone and has a slash in it
- *                 or there is a file of that name, a scene file: xavo-scene(5) describes its form; an
- *                 error in it is reported with its line and ends the program when it connects. A word
- *                 that is neither is reported on standard error and ignored.
+ *                 (as after cimsim_reset). Or, when it contains a line end, the text of a scene. Or, when it
+ *                 is not made of switches alone and has a slash in it or there is a file of that name, a
+ *                 file with that text: xavo-scene(5) describes its form; an error in it is reported with its
+ *                 line and ends the program when it connects. A word that is none of these is reported on
+ *                 standard error and ignored.
  *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches,
  *                 scripted answers, added elements, faults (the calls of all processes count) and the

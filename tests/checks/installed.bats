@@ -161,6 +161,9 @@ os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" +
     if python3 -c "$capability" 2>/dev/null; then # needs root
         expect 2 "it would meet the real controller" xavo-simulate ./capable
     fi
+    cp -r "$prefix" incomplete
+    rm incomplete/lib/xavo-simulator/has-capabilities
+    expect 2 "has-capabilities cannot be run (status 127)" incomplete/bin/xavo-simulate ./list
     expect 2 "usage: xavo-simulate" xavo-simulate
     expect 2 "no option --nothing" xavo-simulate --nothing ./list
     expect 0 "usage: xavo-simulate" xavo-simulate --help
@@ -233,7 +236,11 @@ os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" +
     expect 3 "$refused" xavo-simulate --scene <(cat scene) ./twice
     expect 3 "$refused" xavo-simulate --scene /dev/stdin ./twice < <(cat scene)
     expect 3 "$refused" xavo-simulate --scene /dev/stdin ./twice <scene
+    printf '%s\n' '#!/bin/bash' 'exec 9>lockfile; flock 9; exec ./twice' >locks # and uses any descriptor
+    chmod +x locks
+    expect 3 "$refused" xavo-simulate --scene <(cat scene) ./locks
     expect 2 ':1: there is no statement "nonsense"' xavo-simulate --scene <(echo nonsense) ../list
+    expect 2 "may have 100,000 bytes" xavo-simulate --scene <(printf '#%0100000d' 0) ../list
 }
 
 @test "a broker that restarts, goes and comes, or stays away" {

@@ -1,4 +1,5 @@
-/* has_capabilities.c - exit status 0 if the file of a program has capabilities, which the kernel gives it. */
+/* has_capabilities.c - exit status 0 if the file of a program has capabilities, which the kernel gives it,
+ * 1 if it has none. */
 #include <sys/xattr.h>
 
 int main(int argc, char **argv) {

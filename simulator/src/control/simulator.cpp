@@ -52,18 +52,21 @@ void apply_words(const std::vector<std::string> &words) {
     }
 }
 
-// Returns what is wrong with the file; empty when nothing is.
-std::string apply_file(const std::string &path) {
-    std::string text;
-    struct stat ignored;
-    if (!read_whole(path, &text, &ignored, nullptr))
-        return path + ": " + std::strerror(errno);
+// Each returns what is wrong with the scene; empty when nothing is.
+std::string apply_text(const std::string &name, const std::string &text) {
     try {
         apply_scene(sim, text);
     } catch (const Mistake &mistake) {
-        return path + ":" + std::to_string(mistake.line) + ": " + mistake.what();
+        return name + ":" + std::to_string(mistake.line) + ": " + mistake.what();
     }
     return {};
+}
+
+std::string apply_file(const std::string &path) {
+    std::string text;
+    struct stat ignored;
+    return read_whole(path, &text, &ignored, nullptr) ? apply_text(path, text)
+                                                      : path + ": " + std::strerror(errno);
 }
 
 bool read_scene() {
@@ -71,8 +74,10 @@ bool read_scene() {
     const char *given = std::getenv("CIMSIM_SCENE");
     const std::string scene = given ? given : "";
     const std::vector<std::string> words = words_of(scene);
-    if (std::all_of(words.begin(), words.end(), is_known) ||
-        (scene.find('/') == std::string::npos && access(scene.c_str(), F_OK) != 0))
+    if (scene.find('\n') != std::string::npos)
+        process.state.set_scene_error(apply_text("the text", scene));
+    else if (std::all_of(words.begin(), words.end(), is_known) ||
+             (scene.find('/') == std::string::npos && access(scene.c_str(), F_OK) != 0))
         apply_words(words);
     else
         process.state.set_scene_error(apply_file(scene));
