@@ -42,8 +42,9 @@
  *         - an argument or the handle fails its check, or no handle can be opened;
  *         - a mutex call fails, an argument list or a user name cannot be allocated, a property has no
  *           characters, or a value cannot be freed;
- *         - a method of the job service or of the software installation gets a failing status, returns
- *           nonzero or names no job; then the service's message is logged, too;
+ *         - a method of the job service gets a failing status or returns nonzero, or a method of the
+ *           software installation gets a failing status, names no job or names one that cannot be read;
+ *           then the service's message is logged, too;
  *         - a backup or a restore is refused with a message (the line does not say which), or names a job
  *           that cannot be read.
  *     None is written when
@@ -52,7 +53,8 @@
  *         - the client library refuses a path or an argument, the list of jobs is empty, or the handle has
  *           no connection;
  *         - a return value or a property is of the wrong type, a property or a message cannot be read, a
- *           backup or a restore names no job, or a copy or a record cannot be allocated.
+ *           backup or a restore names no job, or a copy of a property or of a message, or a record, cannot
+ *           be allocated.
  *  7. Signals. A SIGPIPE that a call raises does not reach the program, and the calling thread's mask and
  *     the disposition stay as they are. A SIGPIPE that somebody else sends during the call, to the calling
  *     thread or to a process of which no other thread takes it, may be removed, too. When the calling
@@ -271,8 +273,9 @@ void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJ
 
 /* These write a value to stdout as an indented tree and flush after every line. `indent` is the number
  * of spaces before the header line; `label` is a name for the value and must not be NULL. The printed object
- * stays the caller's. What a printer reads from a path or an argument list (names, keys, arguments) it frees;
- * the elements of an array stay in the array. The lines of two threads that print at the same time mix. */
+ * stays the caller's. What a printer reads from a path or an argument list (names, keys, arguments) it frees,
+ * but not the object of a null value; the elements of an array stay in the array. The lines of two threads
+ * that print at the same time mix. */
 
 /* Header, characters, and their address as a number; the header alone when the string has no characters; for
  * NULL, after the header, "s is NULL" behind the prefix of a log line. */

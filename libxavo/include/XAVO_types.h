@@ -48,9 +48,12 @@ enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
  *                            log says "unable to open connection to server".
  * INVALID_VALUE              An argument fails its check, which is logged; the broker refuses the namespace,
  *                            the class or a parameter; the service's message says so; or the method's return
- *                            value is not a CMPI_uint32.
+ *                            value is not a CMPI_uint32 that is present.
+ * OUT_OF_MEMORY              There is no memory left, here or in the client library; the list of jobs is
+ *                            empty; or a property has no characters.
  * NOT_FOUND                  The broker does not know the instance; the reference to a new job has no
- *                            identifier; or the message of a share test cannot be read.
+ *                            identifier; the message of a share test cannot be read; or, with some releases
+ *                            of the broker, the instance lacks a property.
  * UNKNOWN_ERROR              The service refuses, and this library has no code for its reason; the broker
  *                            gives a status that has no code of its own (rc 1, rc 8 and above); the answer
  *                            cannot be used; or the connection is broken. In the last case fetching any job
