@@ -50,8 +50,8 @@
  *     None is written when
  *         - the broker refuses a listing or a fetch (for example of a job that does not exist), a backup, a
  *           restore or a share test, or the service refuses a share test with a message;
- *         - the client library refuses a path or an argument, the list of jobs is empty, or the handle has
- *           no connection;
+ *         - the client library refuses a path, an array or an argument, the list of jobs is empty, or the
+ *           handle has no connection;
  *         - a return value or a property is of the wrong type, a property or a message cannot be read, a
  *           backup or a restore names no job, or a copy of a property or of a message, or a record, cannot
  *           be allocated.

@@ -97,7 +97,7 @@ char *XAVO_get_string_arg(CMPIArgs *args, const char *name) {
         XAVO_free_CMPIData_value(&data);
         return nullptr;
     }
-    // The string object is not released: it belongs to the argument list.
+    // The string object is not released here: it is left to the client library.
     const char *text = characters(data);
     return text == nullptr ? nullptr : strdup(text);
 }

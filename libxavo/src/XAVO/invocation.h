@@ -5,8 +5,8 @@
 //     call.set_path(path) && call.make_argument_lists() && call.add(...) && call.invoke(method)
 //
 // Each step returns false when the call has failed: the code is set, what must be logged is logged, and the
-// destructor releases the rest in the order of the members below. After invoke the operation reads the
-// outcome.
+// destructor releases the rest, from the last of the members below to the first. After invoke the operation
+// reads the outcome.
 #ifndef XAVO_INVOCATION_H
 #define XAVO_INVOCATION_H
 
