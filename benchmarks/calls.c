@@ -11,11 +11,11 @@
  *
  * The code by hand is as short as possible: it checks nothing, locks nothing and trusts every answer. */
 #include <cimsim.h>
+#include <handles.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
-#include <XAVO_companion.h>
 
 /* The results of a call. */
 typedef struct outcome {

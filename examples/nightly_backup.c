@@ -10,81 +10,105 @@
 #include <strings.h>
 #include <time.h>
 
-enum { TRIES = 5, BORROW_MS = 10000 };
+/* Milliseconds of a clock that nobody sets. */
+static unsigned long long now_ms(void) {
+    struct timespec now = {0, 0};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (unsigned long long)now.tv_sec * 1000 + (unsigned long long)now.tv_nsec / 1000000;
+}
 
 static void pause_ms(unsigned int ms) {
     const struct timespec time = {(time_t)(ms / 1000), (long)(ms % 1000) * 1000000};
     nanosleep(&time, NULL);
 }
 
-/* One try: the code, the job's identifier if there is one, what was done to have it, and what is behind a
- * failure. Nothing is started before it is known that there is no such job: the last try, or the program
- * before this one, may have started it. One that has failed does not count. */
-static XAVO_ErrorCode try_to_start(XAVO_BAR_INPUT_DATA *backup, char **id, const char **done,
-                                   XAVO_Reason *reason) {
-    XAVO_ErrorCode ec;
-    XAVO_Proxy *sp = XAVO_borrow(&ec, NULL, BORROW_MS, reason);
-    *id = NULL;
-    *done = NULL;
-    if (sp == NULL)
-        return ec;
-    XAVO_VELK_LifecycleJob *jobs = XAVO_enumerate_VELK_LifecycleJob(sp, &ec);
-    for (const XAVO_VELK_LifecycleJob *job = jobs; job != NULL && *done == NULL; job = job->next)
-        if (job->InstanceID && job->Name && job->JobStatus && strcmp(job->Name, backup->JobName) == 0 &&
-            strcasecmp(job->JobStatus, "Failed") != 0) {
-            *id = strdup(job->InstanceID);
-            *done = "taken up";
-            ec = *id != NULL ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY;
-        }
-    XAVO_free_list_VELK_LifecycleJob(jobs);
-    XAVO_take_reason(sp, ec, reason);
-    if (ec == XAVO_NO_ERROR && *done == NULL) {
-        *done = "started";
-        XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", backup, id);
-        XAVO_take_reason(sp, ec, reason);
-    }
-    XAVO_give_back(sp);
-    return ec;
+/* What is left until `end`, as a deadline: at least 1, since 0 is the usual one. */
+static unsigned int left_ms(unsigned long long end) {
+    const unsigned long long now = now_ms(), left = now < end ? end - now : 1;
+    return left > XAVO_LONGEST_DEADLINE_MS ? XAVO_LONGEST_DEADLINE_MS : (unsigned int)left;
 }
 
-/* The started or found job's identifier, or NULL once it is said why there is none. A broker that is away is
- * tried again. */
-static char *start(FILE *out, XAVO_BAR_INPUT_DATA *backup, unsigned int pause) {
-    for (int tries = 1;; ++tries) {
-        XAVO_Reason reason;
-        char *id;
-        const char *done;
-        const XAVO_ErrorCode ec = try_to_start(backup, &id, &done, &reason);
-        if (ec == XAVO_NO_ERROR) {
-            fprintf(out, "%s: %s\n", id, done);
-            return id;
+static void explain(FILE *out, const char *what, const XAVO_Answer *answer) {
+    fprintf(out, "%s: %s, %s, effect %s%s%s%s%s\n", what, XAVO_code_name(answer->code),
+            XAVO_kind_name(answer->kind), XAVO_effect_name(answer->effect), answer->message_id ? ", " : "",
+            answer->message_id ? answer->message_id : "", answer->message ? ": " : "",
+            answer->message ? answer->message : "");
+}
+
+/* Whether the same request may succeed later: no broker answered, or no worker was free. */
+static int is_worth_another_try(const XAVO_Answer *answer) {
+    return answer->effect != XAVO_EFFECT_ANSWERED &&
+           (answer->kind == XAVO_KIND_NO_BROKER || answer->kind == XAVO_KIND_CONNECTION_LOST ||
+            answer->kind == XAVO_KIND_CRASHED || answer->kind == XAVO_KIND_DEADLINE ||
+            answer->kind == XAVO_KIND_BUSY || answer->effect == XAVO_EFFECT_UNKNOWN);
+}
+
+/* The identifier of the job of that name that has not failed, or NULL. */
+static const char *find(const XAVO_Answer *listing, const char *name) {
+    for (const XAVO_VELK_LifecycleJob *job = listing->jobs; job != NULL; job = job->next)
+        if (job->InstanceID && job->Name && job->JobStatus && strcmp(job->Name, name) == 0 &&
+            strcasecmp(job->JobStatus, "Failed") != 0)
+            return job->InstanceID;
+    return NULL;
+}
+
+/* The started or found job's identifier, or NULL after a line that says why there is none. Nothing is started
+ * before a complete listing has shown that there is no such job: the last try, or the program before this
+ * one, may have started it. */
+static char *start(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *backup, unsigned int pause,
+                   unsigned long long end) {
+    for (;;) {
+        XAVO_Answer answer;
+        const char *found = NULL, *done = "taken up";
+        int again = 0;
+        if (XAVO_list_jobs(pool, left_ms(end), &answer) == XAVO_NO_ERROR)
+            found = find(&answer, backup->JobName);
+        if (answer.code != XAVO_NO_ERROR) {
+            explain(out, "not listed", &answer);
+            again = is_worth_another_try(&answer);
+        } else if (found == NULL && answer.unreadable > 0) {
+            fprintf(out, "not started: %zu jobs could not be read\n", answer.unreadable);
+            again = 1;
+        } else if (found == NULL) {
+            XAVO_answer_free(&answer);
+            done = "started";
+            if (XAVO_backup_image(pool, backup, left_ms(end), &answer) == XAVO_NO_ERROR) {
+                found = answer.job_id;
+            } else {
+                explain(out, "not started", &answer);
+                again = is_worth_another_try(&answer);
+            }
         }
-        fprintf(out, "not started: %s, %s%s%s%s%s\n", XAVO_EC_to_string(ec),
-                XAVO_reason_to_string(reason.kind), reason.message_id[0] ? ", " : "", reason.message_id,
-                reason.message[0] ? ": " : "", reason.message);
-        const int away = reason.kind == XAVO_REASON_CONNECTION_LOST ||
-                         reason.kind == XAVO_REASON_OUTCOME_UNKNOWN ||
-                         (ec == XAVO_UNABLE_TO_OPEN_CONNECTION && reason.kind == XAVO_REASON_NOTHING_ASKED);
-        if (!away || tries == TRIES)
-            return NULL;
+        char *id = found != NULL ? strdup(found) : NULL;
+        XAVO_answer_free(&answer);
+        if (id != NULL) {
+            fprintf(out, "%s: %s\n", id, done);
+            fflush(out); /* whatever happens from here on, the identifier is known */
+        }
+        if (id != NULL || !again || now_ms() + pause >= end)
+            return id;
         pause_ms(pause);
     }
 }
 
-backup_end nightly_backup(FILE *out, XAVO_BAR_INPUT_DATA *backup, const XAVO_WaitOptions *how) {
+backup_end nightly_backup(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *backup,
+                          const XAVO_WaitOptions *how) {
     XAVO_WaitResult result;
-    char *id = start(out, backup, how->first_pause_ms ? how->first_pause_ms : 5000);
+    XAVO_WaitOptions wait = *how;
+    const unsigned long long end = now_ms() + how->deadline_ms;
+    char *id = start(out, pool, backup, how->first_pause_ms ? how->first_pause_ms : 5000, end);
     if (id == NULL)
         return BACKUP_REFUSED;
-    const int end = XAVO_wait_for_job(id, how, &result);
-    fprintf(out, "%s: %s, %s%s%s\n", id, XAVO_wait_to_string(end), XAVO_EC_to_string(result.code),
+    wait.deadline_ms = left_ms(end);
+    const int ended = XAVO_wait_for_job(pool, id, &wait, &result);
+    fprintf(out, "%s: %s, %s%s%s\n", id, XAVO_wait_name(ended), XAVO_code_name(result.code),
             result.job && result.job->Message ? ": " : "",
             result.job && result.job->Message ? result.job->Message : "");
-    XAVO_free_VELK_LifecycleJob(result.job);
-    XAVO_free_ntstring(id);
-    return end == XAVO_WAIT_COMPLETED                           ? BACKUP_DONE
-           : end == XAVO_WAIT_DEADLINE || end == XAVO_WAIT_LOST ? BACKUP_UNFINISHED
-                                                                : BACKUP_FAILED;
+    XAVO_wait_free(&result);
+    free(id);
+    return ended == XAVO_WAIT_COMPLETED  ? BACKUP_DONE
+           : ended == XAVO_WAIT_DEADLINE ? BACKUP_UNFINISHED
+                                         : BACKUP_FAILED;
 }
 
 #ifndef WITHOUT_MAIN /* its tests have one of their own */
@@ -111,6 +135,11 @@ int main(int argc, char **argv) {
         !RECORD_PUT(backup.imagename, argv[6]) || !RECORD_PUT(backup.JobName, argv[7]) ||
         !RECORD_PUT(backup.startTime, "NOW"))
         return 64;
-    return (int)nightly_backup(stdout, &backup, &how);
+    XAVO_Pool *pool = XAVO_pool_new(NULL, NULL);
+    if (pool == NULL)
+        return 71;
+    const backup_end ended = nightly_backup(stdout, pool, &backup, &how);
+    XAVO_pool_free(pool);
+    return (int)ended;
 }
 #endif

@@ -8,7 +8,8 @@
 typedef enum { BACKUP_DONE = 0, BACKUP_REFUSED = 1, BACKUP_FAILED = 2, BACKUP_UNFINISHED = 3 } backup_end;
 
 /* Starts the backup that the record describes, unless there is a job of its JobName that has not failed, and
- * follows it as `how` says. What happens is told on `out`. */
-backup_end nightly_backup(FILE *out, XAVO_BAR_INPUT_DATA *backup, const XAVO_WaitOptions *how);
+ * follows it. how->deadline_ms bounds all of it. Writes what happens to `out`. */
+backup_end nightly_backup(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *backup,
+                          const XAVO_WaitOptions *how);
 
 #endif

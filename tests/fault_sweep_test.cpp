@@ -7,12 +7,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <handles.h>
 #include <map>
 #include <optional>
 #include <set>
 #include <sstream>
 #include <utility>
-#include <XAVO_companion.h>
 
 using namespace test;
 

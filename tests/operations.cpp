@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <handles.h>
 #include <iterator>
 #include <sstream>
-#include <XAVO_companion.h>
 
 namespace test {
 

@@ -8,7 +8,7 @@
 
 #include <cstring>
 #include <functional>
-#include <XAVO_companion.h>
+#include <handles.h>
 
 using namespace test;
 

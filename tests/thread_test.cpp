@@ -6,11 +6,11 @@
 #include <atomic>
 #include <csignal>
 #include <future>
+#include <handles.h>
 #include <mutex>
 #include <set>
 #include <thread>
 #include <unistd.h>
-#include <XAVO_companion.h>
 
 using namespace test;
 

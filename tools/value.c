@@ -2,11 +2,11 @@
  * as text, arrays and embedded instances by their parts; what is absent, null. */
 #include "value.h"
 
+#include "guard/handles.h"
 #include <json-c/json.h>
 #include <math.h>
 #include <stdbool.h>
 #include <stdlib.h>
-#include <XAVO_companion.h>
 
 enum { MOST_DEPTH = 16 }; /* of instances in instances */
 

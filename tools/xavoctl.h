@@ -7,6 +7,7 @@
 #ifndef XAVOCTL_H
 #define XAVOCTL_H
 
+#include "guard/handles.h"
 #include <json-c/json.h>
 #include <signal.h>
 #include <stdbool.h>
@@ -14,7 +15,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <sys/types.h>
-#include <XAVO_companion.h>
 
 enum status {
     STATUS_DONE = 0,

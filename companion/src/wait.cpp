@@ -1,14 +1,16 @@
-// wait.cpp - following a job to its end.
-#include "guard.h"
+// wait.cpp - following jobs to their ends, by calls that poll.
+#include "call.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <strings.h>
+#include <ctime>
 
 namespace xavo_companion {
 
 namespace {
 
-constexpr unsigned int FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 10000, BORROW_MS = 5000;
+constexpr unsigned int FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 10000;
 constexpr int GOES_ON = -1; // no end yet
 
 char *XAVO_VELK_LifecycleJob::*const FIELDS[] = {
@@ -30,64 +32,189 @@ bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob *b) {
     return false;
 }
 
-int judge(const XAVO_WaitOptions &options, const XAVO_VELK_LifecycleJob *job) {
+// A record and its texts in one block, or NULL.
+XAVO_VELK_LifecycleJob *copy(const XAVO_VELK_LifecycleJob &job) {
+    size_t size = sizeof job;
+    for (const auto field : FIELDS)
+        size += job.*field != nullptr ? strlen(job.*field) + 1 : 0;
+    auto *made = static_cast<XAVO_VELK_LifecycleJob *>(malloc(size));
+    if (made == nullptr)
+        return nullptr;
+    *made = {};
+    char *text = reinterpret_cast<char *>(made + 1);
+    for (const auto field : FIELDS)
+        if (job.*field != nullptr) {
+            const size_t length = strlen(job.*field) + 1;
+            made->*field = static_cast<char *>(memcpy(text, job.*field, length));
+            text += length;
+        }
+    return made;
+}
+
+// Compares as ASCII: in some locales an I has no lower i.
+bool is_word(const char *text, const char *lower) {
+    for (; *text != '\0' && *lower != '\0'; ++text, ++lower)
+        if ((*text >= 'A' && *text <= 'Z' ? *text - 'A' + 'a' : *text) != *lower)
+            return false;
+    return *text == *lower;
+}
+
+int judge(const XAVO_WaitOptions &options, const XAVO_VELK_LifecycleJob &job) {
     int says = XAVO_JOB_GOES_ON;
     if (options.judge != nullptr)
-        says = options.judge(options.context, job);
-    else if (job->JobStatus != nullptr && strcasecmp(job->JobStatus, "Completed") == 0)
-        says = XAVO_JOB_COMPLETED;
-    else if (job->JobStatus != nullptr && strcasecmp(job->JobStatus, "Failed") == 0)
-        says = XAVO_JOB_FAILED;
+        says = options.judge(options.context, &job);
+    else if (job.JobStatus != nullptr)
+        says = is_word(job.JobStatus, "completed") ? XAVO_JOB_COMPLETED
+               : is_word(job.JobStatus, "failed")  ? XAVO_JOB_FAILED
+                                                   : XAVO_JOB_GOES_ON;
     return says == XAVO_JOB_COMPLETED ? XAVO_WAIT_COMPLETED
            : says == XAVO_JOB_FAILED  ? XAVO_WAIT_FAILED
                                       : GOES_ON;
 }
 
-// A handle for one poll: the caller's, or a borrowed one. NULL with the code and the reason.
-XAVO_Proxy *handle(const XAVO_WaitOptions &options, unsigned int borrow_ms, XAVO_WaitResult *result) {
-    if (options.sp == nullptr)
-        return XAVO_borrow(&result->code, options.uname, borrow_ms, &result->reason);
-    result->code = XAVO_take_reason(options.sp, XAVO_NO_ERROR, &result->reason); // forgets it
-    return result->code == XAVO_NO_ERROR ? options.sp : nullptr;
+// One wait, for one job or many.
+struct Wait {
+    XAVO_Pool *pool;
+    char *const *ids;
+    size_t count;
+    const XAVO_WaitOptions &options;
+    XAVO_WaitResult *results;
+    uint64_t start, deadline; // UINT64_MAX: none
+    unsigned long polls;
+
+    bool poll(XAVO_Answer *answer);
+    bool take(const XAVO_Answer &answer, size_t index, bool *cancelled);
+    int end_without_record(const XAVO_Answer &answer, size_t index);
+    bool goes_on() const;
+    void end_all(int end);
+};
+
+bool Wait::poll(XAVO_Answer *answer) {
+    XAVO_Request request = {};
+    request.operation = count == 1 ? XAVO_OP_GET_JOB : XAVO_OP_LIST_JOBS;
+    request.id = ids[0];
+    request.user = options.user;
+    request.deadline_ms = options.poll_ms != 0 ? options.poll_ms : 5000;
+    const uint64_t now = now_ms(), left = now < deadline ? deadline - now : 0;
+    if (options.deadline_ms != 0 && left < request.deadline_ms)
+        request.deadline_ms = left > 0 ? static_cast<unsigned int>(left) : 1;
+    XAVO_call(pool, &request, answer);
+    ++polls;
+    return answer->effect == XAVO_EFFECT_ANSWERED;
 }
 
-// Fetches the job: its record, or NULL. How that ended stands in the result.
-XAVO_VELK_LifecycleJob *poll(const char *InstanceID, const XAVO_WaitOptions &options, unsigned int borrow_ms,
-                             XAVO_WaitResult *result) {
-    XAVO_Proxy *sp = handle(options, borrow_ms, result);
-    if (sp == nullptr)
-        return nullptr;
-    XAVO_VELK_LifecycleJob *fetched = XAVO_get_VELK_LifecycleJob(sp, &result->code, InstanceID);
-    XAVO_take_reason(sp, result->code, &result->reason);
-    if (options.sp == nullptr)
-        XAVO_give_back(sp);
-    return fetched;
+// What a poll that brought no record means for a job.
+int Wait::end_without_record(const XAVO_Answer &answer, size_t index) {
+    const bool listed = answer.kind == XAVO_KIND_NONE && answer.code == XAVO_NO_ERROR;
+    const bool unread = answer.kind == XAVO_KIND_ANSWER_UNUSABLE || answer.unreadable > 0;
+    // A service that knows no job, or a whole list without it.
+    if ((answer.code == XAVO_NOT_FOUND && answer.effect == XAVO_EFFECT_ANSWERED && count == 1) ||
+        (listed && !unread && count > 1))
+        return results[index].job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
+    if (answer.kind == XAVO_KIND_NOTHING_ASKED)
+        return XAVO_WAIT_ERROR;
+    if (answer.kind == XAVO_KIND_NO_WORKER && answer.status != EAGAIN && answer.status != ENOMEM &&
+        answer.status != EMFILE && answer.status != ENFILE)
+        return XAVO_WAIT_NO_WORKER;
+    if (unread && ++results[index].unreadable == options.most_unreadable)
+        return XAVO_WAIT_UNREADABLE;
+    return GOES_ON;
 }
 
-// Whether a poll that brought no record ends the wait. `in_time`: borrowing could take all its time.
-int end_without_record(const XAVO_WaitOptions &options, const XAVO_WaitResult &result, bool in_time) {
-    const bool lost = result.reason.kind == XAVO_REASON_CONNECTION_LOST;
-    if (result.code == XAVO_UNABLE_TO_OPEN_CONNECTION && options.sp == nullptr)
-        return lost && in_time ? XAVO_WAIT_LOST : GOES_ON; // others hold it; or no broker is there
-    if (lost)
-        return options.sp != nullptr ? XAVO_WAIT_LOST : GOES_ON;
-    if (result.code == XAVO_NOT_FOUND)
-        return result.job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
-    return XAVO_WAIT_ERROR;
-}
-
-// Puts into the result what a poll has brought, if it has. True when that is something new.
-bool take_over(const XAVO_WaitOptions &options, XAVO_VELK_LifecycleJob *fetched, bool in_time,
-               XAVO_WaitResult *result) {
-    if (fetched == nullptr) {
-        result->end = end_without_record(options, *result, in_time);
-        return false;
+// Puts what a poll met into a job's result. False when there is no memory.
+bool Wait::take(const XAVO_Answer &answer, size_t index, bool *cancelled) {
+    XAVO_WaitResult &result = results[index];
+    const XAVO_VELK_LifecycleJob *job = answer.jobs;
+    while (job != nullptr && (job->InstanceID == nullptr || strcmp(job->InstanceID, ids[index]) != 0) &&
+           count > 1)
+        job = job->next;
+    const bool changed = job != nullptr && differ(result.job, job);
+    result.code = answer.code;
+    result.kind = answer.kind;
+    result.reached |= answer.effect == XAVO_EFFECT_ANSWERED ? 1 : 0;
+    if (changed) {
+        XAVO_VELK_LifecycleJob *copied = copy(*job);
+        if (copied == nullptr)
+            return false;
+        free(result.job);
+        result.job = copied;
     }
-    const bool changed = differ(result->job, fetched);
-    XAVO_free_VELK_LifecycleJob(result->job);
-    result->job = fetched;
-    result->end = judge(options, fetched);
-    return changed;
+    if (answer.code != XAVO_NO_ERROR && answer.message != nullptr) {
+        free(result.message);
+        result.message = strdup(answer.message);
+        if (result.message == nullptr)
+            return false;
+    }
+    if (job != nullptr)
+        result.unreadable = 0;
+    result.end = job != nullptr ? judge(options, *job) : end_without_record(answer, index);
+    XAVO_Poll met = {};
+    met.index = index;
+    met.job = result.job;
+    met.changed = changed ? 1 : 0;
+    met.answer = &answer;
+    met.polls = polls;
+    met.elapsed_ms = now_ms() - start;
+    *cancelled |= options.polled != nullptr && options.polled(options.context, &met) != 0;
+    return true;
+}
+
+bool Wait::goes_on() const {
+    size_t going = 0;
+    for (size_t i = 0; i < count; ++i)
+        going += results[i].end == GOES_ON ? 1 : 0;
+    return going > 0 && (options.any == 0 || going == count);
+}
+
+void Wait::end_all(int end) {
+    for (size_t i = 0; i < count; ++i)
+        if (results[i].end == GOES_ON)
+            results[i].end = end;
+}
+
+// Waits. The cancellation point: nothing is held.
+void pause_for(uint64_t ms) {
+    timespec until = {};
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    const uint64_t end = static_cast<uint64_t>(until.tv_nsec) / 1000000 + ms;
+    until.tv_sec += static_cast<time_t>(end / 1000);
+    until.tv_nsec = static_cast<long>(end % 1000) * 1000000;
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR)
+        ;
+}
+
+void run(Wait *wait) {
+    const XAVO_WaitOptions &options = wait->options;
+    const uint64_t longest = options.longest_pause_ms != 0 ? options.longest_pause_ms : LONGEST_PAUSE_MS;
+    uint64_t pause = options.first_pause_ms != 0 ? options.first_pause_ms : FIRST_PAUSE_MS;
+    for (;;) {
+        bool cancelled = false, memory = true;
+        {
+            const NotCancelled not_cancelled;
+            XAVO_Answer answer;
+            wait->poll(&answer);
+            for (size_t i = 0; i < wait->count && memory; ++i)
+                if (wait->results[i].end == GOES_ON)
+                    memory = wait->take(answer, i, &cancelled);
+            XAVO_answer_free(&answer);
+        }
+        if (!memory) {
+            for (size_t i = 0; i < wait->count; ++i)
+                if (wait->results[i].end == GOES_ON)
+                    wait->results[i].code = XAVO_OUT_OF_MEMORY;
+            wait->end_all(XAVO_WAIT_ERROR);
+        }
+        if (cancelled || !wait->goes_on())
+            wait->end_all(XAVO_WAIT_CANCELLED);
+        const uint64_t now = now_ms();
+        if (now >= wait->deadline)
+            wait->end_all(XAVO_WAIT_DEADLINE);
+        if (!wait->goes_on())
+            return;
+        pause = pause < longest ? pause : longest;
+        pause_for(wait->deadline - now < pause ? wait->deadline - now : pause);
+        pause += pause / 2 + 1;
+    }
 }
 
 } // namespace
@@ -96,61 +223,46 @@ bool take_over(const XAVO_WaitOptions &options, XAVO_VELK_LifecycleJob *fetched,
 
 using namespace xavo_companion;
 
-int XAVO_wait_for_job(const char *InstanceID, const XAVO_WaitOptions *options, XAVO_WaitResult *result) {
+int XAVO_wait_for_jobs(XAVO_Pool *pool, char *const *job_ids, size_t count, const XAVO_WaitOptions *options,
+                       XAVO_WaitResult *results) {
     static constexpr XAVO_WaitOptions USUAL = {};
     const XAVO_WaitOptions &how = options != nullptr ? *options : USUAL;
-    *result = {};
-    result->end = XAVO_WAIT_ERROR;
-    result->reason.kind = XAVO_REASON_NOTHING_ASKED;
-    if (InstanceID == nullptr) {
-        result->code = XAVO_INVALID_VALUE;
-        return result->end;
+    bool valid = pool != nullptr && job_ids != nullptr && results != nullptr && count > 0 &&
+                 how.poll_ms <= XAVO_LONGEST_DEADLINE_MS;
+    for (size_t i = 0; results != nullptr && i < count; ++i) {
+        results[i] = {};
+        results[i].end = GOES_ON;
+        valid = valid && job_ids[i] != nullptr;
     }
-    const uint64_t start = now_ms();
-    const uint64_t deadline = how.deadline_ms == XAVO_WAIT_FOREVER ? UINT64_MAX : start + how.deadline_ms;
-    const unsigned int borrow_ms = how.borrow_ms != 0 ? how.borrow_ms : BORROW_MS;
-    const uint64_t longest = how.longest_pause_ms != 0 ? how.longest_pause_ms : LONGEST_PAUSE_MS;
-    uint64_t pause = how.first_pause_ms != 0 ? how.first_pause_ms : FIRST_PAUSE_MS;
-    for (XAVO_Poll told = {};;) {
-        uint64_t now = now_ms();
-        const uint64_t left = now < deadline ? deadline - now : 0;
-        const bool in_time = left >= borrow_ms;
-        XAVO_VELK_LifecycleJob *fetched =
-            poll(InstanceID, how, in_time ? borrow_ms : static_cast<unsigned int>(left), result);
-        told.changed = take_over(how, fetched, in_time, result);
-        told.job = result->job;
-        told.code = result->code;
-        ++told.polls;
-        told.elapsed_ms = static_cast<unsigned long>(now_ms() - start);
-        const bool cancelled = how.polled != nullptr && how.polled(how.context, &told) != 0;
-        if (result->end == GOES_ON && cancelled)
-            result->end = XAVO_WAIT_CANCELLED;
-        now = now_ms();
-        if (result->end == GOES_ON && now >= deadline)
-            result->end = XAVO_WAIT_DEADLINE;
-        if (result->end != GOES_ON)
-            return result->end;
-        pause = pause < longest ? pause : longest;
-        pause_for(deadline - now < pause ? deadline - now : pause);
-        pause += pause / 2 + 1;
+    if (!valid) {
+        for (size_t i = 0; results != nullptr && i < count; ++i) {
+            results[i].end = XAVO_WAIT_ERROR;
+            results[i].code = XAVO_INVALID_VALUE;
+            results[i].kind = XAVO_KIND_NOTHING_ASKED;
+        }
+        return XAVO_WAIT_ERROR;
     }
+    const uint64_t now = now_ms();
+    Wait wait = {pool, job_ids, count, how, results, now, now + how.deadline_ms, 0};
+    if (how.deadline_ms == XAVO_WAIT_FOREVER)
+        wait.deadline = UINT64_MAX;
+    run(&wait);
+    int end = XAVO_WAIT_COMPLETED;
+    for (size_t i = 0; i < count && end == XAVO_WAIT_COMPLETED; ++i)
+        end = results[i].end;
+    return end;
 }
 
-const char *XAVO_wait_to_string(int end) {
-    switch (end) {
-#define NAME(name)                                                                                           \
-    case XAVO_WAIT_##name:                                                                                   \
-        return #name
-        NAME(COMPLETED);
-        NAME(FAILED);
-        NAME(GONE);
-        NAME(NOT_FOUND);
-        NAME(DEADLINE);
-        NAME(CANCELLED);
-        NAME(LOST);
-        NAME(ERROR);
-#undef NAME
-    default:
-        return "unknown";
-    }
+int XAVO_wait_for_job(XAVO_Pool *pool, const char *job_id, const XAVO_WaitOptions *options,
+                      XAVO_WaitResult *result) {
+    char *const ids[] = {const_cast<char *>(job_id)};
+    return XAVO_wait_for_jobs(pool, ids, 1, options, result);
+}
+
+void XAVO_wait_free(XAVO_WaitResult *result) {
+    if (result == nullptr)
+        return;
+    free(result->job);
+    free(result->message);
+    *result = {};
 }

@@ -428,8 +428,8 @@ def check_pages(headers, pages, codes, written, build):
                        [path for header in headers for path in [header.path, *header.types]] +
                        sorted(Path("simulator/include/CimClientLib").glob("*.h")))
     declared = set(re.findall(r"\w+", declared)) | {header.path.stem for header in headers} | ENVIRONMENT
-    reasons = {word[len("XAVO_REASON_"):] for word in declared if word.startswith("XAVO_REASON_")}
-    bare = set(codes) | {re.sub("^(XAVO_(REASON_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
+    reasons = {word[len("XAVO_KIND_"):] for word in declared if word.startswith("XAVO_KIND_")}
+    bare = set(codes) | {re.sub("^(XAVO_(KIND_|EFFECT_|OP_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
     known = {f"{name}({section})" for name, section, _ in written} | {f"{function}(3)" for function in pages}
     known.add("xavoctl(1)")
     for name, section, markdown in written:

@@ -27,7 +27,7 @@ setup() {
     assert_equal "$(grep -c '^```c$' "$guide")" "${#programs[@]}" # each has a name of its own
     [[ ${#programs[@]} -ge 6 && $(wc -l <commands) -ge 10 ]] || fail "the guide has lost its programs or its commands"
     for program in "${programs[@]}"; do
-        compile xavo-companion -std=c11 -Wall -Wextra -Werror -c "$program" -o /dev/null
+        compile "xavo xavo-companion" -std=c11 -Wall -Wextra -Werror -c "$program" -o /dev/null
     done
     run -0 bash -ex commands
 }
@@ -35,14 +35,14 @@ setup() {
 @test "the manual's examples can be linked" {
     local example
     for example in "$manual"/examples/*.c; do
-        compile "xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs "$example" -o /dev/null
+        compile "xavo xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs "$example" -o /dev/null
     done
 }
 
 @test "the examples of the manual's overviews" {
     compile xavo-companion "$manual/examples/xavo.c" -o xavo.example
-    compile "xavo-companion xavo-simulator" "$manual/examples/cimsim.c" -o cimsim.example
-    run -0 ./cimsim.example
+    compile "xavo xavo-companion xavo-simulator" "$manual/examples/cimsim.c" -o cimsim.example
+    run -0 xavo-simulate ./cimsim.example # its workers find the simulator, too
     expect 0 "JID_4: COMPLETED, " xavo-simulate ./xavo.example 192.0.2.10 public image
 }
 

@@ -2,10 +2,10 @@
 #include "../operations.h"
 #include "input.h"
 
+#include <handles.h>
 #include <iterator>
 #include <utility>
 #include <vector>
-#include <XAVO_companion.h>
 
 namespace {
 

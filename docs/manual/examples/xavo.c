@@ -1,4 +1,5 @@
 /* Starts a backup and follows it to its end. Exit status 0: it is there. */
+#include <stdio.h>
 #include <string.h>
 #include <XAVO_companion.h>
 
@@ -8,23 +9,6 @@ static int put(char *buffer, size_t size, const char *text) {
         return 0;
     strcpy(buffer, text);
     return 1;
-}
-
-/* The job's identifier, to be freed, or NULL. */
-static char *start(XAVO_BAR_INPUT_DATA *backup) {
-    XAVO_ErrorCode ec;
-    XAVO_Reason reason;
-    char *job = NULL;
-    XAVO_Proxy *sp = XAVO_borrow(&ec, NULL, 10000, &reason);
-    if (sp != NULL) {
-        XAVO_invoke_BackupRestore(sp, &ec, "BackupImage", backup, &job);
-        XAVO_take_reason(sp, ec, &reason);
-        XAVO_give_back(sp);
-    }
-    if (job == NULL)
-        fprintf(stderr, "%s, %s: %s\n", XAVO_EC_to_string(ec), XAVO_reason_to_string(reason.kind),
-                reason.message);
-    return job;
 }
 
 int main(int argc, char **argv) {
@@ -40,13 +24,19 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: %s ADDRESS SHARE IMAGE\n", argv[0]);
         return 2;
     }
-    char *job = start(&backup);
-    if (job == NULL)
-        return 1;
-    const int end = XAVO_wait_for_job(job, &how, &result);
-    printf("%s: %s, %s\n", job, XAVO_wait_to_string(end),
-           result.job && result.job->Message ? result.job->Message : XAVO_EC_to_string(result.code));
-    XAVO_free_VELK_LifecycleJob(result.job);
-    XAVO_free_ntstring(job);
+    XAVO_Pool *pool = XAVO_pool_new(NULL, NULL);
+    XAVO_Answer answer;
+    int end = XAVO_WAIT_ERROR;
+    if (XAVO_backup_image(pool, &backup, 0, &answer) == XAVO_NO_ERROR) {
+        end = XAVO_wait_for_job(pool, answer.job_id, &how, &result);
+        printf("%s: %s, %s\n", answer.job_id, XAVO_wait_name(end),
+               result.job && result.job->Message ? result.job->Message : XAVO_code_name(result.code));
+        XAVO_wait_free(&result);
+    } else {
+        fprintf(stderr, "%s, %s, effect %s: %s\n", XAVO_code_name(answer.code), XAVO_kind_name(answer.kind),
+                XAVO_effect_name(answer.effect), answer.message ? answer.message : "");
+    }
+    XAVO_answer_free(&answer);
+    XAVO_pool_free(pool);
     return end != XAVO_WAIT_COMPLETED;
 }

@@ -1,4 +1,4 @@
-// companion_test.cpp - guarded handles, reasons, borrowed handles and waiting for jobs.
+// handles_test.cpp - guarded handles, reasons, borrowed handles and waiting for jobs.
 #include "operations.h"
 #include "prepare.h"
 #include "support.h"
@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <handles.h>
 #include <thread>
-#include <XAVO_companion.h>
 
 using namespace test;
 

@@ -1,9 +1,9 @@
 // guard.h - the client that stands in a guarded handle in place of the handle's own.
-#ifndef XAVO_COMPANION_GUARD_H
-#define XAVO_COMPANION_GUARD_H
+#ifndef XAVOCTL_GUARD_H
+#define XAVOCTL_GUARD_H
 
+#include "handles.h"
 #include <ctime>
-#include <XAVO_companion.h>
 
 namespace xavo_companion {
 

@@ -1,0 +1,688 @@
+// call.cpp - the way of a call: which state follows which, what is repeated, and how it ends.
+#include "call.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+namespace xavo_companion {
+
+namespace {
+
+constexpr uint64_t USUAL_READ_MS = 5000, USUAL_METHOD_MS = 60000;
+constexpr uint64_t FIRST_RETRY_MS = 20, LONGEST_RETRY_MS = 1000;
+constexpr unsigned int MOST_REPEATS = 3;
+
+constexpr uint8_t bit(State state) { return static_cast<uint8_t>(1U << state); }
+
+// Which states may follow each.
+constexpr uint8_t FOLLOWING[] = {
+    /* NEW */ bit(SENDING) | bit(PAUSED) | bit(ENDED),
+    /* SENDING */ bit(WAITING) | bit(PAUSED) | bit(ENDED),
+    /* WAITING */ bit(PAUSED) | bit(ENDED),
+    /* PAUSED */ bit(SENDING) | bit(PAUSED) | bit(ENDED),
+    /* ENDED */ bit(COLLECTED),
+    /* COLLECTED */ 0,
+};
+
+void move(XAVO_Call *call, State next) {
+    if ((FOLLOWING[call->state] & bit(next)) == 0)
+        abort(); // a method might be invoked twice
+    call->state = next;
+}
+
+bool is_read(const XAVO_Call &call) { return !is_method(call.operation); }
+
+XAVO_ErrorCode code_of(int kind) {
+    return kind == XAVO_KIND_NO_WORKER || kind == XAVO_KIND_NO_BROKER || kind == XAVO_KIND_BUSY
+               ? XAVO_UNABLE_TO_OPEN_CONNECTION
+               : XAVO_UNKNOWN_ERROR;
+}
+
+// Leaves out control characters, and escapes such as a backslash and an n, at the end of a text in a frame.
+void trim(const char *message) {
+    if (message == nullptr)
+        return;
+    auto *text = const_cast<char *>(message);
+    size_t length = strlen(text);
+    for (;;) {
+        const auto last = length > 0 ? static_cast<unsigned char>(text[length - 1]) : 'x';
+        if (last <= ' ' || last == 0x7f)
+            --length;
+        else if (length > 1 && text[length - 2] == '\\' && strchr("nrt", last) != nullptr)
+            length -= 2;
+        else
+            break;
+    }
+    text[length] = '\0';
+}
+
+// ---- What is watched
+// ---------------------------------------------------------------------------------------
+
+void watch(XAVO_Call *call, int operation, uint32_t events) {
+    epoll_event event = {};
+    event.events = events;
+    if (call->epoll >= 0)
+        epoll_ctl(call->epoll, operation, call->worker->process.socket, &event);
+}
+
+constexpr uint64_t NEVER = 0, AT_ONCE = 1; // long past
+
+void set_timer(XAVO_Call *call, uint64_t at) {
+    if (call->timer < 0 || call->timer_at == at)
+        return;
+    call->timer_at = at;
+    itimerspec time = {};
+    time.it_value.tv_sec = static_cast<time_t>(at / 1000);
+    time.it_value.tv_nsec = static_cast<long>(at % 1000) * 1000000;
+    timerfd_settime(call->timer, TFD_TIMER_ABSTIME, &time, nullptr);
+}
+
+// ---- Workers
+// -----------------------------------------------------------------------------------------------
+
+void drop_process(XAVO_Call *call) {
+    if (call->worker->process.socket >= 0 && is_ours(call->worker->process))
+        watch(call, EPOLL_CTL_DEL, 0);
+    end_worker(call->worker);
+}
+
+// Whether the method of the request that is out was invoked, or may be. Afterwards it will not be.
+bool was_invoked(XAVO_Call *call) {
+    if ((call->state != SENDING && call->state != WAITING) || is_read(*call))
+        return false;
+    Shared *shared = call->worker->process.shared;
+    claim(shared, call->worker->sequence, CLAIM_CALLER);
+    return !is_callers(shared, call->worker->sequence);
+}
+
+// ---- The end
+// -----------------------------------------------------------------------------------------------
+
+// `call->answer` is complete. `keep`: its worker can serve another.
+void end(XAVO_Call *call, bool keep) {
+    if (call->worker != nullptr) {
+        if (keep)
+            watch(call, EPOLL_CTL_DEL, 0);
+        else
+            drop_process(call);
+        give_worker_back(call->pool, call->worker);
+        call->worker = nullptr;
+    }
+    call->request.truncate(0);
+    move(call, ENDED);
+    call->answer.attempts = call->attempts;
+    call->answer.lost_lines = call->lost_lines;
+}
+
+// Ends it without an answer. What an earlier attempt met stays as the message.
+void end_without_answer(XAVO_Call *call, int kind, const char *words = nullptr, const char *subject = "",
+                        int status = 0) {
+    const bool invoked = call->worker != nullptr && was_invoked(call);
+    if (words != nullptr || call->answer.message == nullptr) {
+        XAVO_answer_free(&call->answer);
+        fail_answer(&call->answer, kind, code_of(kind), status, words, subject);
+    }
+    call->answer.kind = kind;
+    call->answer.code = code_of(kind);
+    call->answer.status = status;
+    call->answer.effect = invoked ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_NONE;
+    end(call, call->state == PAUSED);
+}
+
+void attempt(XAVO_Call *call);
+
+void pause_until(XAVO_Call *call, uint64_t at) {
+    move(call, PAUSED);
+    call->resume_at = at;
+}
+
+// After an attempt that had no effect, and whose end is in call->answer: repeats it where it may be, else
+// ends it. `at_once`: it may be repeated without a pause. `keep`: its worker can serve another.
+void repeat_or_end(XAVO_Call *call, bool at_once, bool keep) {
+    const bool starting = call->pool->retries_broker && (call->answer.kind == XAVO_KIND_NO_BROKER ||
+                                                         call->answer.kind == XAVO_KIND_CONNECTION_LOST);
+    const uint64_t now = now_ms();
+    if (at_once && call->repeats < MOST_REPEATS) {
+        ++call->repeats;
+        call->resume_at = now;
+    } else {
+        call->pause = call->pause == 0 ? FIRST_RETRY_MS : call->pause * 2;
+        if (call->pause > LONGEST_RETRY_MS)
+            call->pause = LONGEST_RETRY_MS;
+        if (!starting || call->deadline <= now + call->pause) {
+            end(call, keep);
+            return;
+        }
+        call->resume_at = now + call->pause;
+    }
+    if (keep)
+        watch(call, EPOLL_CTL_DEL, 0);
+    else
+        drop_process(call);
+    pause_until(call, call->resume_at);
+    if (call->resume_at <= now)
+        attempt(call);
+}
+
+void worker_died(XAVO_Call *call) {
+    const Shared *shared = call->worker->process.shared;
+    const uint32_t stage = __atomic_load_n(&shared->stage, __ATOMIC_SEQ_CST);
+    note_death(call->pool);
+    if (stage == STAGE_STARTING) {
+        end_without_answer(call, XAVO_KIND_NO_WORKER,
+                           "the worker ended before it was ready: ", call->pool->argv[0]);
+        return;
+    }
+    const int kind = stage == STAGE_OPENING ? XAVO_KIND_NO_BROKER : XAVO_KIND_CRASHED;
+    if (was_invoked(call)) {
+        end_without_answer(call, kind == XAVO_KIND_NO_BROKER ? XAVO_KIND_CRASHED : kind);
+        return;
+    }
+    XAVO_answer_free(&call->answer);
+    fail_answer(&call->answer, kind, code_of(kind));
+    repeat_or_end(call, is_read(*call), false);
+}
+
+// ---- Answers
+// -----------------------------------------------------------------------------------------------
+
+// The effect that goes with an answer; -1 when it contradicts what was claimed.
+int effect_of(const XAVO_Call &call, const XAVO_Answer &answer, bool invoked) {
+    const bool answered = answer.kind == XAVO_KIND_NONE || answer.kind == XAVO_KIND_SERVICE ||
+                          answer.kind == XAVO_KIND_BROKER || answer.kind == XAVO_KIND_ANSWER_UNUSABLE;
+    if (is_read(call))
+        return answered ? XAVO_EFFECT_ANSWERED : XAVO_EFFECT_NONE;
+    if (!invoked)
+        return answer.kind == XAVO_KIND_NONE || answer.kind == XAVO_KIND_SERVICE ? -1 : XAVO_EFFECT_NONE;
+    if (!answered)
+        return -1;
+    return answer.kind == XAVO_KIND_BROKER && answer.status == 1 ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_ANSWERED;
+}
+
+void take_answer(XAVO_Call *call, Frame *frame) {
+    XAVO_Answer answer = {};
+    AnswerExtra extra;
+    const DecodeResult result = decode_answer(frame, &answer, &extra);
+    if (result == DECODED && extra.sequence == call->worker->sequence && answer.kind >= XAVO_KIND_NONE &&
+        answer.kind <= XAVO_KIND_ANSWER_UNUSABLE) {
+        const int effect = effect_of(*call, answer, was_invoked(call));
+        if (effect >= 0) {
+            answer.effect = effect;
+            if (answer.kind != XAVO_KIND_NONE && answer.kind != XAVO_KIND_SERVICE)
+                trim(answer.message);
+            XAVO_answer_free(&call->answer);
+            call->answer = answer;
+            call->lost_lines += answer.lost_lines;
+            note_answer(call->pool);
+            const bool lost = answer.kind == XAVO_KIND_CONNECTION_LOST;
+            const bool keep = !lost && !call->secret && (extra.flags & FLAG_REPLACE) == 0 &&
+                              call->worker->sequence < MOST_CALLS_OF_A_WORKER;
+            if (effect == XAVO_EFFECT_NONE)
+                repeat_or_end(call, lost && (is_read(*call) || (extra.flags & FLAG_STALE) != 0), keep);
+            else
+                end(call, keep);
+            return;
+        }
+    }
+    free_frame(frame);
+    if (result == DECODE_NO_MEMORY) {
+        end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "no memory for the answer");
+        call->answer.code = XAVO_OUT_OF_MEMORY;
+    } else {
+        end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "the worker's answer is not valid");
+    }
+}
+
+void take_failure(XAVO_Call *call, Frame *frame) {
+    XAVO_Answer failure = {};
+    AnswerExtra extra;
+    char buffer[128];
+    if (decode_answer(frame, &failure, &extra) != DECODED) {
+        free_frame(frame);
+        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker's words are not valid");
+        return;
+    }
+    const int error = failure.status;
+    if (failure.message != nullptr) {
+        trim(failure.message);
+        end_without_answer(call, XAVO_KIND_NO_WORKER, failure.message, "", error);
+    } else {
+        end_without_answer(call, XAVO_KIND_NO_WORKER, words_for(error, buffer), call->pool->argv[0], error);
+    }
+    XAVO_answer_free(&failure);
+}
+
+void keep_line(XAVO_Call *call, Frame *frame) {
+    *call->log_end = frame;
+    call->log_end = &frame->next;
+}
+
+// ---- One attempt
+// -------------------------------------------------------------------------------------------
+
+// Sends what the socket takes.
+void send_request(XAVO_Call *call) {
+    while (call->sent < call->request.size()) {
+        const ssize_t count = send(call->worker->process.socket, call->request.data() + call->sent,
+                                   call->request.size() - call->sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0) // EAGAIN: later. Otherwise it died: what it sent before is read first
+            return;
+        call->sent += static_cast<size_t>(count);
+    }
+    move(call, WAITING);
+}
+
+// Whether a worker that has been idle still lives. Lines of its log may be there.
+bool lives(const Worker &worker) {
+    pollfd socket = {worker.process.socket, 0, 0};
+    return is_ours(worker.process) && poll(&socket, 1, 0) == 0;
+}
+
+void attempt(XAVO_Call *call) {
+    Worker *worker = call->worker;
+    if (worker->process.socket >= 0 && !lives(*worker)) {
+        end_worker(worker);
+        note_death(call->pool);
+    }
+    if (worker->process.socket < 0) {
+        uint64_t may_start_at;
+        {
+            const Locked locked(&call->pool->lock);
+            may_start_at = call->pool->may_start_at;
+        }
+        if (now_ms() < may_start_at) {
+            pause_until(call, may_start_at);
+            return;
+        }
+        const int error = start_process(&worker->process, call->pool->argv, call->pool->environment);
+        if (error != 0) {
+            char buffer[128];
+            end_without_answer(call, XAVO_KIND_NO_WORKER, words_for(error, buffer), call->pool->argv[0],
+                               error);
+            return;
+        }
+    }
+    move(call, SENDING);
+    call->sent = 0;
+    ++call->attempts;
+    ++worker->sequence;
+    set_sequence(call->request.data(), worker->sequence);
+    open_claim(worker->process.shared, worker->sequence);
+    send_request(call);
+    watch(call, EPOLL_CTL_ADD, call->state == SENDING ? EPOLLIN | EPOLLOUT : EPOLLIN);
+}
+
+// Reads what the worker has sent, up to the answer.
+void receive(XAVO_Call *call) {
+    while (call->state == SENDING || call->state == WAITING) {
+        Frame *frame = nullptr;
+        switch (call->worker->receiver.receive(call->worker->process.socket, MSG_DONTWAIT, &frame)) {
+        case Receiver::AGAIN:
+            return;
+        case Receiver::END:
+            worker_died(call);
+            return;
+        case Receiver::VERSION:
+            end_without_answer(call, XAVO_KIND_NO_WORKER,
+                               "the worker speaks another protocol: ", call->pool->argv[0]);
+            return;
+        case Receiver::BROKEN:
+            end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "the worker's answer is not valid");
+            return;
+        case Receiver::NO_MEMORY:
+            end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "no memory for the answer");
+            call->answer.code = XAVO_OUT_OF_MEMORY;
+            return;
+        case Receiver::FRAME:
+            if (frame->type == FRAME_ANSWER)
+                take_answer(call, frame);
+            else if (frame->type == FRAME_FAILED)
+                take_failure(call, frame);
+            else if (frame->type == FRAME_LOG)
+                keep_line(call, frame);
+            else
+                free_frame(frame);
+        }
+    }
+}
+
+// Moves the call on as far as it goes without waiting.
+void step(XAVO_Call *call) {
+    if (call->state == NEW || (call->state == PAUSED && now_ms() >= call->resume_at))
+        attempt(call);
+    if (call->state == SENDING || call->state == WAITING) {
+        if (!is_ours(call->worker->process)) {
+            worker_died(call);
+        } else {
+            if (call->state == SENDING) {
+                send_request(call);
+                if (call->state == WAITING)
+                    watch(call, EPOLL_CTL_MOD, EPOLLIN);
+            }
+            receive(call);
+        }
+    }
+    if (call->state < ENDED && now_ms() >= call->deadline)
+        end_without_answer(call, XAVO_KIND_DEADLINE);
+}
+
+uint64_t next_time(const XAVO_Call &call) {
+    return call.state == PAUSED && call.resume_at < call.deadline ? call.resume_at : call.deadline;
+}
+
+// ---- Requests
+// ----------------------------------------------------------------------------------------------
+
+constexpr struct {
+    const char *name;
+    size_t offset;
+} MEMBERS[] = {
+    {"id", offsetof(XAVO_Request, id)},
+    {"class_name", offsetof(XAVO_Request, class_name)},
+    {"start_time", offsetof(XAVO_Request, start_time)},
+    {"job_ids", offsetof(XAVO_Request, job_ids)},
+    {"uri", offsetof(XAVO_Request, uri)},
+    {"reboot_type", offsetof(XAVO_Request, reboot_type)},
+    {"image", offsetof(XAVO_Request, image)},
+    {"share", offsetof(XAVO_Request, share)},
+};
+
+// Whether all members that `needed` names are given.
+bool has_all(const XAVO_Request &request, const char *needed) {
+    while (*needed != '\0') {
+        const size_t length = strcspn(needed, " ");
+        for (const auto &member : MEMBERS) {
+            const void *value;
+            memcpy(&value, reinterpret_cast<const char *>(&request) + member.offset, sizeof value);
+            if (strlen(member.name) == length && strncmp(member.name, needed, length) == 0 &&
+                value == nullptr)
+                return false;
+        }
+        needed += length + (needed[length] == ' ' ? 1 : 0);
+    }
+    return true;
+}
+
+bool is_valid(const XAVO_Request &request) {
+    const char *needed = nullptr;
+    switch (request.operation) {
+#define NEEDED(constant, value, name, members)                                                               \
+    case constant:                                                                                           \
+        needed = members;                                                                                    \
+        break;
+        XAVO_OPERATIONS(NEEDED)
+#undef NEEDED
+    case OP_NOTHING:
+        needed = "";
+        break;
+    default:
+        return false;
+    }
+    // Inside a reference the client library does not carry a quotation mark.
+    const bool refers = request.operation == XAVO_OP_INSTALL_FROM_URI ||
+                        request.operation == XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY;
+    return request.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && has_all(request, needed) &&
+           !(refers && strchr(request.id, '"') != nullptr);
+}
+
+void destroy_call(XAVO_Call *call) {
+    close_adopted(&call->epoll);
+    close_adopted(&call->timer);
+    XAVO_answer_free(&call->answer);
+    while (call->log != nullptr) {
+        Frame *frame = call->log;
+        call->log = frame->next;
+        free_frame(frame);
+    }
+    call->~XAVO_Call();
+    free(call);
+}
+
+// The descriptors of a call that does not block. 0, or an errno.
+int make_descriptors(XAVO_Call *call) {
+    call->epoll = adopt(epoll_create1(EPOLL_CLOEXEC));
+    if (call->epoll < 0)
+        return errno;
+    call->timer = adopt(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    return call->timer < 0 || epoll_ctl(call->epoll, EPOLL_CTL_ADD, call->timer, &event) != 0 ? errno : 0;
+}
+
+void of_another_process(XAVO_Answer *answer) {
+    fail_answer(answer, XAVO_KIND_NO_WORKER, code_of(XAVO_KIND_NO_WORKER), 0,
+                "the pool belongs to the process that forked this one");
+}
+
+void no_memory(XAVO_Answer *answer) { fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_OUT_OF_MEMORY); }
+
+// A call whose request is written, with a worker. NULL with *answer.
+XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer, bool blocks) {
+    *answer = {};
+    if (pool == nullptr || request == nullptr || !is_valid(*request)) {
+        fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
+        return nullptr;
+    }
+    if (pool->owner != getpid()) {
+        of_another_process(answer);
+        return nullptr;
+    }
+    void *memory = malloc(sizeof(XAVO_Call));
+    if (memory == nullptr) {
+        no_memory(answer);
+        return nullptr;
+    }
+    auto *call = new (memory) XAVO_Call(pool);
+    XAVO_Request complete = *request;
+    if (complete.user == nullptr)
+        complete.user = pool->user;
+    const uint64_t usual = is_method(complete.operation) ? USUAL_METHOD_MS : USUAL_READ_MS;
+    call->deadline = now_ms() + (complete.deadline_ms != 0 ? complete.deadline_ms : usual);
+    call->operation = complete.operation;
+    call->secret = has_secret(complete);
+    write_request(&call->request, complete, call->deadline, pool->log_level);
+    char buffer[128];
+    const int error = blocks ? 0 : make_descriptors(call);
+    if (error != 0) {
+        fail_answer(answer, XAVO_KIND_NO_WORKER, code_of(XAVO_KIND_NO_WORKER), error,
+                    words_for(error, buffer));
+    } else if (!call->request.finish()) {
+        no_memory(answer);
+    } else {
+        const Locked locked(&pool->lock);
+        call->worker = blocks ? wait_for_worker(pool, call->deadline) : take_worker(pool);
+        if (call->worker != nullptr) {
+            call->next = pool->calls;
+            pool->calls = call;
+            return call;
+        }
+        const int kind = blocks ? XAVO_KIND_DEADLINE : XAVO_KIND_BUSY;
+        fail_answer(answer, kind, code_of(kind), 0, "all workers are at work");
+    }
+    destroy_call(call);
+    return nullptr;
+}
+
+// Takes the call out of the pool and frees it; the pool, too, when it was freed before.
+void free_call(XAVO_Call *call) {
+    XAVO_Pool *pool = call->pool;
+    pthread_mutex_lock(&pool->lock);
+    while (call->pins > 0)
+        pthread_cond_wait(&pool->changed, &pool->lock);
+    XAVO_Call **link = &pool->calls;
+    while (*link != call)
+        link = &(*link)->next;
+    *link = call->next;
+    const bool last = pool->ended && pool->calls == nullptr;
+    pthread_mutex_unlock(&pool->lock);
+    destroy_call(call);
+    if (last)
+        destroy_pool(pool);
+}
+
+Frame *take_log(XAVO_Call *call) {
+    Frame *lines = call->log;
+    call->log = nullptr;
+    call->log_end = &call->log;
+    return lines;
+}
+
+// Gives the answer to the program.
+void hand_over(XAVO_Call *call, XAVO_Answer *answer) {
+    *answer = call->answer;
+    call->answer = {};
+    move(call, COLLECTED);
+}
+
+// Waits until there is something to do.
+void wait_for_event(XAVO_Call *call) {
+    const uint64_t at = next_time(*call), now = now_ms();
+    const uint64_t left = at > now ? at - now : 0;
+    const timespec time = {static_cast<time_t>(left / 1000), static_cast<long>(left % 1000) * 1000000};
+    const int events = call->state == SENDING ? POLLIN | POLLOUT : POLLIN;
+    pollfd socket = {call->state == PAUSED ? -1 : call->worker->process.socket, static_cast<short>(events),
+                     0};
+    ppoll(&socket, 1, &time, nullptr);
+}
+
+} // namespace
+
+XAVO_Call *next_uncancelled(XAVO_Pool *pool) {
+    XAVO_Call *call = pool->calls;
+    while (call != nullptr && call->cancelled)
+        call = call->next;
+    if (call != nullptr)
+        call->cancelled = true;
+    return call;
+}
+
+const char *words_for(int error, char (&buffer)[128]) {
+    const char *words = strerror_r(error, buffer, sizeof buffer - 2);
+    if (words != buffer)
+        strncpy(buffer, words, sizeof buffer - 3);
+    buffer[sizeof buffer - 3] = '\0';
+    return strcat(buffer, ": ");
+}
+
+void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status, const char *words,
+                 const char *subject) {
+    *answer = {};
+    answer->kind = kind;
+    answer->code = code;
+    answer->status = status;
+    if (words == nullptr)
+        return;
+    const size_t first = strlen(words), second = strlen(subject) + 1, length = first + second;
+    auto *frame = static_cast<Frame *>(malloc(sizeof(Frame) + length));
+    if (frame == nullptr)
+        return;
+    *frame = {FRAME_FAILED, static_cast<uint32_t>(length), nullptr, 0, nullptr};
+    memcpy(frame->fields(), words, first);
+    memcpy(frame->fields() + first, subject, second);
+    answer->message = frame->fields();
+    answer->storage = frame;
+}
+
+} // namespace xavo_companion
+
+using namespace xavo_companion;
+
+void XAVO_answer_free(XAVO_Answer *answer) {
+    if (answer == nullptr)
+        return;
+    free_frame(static_cast<Frame *>(answer->storage));
+    *answer = {};
+}
+
+XAVO_ErrorCode XAVO_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer) {
+    const NotCancelled not_cancelled;
+    XAVO_Call *call = make_call(pool, request, answer, true);
+    if (call == nullptr)
+        return answer->code;
+    for (;;) {
+        step(call);
+        if (call->log != nullptr)
+            deliver_log(*pool, take_log(call));
+        if (call->state == ENDED)
+            break;
+        wait_for_event(call);
+    }
+    hand_over(call, answer);
+    free_call(call);
+    return answer->code;
+}
+
+XAVO_Call *XAVO_call_start(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer) {
+    const NotCancelled not_cancelled;
+    XAVO_Call *call = make_call(pool, request, answer, false);
+    if (call == nullptr)
+        return nullptr;
+    const Locked locked(&call->lock);
+    attempt(call);
+    set_timer(call, call->state == ENDED ? AT_ONCE : next_time(*call));
+    return call;
+}
+
+int XAVO_call_descriptor(const XAVO_Call *call) { return call != nullptr ? call->epoll : -1; }
+
+int XAVO_call_collect(XAVO_Call *call, XAVO_Answer *answer) {
+    const NotCancelled not_cancelled;
+    if (call != nullptr && call->owner != getpid()) {
+        of_another_process(answer);
+        return 1;
+    }
+    *answer = {};
+    Frame *lines = nullptr;
+    bool ended = true, again = true;
+    if (call != nullptr) {
+        const Locked locked(&call->lock);
+        again = call->state == COLLECTED;
+        if (call->state < ENDED)
+            step(call);
+        lines = take_log(call);
+        ended = call->state >= ENDED;
+        if (call->state == ENDED)
+            hand_over(call, answer);
+        set_timer(call, ended ? NEVER : next_time(*call));
+    }
+    if (lines != nullptr)
+        deliver_log(*call->pool, lines);
+    if (again)
+        fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
+    return ended ? 1 : 0;
+}
+
+void XAVO_call_cancel(XAVO_Call *call) {
+    const NotCancelled not_cancelled;
+    if (call == nullptr || call->owner != getpid())
+        return;
+    const Locked locked(&call->lock);
+    if (call->state >= ENDED)
+        return;
+    end_without_answer(call, XAVO_KIND_CANCELLED);
+    set_timer(call, AT_ONCE);
+}
+
+void XAVO_call_free(XAVO_Call *call) {
+    const NotCancelled not_cancelled;
+    if (call == nullptr)
+        return;
+    if (call->owner != getpid()) { // another thread may have been changing the rest
+        close_adopted(&call->epoll);
+        close_adopted(&call->timer);
+        free(call);
+        return;
+    }
+    XAVO_call_cancel(call);
+    free_call(call);
+}

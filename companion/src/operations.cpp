@@ -1,0 +1,154 @@
+// operations.cpp - a function for each operation, starting workers beforehand, and names.
+#include "call.h"
+
+#include <cstdlib>
+#include <poll.h>
+
+using namespace xavo_companion;
+
+namespace {
+
+XAVO_Request request_for(int operation, unsigned int deadline_ms) {
+    XAVO_Request request = {};
+    request.operation = operation;
+    request.deadline_ms = deadline_ms;
+    return request;
+}
+
+// A request with one argument.
+template <auto member, typename Value>
+XAVO_ErrorCode call_with(XAVO_Pool *pool, int operation, Value value, unsigned int deadline_ms,
+                         XAVO_Answer *answer) {
+    XAVO_Request request = request_for(operation, deadline_ms);
+    request.*member = value;
+    return XAVO_call(pool, &request, answer);
+}
+
+// Waits for the end of a call without deadline of its own: the call has one.
+void collect(XAVO_Call *call, XAVO_Answer *answer) {
+    while (XAVO_call_collect(call, answer) == 0) {
+        pollfd ready = {XAVO_call_descriptor(call), POLLIN, 0};
+        poll(&ready, 1, -1);
+    }
+    XAVO_call_free(call);
+}
+
+} // namespace
+
+XAVO_ErrorCode XAVO_list_jobs(XAVO_Pool *pool, unsigned int deadline_ms, XAVO_Answer *answer) {
+    const XAVO_Request request = request_for(XAVO_OP_LIST_JOBS, deadline_ms);
+    return XAVO_call(pool, &request, answer);
+}
+
+XAVO_ErrorCode XAVO_get_job(XAVO_Pool *pool, const char *job_id, unsigned int deadline_ms,
+                            XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::id>(pool, XAVO_OP_GET_JOB, job_id, deadline_ms, answer);
+}
+
+XAVO_ErrorCode XAVO_list_instances(XAVO_Pool *pool, const char *class_name, unsigned int deadline_ms,
+                                   XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::class_name>(pool, XAVO_OP_LIST_INSTANCES, class_name, deadline_ms,
+                                                answer);
+}
+
+XAVO_ErrorCode XAVO_delete_job(XAVO_Pool *pool, const char *job_id, unsigned int deadline_ms,
+                               XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::id>(pool, XAVO_OP_DELETE_JOB, job_id, deadline_ms, answer);
+}
+
+XAVO_ErrorCode XAVO_setup_job_queue(XAVO_Pool *pool, const char *start_time, const char *until_time,
+                                    char *const *job_ids, unsigned int deadline_ms, XAVO_Answer *answer) {
+    XAVO_Request request = request_for(XAVO_OP_SETUP_JOB_QUEUE, deadline_ms);
+    request.start_time = start_time;
+    request.until_time = until_time;
+    request.job_ids = job_ids;
+    return XAVO_call(pool, &request, answer);
+}
+
+XAVO_ErrorCode XAVO_install_from_uri(XAVO_Pool *pool, const char *uri, const char *identity,
+                                     unsigned int deadline_ms, XAVO_Answer *answer) {
+    XAVO_Request request = request_for(XAVO_OP_INSTALL_FROM_URI, deadline_ms);
+    request.uri = uri;
+    request.id = identity;
+    return XAVO_call(pool, &request, answer);
+}
+
+XAVO_ErrorCode XAVO_install_from_software_identity(XAVO_Pool *pool, const char *identity,
+                                                   unsigned int deadline_ms, XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::id>(pool, XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY, identity, deadline_ms,
+                                        answer);
+}
+
+XAVO_ErrorCode XAVO_create_reboot_job(XAVO_Pool *pool, const char *reboot_type, unsigned int deadline_ms,
+                                      XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::reboot_type>(pool, XAVO_OP_CREATE_REBOOT_JOB, reboot_type, deadline_ms,
+                                                 answer);
+}
+
+XAVO_ErrorCode XAVO_backup_image(XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *image, unsigned int deadline_ms,
+                                 XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::image>(pool, XAVO_OP_BACKUP_IMAGE, image, deadline_ms, answer);
+}
+
+XAVO_ErrorCode XAVO_restore_image(XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *image, unsigned int deadline_ms,
+                                  XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::image>(pool, XAVO_OP_RESTORE_IMAGE, image, deadline_ms, answer);
+}
+
+XAVO_ErrorCode XAVO_test_network_share(XAVO_Pool *pool, const XAVO_NET_INPUT_DATA *share,
+                                       unsigned int deadline_ms, XAVO_Answer *answer) {
+    return call_with<&XAVO_Request::share>(pool, XAVO_OP_TEST_NETWORK_SHARE, share, deadline_ms, answer);
+}
+
+XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigned int deadline_ms,
+                                  XAVO_Answer *answer) {
+    const NotCancelled not_cancelled;
+    const XAVO_Request request = request_for(OP_NOTHING, deadline_ms);
+    XAVO_Answer first = {};
+    if (pool != nullptr && workers == 0)
+        workers = pool->count;
+    XAVO_Call **calls = nullptr;
+    if (pool == nullptr || workers > pool->count)
+        fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
+    else if ((calls = static_cast<XAVO_Call **>(calloc(workers, sizeof *calls))) == nullptr)
+        fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_OUT_OF_MEMORY);
+    // Each call has a worker to itself, so that as many calls as workers start them all.
+    unsigned int started = 0;
+    while (first.code == XAVO_NO_ERROR && started < workers &&
+           (calls[started] = XAVO_call_start(pool, &request, &first)) != nullptr)
+        ++started;
+    if (first.kind == XAVO_KIND_BUSY) // the others are at work
+        XAVO_answer_free(&first);
+    for (unsigned int i = 0; i < started; ++i) {
+        if (first.code == XAVO_NO_ERROR) {
+            XAVO_answer_free(&first);
+            collect(calls[i], &first);
+        } else {
+            XAVO_call_free(calls[i]);
+        }
+    }
+    free(calls);
+    const XAVO_ErrorCode code = first.code;
+    if (answer != nullptr)
+        *answer = first;
+    else
+        XAVO_answer_free(&first);
+    return code;
+}
+
+// ---- Names
+// -------------------------------------------------------------------------------------------------
+
+#define NAME(constant, value, name, meaning)                                                                 \
+    case constant:                                                                                           \
+        return name;
+#define NAMES(function, type, rows)                                                                          \
+    const char *function(type value) {                                                                       \
+        switch (value) { rows(NAME) default : return "unknown"; }                                            \
+    }
+
+NAMES(XAVO_code_name, XAVO_ErrorCode, XAVO_ERROR_CODES)
+NAMES(XAVO_kind_name, int, XAVO_KINDS)
+NAMES(XAVO_effect_name, int, XAVO_EFFECTS)
+NAMES(XAVO_operation_name, int, XAVO_OPERATIONS)
+NAMES(XAVO_wait_name, int, XAVO_WAIT_ENDS)

@@ -1,0 +1,44 @@
+// process.h - a worker's process: how it is started, noticed and ended.
+#ifndef XAVO_COMPANION_PROCESS_H
+#define XAVO_COMPANION_PROCESS_H
+
+#include "protocol.h"
+
+#include <sys/types.h>
+
+namespace xavo_companion {
+
+// What the library holds of a worker. A descriptor is set to -1 before it is closed, so that a child forked
+// by another thread at that moment never closes a number that belongs to somebody else by then.
+struct Process {
+    int socket = -1; // -1: there is none
+    int pidfd = -1;  // -1: the kernel has none
+    int memory = -1; // open only where the lock on it stands for the pidfd of the caller
+    dev_t device = 0;
+    ino_t inode = 0; // of the socket
+    Shared *shared = nullptr;
+};
+
+// Starts `argv` with `environment`. 0, or the errno of what the system refused; a program that cannot be
+// executed is reported by a FAILED frame.
+int start_process(Process *process, char *const *argv, char *const *environment);
+
+// Whether the socket is still the one that was made: the program may have closed it, and the number may be in
+// use again.
+bool is_ours(const Process &process);
+
+// Ends the process, does not wait for its end, and closes what belongs to it.
+void end_process(Process *process);
+// The same without ending it: in a forked child.
+void close_process(Process *process);
+
+// Marks a descriptor of this library's, and moves it above those of the standard streams. -1 and errno on
+// failure, the descriptor closed.
+int adopt(int descriptor);
+// Closes a descriptor that adopt() gave, unless the program closed it behind our back and uses the number
+// itself.
+void close_adopted(int *descriptor);
+
+} // namespace xavo_companion
+
+#endif
