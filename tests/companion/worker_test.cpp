@@ -1,0 +1,608 @@
+// The worker by its protocol: each test starts the program as the library does, on a scene of its own.
+#include "protocol.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sstream>
+#include <string>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace xavo_companion;
+
+namespace {
+
+constexpr int PATIENCE_MS = 20000; // an emulator is slow
+
+uint64_t now() {
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<uint64_t>(time.tv_sec) * 1000 + static_cast<uint64_t>(time.tv_nsec) / 1000000;
+}
+
+void pause_ms(int milliseconds) { poll(nullptr, 0, milliseconds); }
+
+// A request from text: "DELETE_JOB id=JID_1", with the members of XAVO_Request by name (job_ids with commas,
+// image and share as the address, which brings a password with "operator@"), and in=MS, level=N.
+struct Words {
+    std::vector<std::string> texts;
+    std::vector<char *> ids;
+    XAVO_BAR_INPUT_DATA image = {};
+    XAVO_NET_INPUT_DATA share = {};
+    XAVO_Request request = {};
+    uint64_t deadline = now() + 3600000;
+    int level = 0;
+
+    explicit Words(const std::string &text) {
+        texts.reserve(64);
+        std::istringstream words(text);
+        std::string name;
+        words >> name;
+        for (int operation = 0; operation < 100; ++operation)
+            if (name == XAVO_operation_name(operation))
+                request.operation = operation;
+        if (name.find_first_not_of("0123456789") == name.npos)
+            request.operation = std::stoi(name);
+        for (std::string word; words >> word;)
+            set(word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
+    }
+    Words(const Words &) = delete;
+
+private:
+    const char *keep(const std::string &text) { return texts.emplace_back(text).c_str(); }
+    template <class Record>
+    void fill(Record *record, const std::string &address) {
+        const bool secret = address.rfind("operator@", 0) == 0;
+        strcpy(record->uname, "operator");
+        strcpy(record->passwd, secret ? "secret" : "");
+        strcpy(record->ipaddr, address.c_str() + (secret ? 9 : 0));
+        strcpy(record->sharename, secret ? "backups" : "public");
+        record->shareType = secret ? 2 : 0;
+    }
+    void set(const std::string &name, const std::string &value) {
+        if (name == "in")
+            deadline = now() + std::stoull(value);
+        else if (name == "level")
+            level = std::stoi(value);
+        else if (name == "job_ids") {
+            std::istringstream list(value);
+            for (std::string id; std::getline(list, id, ',');)
+                ids.push_back(const_cast<char *>(keep(id)));
+            ids.push_back(nullptr);
+            request.job_ids = ids.data();
+        } else if (name == "image") {
+            fill(&image, value);
+            strcpy(image.imagename, "image");
+            strcpy(image.startTime, "NOW");
+            request.image = &image;
+        } else if (name == "share") {
+            fill(&share, value);
+            request.share = &share;
+        } else {
+            (name == "id"           ? request.id
+             : name == "user"       ? request.user
+             : name == "class_name" ? request.class_name
+             : name == "name_space" ? request.name_space
+             : name == "start_time" ? request.start_time
+             : name == "until_time" ? request.until_time
+             : name == "uri"        ? request.uri
+                                    : request.reboot_type) = keep(value);
+        }
+    }
+};
+
+std::string describe(const XAVO_Instance &instance) {
+    std::string text = instance.class_name;
+    for (size_t i = 0; i < instance.count; ++i) {
+        const XAVO_Property &property = instance.properties[i];
+        text += std::string(" ") + property.name + ":" + property.type + (property.is_array ? "[]=" : "=") +
+                (property.is_null ? "-" : "");
+        for (size_t k = 0; k < property.count; ++k)
+            text += (k > 0 ? "," : "") + std::string(property.text[k] != nullptr ? property.text[k] : "-");
+    }
+    return "{" + text + "}";
+}
+
+// "NO_ERROR NONE jobs=JID_1,JID_2": what is not 0, empty or missing; NUL bytes in no text.
+std::string describe(const XAVO_Answer &answer, const AnswerExtra &extra) {
+    std::ostringstream text;
+    text << XAVO_code_name(answer.code) << " " << XAVO_kind_name(answer.kind);
+    const auto number = [&](const char *name, unsigned long value) {
+        if (value != 0)
+            text << " " << name << "=" << value;
+    };
+    number("status", static_cast<unsigned long>(answer.status));
+    if (answer.has_return_value)
+        text << " return=" << answer.return_value;
+    for (const auto &[name, value] :
+         {std::pair("id", answer.message_id), {"message", answer.message}, {"job", answer.job_id}})
+        if (value != nullptr)
+            text << " " << name << "=" << value;
+    const char *before = " jobs=";
+    for (const XAVO_VELK_LifecycleJob *job = answer.jobs; job != nullptr; job = job->next, before = ",")
+        text << before << job->InstanceID;
+    for (size_t i = 0; i < answer.instance_count; ++i)
+        text << " " << describe(answer.instances[i]);
+    number("unreadable", answer.unreadable);
+    if ((extra.flags & FLAG_STALE) != 0)
+        text << " stale";
+    if ((extra.flags & FLAG_REPLACE) != 0)
+        text << " replace";
+    return text.str();
+}
+
+class Worker : public testing::Test {
+protected:
+    enum Caller { SELF, PROCESS, PROCESS_WITH_LOCK }; // whose end the worker watches
+
+    // Starts a worker on a scene (none: the demonstration controller).
+    void start(const std::string &scene = "", Caller caller = SELF) {
+        finish();
+        std::ofstream(path) << "# a scene\n" << scene;
+        setenv("CIMSIM_SCENE", path.c_str(), 1);
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        if (buffer != 0)
+            setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
+        socket = ends[0];
+        const int memory = static_cast<int>(syscall(SYS_memfd_create, "test", 1U));
+        ASSERT_EQ(ftruncate(memory, 4096), 0);
+        shared = static_cast<Shared *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0));
+        if (caller != SELF)
+            start_program(memory, caller == PROCESS_WITH_LOCK);
+        const int pidfd =
+            caller == PROCESS_WITH_LOCK
+                ? -1
+                : static_cast<int>(syscall(SYS_pidfd_open, program > 0 ? program : getpid(), 0));
+        pid = fork();
+        if (pid == 0)
+            become_worker(ends[1], memory, pidfd);
+        close(ends[1]);
+        close(memory);
+        close(pidfd);
+    }
+
+    // The next frame: "HELLO", "FAILED text", "log LEVEL text", an answer, or "end".
+    std::string receive() {
+        pollfd waiting = {socket, POLLIN, 0};
+        Frame *frame = nullptr;
+        if (poll(&waiting, 1, PATIENCE_MS) != 1)
+            return "nothing";
+        const Receiver::Result result = receiver.receive(socket, 0, &frame);
+        if (result != Receiver::FRAME)
+            return result == Receiver::END ? "end" : "broken";
+        XAVO_Answer answer = {};
+        AnswerExtra extra;
+        if (decode_answer(frame, &answer, &extra) != DECODED) {
+            free_frame(frame);
+            return "not valid";
+        }
+        std::string text = frame->type == FRAME_HELLO    ? "HELLO"
+                           : frame->type == FRAME_FAILED ? std::string("FAILED ") + answer.message
+                           : frame->type == FRAME_LOG
+                               ? "log " + std::to_string(answer.status) + " " + answer.message
+                               : describe(answer, extra);
+        if (frame->type == FRAME_ANSWER) {
+            EXPECT_EQ(extra.sequence, sequence);
+            lost_lines = answer.lost_lines;
+        }
+        free_frame(frame);
+        return text;
+    }
+
+    void send(const std::string &text) {
+        const Words words(text);
+        Writer writer(FRAME_REQUEST);
+        write_request(&writer, words.request, words.deadline, words.level);
+        ASSERT_TRUE(writer.finish());
+        set_sequence(writer.data(), ++sequence);
+        open_claim(shared, sequence);
+        send_bytes(writer.data(), writer.size());
+    }
+    void send_bytes(const char *data, size_t size) {
+        EXPECT_EQ(::send(socket, data, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+    }
+
+    // An answer to a request, with " claimed" when the worker claimed the invocation.
+    std::string call(const std::string &text) {
+        send(text);
+        std::string answer = receive();
+        if (answer == "HELLO")
+            answer = receive();
+        return answer + (shared->claim == (sequence << 2 | CLAIM_WORKER) ? " claimed" : "");
+    }
+
+    // The worker's status when it has ended; -1 while it runs.
+    int wait_for_end(int patience = PATIENCE_MS) {
+        for (const uint64_t until = now() + static_cast<uint64_t>(patience); pid > 0; pause_ms(2)) {
+            int status;
+            if (waitpid(pid, &status, WNOHANG) == pid) {
+                pid = -1;
+                return status;
+            }
+            if (now() > until)
+                return -1;
+        }
+        return -1;
+    }
+
+    // Lets the worker end, which it does by itself when it is idle.
+    void finish() {
+        if (socket >= 0) {
+            close(socket);
+            const int status = pid > 0 ? wait_for_end() : 0;
+            EXPECT_TRUE(WIFEXITED(status) || WTERMSIG(status) == SIGKILL) << status;
+            munmap(shared, 4096);
+        }
+        receiver.reset();
+        socket = -1;
+        end_program();
+    }
+    void end_program() {
+        if (program > 0) {
+            kill(program, SIGKILL);
+            waitpid(program, nullptr, 0);
+        }
+        program = -1;
+    }
+    void TearDown() override {
+        finish();
+        unsetenv("CIMSIM_SCENE");
+        unlink(path.c_str());
+    }
+
+    int socket = -1, buffer = 0;
+    pid_t pid = -1, program = -1;
+    Shared *shared = nullptr;
+    uint32_t sequence = 0;
+    unsigned long lost_lines = 0;
+
+private:
+    // A process that does nothing, with the lock that stands for a pidfd.
+    void start_program(int memory, bool locks) {
+        int ready[2];
+        ASSERT_EQ(pipe(ready), 0);
+        program = fork();
+        if (program == 0) {
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            lock.l_len = 1;
+            if (locks)
+                fcntl(memory, F_SETLK, &lock);
+            (void)!write(ready[1], "", 1);
+            for (;;)
+                pause();
+        }
+        char byte;
+        ASSERT_EQ(read(ready[0], &byte, 1), 1);
+        close(ready[0]);
+        close(ready[1]);
+    }
+    [[noreturn]] void become_worker(int end, int memory, int pidfd) {
+        const int sources[] = {fcntl(end, F_DUPFD, 20), fcntl(memory, F_DUPFD, 20),
+                               fcntl(pidfd, F_DUPFD, 20)};
+        setsid();
+        for (int i = 0; i < 3; ++i)
+            if (sources[i] >= 0)
+                dup2(sources[i], WORKER_SOCKET + i);
+            else
+                close(WORKER_SOCKET + i);
+        const char *emulator = getenv("XAVO_EMULATOR");
+        if (emulator != nullptr && emulator[0] != '\0')
+            execlp("sh", "sh", "-c", (std::string("exec ") + emulator + " " XAVO_WORKER).c_str(), nullptr);
+        execl(XAVO_WORKER, XAVO_WORKER, nullptr);
+        _exit(127);
+    }
+
+    Receiver receiver;
+    const std::string path = testing::TempDir() + "worker_test." + std::to_string(getpid()) + ".scene";
+};
+
+// ---- Answers
+
+struct Row {
+    int line;
+    const char *scene, *requests, *answers; // the last two separated by "; "
+};
+
+constexpr char TYPES[] =
+    "class T K\n"
+    "instance T K=\"1\" CreationClassName=\"S\" B=boolean:1 C=char16:8364 U=uint32:4294967295 I=sint16:-3\n"
+    "instance T K=\"2\" L=uint64:18446744073709551615 R=real64:0.5 F=real32:1.5 N=null:uint32 X=null\n"
+    "instance T K=\"3\" A=array:\"uint16 2 null 5\" E=array:\"string\" D=datetime:20260101000000.000000+000\n"
+    "instance T K=\"4\" P=reference:\"root/velk J I=\\\"a\\\\\\\"b\\\"\" O=instance:\"J I=\\\"x\\\" "
+    "N=uint8:7\"\n";
+
+const Row ROWS[] = {
+    // Every operation, as it should be.
+    {__LINE__, "", "LIST_JOBS", "NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
+    {__LINE__, "empty", "LIST_JOBS", "NO_ERROR NONE"},
+    {__LINE__, "", "GET_JOB id=JID_2", "NO_ERROR NONE jobs=JID_2"},
+    {__LINE__, TYPES, "LIST_INSTANCES class_name=T",
+     "NO_ERROR NONE {S K:string=1 CreationClassName:string=S B:boolean=true C:char16=\u20ac "
+     "U:uint32=4294967295 "
+     "I:sint16=-3} { K:string=2 L:uint64=18446744073709551615 R:real64=0.5 F:real32=1.5 N:uint32=- "
+     "X:string=-} "
+     "{ K:string=3 A:uint16[]=2,-,5 E:string[]= D:datetime=20260101000000.000000+000} "
+     "{ K:string=4 P:reference=root/velk:J.I=\"a\\\"b\" O:instance={I=\"x\",N=7}}"},
+    {__LINE__, "", "DELETE_JOB id=JID_1", "NO_ERROR NONE return=0 claimed"},
+    {__LINE__, "", "SETUP_JOB_QUEUE start_time=NOW job_ids=JID_1,JID_2", "NO_ERROR NONE return=0 claimed"},
+    {__LINE__, "", "INSTALL_FROM_URI uri=http://192.0.2.20/bios id=IDENTITY:BIOS",
+     "NO_ERROR NONE return=4096 job=JID_4 claimed"},
+    {__LINE__, "", "INSTALL_FROM_SOFTWARE_IDENTITY id=IDENTITY:NIC",
+     "NO_ERROR NONE return=4096 job=JID_4 claimed"},
+    {__LINE__, "", "CREATE_REBOOT_JOB reboot_type=1", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
+    {__LINE__, "", "BACKUP_IMAGE image=192.0.2.10", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
+    {__LINE__, "", "RESTORE_IMAGE image=192.0.2.10", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
+    {__LINE__, "", "TEST_NETWORK_SHARE share=192.0.2.10", "NO_ERROR NONE return=0 claimed"},
+    {__LINE__, "", "0;99", "NO_ERROR NONE; NOT_SUPPORTED NOTHING_ASKED"},
+
+    // Refused by libxavo, by the service, by the broker.
+    {__LINE__, "", "GET_JOB;LIST_INSTANCES;BACKUP_IMAGE;SETUP_JOB_QUEUE start_time=NOW;INSTALL_FROM_URI",
+     "INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED; "
+     "INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED"},
+    {__LINE__, "", "DELETE_JOB id=none",
+     "UNKNOWN_ERROR SERVICE return=2 id=JQ001 message=There is no job none. claimed"},
+    {__LINE__, "lockdown", "BACKUP_IMAGE image=192.0.2.10",
+
+     "SYSTEM_IN_LOCKDOWN_MODE SERVICE return=2 id=PXN095 message=The system is in lockdown mode. claimed"},
+    {__LINE__, "refuse guest01ff", "LIST_JOBS user=guest;DELETE_JOB id=JID_1 user=guest;LIST_JOBS user=root",
+     "PERMISSION_ERROR BROKER status=2 message=The broker refuses the user \"guest01ff\".; "
+     "PERMISSION_ERROR BROKER status=2 message=The broker refuses the user \"guest01ff\".; "
+     "NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
+    {__LINE__, "", "GET_JOB id=none",
+     "NOT_FOUND BROKER status=6 message=There is no such instance of VELK_LifecycleJob."},
+    {__LINE__, "", "LIST_INSTANCES class_name=None",
+     "INVALID_VALUE BROKER status=5 message=There is no class \"None\"."},
+    {__LINE__, "fault CMCIClient.invokeMethod 1 rc=1 message=gone", "DELETE_JOB id=JID_1;DELETE_JOB id=JID_1",
+     "UNKNOWN_ERROR BROKER status=1 message=gone claimed; NO_ERROR NONE return=0 claimed"},
+
+    // The connection. A probe comes before every method call; the handle is opened afresh after rc 1.
+    {__LINE__, "unreachable", "LIST_JOBS",
+     "UNABLE_TO_OPEN_CONNECTION NO_BROKER message=unable to open connection to server"},
+    {__LINE__, "fault CMCIClient.getClass 1 rc=1 message=lost", "DELETE_JOB id=JID_1;DELETE_JOB id=JID_1",
+     "UNKNOWN_ERROR CONNECTION_LOST status=1 message=lost; NO_ERROR NONE return=0 claimed"},
+    {__LINE__, "fault CMCIClient.getClass 2 rc=1",
+     "DELETE_JOB id=JID_1;DELETE_JOB id=JID_2;DELETE_JOB id=JID_2",
+     "NO_ERROR NONE return=0 claimed; UNKNOWN_ERROR CONNECTION_LOST status=1 stale; NO_ERROR NONE return=0 "
+     "claimed"},
+    {__LINE__, "fault CMCIClient.getClass 1 rc=0", "DELETE_JOB id=JID_1",
+     "UNKNOWN_ERROR CONNECTION_LOST status=1"},
+    {__LINE__, "fault CMCIClient.getClass 1 rc=3", "DELETE_JOB id=JID_1", "INVALID_VALUE BROKER status=3"},
+    {__LINE__, "fault CMCIClient.enumInstances 2 rc=1", "LIST_JOBS;LIST_JOBS",
+     "NO_ERROR NONE jobs=JID_1,JID_2,JID_3; UNKNOWN_ERROR CONNECTION_LOST status=1 stale"},
+    {__LINE__, "fault CMCIClient.getInstance 1 rc=1", "GET_JOB id=JID_1;GET_JOB id=JID_1",
+     "UNKNOWN_ERROR CONNECTION_LOST status=1; NO_ERROR NONE jobs=JID_1"},
+
+    // Answers that cannot be used, and lists of which a part cannot.
+    {__LINE__, "property JID_2 Name uint32:5", "LIST_JOBS;GET_JOB id=JID_2",
+     "NO_ERROR NONE jobs=JID_1,JID_3 unreadable=1; NOT_IMPLEMENTED ANSWER_UNUSABLE unreadable=1"},
+    {__LINE__, "fault CMPIInstance.getProperty 12 rc=1", "LIST_JOBS;LIST_JOBS",
+     "NO_ERROR NONE jobs=JID_1,JID_3 unreadable=1; NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
+    {__LINE__, "fault CMPIEnumeration.getNext 1 rc=1 from", "LIST_JOBS", "NO_ERROR NONE unreadable=16"},
+    {__LINE__, "class T K\ninstance T K=\"1\"\ninstance T K=\"2\"\nfault CMPIInstance.getPropertyAt 1 rc=1",
+     "LIST_INSTANCES class_name=T", "NO_ERROR NONE { K:string=2} unreadable=1"},
+    {__LINE__, "fault CMCIClient.enumInstances 1 rc=0", "LIST_JOBS", "UNKNOWN_ERROR ANSWER_UNUSABLE"},
+    {__LINE__, "fault CMCIClient.getInstance 1 rc=0", "GET_JOB id=JID_1", "NOT_FOUND ANSWER_UNUSABLE"},
+    {__LINE__, "fault CMCIClient.invokeMethod 1 rc=0", "DELETE_JOB id=JID_1",
+     "INVALID_VALUE ANSWER_UNUSABLE claimed"},
+    {__LINE__, "fault native_new_CMPIArgs 1", "DELETE_JOB id=JID_1", "OUT_OF_MEMORY NOTHING_ASKED"},
+};
+
+class Answers : public Worker {};
+
+TEST_F(Answers, AreThoseOfTheTable) {
+    for (const Row &row : ROWS) {
+        SCOPED_TRACE("worker_test.cpp:" + std::to_string(row.line));
+        start(row.scene);
+        std::string answers;
+        std::istringstream requests(row.requests);
+        for (std::string request; std::getline(requests, request, ';');)
+            answers += (answers.empty() ? "" : "; ") + call(request);
+        EXPECT_EQ(answers, row.answers);
+        const rlimit none = {1, 1};
+        rlimit core = none;
+        EXPECT_EQ(prlimit(pid, RLIMIT_CORE, nullptr, &core), 0);
+        EXPECT_LE(core.rlim_max, none.rlim_max);
+        close(socket);
+        socket = -1;
+        EXPECT_EQ(wait_for_end(), 0); // everything released, and by itself
+    }
+}
+
+TEST_F(Answers, AreNeverLongerThanAFrame) {
+    start("property JID_2 Message \"" + std::string(70000000, 'x') + "\"");
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const std::string memory; // is the sanitizer's, and not counted
+#else
+    const std::string memory = " replace";
+#endif
+    EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE" + memory);
+    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1" + memory);
+}
+
+TEST_F(Answers, DoNotComeWithoutAnInvocationThatIsClaimedInTime) {
+    start("hold 300");
+    EXPECT_EQ(call("0"), "NO_ERROR NONE");
+    send("DELETE_JOB id=JID_1 in=100"); // the probe outlasts the deadline
+    pause_ms(600);
+    EXPECT_EQ(shared->claim, sequence << 2 | CLAIM_OPEN);
+    send("DELETE_JOB id=JID_1");
+    EXPECT_TRUE(claim(shared, sequence, CLAIM_CALLER));
+    pause_ms(600);
+    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1");
+    EXPECT_EQ(call("DELETE_JOB id=JID_1"), "NO_ERROR NONE return=0 claimed");
+    EXPECT_FALSE(claim(shared, sequence, CLAIM_CALLER));
+}
+
+TEST_F(Answers, ToARequestWithASecretAreTheLast) {
+    start();
+    EXPECT_EQ(call("TEST_NETWORK_SHARE share=operator@192.0.2.10"), "NO_ERROR NONE return=0 claimed");
+    EXPECT_EQ(receive(), "end");
+    EXPECT_EQ(wait_for_end(), 0);
+}
+
+// ---- The log
+
+using Log = Worker;
+
+TEST_F(Log, HasTheLinesUpToTheLevel) {
+    const char *const refused =
+        "UNKNOWN_ERROR SERVICE return=2 id=JQ001 message=There is no job none. claimed";
+    start();
+    EXPECT_EQ(receive(), "HELLO");
+    EXPECT_EQ(call("DELETE_JOB id=none"), refused);
+    send("DELETE_JOB id=none level=2");
+    EXPECT_NE(receive().find("ERROR: invoke_return_code=2"), std::string::npos);
+    EXPECT_NE(receive().find("log 2 XAVO_utils.cpp,"), std::string::npos);
+    EXPECT_NE(receive().find("ERROR: Message=[There is no job none.]"), std::string::npos);
+    EXPECT_EQ(receive() + " claimed", refused);
+}
+
+// A line comes when it is written, and shows when a handle is opened.
+TEST_F(Log, ComesBeforeTheAnswer) {
+    const auto opened = [this](const std::string &user) {
+        return receive().find("using username=[" + user + "]") != std::string::npos;
+    };
+    start("hold 3600000");
+    EXPECT_EQ(receive(), "HELLO");
+    send("LIST_JOBS level=8 user=root");
+    EXPECT_TRUE(opened("root"));
+
+    start();
+    EXPECT_EQ(receive(), "HELLO");
+    send("LIST_JOBS level=8 user=root");
+    EXPECT_TRUE(opened("root"));
+    EXPECT_EQ(receive(), "NO_ERROR NONE jobs=JID_1,JID_2,JID_3");
+    EXPECT_EQ(call("GET_JOB id=JID_1 level=8"), "NO_ERROR NONE jobs=JID_1"); // the same handle
+    send("GET_JOB id=JID_1 level=8 user=other");
+    EXPECT_TRUE(opened("other"));
+    EXPECT_EQ(receive(), "NO_ERROR NONE jobs=JID_1");
+    pause_ms(1300); // it was idle
+    send("GET_JOB id=JID_1 level=8 user=other");
+    EXPECT_TRUE(opened("other"));
+}
+
+TEST_F(Log, IsDroppedAndCountedWhereTheSocketIsFull) {
+    constexpr unsigned long lines = 60;
+    std::string scene = "fault CMPIString.getCharPtr 1 from\nempty\n";
+    for (unsigned long i = 0; i < lines; ++i)
+        scene += "job J" + std::to_string(i) + "\n";
+    buffer = 4608;
+    start(scene);
+    send("LIST_JOBS level=2");
+    pause_ms(1000);
+    unsigned long received = 0;
+    std::string text;
+    for (text = receive(); text == "HELLO" || text.rfind("log 2 ", 0) == 0; text = receive())
+        received += text == "HELLO" ? 0U : 1U;
+    EXPECT_EQ(text, "NO_ERROR NONE unreadable=60");
+    EXPECT_GT(received, 0U);
+    EXPECT_GT(lost_lines, 0U);
+    EXPECT_EQ(received + lost_lines, lines);
+}
+
+// ---- The end
+
+using End = Worker;
+
+TEST_F(End, ComesWithTheSocketOrTheProgram) {
+    const struct {
+        const char *about;
+        Caller caller;
+        bool hangs, by_socket;
+    } rows[] = {
+        {"the socket ends, in a call", SELF, true, true},
+        {"the program ends, in a call", PROCESS, true, false},
+        {"the program ends, in a call, on an old kernel", PROCESS_WITH_LOCK, true, false},
+        {"the socket ends", SELF, false, true},
+        {"the program ends", PROCESS, false, false},
+        {"the program ends, on an old kernel", PROCESS_WITH_LOCK, false, false},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.about);
+        start(row.hangs ? "hold 3600000" : "", row.caller);
+        EXPECT_EQ(receive(), "HELLO");
+        if (row.hangs)
+            send("LIST_JOBS");
+        else
+            EXPECT_EQ(call("LIST_JOBS"), "NO_ERROR NONE jobs=JID_1,JID_2,JID_3");
+        EXPECT_EQ(wait_for_end(300), -1);
+        // The socket stays open: a child that the program forked may hold it.
+        if (row.by_socket)
+            shutdown(socket, SHUT_RDWR);
+        else
+            end_program();
+        const int status = wait_for_end();
+        EXPECT_EQ(status, row.hangs ? SIGKILL : 0);
+    }
+}
+
+TEST_F(End, DoesNotComeWithTheThreadThatStartedIt) {
+    std::thread([this] { start(); }).join();
+    EXPECT_EQ(call("LIST_JOBS"), "NO_ERROR NONE jobs=JID_1,JID_2,JID_3");
+    pause_ms(100);
+    EXPECT_EQ(call("LIST_JOBS"), "NO_ERROR NONE jobs=JID_1,JID_2,JID_3");
+}
+
+TEST_F(End, FollowsAFrameThatIsNotValid) {
+    Words words("SETUP_JOB_QUEUE start_time=NOW job_ids=JID_1,JID_2 share=192.0.2.10");
+    Writer writer(FRAME_REQUEST);
+    write_request(&writer, words.request, words.deadline, 0);
+    ASSERT_TRUE(writer.finish());
+    // One byte in turn is wrong; the worker may end, answer, or wait for the rest, but not crash.
+    for (size_t at = 0; at < writer.size(); at += at < 200 ? 7 : 97) {
+        SCOPED_TRACE(at);
+        start();
+        EXPECT_EQ(receive(), "HELLO");
+        std::string frame(writer.data(), writer.size());
+        frame[at] = static_cast<char>(frame[at] ^ 0xff);
+        send_bytes(frame.data(), frame.size());
+        pollfd answer = {socket, POLLIN, 0};
+        poll(&answer, 1, 50);
+        shutdown(socket, SHUT_WR);
+        const int status = wait_for_end();
+        EXPECT_TRUE(status == 0 || status == SIGKILL) << status;
+    }
+    start();
+    Writer answer(FRAME_ANSWER);
+    ASSERT_TRUE(answer.finish());
+    send_bytes(answer.data(), answer.size());
+    EXPECT_EQ(wait_for_end(), 0);
+}
+
+// ---- The start
+
+using Start = Worker;
+
+TEST_F(Start, ReportsWhatTheLoaderSays) {
+    const std::string folder = testing::TempDir() + "worker_test." + std::to_string(getpid()),
+                      library = folder + "/libxavo.so.1";
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    std::ofstream(library) << "no library";
+    const char *before = getenv("LD_LIBRARY_PATH");
+    const std::string folders = before != nullptr ? before : "";
+    setenv("LD_LIBRARY_PATH", (folder + ":" + folders).c_str(), 1);
+    start();
+    const std::string text = receive();
+    EXPECT_EQ(text.rfind("FAILED " + library + ": ", 0), 0U) << text;
+    EXPECT_EQ(receive(), "end");
+    setenv("LD_LIBRARY_PATH", folders.c_str(), 1);
+    unlink(library.c_str());
+    rmdir(folder.c_str());
+}
+
+} // namespace
