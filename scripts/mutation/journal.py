@@ -8,7 +8,7 @@ from pathlib import Path
 from mutation import Error, judge
 
 # The sources and tests on which a result depends.
-FOLDERS = ("libxavo", "companion", "platform", "simulator", "tests", "examples")
+FOLDERS = ("libxavo", "companion", "platform", "simulator", "tests", "examples", "tools")
 
 
 def tree_checksum():

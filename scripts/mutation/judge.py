@@ -13,11 +13,11 @@ from mutation import Error
 
 # The test programs for the mutants of a folder, with arguments. The first that fails ends the trial, so that those that
 # detect most come first.
-COMPANION = "*Guarded*:*Waiting*:*Lent*"
+HANDLES = "*Guarded*:*Waiting*:*Lent*"
 TESTS = {
     "libxavo": [("xavo_tests",), ("fuzz_answers", "tests/fuzz/corpus/answers")],
-    "companion": [("xavo_tests", f"--gtest_filter={COMPANION}"), ("xavo_tests", f"--gtest_filter=-{COMPANION}"),
-                  ("nightly_backup_test",)],
+    "companion": [("companion_tests",), ("worker_tests",), ("nightly_backup_test",)],
+    "tools": [("xavo_tests", f"--gtest_filter={HANDLES}"), ("xavo_tests", f"--gtest_filter=-{HANDLES}")],
     "platform": [("platform_tests",)],
     "simulator": [("simulator_tests",), ("xavo_tests",), ("update_test",), ("nightly_backup_test",)],
 }
