@@ -25,6 +25,11 @@ using namespace xavo_companion;
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true;
+#else
+constexpr bool SANITIZED = false;
+#endif
 constexpr int PATIENCE_MS = 20000; // an emulator is slow
 
 uint64_t now() {
@@ -384,8 +389,10 @@ const Row ROWS[] = {
     {__LINE__, "fault CMCIClient.getClass 1 rc=3", "DELETE_JOB id=JID_1", "INVALID_VALUE BROKER status=3"},
     {__LINE__, "fault CMCIClient.enumInstances 2 rc=1", "LIST_JOBS;LIST_JOBS",
      "NO_ERROR NONE jobs=JID_1,JID_2,JID_3; UNKNOWN_ERROR CONNECTION_LOST status=1 stale"},
-    {__LINE__, "fault CMCIClient.getInstance 1 rc=1", "GET_JOB id=JID_1;GET_JOB id=JID_1",
-     "UNKNOWN_ERROR CONNECTION_LOST status=1; NO_ERROR NONE jobs=JID_1"},
+    {__LINE__, "fault CMCIClient.getInstance 1 rc=1\nfault cmciConnect 2",
+     "GET_JOB id=JID_1;GET_JOB id=JID_1",
+     "UNKNOWN_ERROR CONNECTION_LOST status=1; "
+     "UNABLE_TO_OPEN_CONNECTION NO_BROKER message=unable to open connection to server"},
 
     // Answers that cannot be used, and lists of which a part cannot.
     {__LINE__, "property JID_2 Name uint32:5", "LIST_JOBS;GET_JOB id=JID_2",
@@ -425,13 +432,9 @@ TEST_F(Answers, AreThoseOfTheTable) {
 
 TEST_F(Answers, AreNeverLongerThanAFrame) {
     start("property JID_2 Message \"" + std::string(70000000, 'x') + "\"");
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    const std::string memory; // is the sanitizer's, and not counted
-#else
-    const std::string memory = " replace";
-#endif
-    EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE" + memory);
-    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1" + memory);
+
+    EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE replace");
+    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1 replace");
 }
 
 TEST_F(Answers, DoNotComeWithoutAnInvocationThatIsClaimedInTime) {
@@ -589,6 +592,8 @@ TEST_F(End, FollowsAFrameThatIsNotValid) {
 using Start = Worker;
 
 TEST_F(Start, ReportsWhatTheLoaderSays) {
+    if (SANITIZED)
+        GTEST_SKIP() << "a sanitizer's loader does not look in LD_LIBRARY_PATH first";
     const std::string folder = testing::TempDir() + "worker_test." + std::to_string(getpid()),
                       library = folder + "/libxavo.so.1";
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
