@@ -1,6 +1,7 @@
 #include "libxavo.h"
 
 #include <dlfcn.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace xavo_worker {
@@ -16,13 +17,20 @@ bool find(void *library, const char *name, Function *function) {
     return symbol != nullptr;
 }
 
+// Whether the simulator is wanted, and another client library came with libxavo.
+bool is_foreign(void *library) {
+    const char *only = getenv("CIMSIM_ONLY");
+    return only != nullptr && only[0] != '\0' && dlsym(library, "cimsim_reset") == nullptr;
+}
+
 } // namespace
 
 const char *load_libxavo() {
     void *const library = dlopen(LIBXAVO, RTLD_NOW | RTLD_LOCAL);
 #define FIND(name) &&find(library, #name, &libxavo.name)
     if (library != nullptr XAVO_WORKER_FUNCTIONS(FIND))
-        return nullptr;
+        return is_foreign(library) ? "the client library is not the simulator, which CIMSIM_ONLY asks for"
+                                   : nullptr;
 #undef FIND
     const char *words = dlerror();
     return words != nullptr ? words : LIBXAVO " cannot be loaded";

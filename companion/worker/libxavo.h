@@ -28,7 +28,8 @@ namespace xavo_worker {
 extern struct Libxavo { XAVO_WORKER_FUNCTIONS(XAVO_WORKER_MEMBER) } libxavo;
 #undef XAVO_WORKER_MEMBER
 
-// Loads the library. NULL, or what the loader says is wrong; the text is the loader's.
+// Loads the library. NULL, or what the loader says is wrong; the text is the loader's. With the environment
+// variable CIMSIM_ONLY another client library than the simulator is wrong, too.
 const char *load_libxavo();
 
 } // namespace xavo_worker

@@ -591,21 +591,31 @@ TEST_F(End, FollowsAFrameThatIsNotValid) {
 
 using Start = Worker;
 
-TEST_F(Start, ReportsWhatTheLoaderSays) {
+TEST_F(Start, ReportsWhatCannotBeLoaded) {
     if (SANITIZED)
         GTEST_SKIP() << "a sanitizer's loader does not look in LD_LIBRARY_PATH first";
-    const std::string folder = testing::TempDir() + "worker_test." + std::to_string(getpid()),
-                      library = folder + "/libxavo.so.1";
+    const std::string folder = testing::TempDir() + "worker_test." + std::to_string(getpid());
+    const std::string library = folder + "/libxavo.so.1";
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
     std::ofstream(library) << "no library";
-    const char *before = getenv("LD_LIBRARY_PATH");
-    const std::string folders = before != nullptr ? before : "";
-    setenv("LD_LIBRARY_PATH", (folder + ":" + folders).c_str(), 1);
-    start();
-    const std::string text = receive();
-    EXPECT_EQ(text.rfind("FAILED " + library + ": ", 0), 0U) << text;
-    EXPECT_EQ(receive(), "end");
-    setenv("LD_LIBRARY_PATH", folders.c_str(), 1);
+    const struct {
+        std::string folder;
+        const char *only;
+        std::string expected;
+    } rows[] = {
+        {folder, "", "FAILED " + library + ": file too short"},
+        {FOREIGN_CLIENT, "", "HELLO"},
+        {FOREIGN_CLIENT, "1", "FAILED the client library is not the simulator, which CIMSIM_ONLY asks for"},
+        {"/", "1", "HELLO"},
+    };
+    for (const auto &row : rows) {
+        setenv("LD_LIBRARY_PATH", row.folder.c_str(), 1);
+        setenv("CIMSIM_ONLY", row.only, 1);
+        start();
+        EXPECT_EQ(receive(), row.expected);
+    }
+    unsetenv("LD_LIBRARY_PATH");
+    unsetenv("CIMSIM_ONLY");
     unlink(library.c_str());
     rmdir(folder.c_str());
 }
