@@ -14,6 +14,10 @@
 extern "C" void hulmprintf(int level, int module, const char *format, ...)
     __attribute__((weak, format(printf, 3, 4)));
 
+// A stand-in for the client library in the program: called with 1 before a pool copies the environment, so
+// that the stand-in can say there where workers find it, and with -1 after a pool was freed.
+extern "C" void XAVO_pools_changed(int change) __attribute__((weak));
+
 namespace xavo_companion {
 
 namespace {
@@ -84,6 +88,11 @@ bool copy_options(XAVO_Pool *pool, const XAVO_PoolOptions &options) {
         new (pool->workers + i) Worker;
     return *program != nullptr && pool->environment != nullptr &&
            (options.user == nullptr || pool->user != nullptr);
+}
+
+void count_pool(int change) {
+    if (XAVO_pools_changed != nullptr)
+        XAVO_pools_changed(change);
 }
 
 } // namespace
@@ -178,6 +187,7 @@ using namespace xavo_companion;
 XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) {
     static constexpr XAVO_PoolOptions USUAL = {};
     const XAVO_PoolOptions &given = options != nullptr ? *options : USUAL;
+    const NotCancelled not_cancelled;
     XAVO_ErrorCode ignored;
     if (code == nullptr)
         code = &ignored;
@@ -191,8 +201,10 @@ XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) 
     auto *pool = new (memory) XAVO_Pool();
     pool->owner = getpid();
     pool->count = given.workers != 0 ? given.workers : USUAL_WORKERS;
+    count_pool(1);
     if (!copy_options(pool, given)) {
         destroy_pool(pool);
+        count_pool(-1);
         return nullptr;
     }
     *code = XAVO_NO_ERROR;
@@ -232,4 +244,5 @@ void XAVO_pool_free(XAVO_Pool *pool) {
     pthread_mutex_unlock(&pool->lock);
     if (last)
         destroy_pool(pool);
+    count_pool(-1);
 }
