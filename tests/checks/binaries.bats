@@ -10,6 +10,7 @@ setup() {
     companion=$XAVO_BUILD/companion/libxavo_companion.so
     platform=$XAVO_BUILD/platform/libxavo_platform.so
     tool=$XAVO_BUILD/tools/xavoctl
+    worker=$XAVO_BUILD/companion/xavo/1/xavo-worker
 }
 
 # declared HEADER: the functions that it declares, sorted, without those of the headers that it includes.
@@ -83,11 +84,23 @@ exports() {
     done
 }
 
-@test "xavoctl is hardened, and small" {
-    run -0 readelf --segments --dynamic --wide "$tool"
-    assert_output --partial 'Flags: NOW PIE'
-    strip -o "$BATS_TEST_TMPDIR/stripped" "$tool"
+# hardened_within BYTES PROGRAM
+hardened_within() {
     local size
+    run -0 readelf --segments --dynamic --wide "$2"
+    assert_output --partial 'Flags: NOW PIE'
+    strip -o "$BATS_TEST_TMPDIR/stripped" "$2"
     size=$(stat --format=%s "$BATS_TEST_TMPDIR/stripped")
-    ((size <= 204800)) || fail "$size bytes, stripped"
+    ((size <= $1)) || fail "$2: $size bytes, stripped"
+}
+
+@test "xavoctl and the worker are hardened, and small" {
+    hardened_within 204800 "$tool"
+    hardened_within 65536 "$worker"
+}
+
+# libxavo takes its log from there.
+@test "the worker exports the log, and loads libxavo by itself" {
+    assert_equal "$(exported "$worker")" hulmprintf
+    assert_equal "$(needed "$worker")" libc.so.6
 }

@@ -38,7 +38,7 @@ installs() {
     installs stage bin/xavoctl include/XAVO{,_companion,_types}.h \
         lib/cmake/xavo/xavo-{,companion-}targets{,-relwithdebinfo}.cmake \
         lib/cmake/xavo/xavo-config{,-version}.cmake lib/libxavo{,_companion}.so{,.1,."$version"} \
-        lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl
+        lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl
 }
 
 @test "the simulator beside it, if it is asked for" {
