@@ -9,6 +9,7 @@
 #include <sched.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -143,6 +144,9 @@ size_t page_size() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
 // Memory for the claim, as a descriptor that cannot be made shorter. 0, or an errno.
 int share_memory(Process *process, int *memory) {
     *memory = adopt(static_cast<int>(syscall(SYS_memfd_create, "xavo", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
+    rlimit limit;
+    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < page_size())
+        return EFBIG; // ftruncate would raise SIGXFSZ
     if (*memory < 0 || ftruncate(*memory, static_cast<off_t>(page_size())) != 0)
         return errno;
     fcntl(*memory, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);

@@ -14,6 +14,7 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -324,12 +325,54 @@ void expect_in_child(const char *name, const std::function<bool()> &host) {
     EXPECT_EQ(status, 0) << name;
 }
 
+// Mask, handlers, timer, file mode mask and environment.
+std::string state_of_process() {
+    std::string state;
+    const auto add = [&](const void *bytes, size_t size) {
+        state.append(static_cast<const char *>(bytes), size);
+    };
+    sigset_t mask;
+    sigprocmask(SIG_SETMASK, nullptr, &mask);
+    itimerval timer = {};
+    getitimer(ITIMER_PROF, &timer);
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action = {};
+        sigaction(number, nullptr, &action);
+        add(&action.sa_handler, sizeof action.sa_handler);
+        state += sigismember(&mask, number) == 1 ? '1' : '0';
+    }
+    const mode_t mode = umask(0);
+    umask(mode);
+    add(&mode, sizeof mode);
+    add(&timer.it_value.tv_sec, sizeof timer.it_value.tv_sec);
+    for (char **variable = environ; *variable != nullptr; ++variable)
+        state += *variable;
+    return state;
+}
+
+// Beyond the standard streams and what the test program was started with.
+bool has_inheritable_descriptor() {
+    for (int number = 3; number < 1024; ++number)
+        if (fcntl(number, F_GETFD) == 0 && fcntl(number, F_GETSIG) != 0)
+            return true;
+    return false;
+}
+
 int children_seen;
 
 TEST_F(Companion, LeavesItsHostAlone) {
     const auto works = [&] {
         const bool first = call(READ, "environment answer=0", 5000) == "NO_ERROR NONE ANSWERED 1";
         return first && call(METHOD, "claim answer=0", 5000) == "NO_ERROR NONE ANSWERED 1";
+    };
+    const auto refused_by = [&](__rlimit_resource resource, rlim_t most) {
+        const rlimit limit = {most, most};
+        setrlimit(resource, &limit);
+        XAVO_Answer answer;
+        const bool refused =
+            XAVO_pool_prestart(pool, 1, 0, &answer) != XAVO_NO_ERROR && answer.kind == XAVO_KIND_NO_WORKER;
+        XAVO_answer_free(&answer);
+        return refused;
     };
     const auto no_child = [] { return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; };
     const struct {
@@ -454,13 +497,42 @@ TEST_F(Companion, LeavesItsHostAlone) {
          [&] {
              if (getuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
                  return false;
-             const rlimit none = {0, 0};
-             setrlimit(RLIMIT_NPROC, &none);
-             XAVO_Answer answer;
-             const bool refused = XAVO_pool_prestart(pool, 1, 0, &answer) != XAVO_NO_ERROR &&
-                                  answer.kind == XAVO_KIND_NO_WORKER;
-             XAVO_answer_free(&answer);
-             return refused;
+             return refused_by(RLIMIT_NPROC, 0);
+         }},
+        {"a limit of file sizes", [&] { return refused_by(RLIMIT_FSIZE, 0); }},
+        {"a limit of descriptors",
+         [&] {
+             const int next = dup(2);
+             close(next);
+             return refused_by(RLIMIT_NOFILE, static_cast<rlim_t>(next) + 3);
+         }},
+        {"a timer that interrupts",
+         [&] {
+             struct sigaction action = {};
+             action.sa_handler = [](int) {};
+             sigaction(SIGALRM, &action, nullptr);
+             const itimerval often = {{0, 500}, {0, 500}};
+             setitimer(ITIMER_REAL, &often, nullptr);
+             for (int i = 0; i < 20; ++i)
+                 if (call(METHOD, "sleep=5 claim answer=0", 5000) != "NO_ERROR NONE ANSWERED 1")
+                     return false;
+             return true;
+         }},
+        {"a worker that dies while it is idle",
+         [&] {
+             for (int i = 0; i < 3; ++i) {
+                 if (call(METHOD, "claim answer=0 crash", 5000) != "NO_ERROR NONE ANSWERED 1")
+                     return false;
+                 usleep(50000);
+             }
+             return works(); // without a SIGPIPE
+         }},
+        {"state that is to stay as it is",
+         [&] {
+             const std::string before = state_of_process();
+             const bool worked = works();
+             const bool inherited = has_inheritable_descriptor();
+             return worked && !inherited && state_of_process() == before;
          }},
         {"no memory of the environment",
          [&] {
