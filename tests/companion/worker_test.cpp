@@ -501,7 +501,7 @@ TEST_F(Log, ComesBeforeTheAnswer) {
 
 TEST_F(Log, IsDroppedAndCountedWhereTheSocketIsFull) {
     constexpr unsigned long lines = 60;
-    std::string scene = "fault CMPIString.getCharPtr 1 from\nempty\n";
+    std::string scene = "empty\nfault CMPIString.getCharPtr 1 from\n";
     for (unsigned long i = 0; i < lines; ++i)
         scene += "job J" + std::to_string(i) + "\n";
     buffer = 4608;
