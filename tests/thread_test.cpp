@@ -104,8 +104,9 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         cimsim_hold_answers(1);
         std::mutex mutex;
         std::set<std::string> jobs; // each is handed out once
-        // The test's own handle stays open, so that no thread loses memory when another frees the last handle.
-        crowd(handles, handles == Handles::NONE ? nullptr : sp, [&](const Operation &op, XAVO_ErrorCode code, const char *job) {
+        // The test's own handle stays open: when a thread frees the last one, the others lose memory.
+        XAVO_Proxy *const shared = handles == Handles::NONE ? nullptr : sp;
+        crowd(handles, shared, [&](const Operation &op, XAVO_ErrorCode code, const char *job) {
             const std::lock_guard<std::mutex> guard(mutex);
             EXPECT_TRUE(code == XAVO_NO_ERROR || refusals.count({op.reads, code}) != 0)
                 << op.name << ": " << XAVO_EC_to_string(code);
