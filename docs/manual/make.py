@@ -49,7 +49,8 @@ HEADERS = [
     Header("simulator/include/cimsim.h", "xavo-simulator", "cimsim(7)",
            "simulator/libcmpisfcc.map"),
 ]
-ENVIRONMENT = {"CIMSIM_SCENE", "CIMSIM_STATE", "SFCC_CLIENT", "HULM_LEVEL", "LD_LIBRARY_PATH", "LD_PRELOAD"}
+ENVIRONMENT = {"CIMSIM_ONLY", "CIMSIM_SCENE", "CIMSIM_STATE", "SFCC_CLIENT", "HULM_LEVEL", "LD_LIBRARY_PATH",
+               "LD_PRELOAD"}
 FUNCTION = re.compile(r"\b((?:XAVO|cimsim)_\w+)\(")
 HEADING = re.compile(r"^/\* -+ (.*?) -+ \*/$")
 
