@@ -154,12 +154,12 @@ END
 
 @test "what xavo-simulate refuses, and the status it ends with" {
     install -m 4755 list suid
-    expect 2 "it would meet the real controller" xavo-simulate ./suid
+    expect 2 "it would use the real controller" xavo-simulate ./suid
     cp list capable
     local capability='import os
 os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" + 24 * "0"))'
     if python3 -c "$capability" 2>/dev/null; then # needs root
-        expect 2 "it would meet the real controller" xavo-simulate ./capable
+        expect 2 "it would use the real controller" xavo-simulate ./capable
     fi
     cp -r "$prefix" incomplete
     rm incomplete/lib/xavo-simulator/has-capabilities
@@ -216,7 +216,7 @@ os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" +
     expect 2 "nothing/state: there is no such folder" xavo-simulate --state nothing/state ../list
     expect 2 "--state needs a file" xavo-simulate --state
     mkfifo pipe
-    expect 8 "pipe: it is no regular file" xavo-simulate --state pipe ../list
+    expect 8 "pipe: it is not a regular file" xavo-simulate --state pipe ../list
     expect 2 "--restart needs the file of a state" xavo-simulate --restart
     expect 2 "new: there is no such state" xavo-simulate --state new --restart
     expect 2 "--restart takes no program" xavo-simulate --state state --restart ../list
@@ -240,7 +240,7 @@ os.setxattr("capable", "security.capability", bytes.fromhex("0100000200200000" +
     chmod +x locks
     expect 3 "$refused" xavo-simulate --scene <(cat scene) ./locks
     expect 2 ':1: there is no statement "nonsense"' xavo-simulate --scene <(echo nonsense) ../list
-    expect 2 "may have 100,000 bytes" xavo-simulate --scene <(printf '#%0100000d' 0) ../list
+    expect 2 "less than 100,000 bytes" xavo-simulate --scene <(printf '#%0100000d' 0) ../list
 }
 
 @test "a broker that restarts, goes and comes, or stays away" {

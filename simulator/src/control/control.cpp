@@ -1,4 +1,4 @@
-// control.cpp - the control header's functions.
+// control.cpp - the functions of the control header, cimsim.h.
 #include "control/process.h"
 #include "value/notation.h"
 
@@ -27,7 +27,7 @@ std::unique_lock<std::mutex> lock_own_controller(std::mutex &lock) {
     return locked;
 }
 
-// A call of a control function: holds the simulator's lock and a session with the state.
+// A call of a control function: holds the simulator's lock, and the lock of the state in a session.
 class ControlCall {
 public:
     explicit ControlCall(std::mutex &lock) : lock_(lock_own_controller(lock)) {}
@@ -112,7 +112,7 @@ void visit_live(Visit visit) {
 
 extern "C" {
 
-// ---- The whole ----------------------------------------------------------------------------------
+// ---- The controller as a whole ------------------------------------------------------------------
 
 void cimsim_reset(void) {
     const ControlCall call(sim.lock);
@@ -305,7 +305,7 @@ void cimsim_add_element(unsigned int index, cimsim_value *value) {
         sim.broker.extra_elements.emplace(index, std::move(*taken));
 }
 
-// ---- What the services know ---------------------------------------------------------------------
+// ---- Services -----------------------------------------------------------------------------------
 
 void cimsim_add_software_identity(const char *InstanceID, const char *name, const char *version) {
     const ControlCall call(sim.lock);
@@ -353,7 +353,7 @@ void cimsim_set_job_limit(unsigned int jobs) {
 void cimsim_set_reachable(int on) {
     const ControlCall call(sim.lock);
     sim.broker.reachable = on != 0;
-    if (!on) // this process's clients, or another's
+    if (!on) // open connections of this and of other processes become dead
         ++sim.broker.generation;
 }
 
@@ -463,7 +463,7 @@ int cimsim_journal_at(unsigned long index, cimsim_journal_entry *entry) {
     return 0;
 }
 
-// ---- Scripting the next answer ------------------------------------------------------------------
+// ---- Scripted answers ---------------------------------------------------------------------------
 
 void cimsim_answer_return(cimsim_value *value) {
     const ControlCall call(sim.lock);
@@ -489,7 +489,7 @@ void cimsim_answer_then(void) {
     sim.broker.scripted_answers.emplace_back();
 }
 
-// ---- Failing calls ------------------------------------------------------------------------------
+// ---- Faults -------------------------------------------------------------------------------------
 
 void cimsim_fail(const char *slot, unsigned long nth, const cimsim_fault *fault) {
     const ControlCall call(sim.lock);
@@ -504,7 +504,7 @@ void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *f
 void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
     const ControlCall call(sim.lock);
     if (what < CIMSIM_HANG || what > CIMSIM_RESTART)
-        end_program("cimsim_disrupt", "nothing has the number " + std::to_string(what));
+        end_program("cimsim_disrupt", "there is no event " + std::to_string(what));
     Fault fault;
     fault.with_result = after != 0;
     fault.ending = static_cast<Ending>(what);
@@ -516,7 +516,7 @@ const char *cimsim_fault_hit(void) {
     return sim.recorder.last_injected.empty() ? nullptr : fresh_answer().keep(sim.recorder.last_injected);
 }
 
-// ---- Watching -----------------------------------------------------------------------------------
+// ---- Recorded calls -----------------------------------------------------------------------------
 
 unsigned long cimsim_calls(const char *slot) {
     const ControlCall call(sim.lock);

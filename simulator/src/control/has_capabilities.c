@@ -1,5 +1,5 @@
-/* has_capabilities.c - exit status 0 if the file of a program has capabilities, which the kernel gives it,
- * 1 if it has none. */
+/* has_capabilities.c - exits with status 0 if the program file given as its argument has file capabilities,
+ * and with 1 if it has none. */
 #include <sys/xattr.h>
 
 int main(int argc, char **argv) {

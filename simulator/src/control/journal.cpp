@@ -1,4 +1,4 @@
-// journal.cpp - recording requests, and reading what other processes recorded.
+// journal.cpp - records requests, and reads those that other processes recorded.
 #include "control/journal.h"
 
 #include "control/writer.h"
@@ -70,7 +70,7 @@ const std::deque<JournalEntry> &Journal::entries() {
     if (file < 0)
         return entries_;
     struct stat now;
-    if (fstat(file, &now) == 0 && now.st_size < read_) // another process has begun a new one
+    if (fstat(file, &now) == 0 && now.st_size < read_) // another process has started a new journal
         use(path_);
     std::string text;
     char block[65536];

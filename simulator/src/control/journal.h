@@ -1,5 +1,5 @@
-// journal.h - the requests that reached the broker, in the order in which they did, from all processes that
-// share a state.
+// journal.h - the journal: the requests that reached the broker from all processes that share a state, in
+// the order of their arrival.
 #ifndef CIMSIM_JOURNAL_H
 #define CIMSIM_JOURNAL_H
 
@@ -15,14 +15,14 @@ class Journal {
 public:
     void use(const std::string &path); // empty: in memory
     void clear();
-    // Appends in one write, so that a process which is killed leaves whole lines.
+    // Appends the entry in one write, so that a process that is killed leaves complete lines.
     void record(const JournalEntry &entry);
-    // All entries; read from the file as far as it has grown since the last call.
+    // All entries; first reads those that the file got since the last call.
     const std::deque<JournalEntry> &entries();
 
 private:
     std::string path_;
-    long read_ = 0; // so much of the file is in entries_
+    long read_ = 0; // number of bytes of the file that were read into entries_
     std::deque<JournalEntry> entries_;
 };
 

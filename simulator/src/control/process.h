@@ -1,4 +1,5 @@
-// process.h - the simulator of this process, and the controller that it found or was attached to.
+// process.h - the simulator of this process, and where its controller comes from: the environment, or the
+// state to which it is attached.
 #ifndef CIMSIM_PROCESS_H
 #define CIMSIM_PROCESS_H
 
@@ -15,34 +16,34 @@ struct Process {
     bool from_environment = false; // the controller is the one that the environment names
     Simulator simulator;
 
-    int pools = 0;              // that there are
-    std::string private_folder; // of the state that pools_changed made
-    pid_t maker = 0;            // the process that made it: a fork's child leaves it alone
+    int pools = 0;              // number of pools of workers
+    std::string private_folder; // of the state that pools_changed created
+    pid_t maker = 0;            // the process that created it, and removes it; its children do not
 
     Process() : state(&simulator), simulator(state) {}
 
-    // Gives the process a controller of its own if it still has the one that the environment names: that of a
-    // process whose environment names none. Clients that are open stay as they are. Under the lock.
+    // If the process still has the controller that the environment names, replaces it by the demonstration
+    // controller. Open clients stay connected. Called under the lock.
     void leave_environment();
 
-    // Attaches this process to a state (NULL or empty: to none), and by the environment the workers that
-    // pools made from now on will start. A pool that was made before would use another controller: it ends
-    // the program.
+    // Attaches this process to a state (NULL or empty: to none). Sets the environment so that workers of
+    // later pools use the same state. Aborts if there is a pool, because its workers would use another
+    // controller.
     void attach(const char *path);
 
-    // A pool of workers is about to be made (1), or was freed (-1). Workers can meet this process's
-    // controller in a state only: without one, the first pool gets a new file.
+    // A pool of workers will be created (1), or was freed (-1). Workers can share this process's controller
+    // through a state only: if there is none, the first pool creates a private one.
     void pools_changed(int change);
 
-    // Removes the file that pools_changed made.
+    // Removes the state that pools_changed created.
     void remove_private_state();
 
-    // After the process got another controller: clients that are open are dead if they were, and no answer is
-    // held back any longer.
+    // Called after the process got another controller: connections that were dead stay dead (`dead`), and
+    // answers that are held back are returned.
     void controller_replaced(bool dead);
 };
 
-// Outlives everything, as `sim` does, which is its simulator.
+// Never destroyed, as its member `simulator`, which is `sim`.
 extern Process &process;
 
 } // namespace cimsim

@@ -1,5 +1,5 @@
-/* restart.c - restarts the broker of the state that CIMSIM_STATE names; the simulator itself reports what is
- * wrong with the state. */
+/* restart.c - restarts the broker of the state that CIMSIM_STATE names. The library reports errors in
+ * the state on standard error. */
 #include <cimsim.h>
 
 #include <stddef.h>

@@ -1,4 +1,4 @@
-// scene.cpp - applying the statements of a scene or a state, and writing a state.
+// scene.cpp - checks the words and options of each statement of a scene or a state, and applies it.
 #include "control/scene.h"
 
 #include "control/statements.h"
@@ -7,7 +7,8 @@ namespace cimsim {
 
 namespace {
 
-// Options without a value look like words until it is known which options there are.
+// Moves options without a value from the words to the options, which the parser cannot do, since it does not
+// know the form; then checks the options and the number of words.
 void sort_words(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
     const auto knows = [&](const std::string &name) {

@@ -1,4 +1,4 @@
-// scene.h - the controller as text: what a scene and a state say of it.
+// scene.h - applies a scene or the text of a state to the controller.
 #ifndef CIMSIM_SCENE_H
 #define CIMSIM_SCENE_H
 
@@ -8,11 +8,11 @@
 
 namespace cimsim {
 
-// Applies the statements of a text to the controller, the broker and the planned faults. Throws Mistake; the
-// statements before the mistake stay applied.
+// Applies the statements of a text to the controller, the broker and the planned faults. Throws Mistake if
+// one is not valid; those before it stay applied.
 void apply_scene(Simulator &simulator, const std::string &text);
 
-// Forgets what a state has.
+// Resets everything that a state contains, to an empty controller.
 void forget_scene(Simulator &simulator);
 
 } // namespace cimsim

@@ -1,4 +1,5 @@
-// simulator.cpp - the simulator's life: what it finds when the library is loaded, and its end.
+// simulator.cpp - starts the simulator when the library is loaded, from the environment; attaches it to
+// another controller; and frees it when the process ends.
 #include "control/process.h"
 
 #include "control/scene.h"
@@ -19,7 +20,7 @@ namespace cimsim {
 
 namespace {
 
-// Never destroyed: threads that still run while the process ends find a simulator that works.
+// Never destroyed, so that threads that still run while the process ends can use the simulator.
 alignas(Process) unsigned char room[sizeof(Process)];
 
 const std::string refuse = "refuse=";
@@ -38,7 +39,7 @@ bool is_known(const std::string &word) {
 }
 
 void apply_words(const std::vector<std::string> &words) {
-    if (std::count(words.begin(), words.end(), "empty") > 0) // wherever it stands
+    if (std::count(words.begin(), words.end(), "empty") > 0) // first, since it would undo the other words
         forget_scene(sim);
     for (const std::string &word : words) {
         if (!is_known(word))
@@ -52,7 +53,7 @@ void apply_words(const std::vector<std::string> &words) {
     }
 }
 
-// Each returns what is wrong with the scene; empty when nothing is.
+// Both apply a scene and return the error; empty if there is none.
 std::string apply_text(const std::string &name, const std::string &text) {
     try {
         apply_scene(sim, text);
@@ -86,14 +87,14 @@ bool read_scene() {
     return true;
 }
 
-// As new, with no memory kept; assignment would keep the room of what is emptied.
+// Makes a part empty and frees its memory; an assignment would keep allocated capacity.
 template <class Part>
 void renew(Part &part) {
     part.~Part();
     new (&part) Part;
 }
 
-// What the process did not leak itself is freed, so that a leak checker reports only the program's own.
+// Frees the simulator's memory, so that a leak checker reports only leaks of the program.
 __attribute__((destructor)) void unload() {
     std::lock_guard<std::mutex> lock(sim.lock);
     process.remove_private_state();
@@ -126,8 +127,8 @@ void Process::attach(const char *path) {
     state.use(path);
     if (pools > 0 && state.path() != before) {
         std::fprintf(stderr,
-                     "cimsim: a pool of workers was made before, and would not meet the controller of %s: "
-                     "attach the program first\n",
+                     "cimsim: a pool of workers exists, and would not use the controller of %s: "
+                     "attach the program before it creates the pool\n",
                      state.in_use() ? state.path().c_str() : "this process");
         std::abort();
     }
@@ -140,7 +141,8 @@ void Process::attach(const char *path) {
 
 namespace {
 
-// Lets workers load the simulator from the folder that this library is in, and no other client library.
+// Sets the environment so that workers load the simulator from this library's folder, and no other client
+// library.
 void show_simulator_to_workers() {
     Dl_info self;
     const char *const given = std::getenv("LD_LIBRARY_PATH");
@@ -167,7 +169,7 @@ void Process::pools_changed(int change) {
         maker = getpid();
         from_environment = false;
         attach((folder + "/state").c_str());
-        Session session(state); // which writes what the process has
+        Session session(state); // its end writes the controller
     }
     pools += change;
 }

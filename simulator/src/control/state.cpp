@@ -1,4 +1,4 @@
-// state.cpp - locking, reading and writing the controller's file.
+// state.cpp - locks, reads and writes the file of a state.
 #include "control/state.h"
 
 #include "control/scene.h"
@@ -41,10 +41,10 @@ int open_file(const std::string &path, int flags) {
     return repeated([&] { return open(path.c_str(), flags | O_CLOEXEC, 0600); });
 }
 
-// Who may do what with a file.
+// The owner, group, mode and access control list of a file.
 struct Rights {
     struct stat status = {};
-    std::string acl; // the access control list, whose mask `status.st_mode` shows for the group; empty: none
+    std::string acl; // the access control list, empty if none; its mask is the group's part of st_mode
 
     bool operator==(const Rights &other) const {
         return status.st_uid == other.status.st_uid && status.st_gid == other.status.st_gid &&
@@ -54,7 +54,7 @@ struct Rights {
 
 const char *const acl_attribute = "system.posix_acl_access";
 
-// Of a path or an open file. False: there is no such file.
+// Both read the rights of a file. False: the file does not exist.
 bool read_rights(const std::string &path, Rights *rights) {
     char list[XATTR_SIZE_MAX];
     const ssize_t size = getxattr(path.c_str(), acl_attribute, list, sizeof list);
@@ -68,9 +68,9 @@ bool read_rights(int file, Rights *rights) {
     return fstat(file, &rights->status) == 0;
 }
 
-// Gives a file the owner, group, access control list and mode of the state, as far as the process may: a
-// group that it cannot give has no rights, and without the list only the owner has any. A file whose mode it
-// may not change stays its owner's alone.
+// Gives a file the owner, group, access control list and mode of the state, as far as the process is
+// permitted to. If it cannot set the group, the mode has no group permissions. If it cannot set the list,
+// only the owner has permissions. If it cannot change the mode, only the owner can still access the file.
 void take_over_rights(int file, const Rights &state) {
     mode_t mode = state.status.st_mode & 07777U;
     const auto same_owner = static_cast<uid_t>(-1);
@@ -78,7 +78,7 @@ void take_over_rights(int file, const Rights &state) {
     const gid_t group = state.status.st_gid;
     const bool in_group = fchown(file, owner, group) == 0 || fchown(file, same_owner, group) == 0;
     if (state.acl.empty())
-        fremovexattr(file, acl_attribute); // what the folder gives to new files
+        fremovexattr(file, acl_attribute); // a default list of the folder
     else if (!in_group || fsetxattr(file, acl_attribute, state.acl.data(), state.acl.size(), 0) != 0)
         mode &= ~static_cast<mode_t>(S_IRWXG | S_IRWXO);
     if (!in_group)
@@ -86,12 +86,13 @@ void take_over_rights(int file, const Rights &state) {
     fchmod(file, mode);
 }
 
-// Opened without O_CREAT first: in a folder like /tmp, the kernel may refuse that for another user's file.
+// Opens without O_CREAT first, because the kernel may refuse O_CREAT for another user's file in a folder like
+// /tmp.
 int open_lock(const std::string &path) {
     for (;;) {
         int file = open_file(path, O_RDWR | O_NOFOLLOW);
         if (file < 0 && errno == EACCES)
-            file = open_file(path, O_RDONLY | O_NOFOLLOW); // enough for a lock, but on NFS
+            file = open_file(path, O_RDONLY | O_NOFOLLOW); // enough for a lock, except on NFS
         if (file >= 0 || errno != ENOENT)
             return file;
         file = open_file(path, O_RDWR | O_CREAT | O_EXCL);
@@ -100,11 +101,11 @@ int open_lock(const std::string &path) {
     }
 }
 
-// The file is new, and its owner's alone while it is written: passwords stand in it. `as` is the file whose
-// place it is to take, or NULL.
+// Creates a file that only its owner can access while it is written, because it contains passwords. Then
+// gives it the rights `as`, those of the file that it will replace, unless that is NULL.
 bool write_whole(const std::string &path, const std::string &text, const Rights *as, struct stat *seen,
                  int *held) {
-    if (unlink(path.c_str()) != 0 && errno != ENOENT) // of a process that has ended while it wrote
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) // left by a process that ended while it wrote
         return false;
     const int file = open_file(path, O_WRONLY | O_CREAT | O_EXCL);
     if (file < 0)
@@ -150,8 +151,8 @@ bool read_whole(const std::string &path, std::string *text, struct stat *seen, i
     return got == 0;
 }
 
-// The program may go to another folder later; and whoever names a link means the file that it leads to, with
-// that one's lock.
+// Stores the absolute path, because the program may change its folder, with symbolic links resolved, so that
+// all processes use the same lock.
 void State::use(const char *path) {
     std::error_code none;
     hold(-1);
@@ -180,8 +181,9 @@ bool State::fail(const std::string &why) {
     return false;
 }
 
-// A lock of its own for each session: a descriptor that a fork has shared would lock nobody out. Who may use
-// the state may lock it; a lock with a second name could be any file.
+// Opens the lock in each session: processes that share a descriptor after a fork do not lock each other out.
+// The lock gets the owner, group and mode of the state, unless it has a second hard link: it could be any
+// file.
 bool State::lock() {
     const std::string path = path_ + ".lock";
     lock_ = open_lock(path);
@@ -200,8 +202,8 @@ bool State::read() {
     struct stat now;
     if (stat(path_.c_str(), &now) != 0)
         return errno == ENOENT ? (known_ = false, true) : fail(path_ + ": " + std::strerror(errno));
-    if (!S_ISREG(now.st_mode)) // a device may have no end, and must not be renamed over
-        return fail(path_ + ": it is no regular file");
+    if (!S_ISREG(now.st_mode)) // reading a device may not end, and rename must not replace it
+        return fail(path_ + ": it is not a regular file");
     if (known_ && same(now, seen_))
         return true;
     std::string text;
@@ -213,18 +215,18 @@ bool State::read() {
         forget_scene(simulator_);
         if (text.empty() || text.back() != '\n')
             throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
-                          "the last line has no end");
+                          "the last line does not end with a newline");
         apply_scene(simulator_, text);
     } catch (const Mistake &mistake) {
         return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
     }
-    text_ = text; // what a person wrote in another form, or in times from now, is written in this one
+    text_ = text; // if state_text writes it differently, as after an edit by hand, end writes the file
     known_ = true;
     simulator_.time_changed.notify_all();
     return true;
 }
 
-// The controller's own exchanges say why a file cannot be had.
+// Does nothing after an error: the next session reports it.
 void State::refresh() {
     struct stat now;
     if (path_.empty() || !error_.empty() || (known_ && stat(path_.c_str(), &now) == 0 && same(now, seen_)))
@@ -234,7 +236,7 @@ void State::refresh() {
 }
 
 bool State::begin() {
-    if (!scene_error_.empty()) { // on another scene than it was written for a test would prove nothing
+    if (!scene_error_.empty()) { // a test on another scene than its own would prove nothing
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s\n", scene_error_.c_str());
         std::_Exit(2);
     }
@@ -250,7 +252,7 @@ bool State::write(const std::string &text) {
     const std::string path = path_ + ".new";
     Rights old;
     const bool replaces = read_rights(path_, &old);
-    if (replaces && access(path_.c_str(), W_OK) != 0) // a rename would not ask
+    if (replaces && access(path_.c_str(), W_OK) != 0) // rename does not check this
         return fail(path_ + ": " + std::strerror(errno));
     int file = -1;
     if (!write_whole(path, text, replaces ? &old : nullptr, &seen_, &file) ||

@@ -1,4 +1,4 @@
-// state.h - the controller in a file: what CIMSIM_STATE names, shared by every process that names it.
+// state.h - the state: the file that CIMSIM_STATE names, in which processes share a controller.
 #ifndef CIMSIM_STATE_H
 #define CIMSIM_STATE_H
 
@@ -11,29 +11,31 @@
 
 namespace cimsim {
 
-// The whole of a file; it is left open in `held` unless that is NULL. False: errno says why.
+// Reads a whole file into `text`, and its status into `seen`. Leaves it open in `held` unless that is NULL.
+// False: errno says why.
 bool read_whole(const std::string &path, std::string *text, struct stat *seen, int *held);
 
-// The file as this process last saw it. All calls under the simulator's lock.
+// Reads and writes the file; remembers its contents. All functions are called under the simulator's lock.
 class State final : public SharedController {
 public:
     explicit State(Simulator *simulator) : simulator_(*simulator) {}
 
     void use(const char *path); // NULL or empty: none
-    // What is wrong with the scene that the environment names: the first session ends the program with it.
+    // Sets the error in the scene that the environment names: the first session prints it and ends the
+    // program.
     void set_scene_error(std::string error) { scene_error_ = std::move(error); }
     const std::string &path() const { return path_; }
     Journal journal;
     bool in_use() const override { return !path_.empty(); }
 
     void refresh() override;
-    // Locks the file and takes over what others have written; without a file every session is good. False: it
-    // cannot be had, and why was said on standard error. A session that began is ended.
+    // Locks the file and reads what other processes have written; does nothing without a file. False: it
+    // cannot be locked or read, which was reported on standard error. After true, end must be called.
     bool begin() override;
-    // Writes what was changed, and unlocks. False: it cannot be written, and why was said.
+    // Writes what was changed, and unlocks. False: it cannot be written, which was reported.
     bool end() override;
     void record(const JournalEntry &entry) override { journal.record(entry); }
-    const std::string &error() const override { return error_; } // of the latest sessions since one was good
+    const std::string &error() const override { return error_; } // empty after a good session
 
 private:
     bool lock();
@@ -45,11 +47,11 @@ private:
 
     Simulator &simulator_;
     std::string path_, error_, scene_error_;
-    int lock_ = -1;      // of the session that is open, or was
-    int held_ = -1;      // what `seen_` is of stays open: its number is not given to another file meanwhile
-    bool known_ = false; // `seen_` and `text_` are of the file as it is here
-    struct stat seen_ = {};
-    std::string text_;
+    int lock_ = -1; // descriptor of FILE.lock in the current session
+    int held_ = -1; // descriptor of the file that was last read or written: no other gets its inode number
+    bool known_ = false;    // the simulator has the contents of that file
+    struct stat seen_ = {}; // its status
+    std::string text_;      // its contents
 };
 
 } // namespace cimsim

@@ -1,4 +1,4 @@
-// statements.cpp - what each statement of a scene does, and which of them a state has.
+// statements.cpp - the statements of scenes and states: how each is applied, and how a state is written.
 #include "control/statements.h"
 
 #include "control/scene.h"
@@ -14,8 +14,8 @@ namespace {
 // ---- Reading ------------------------------------------------------------------------------------
 
 constexpr Milliseconds second = 1000;
-constexpr std::int64_t most = 0xffffffff;                // of what is counted
-constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years off
+constexpr std::int64_t most = 0xffffffff;                // for counts and durations in seconds
+constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years
 constexpr std::int64_t most_jobs = 2'000'000'000;
 constexpr const char *endings[] = {"hang", "crash", "exit", "restart"}; // after Ending::none
 
@@ -45,9 +45,10 @@ void apply_job(Simulator &simulator, const Statement &s) {
         job.start = controller.clock.now() + s.number_option("start", 0, 0, most) * second;
     if (job.start)
         job.start_text = s.text_option("start-text", start == "0" ? "NOW" : format_time(*job.start));
-    const auto next = static_cast<std::int64_t>(controller.last_number) + 1; // in the order of creation
+    // Numbers rise in the order of creation.
+    const auto next = static_cast<std::int64_t>(controller.last_number) + 1;
     if (next > most_jobs)
-        s.fail("the numbers of jobs are used up");
+        s.fail("no number is left for another job");
     controller.last_number = static_cast<unsigned long>(s.number_option("number", next, next, most_jobs)) - 1;
     if (!controller.add_job(std::move(job)))
         s.fail("there is a job \"" + s.words[0].text + "\" already");
@@ -101,7 +102,7 @@ void apply_clock(Simulator &simulator, const Statement &s) {
 
 void apply_numbers(Simulator &simulator, const Statement &s) {
     Controller &controller = simulator.controller;
-    const auto last = static_cast<std::int64_t>(controller.last_number); // of the jobs that stand before
+    const auto last = static_cast<std::int64_t>(controller.last_number); // of the jobs in earlier statements
     controller.last_number = static_cast<unsigned long>(s.number_option("jobs", last, last, most_jobs));
     controller.last_id = static_cast<unsigned int>(s.number_option("ids", 0, 0, most));
 }
@@ -136,7 +137,7 @@ void apply_answer(Simulator &simulator, const Statement &s) {
 
 void apply_output(Simulator &simulator, const Statement &s) {
     if (simulator.broker.scripted_answers.empty())
-        s.fail("no answer stands before it");
+        s.fail("there is no answer before it");
     if (std::optional<Value> value = parse_value(s, s.words[1]))
         simulator.broker.scripted_answers.back().outputs.push_back({s.words[0].text, std::move(*value)});
 }
@@ -294,15 +295,16 @@ void write_next_job(const Simulator &simulator, StatementWriter &out) {
 } // namespace
 
 // clang-format off
-// What is so or is not: it is said where the member has this value.
+// A statement without words: it sets the member to this value, and is written if the member has it.
 #define SWITCH(name, member, value)                                                                          \
     {name, 0, 0, "", [](Simulator &to, const Statement &) { to.member = value; },                            \
      [](const Simulator &from, StatementWriter &out) { if (from.member == value) out.line(name); }}
+// A statement with one number, which is the member's value.
 #define COUNT(name, member)                                                                                  \
     {name, 1, 1, "", [](Simulator &to, const Statement &s) { to.member = static_cast<unsigned int>(count(s)); }, \
      [](const Simulator &from, StatementWriter &out) { out.line(name).number(static_cast<std::int64_t>(from.member)); }}
 
-// No constructor runs: scenes are read while the library is loaded.
+// Constant-initialized, because scenes are read while the library is loaded, before constructors have run.
 constexpr StatementForm forms[] = {
     {"empty", 0, 0, "", [](Simulator &to, const Statement &) { forget_scene(to); },
      [](const Simulator &, StatementWriter &out) { out.line("empty"); }},
@@ -324,7 +326,7 @@ constexpr StatementForm forms[] = {
     {"next-job", 0, 0, "runs runs-ms fails message", apply_next_job, write_next_job},
     {"numbers", 0, 0, "jobs ids", apply_numbers, write_numbers},
     {"answer", 0, 0, "rc message return", apply_answer, write_answer},
-    {"output", 2, 2, "", apply_output, nullptr}, // of the answer before
+    {"output", 2, 2, "", apply_output, nullptr}, // of the answer statement before it; written by write_answer
     {"element", 2, 2, "", apply_element, write_element},
     {"fault", 2, 2, "rc message with-result from then", apply_fault, write_fault},
     {"injected", 1, 1, "", apply_injected, write_injected},

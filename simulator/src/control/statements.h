@@ -1,4 +1,4 @@
-// statements.h - the statements of scenes and states: how each is read, and how a state has it.
+// statements.h - the statements of scenes and states: how each is applied and how it is written.
 #ifndef CIMSIM_STATEMENTS_H
 #define CIMSIM_STATEMENTS_H
 
@@ -13,17 +13,18 @@ constexpr std::size_t any_number_of_words = 1000;
 // One kind of statement.
 struct StatementForm {
     const char *name;
-    std::size_t least, most; // words
+    std::size_t least, most; // number of words
     const char *options;     // NAME=VALUE or NAME alone, separated by blanks; "*": any name
     void (*apply)(Simulator &simulator, const Statement &statement);
-    // Writes the statements of this form that make an empty controller like this one. NULL: none is needed.
+    // Writes the statements of this form that reproduce the simulator's data. NULL: another form writes them.
     void (*write)(const Simulator &simulator, StatementWriter &out);
 };
 
-// The form of a statement; NULL when there is none of that name.
+// The form of a statement; NULL if no statement has that name.
 const StatementForm *find_statement(const std::string &name);
 
-// The controller, the broker and the plans, as statements that make an empty one the same.
+// The text of a state: the controller, the broker and the planned faults as statements. Applying them to an
+// empty simulator reproduces it.
 std::string state_text(const Simulator &simulator);
 
 } // namespace cimsim

@@ -1,4 +1,4 @@
-// writer.h - puts the lines of a state together, word by word.
+// writer.h - StatementWriter: builds the text of statements, word by word.
 #ifndef CIMSIM_WRITER_H
 #define CIMSIM_WRITER_H
 
@@ -28,11 +28,11 @@ public:
     StatementWriter &option(const std::string &name, std::int64_t number) {
         return word(name + "=" + std::to_string(number));
     }
-    // The same, but nothing for an empty text.
+    // The same; writes nothing if the text is empty.
     StatementWriter &option_if_any(const std::string &name, const std::string &text) {
         return text.empty() ? *this : option(name, text);
     }
-    // NAME alone.
+    // NAME, if it is set.
     StatementWriter &flag(const std::string &name, bool is_set) { return is_set ? word(name) : *this; }
 
     std::string done() const { return text_ + "\n"; }

@@ -1,4 +1,4 @@
-// notation.cpp - parsing and writing the text notation of CIM values.
+// notation.cpp - parses and writes the text notation of CIM values.
 #include "value/notation.h"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ const struct {
              {"filter", CMPI_filter},     {"pointer", CMPI_ptr},
              {"charsptr", CMPI_charsptr}};
 
-// Prefixes for a value under another state.
+// Prefixes that add a state to a value.
 const struct {
     const char *name;
     CMPIValueState flag;
@@ -61,8 +61,8 @@ private:
     }
 
     Value parse(const std::string &text) const {
-        if (++depth_ > 101) // each takes room on the stack
-            statement_.fail("a value has more than 100 others around it");
+        if (++depth_ > 101) // bounds the use of the stack
+            statement_.fail("a value is nested in more than 100 others");
         Value value = parse_one(text);
         --depth_;
         return value;
@@ -95,7 +95,7 @@ private:
                     return with_state(value, static_cast<CMPIValueState>(value.state | state.flag));
                 }
         }
-        statement_.fail("\"" + text + "\" is no value: it takes \"text\", null, lacking or TYPE:VALUE");
+        statement_.fail("\"" + text + "\" is not a value: it takes \"text\", null, lacking or TYPE:VALUE");
     }
 
     static Value blank() {
@@ -125,14 +125,14 @@ private:
         return value;
     }
 
-    // Independent of the locale: a number has a point.
+    // Independent of the locale: the decimal separator is a point.
     template <class Number>
     Number parse_number(const std::string &text) const {
         Number number = {};
         const char *const end = text.data() + text.size();
         const auto [rest, error] = std::from_chars(text.data(), end, number);
         if (rest != end || error != std::errc())
-            statement_.fail("\"" + text + "\" is no number");
+            statement_.fail("\"" + text + "\" is not a number");
         return number;
     }
 
@@ -150,12 +150,12 @@ private:
         const Value value =
             Value::number(type, text[0] == '-' ? static_cast<CMPIUint64>(parse_number<long long>(text))
                                                : parse_number<CMPIUint64>(text));
-        if (to_text(value) != text) // it has more bits than the type
-            statement_.fail("\"" + text + "\" is no " + type_name(type));
+        if (to_text(value) != text) // it does not fit the type
+            statement_.fail("\"" + text + "\" is not of type " + type_name(type));
         return value;
     }
 
-    // What follows TYPE: of a value.
+    // The text after "TYPE:".
     Value parse_typed(CMPIType type, const std::string &text) const {
         if (is_number(type))
             return parse_number(type, text);
@@ -215,7 +215,7 @@ private:
                             std::find(std::begin(others), std::end(others), head) != std::end(others));
     }
 
-    // The parts of a value that has some, itself a statement.
+    // The parts of a value that is written like a statement.
     Statement parts_of(const std::string &text) const {
         try {
             std::vector<Statement> parts = cimsim::parse(text);
@@ -230,7 +230,7 @@ private:
 
 // ---- Writing ------------------------------------------------------------------------------------
 
-// A text without quotation marks where it needs none.
+// The text, quoted only if it needs to be.
 std::string word(const std::string &text) {
     const auto is_plain = [](char c) { return c > ' ' && c < 0x7f && !std::strchr("\"\\=,;|#()", c); };
     return !text.empty() && std::all_of(text.begin(), text.end(), is_plain) ? text : quoted(text);
@@ -246,7 +246,7 @@ std::string real_text(CMPIType type, CMPIUint64 bits) {
     return {text, std::to_chars(text, std::end(text), real).ptr};
 }
 
-// "NAME=VALUE" for each, each after a blank; nullopt when one of them has no notation.
+// " NAME=VALUE" for each item; nullopt if one of them has no notation.
 std::optional<std::string> items_text(const std::vector<Item> &items) {
     std::string all;
     for (const Item &item : items) {
@@ -258,7 +258,7 @@ std::optional<std::string> items_text(const std::vector<Item> &items) {
     return all;
 }
 
-// The type that a value of this kind has of itself: a number's may be another's.
+// The type that belongs to the value's kind, which differs from the value's type after cimsim_with_type.
 CMPIType own_type(const Value &value) {
     switch (value.kind) {
     case Kind::number:
@@ -278,7 +278,7 @@ CMPIType own_type(const Value &value) {
     }
 }
 
-// What follows TYPE: of a value; empty for an object without notation.
+// The text after "TYPE:"; empty for an object without a notation.
 std::string typed_text(const Value &value) {
     const CMPIType type = own_type(value);
     switch (value.kind) {
@@ -327,7 +327,7 @@ std::string array_text(const Value &array) {
     return all.empty() ? "" : "array:" + word(all);
 }
 
-// Without the state, but for a null value's.
+// The notation without the prefixes for the state; "null" and "unset" include the null state.
 std::string stateless_text(const Value &value, bool is_null) {
     if (value.kind == Kind::none && value.type == CMPI_null)
         return "notfound";

@@ -11,7 +11,7 @@
 
 namespace cimsim {
 
-// The type of a name, "uint32", "string", "string[]" for an array; nullopt when there is none.
+// The type with this name: "uint32", "string", "string[]" for an array; nullopt if there is none.
 std::optional<CMPIType> type_named(std::string_view name);
 
 // The name of a type; empty when it has none.
@@ -20,10 +20,10 @@ std::string type_name(CMPIType type);
 // The value that a word denotes; nullopt for "lacking". Throws Mistake, with the statement's line and name.
 std::optional<Value> parse_value(const Statement &statement, const Word &word);
 
-// The same of a text that holds nothing else. Throws Mistake.
+// The same for a text that contains nothing else. Throws Mistake.
 std::optional<Value> parse_value(const std::string &text);
 
-// The notation of a value, "lacking" for none; empty for an object that has no notation.
+// The notation of a value, "lacking" for nullopt; empty if the value has no notation.
 std::string value_text(const std::optional<Value> &value);
 
 } // namespace cimsim

@@ -1,4 +1,4 @@
-// text.cpp - reading and writing the lines of scenes and states.
+// text.cpp - parses lines into statements, and quotes texts.
 #include "value/text.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ int hex_digit(char c) {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
-// One line, from left to right.
+// Reads one line from left to right.
 class Scanner {
 public:
     Scanner(std::size_t number, const std::string &line) : number_(number), line_(line) {}
@@ -28,7 +28,8 @@ public:
         return at_ == line_.size();
     }
     bool at_comment() const { return line_[at_] == '#'; }
-    // The next word; before an = sign that is not quoted its name, and `value` is what follows.
+    // The next word. If an equals sign that is not quoted follows, this is the name, and `value` the text
+    // after it.
     Word word(bool *has_value, Word *value) {
         Word name = part(true);
         *has_value = at_ < line_.size() && line_[at_] == '=';
@@ -104,7 +105,7 @@ std::int64_t Statement::number(const Word &word, std::int64_t least, std::int64_
     const char *const end = word.text.data() + word.text.size();
     const auto [rest, error] = std::from_chars(word.text.data(), end, value);
     if (word.quoted || rest != end || error == std::errc::invalid_argument)
-        fail("\"" + word.text + "\" is no number");
+        fail("\"" + word.text + "\" is not a number");
     if (error != std::errc() || value < least || value > most)
         fail(word.text + " is not between " + std::to_string(least) + " and " + std::to_string(most));
     return value;

@@ -1,4 +1,4 @@
-// text.h - the lines of which scenes and states are made: words, quoted texts that hold any byte, NAME=VALUE.
+// text.h - Statement: a line of a scene or a state, parsed into words, quoted texts and NAME=VALUE.
 #ifndef CIMSIM_TEXT_H
 #define CIMSIM_TEXT_H
 
@@ -10,7 +10,7 @@
 
 namespace cimsim {
 
-// What is wrong with a file, and in which line.
+// An error in a scene, a state or a value, with its line.
 struct Mistake : std::runtime_error {
     Mistake(std::size_t line_, const std::string &what) : std::runtime_error(what), line(line_) {}
     std::size_t line;
@@ -21,26 +21,27 @@ struct Word {
     bool quoted = false; // it begins with a quotation mark
 };
 
-// A statement: its name, what follows it, and the options among that.
+// A statement: its name, its words and its options.
 struct Statement {
     std::size_t line = 0;
     std::string name;
     std::vector<Word> words;
-    std::vector<std::pair<std::string, Word>> options; // NAME=VALUE, in their order; NAME alone has no value
+    // NAME=VALUE, in their order; the Word is empty for NAME alone.
+    std::vector<std::pair<std::string, Word>> options;
 
     [[noreturn]] void fail(const std::string &what) const { throw Mistake(line, name + ": " + what); }
     const Word *option(const char *wanted) const;
     std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
-    // Numbers in decimal, between `least` and `most`.
+    // Both read a decimal number between `least` and `most`; fail if it is not one.
     std::int64_t number_option(const char *wanted, std::int64_t otherwise, std::int64_t least,
                                std::int64_t most) const;
     std::int64_t number(const Word &word, std::int64_t least, std::int64_t most) const;
 };
 
-// The statements of a text. Lines that are empty or begin with # are none.
+// The statements of a text. Ignores empty lines and lines that begin with #.
 std::vector<Statement> parse(const std::string &text);
 
-// The text as parse reads it back.
+// The text in quotation marks, with escapes, from which parse reads the same text.
 std::string quoted(const std::string &text);
 
 } // namespace cimsim

@@ -1,4 +1,4 @@
-// value.cpp - making, reading and rendering values.
+// value.cpp - makes values, converts numbers, and renders values as text.
 #include "value/value.h"
 
 #include <charconv>
@@ -16,7 +16,7 @@ Value Value::unset(CMPIType type) {
 
 Value Value::null(CMPIType type) {
     Value value = unset(type);
-    if (type == CMPI_string) { // still comes with a string object
+    if (type == CMPI_string) { // has a string object, as in the real library
         value.kind = Kind::string;
         value.blank = true;
     }
@@ -74,9 +74,9 @@ void Tree::put(const char *name, Value value, CMPIType given) {
 
 namespace {
 
-// Calls `use` with a zero of the C type that carries a number of this type in a CMPIValue and with one
-// that has the number's own width and sign: the two differ for the 32-bit integers, which travel in a
-// long. False when it is no number.
+// Calls `use` with zeros of two C types: the member of CMPIValue that holds a number of this type, and the
+// type with the number's own width and sign. They differ for 32-bit integers, which CMPIValue stores in a
+// long. False if the type is not a number's.
 template <class Use>
 bool with_number_type(CMPIType type, Use use) {
     switch (type) {

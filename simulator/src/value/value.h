@@ -1,5 +1,5 @@
-// value.h - the one form in which the simulator keeps values: arguments, keys, properties, outputs
-// and scripts alike. Objects of the client library are made from values when they are handed out.
+// value.h - the simulator's representation of CIM values: arguments, keys, properties and outputs. Objects of
+// the client library are made from values when they are handed out.
 #ifndef CIMSIM_VALUE_H
 #define CIMSIM_VALUE_H
 
@@ -12,7 +12,7 @@
 
 namespace cimsim {
 
-// What stands behind a value: nothing (a NULL pointer), a plain number, memory of malloc, or one of the
+// What a value contains: nothing (a NULL pointer), a number, characters in memory from malloc, or one of the
 // client library's objects.
 enum class Kind : unsigned char {
     none,
@@ -34,8 +34,8 @@ inline bool is_object(Kind kind) { return kind >= Kind::string; }
 
 struct Tree;
 
-// `type` and `state` are what the program is shown; `kind` is the truth. They differ when a test
-// wants it so.
+// `type` and `state` are what the program reads; `kind` is what the value really contains. A test can make
+// them differ.
 struct Value {
     CMPIType type = CMPI_null;
     CMPIValueState state = CMPI_nullValue;
@@ -65,7 +65,7 @@ struct Item {
     CMPIType given = value.type; // the type under which the program handed it in
 };
 
-// The inside of paths, instances, argument lists, arrays and enumerations.
+// The contents of a path, an instance, an argument list, an array or an enumeration.
 struct Tree {
     std::string host, name_space, class_name; // empty: not set
     std::vector<Item> items;
@@ -75,12 +75,12 @@ struct Tree {
     void put(const char *name, Value value, CMPIType given);
 };
 
-bool same_name(const char *a, const char *b); // letter case does not count
+bool same_name(const char *a, const char *b); // ignores case
 
-// A string shared by everything that takes `const char *` and may be given NULL.
+// The text, or an empty one for NULL.
 inline const char *text_or_empty(const char *text) { return text ? text : ""; }
 
-// The number that a text of digits alone stands for, if it is not above `most`.
+// The number of a text of digits; nullopt if it has other characters or is greater than `most`.
 std::optional<CMPIUint64> whole_number(const std::string &text, CMPIUint64 most);
 
 bool is_number(CMPIType type);
