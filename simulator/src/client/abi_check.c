@@ -1,5 +1,5 @@
-/* abi_check.c - holds the client library's headers to the binary interface: sizes and offsets of the
- * data types, codes, and the order of the slots. Compiles to nothing. */
+/* abi_check.c - compile-time checks of the client library's headers against its binary interface: sizes and
+ * offsets of the data types, codes, and the order of the slots. Generates no code. */
 #include <CimClientLib/cmci.h>
 #include <CimClientLib/native.h>
 
@@ -12,8 +12,8 @@ struct aligned64 {
 #define POINTER sizeof(void *)
 #define ALIGN64 offsetof(struct aligned64, number)
 
-/* A value is as wide as its widest member: { pointer, length } on LP64, a 64-bit number elsewhere. Where
- * it begins in a CMPIData is a matter of alignment: LP64, 32-bit with 8-aligned 64-bit numbers, i386. */
+/* A value is as wide as its widest member: { pointer, length } on LP64, a 64-bit number elsewhere. Its offset
+ * in a CMPIData depends on the alignment of 64-bit numbers, which is 4 on i386 and 8 elsewhere. */
 #define VALUE_SIZE (POINTER == 8 ? 16 : 8)
 #define VALUE_OFFSET (ALIGN64 == 8 ? 8 : 4)
 

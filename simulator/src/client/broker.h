@@ -14,7 +14,7 @@
 
 namespace cimsim {
 
-// An answer that a test has scripted. Without a result, success returns a uint32 0 and failure no value.
+// An answer that a test has scripted. Default of the result: uint32 0 on success, no value on failure.
 struct ScriptedAnswer {
     CMPIrc rc = CMPI_RC_OK;
     std::optional<std::string> message;
@@ -24,10 +24,11 @@ struct ScriptedAnswer {
     Answer answer() &&;
 };
 
-// A request that reached the broker, and what became of it.
+// A request that reached the broker, with the status and the return value of its answer.
 struct JournalEntry {
     long process;
-    std::string operation, user, class_name, method, subject; // the last: the first key or argument, as text
+    std::string operation, user, class_name, method;
+    std::string subject; // the first argument of a method, or the first key, as text
     CMPIrc rc;
     std::optional<std::uint32_t> returned;
 };
@@ -51,15 +52,15 @@ struct Broker {
     bool reachable = true;
     bool garbage = false;
     unsigned int hold_ms = 0;
-    unsigned long generation = 0;                          // how often it was restarted
-    bool pipe_at_connect = false, pipe_at_release = false; // a SIGPIPE where the real library raises none
+    unsigned long generation = 0;                          // number of restarts
+    bool pipe_at_connect = false, pipe_at_release = false; // connecting or releasing a client raises SIGPIPE
     std::set<std::string> refused;
     unsigned long overlaps = 0;
     unsigned long requests = 0;
     std::optional<Request> last;
     bool journal = false;                              // requests are recorded, see JournalEntry
     std::deque<ScriptedAnswer> scripted_answers;       // for the next method calls, one each
-    std::multimap<unsigned int, Value> extra_elements; // by the index of the instance they come before
+    std::multimap<unsigned int, Value> extra_elements; // inserted before the instance with this index
 };
 
 } // namespace cimsim

@@ -1,4 +1,4 @@
-// call.cpp - counting, recording and failing calls; misuse.
+// call.cpp - counts and records calls, injects faults, and reports misuse.
 #include "client/simulator.h"
 
 #include <algorithm>
@@ -109,8 +109,9 @@ Call::~Call() {
         sim.recorder.record(std::string(slot_) + "=" + sim.recorder.trace_name(made_));
 }
 
-// Plans are the controller's: another process may have made them, and each is carried out once. What is left
-// of them is handed on before the fault has its effect, which may be the end of this process.
+// The planned faults are in the state: another process may have planned them, and each is injected once, in
+// one process. The session writes the remaining ones before the fault has its effect, which may end this
+// process.
 void Call::take_fault() {
     sim.shared.refresh();
     if (sim.recorder.faults.empty())
@@ -121,7 +122,7 @@ void Call::take_fault() {
         return;
     if (!fault_->with_result) {
         ++sim.broker.generation;
-        fault_.reset(); // the call itself meets what becomes of that
+        fault_.reset(); // the call goes on, on a connection that is dead now
     }
 }
 
@@ -204,8 +205,8 @@ CMPIStatus Call::status() {
     const bool injected = fault_ && fault_->ending != Ending::restart && !misused_;
     const std::optional<std::string> &message = injected ? fault_->message : message_;
     CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
-    // No object outlives the back end; and nobody looks at what a release returns, so that a message
-    // would only leak.
+    // No object can exist without the back end. Programs ignore the status of a release, so that its message
+    // would leak.
     if (message && sim.heap.clients > 0 && role_ != Role::release)
         status.msg = face_of<CMPIString>(&make(Value::string(*message), Holder::owned));
     return status;

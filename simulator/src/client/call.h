@@ -15,7 +15,7 @@
 
 namespace cimsim {
 
-// What becomes of the process or the broker in a call that is to fail; cimsim.h has the same values.
+// What else a fault does to the process or the broker; cimsim.h has the same values.
 enum class Ending { none, hang, crash, exit, restart, count };
 
 struct Fault {
@@ -28,8 +28,8 @@ struct Fault {
 // A fault to inject into a later call.
 struct PlannedFault {
     std::string slot;        // empty: every slot
-    unsigned long countdown; // number of calls until then, the failing one included
-    bool for_ever;           // all later calls fail, too
+    unsigned long countdown; // number of calls of the slot until the one that fails, which is included
+    bool for_ever;           // all calls after that one fail, too
     Fault fault;
 };
 
@@ -41,7 +41,7 @@ struct CallRecorder {
     std::vector<PlannedFault> faults; // oldest first
     std::string last_injected;        // the slot of the fault that was injected last
 
-    unsigned int unload_ms = 0; // how long the release of the last client stays open to the ends of threads
+    unsigned int unload_ms = 0; // how long the release of the last client waits for threads that end
 
     bool tracing = false;
     std::string trace;
@@ -82,7 +82,7 @@ public:
     bool works() const { return !misused_ && (!fault_ || fault_->with_result); }
 
     void misuse(const std::string &what, CMPIrc rc = CMPI_RC_ERR_FAILED);
-    // Both report misuse and return false when the object is dead; `accepts` also when it is NULL.
+    // Both report misuse and return false if the object was released; `accepts` also if it is NULL.
     bool is_alive(const Object *object);
     bool accepts(const Object *object, const char *role);
 
@@ -99,12 +99,11 @@ public:
         lock_.lock();
     }
 
-    // Releases the lock until this much simulated time has passed or the simulator is reset; for 0 it yields
-    // once, so that another thread can call.
+    // Releases the lock until this much simulated time has passed or the simulator is reset. For 0, yields
+    // once, so that another thread can make a call.
     void wait(std::int64_t milliseconds);
 
-    // Releases the lock while the back end is unloaded: for this much real time, or until a thread ends that
-    // used it.
+    // Releases the lock for this much real time, or until a thread that has used the back end ends.
     void wait_for_threads(unsigned int milliseconds);
 
     // Records the object that a constructor made, and returns the program's pointer to it.
@@ -117,8 +116,8 @@ public:
 private:
     Call(const char *slot, Object *object, CMPIStatus *rc, Role role);
 
-    void take_fault();  // the one that is due, if any
-    void end_process(); // or the broker, as the fault says
+    void take_fault();  // stores the fault that is due in this call, if any, in fault_
+    void end_process(); // carries out the fault's Ending: may end the process or restart the broker
 
     std::unique_lock<std::mutex> lock_;
     const char *slot_;

@@ -1,4 +1,4 @@
-// client.cpp - connecting, and the exchanges with the broker.
+// client.cpp - cmciConnect, the slots of CMCIClient, and the exchanges with the broker.
 #include "client/slots.h"
 #include "value/notation.h"
 
@@ -24,7 +24,7 @@ Answer ScriptedAnswer::answer() && {
 
 namespace {
 
-// A backslash and an n, as the real library has it.
+// Ends with a backslash and an n, as in the real library.
 const char *const dead_message = "Internal error - -1\\n";
 
 // Raises SIGPIPE in the calling thread, as the real library's write to a dead socket does.
@@ -73,7 +73,8 @@ Answer answer_to(const Request &request, Ask ask) {
     return ask();
 }
 
-// Whether the socket that all clients share is dead: its broker has ended or was restarted.
+// Whether the socket that all clients share is dead: the broker has ended, or was restarted after the socket
+// was opened.
 bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.connected; }
 
 JournalEntry journal_entry(const Request &request, const Answer &answer) {
@@ -129,7 +130,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
     return answer;
 }
 
-// An exchange that reads; the caller owns the object returned.
+// An exchange that reads. The program owns the object that is returned.
 template <class Face, class Ask>
 Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Ask ask) {
     const Object *const path = object_of(op);
@@ -169,8 +170,8 @@ void refuse_properties(Call &call, char *const *properties) {
         call.misuse("a list of properties, which the real library does not survive");
 }
 
-// The class says which parameters are integers: the client library sends digits that a program gave for one
-// as the integer. Other text it sends as it is.
+// Converts digits that were given as text for an integer parameter to the integer, as the real library does
+// with the help of the class. Other text is sent unchanged.
 void convert_integers(const Tree &path, Value &arguments) {
     for (std::size_t i = 0; i < arguments.tree->items.size(); ++i) {
         const Item &item = arguments.tree->items[i];
@@ -185,7 +186,7 @@ void convert_integers(const Tree &path, Value &arguments) {
 void add_extra_elements(std::vector<Value> &elements) {
     const std::size_t count = elements.size();
     const auto &extra = sim.broker.extra_elements;
-    for (auto entry = extra.rbegin(); entry != extra.rend(); ++entry) { // the last first: indices stay
+    for (auto entry = extra.rbegin(); entry != extra.rend(); ++entry) { // backwards: indices stay valid
         const std::size_t before = std::min<std::size_t>(entry->first, count);
         elements.insert(elements.begin() + static_cast<std::ptrdiff_t>(before), entry->second);
     }
@@ -195,7 +196,7 @@ CMPIStatus client_release(CMCIClient *self) {
     Call call = Call::release("CMCIClient.release", object_of(self));
     if (!call.is_misuse() && sim.broker.pipe_at_release) {
         call.unlocked(write_to_dead_socket);
-        call.is_alive(call.self); // another thread may have been here
+        call.is_alive(call.self); // another thread may have released it while the lock was released
     }
     if (!call.is_misuse()) {
         release_object(call);
@@ -208,7 +209,7 @@ CMPIStatus client_release(CMCIClient *self) {
     return call.status();
 }
 
-// A class has no properties here, so that there is nothing for a list of them to leave out.
+// A list of properties has no effect, because the simulator's classes have no properties.
 CMPIConstClass *client_getClass(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **,
                                 CMPIStatus *rc) {
     Call call("CMCIClient.getClass", self, rc);
@@ -283,7 +284,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     if (outputs)
         for (Item &item : answer.outputs)
             outputs->value.edit().put(item.name.c_str(), std::move(item.value), item.given);
-    // A caller does not free a value whose state is not good: that one goes to the pool.
+    // The pool owns a value whose state is not good, because a caller does not free such a value.
     const bool present = (answer.result.state & ~CMPI_keyValue) == CMPI_goodValue;
     CMPIData data = hand_out(answer.result, present ? Holder::owned : Holder::pooled);
     if (sim.broker.garbage && data.type == CMPI_uint32 && sizeof(CMPIUint32) > 4)
@@ -291,7 +292,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     return data;
 }
 
-// Whether a parameter of connecting has the value of local mode; reports it on standard error if not.
+// Whether a parameter of cmciConnect has its value of local mode; if not, says so on standard error.
 bool is_local(const char *what, const char *given, const char *wanted) {
     const auto shown = [](const char *text) { return text ? text : "not given"; };
     const bool same = given && wanted ? std::string(given) == wanted : given == wanted;
@@ -346,7 +347,7 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
         call.fail(CMPI_RC_ERR_FAILED);
         return nullptr;
     }
-    if (first) { // only then the transport is chosen and the broker contacted
+    if (first) { // further clients use the socket of the first
         bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal");
         local = is_local("host", host, "localhost") && local; // reports each of them
         local = is_local("scheme", scheme, nullptr) && local;

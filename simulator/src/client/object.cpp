@@ -1,4 +1,4 @@
-// object.cpp - the life of objects: making, handing out, pools, release, the unloading of the back end.
+// object.cpp - makes, hands out and releases objects; the threads' pools; the unloading of the back end.
 #include "client/simulator.h"
 #include "client/tables.h"
 
@@ -23,7 +23,7 @@ void Link::leave() {
 
 namespace {
 
-// Enough for any test, and little enough for a program that runs for days.
+// Large enough for any test, and small enough for a program that runs for days.
 constexpr std::size_t quarantine_bound = remembered;
 
 struct KindFacts {
@@ -48,8 +48,8 @@ const KindFacts kinds[] = {
 
 const KindFacts &facts(Kind kind) { return kinds[static_cast<std::size_t>(kind)]; }
 
-// A thread's memory hangs on a key, not on a thread_local: a key may be used again while the thread, or
-// the process, is being taken down.
+// A thread's data is the value of a pthread key, not a thread_local variable: the value of a key can be set
+// again while the thread or the process is ending.
 struct ThreadKey {
     pthread_key_t key;
     ThreadKey() { pthread_key_create(&key, ended); }
@@ -78,7 +78,7 @@ void leave_holder(Object &object) {
         --sim.heap.pooled_count;
 }
 
-// Frees what a container handed out of one of its elements.
+// Frees what a container has handed out for one of its elements.
 void end_member(Member &member, std::vector<std::string> &twice) {
     std::free(member.chars);
     if (member.object && member.object->life == Life::released) {
@@ -113,8 +113,9 @@ void end_all(Link &ring) {
     }
 }
 
-// Everything dies with the back end: the pool of the thread that unloads it is freed, the others' are lost,
-// and what the program owned stays on its account. Returns whether other threads have used it.
+// Unloads the back end: frees the pool of the calling thread, moves the other threads' pools to the lost
+// objects, and makes all objects invalid; those that the program owns are still counted. Returns whether
+// other threads have used the back end.
 bool unload() {
     Thread &own = this_thread();
     empty_pool(own);
@@ -212,9 +213,9 @@ CMPIData no_data() {
 
 namespace {
 
-// What can be handed out for a value: under the code of a string, a reference, an instance, an array or
-// of memory only the real thing, since its reader will use it as that; under the other codes of objects
-// any object, since all of them can be released; NULL or zero instead of what does not fit.
+// The kind under which a value is handed out. With the type code of chars, a string, a reference, an instance
+// or an array, it must be of that kind, because the program uses it as such. With the other codes of objects
+// it can be any object, because all of them can be released. Kind::none, handed out as NULL or 0, for others.
 Kind shown_kind(const Value &value) {
     const auto only = [&](Kind kind) { return value.kind == kind ? kind : Kind::none; };
     switch (value.type) {
@@ -333,7 +334,7 @@ void end_object(Object &object, std::vector<std::string> &twice) {
     object.life = Life::released;
     object.value = {};
     object.client.reset();
-    if (object.holder != Holder::member) // its container still points at it
+    if (object.holder != Holder::member) // else its container still has a pointer to it
         into_quarantine(object);
 }
 
@@ -347,7 +348,7 @@ void forget_unloaded() {
 void shrink_quarantine(std::size_t bound) {
     for (; sim.heap.quarantined > bound; --sim.heap.quarantined) {
         auto *oldest = static_cast<Object *>(sim.heap.quarantine.next);
-        // The analyser does not see that `leave` takes it out of the ring, and meets it there again.
+        // The analyser does not see that `leave` removes the object from the list.
         oldest->leave(); // NOLINT(clang-analyzer-cplusplus.NewDelete)
         delete oldest;
     }

@@ -1,6 +1,9 @@
-// object.h - the client library's objects: made from values, counted, remembered in the pool of the thread
-// that read them, and kept in quarantine after their release, to detect a second release and use after
-// release.
+// object.h - the client library's objects. They are made from values and counted. The pool of a thread owns
+// the objects that the thread reads. Released objects are kept in quarantine, to detect a second release and
+// use after release.
+//
+// The back end is the part of the real client library that is loaded while a client is open. Releasing the
+// last client unloads it, and all objects become invalid.
 #ifndef CIMSIM_OBJECT_H
 #define CIMSIM_OBJECT_H
 
@@ -13,7 +16,8 @@
 
 namespace cimsim {
 
-// A member of a ring: an object in the list of those that the program owns, or in a thread's pool.
+// An element of a circular doubly linked list (a ring), or its head. An object is in one list at a time: that
+// of the objects that the program owns, a thread's pool, the lost objects, or the quarantine.
 struct Link {
     Link *previous = this, *next = this;
 
@@ -30,7 +34,7 @@ enum class Life : unsigned char { alive, released, unloaded };
 
 struct Object;
 
-// What an array or an enumeration has handed out for one of its elements.
+// What an array or an enumeration has handed out for one of its elements: an object, or characters.
 struct Member {
     Object *object = nullptr;
     char *chars = nullptr;
@@ -38,7 +42,7 @@ struct Member {
 
 struct Client {
     std::string user;
-    unsigned int running = 0; // exchanges that have not been answered yet
+    unsigned int running = 0; // number of exchanges that have not been answered yet
 };
 
 // Data that another layer keeps for a thread.
@@ -48,8 +52,8 @@ struct Attachment {
 
 struct Thread {
     unsigned long id = 0;
-    bool has_called = false; // the client library, since its back end was loaded
-    bool unloading = false;  // another thread is releasing the last client: this one must not end now
+    bool has_called = false; // has called the client library since its back end was loaded
+    bool unloading = false;  // another thread is releasing the last client: the end of this one is misuse
     Link pool;
 
     std::unique_ptr<Attachment> attached;
@@ -59,15 +63,15 @@ struct Object : Link {
     struct {
         void *hdl;
         void *ft;
-    } face; // what the program sees
+    } face; // the object as its pointer in the program sees it
     Kind kind;
     Holder holder;
     Life life = Life::alive;
-    bool self_made = false;   // by the program, as against read from another object or answered
+    bool self_made = false;   // made by the program's constructor call or clone, not read or returned
     unsigned long number;     // by kind, from 1
     Thread *reader = nullptr; // of a pooled object
     Value value;
-    std::vector<Member> members; // beside value.tree->elements, as far as they were handed out
+    std::vector<Member> members; // parallel to value.tree->elements; empty if none was handed out
     std::size_t next_element = 0;
     std::unique_ptr<Client> client;
 
@@ -80,9 +84,9 @@ constexpr std::size_t remembered = 4096;
 
 struct Heap {
     Link owned;
-    Link lost; // in pools of threads other than the one that released the last client
+    Link lost; // from pools of other threads than the one that released the last client
     std::size_t owned_count = 0, pooled_count = 0;
-    std::size_t clients = 0; // open ones; the back end is loaded while there are any
+    std::size_t clients = 0; // number of open clients; the back end is loaded if there are any
     Link quarantine;         // released, kept to detect use after release
     std::size_t quarantined = 0;
     unsigned long numbers[static_cast<std::size_t>(Kind::count)] = {};
@@ -96,12 +100,12 @@ const char *kind_name(Kind kind);
 
 Thread &this_thread();
 void end_thread(Thread &thread);
-void forget_thread(); // the calling one, before its end
+void forget_thread(); // frees the calling thread's data before the thread ends
 void empty_pool(Thread &thread);
 
 Object &make(Value value, Holder holder);
 
-// The pointer by which the program knows an object, and back; NULL is NULL both ways.
+// The program's pointer to an object, and the object of such a pointer; NULL for NULL.
 template <class Face>
 Face *face_of(Object *object) {
     return object ? reinterpret_cast<Face *>(&object->face) : nullptr;
@@ -115,8 +119,8 @@ CMPIData no_data(); // type 0, state CMPI_notFound
 CMPIData hand_out(const Value &value, Holder holder);
 CMPIData hand_out_element(Object &container, std::size_t index);
 
-// Both end what was handed out for an element. free_element frees it, and names it in `twice` if the program
-// had released it itself; forget_element leaves it to the program.
+// Both remove what was handed out for an element from its container. free_element frees it, and appends its
+// name to `twice` if the program had released it already; forget_element makes the program its owner.
 void free_element(Object &container, std::size_t index, std::vector<std::string> &twice);
 void forget_element(Object &container, std::size_t index);
 
@@ -125,11 +129,14 @@ Value value_of(const Object &object);
 // The value behind data that was handed out; misuse if its object is dead.
 Value value_behind(const CMPIData &data);
 
-// Ends an object and its elements. Elements that the program had released itself are named in `twice`.
+// Frees an object and its elements. Appends the names of elements that the program had released already to
+// `twice`.
 void end_object(Object &object, std::vector<std::string> &twice);
 
-// Unloads the back end with the last client. False: other threads have used it.
+// Counts a released client; unloads the back end if it was the last. Returns whether it was, and other
+// threads have used the back end.
 bool client_released();
+// Frees the objects that the unloading of the back end made invalid.
 void forget_unloaded();
 void shrink_quarantine(std::size_t bound);
 

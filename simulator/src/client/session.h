@@ -1,4 +1,5 @@
-// session.h - a controller that several processes share: each exchange is a session with it.
+// session.h - access to a controller that several processes share. A session is one access: it locks the
+// shared controller, reads what other processes changed, and at its end writes the changes and unlocks.
 #ifndef CIMSIM_SESSION_H
 #define CIMSIM_SESSION_H
 
@@ -8,27 +9,27 @@
 
 namespace cimsim {
 
-// Implemented by the layer that steers the simulator. All calls under the simulator's lock.
+// Implemented in control/. All functions are called under the simulator's lock.
 class SharedController {
 public:
-    // Whether other processes may have the controller, too.
+    // Whether the controller is one that other processes can share.
     virtual bool in_use() const = 0;
-    // Takes over what others have changed, if they have.
+    // Reads what other processes have changed, if anything.
     virtual void refresh() = 0;
-    // Locks the others out, and takes over what they have changed. False: the controller cannot be had.
+    // Locks the controller and reads what other processes have changed. False: it cannot be locked or read.
     virtual bool begin() = 0;
-    // Hands on what was changed since a begin that was true, and unlocks. False: that is not possible.
+    // Writes what was changed since begin returned true, and unlocks. False: it cannot be written.
     virtual bool end() = 0;
-    // Adds to the controller's journal; in a session.
+    // Adds an entry to the controller's journal. Called in a session.
     virtual void record(const JournalEntry &entry) = 0;
-    // Why it cannot be had; empty while it can.
+    // Why the controller cannot be read or written; empty if it can.
     virtual const std::string &error() const = 0;
 
 protected:
     ~SharedController() = default;
 };
 
-// A session as long as this lives.
+// A session that the constructor begins and the destructor ends.
 class Session {
 public:
     explicit Session(SharedController &shared) : shared_(shared), good_(shared.begin()), open_(good_) {}
@@ -36,7 +37,7 @@ public:
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
     bool good() const { return good_; }
-    bool end() { // before its time: false when the changes could not be handed on
+    bool end() { // ends it now; false if the changes could not be written
         if (open_)
             good_ = shared_.end();
         open_ = false;

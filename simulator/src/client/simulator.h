@@ -1,4 +1,4 @@
-// simulator.h - everything that the simulator knows, under one lock.
+// simulator.h - the data of the simulator in this process, protected by one lock.
 #ifndef CIMSIM_SIMULATOR_H
 #define CIMSIM_SIMULATOR_H
 
@@ -15,8 +15,8 @@ namespace cimsim {
 
 struct Simulator {
     std::mutex lock;
-    std::condition_variable time_changed; // otherwise than by the passing of time
-    std::condition_variable thread_ended; // while another waits for it in releasing the last client
+    std::condition_variable time_changed; // by a control function or a state, or reset
+    std::condition_variable thread_ended; // during the release of the last client
     unsigned long resets = 0;
     unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
     SharedController &shared;
@@ -28,8 +28,8 @@ struct Simulator {
     explicit Simulator(SharedController &shared_) : shared(shared_) {}
 };
 
-// The one of this process, made by the layer that steers it. Outlives everything: threads may still call
-// while the process ends.
+// The simulator of this process, defined in control/. It is never destroyed, because threads may call the
+// library while the process ends.
 extern Simulator &sim;
 
 } // namespace cimsim

@@ -1,5 +1,5 @@
-// slots.h - what the function tables are built from: the slots that are the same for every kind of
-// object, the answer of those that nobody needs, and values as the slots take them.
+// slots.h - the parts of the function tables that all kinds of objects share: the slots release and clone, a
+// slot that reports CMPI_RC_ERR_NOT_SUPPORTED, and the conversion of values that slots are given.
 #ifndef CIMSIM_SLOTS_H
 #define CIMSIM_SLOTS_H
 
@@ -10,14 +10,14 @@
 
 namespace cimsim {
 
-// Takes a value as addArg, addKey, setProperty and setElementAt are given it. A value that cannot be
-// taken fails the call.
+// Converts a value that addArg, addKey, setProperty or setElementAt was given. The call fails if the type is
+// not supported.
 Value take(Call &call, const CMPIValue *value, CMPIType type);
 
 void release_object(Call &call);
 Object *clone_object(Call &call);
 
-// The slot's name as a type, so that it can be a template's argument.
+// The slot's name as a type, so that it can be a template argument.
 #define CIMSIM_SLOT_NAME(kind, slot)                                                                         \
     [] {                                                                                                     \
         struct Name {                                                                                        \
@@ -39,7 +39,7 @@ Face *clone_slot(Face *self, CMPIStatus *rc) {
     return face_of<Face>(clone_object(call));
 }
 
-// The argument of a type, or that type's zero if there is none.
+// Returns the argument of type Wanted, or zero if there is none.
 template <class Wanted, class... Given>
 Wanted argument_of_type(Given... given) {
     Wanted found{};

@@ -1,4 +1,4 @@
-// slots_named.cpp - what holds named values: argument lists, object paths, instances.
+// slots_named.cpp - the slots of objects that contain named values: argument lists, object paths, instances.
 #include "client/slots.h"
 
 #include <CimClientLib/cmci.h>
@@ -10,7 +10,7 @@ namespace {
 
 const Tree &tree(const Call &call) { return *call.self->value.tree; }
 
-// ---- Items: the same for all three --------------------------------------------------------------
+// ---- Items: shared by the three kinds -----------------------------------------------------------
 
 CMPIData read_item(Call &call, const char *name, CMPIrc missing) {
     if (!call.works())

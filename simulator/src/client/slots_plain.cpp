@@ -1,4 +1,5 @@
-// slots_plain.cpp - strings, arrays, enumerations and date-times, and the slots that all kinds share.
+// slots_plain.cpp - the slots of objects without named values: strings, arrays, enumerations, date-times; and
+// release and clone, which all kinds have.
 #include "client/slots.h"
 
 #include <CimClientLib/native.h>
@@ -36,7 +37,7 @@ Value take(Call &call, const CMPIValue *value, CMPIType type) {
 }
 
 void release_object(Call &call) {
-    if (call.is_misuse()) // but not `works`: a release that is made to fail still releases
+    if (call.is_misuse()) // not works(): a release in which a fault is injected still releases
         return;
     std::vector<std::string> twice;
     end_object(*call.self, twice);
@@ -98,7 +99,7 @@ void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType t
         return;
     if (taken.type != element_type(call))
         return call.fail(CMPI_RC_ERR_TYPE_MISMATCH);
-    // An array that this process made frees what was there, one that was read back only forgets it.
+    // An array that the program made frees the old element; one that was read back does not.
     std::vector<std::string> twice;
     if (array.self_made)
         free_element(array, index, twice);
