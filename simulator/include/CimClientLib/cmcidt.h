@@ -1,7 +1,7 @@
 /* cmcidt.h - data types of the CIM client library (CMPI, C binding).
  *
  * Layouts, names and codes are those of the installed library, so that a program compiled against
- * this header runs with either. simulator/src/client/abi_check.c holds them to it at compile time. */
+ * this header runs with either library. simulator/src/client/abi_check.c checks this at compile time. */
 #ifndef CIMCLIENTLIB_CMCIDT_H
 #define CIMCLIENTLIB_CMCIDT_H
 
@@ -12,7 +12,7 @@ extern "C" {
 typedef unsigned char CMPIBoolean;
 typedef unsigned char CMPIUint8;
 typedef unsigned short CMPIUint16;
-typedef unsigned long CMPIUint32; /* as the real header has it: only the low 32 bits mean anything */
+typedef unsigned long CMPIUint32; /* as in the real header; only the low 32 bits are used */
 typedef unsigned long long CMPIUint64;
 typedef signed char CMPISint8;
 typedef short CMPISint16;
@@ -116,7 +116,7 @@ typedef union CMPIValue_ {
 #define CMPI_ptr 0x1900
 #define CMPI_charsptr 0x1a00
 
-/* Strings that stand for something else. */
+/* Strings that contain a value of another type. */
 #define CMPI_integerString 0x16f0
 #define CMPI_realString 0x160c
 #define CMPI_numericString 0x16fc

@@ -102,7 +102,7 @@ struct CMPIDateTimeFT_ {
     CMPIBoolean (*isInterval)(CMPIDateTime *self, CMPIStatus *rc);
 };
 
-/* Only the slots that every table begins with: nothing else of a class is used here. */
+/* Only the slots that every table begins with; the others are not used. */
 struct CMPIConstClassFT_ {
     int ftVersion;
     CMPIStatus (*release)(CMPIConstClass *self);

@@ -1,5 +1,4 @@
-/* native.h - constructors of client-side objects. A client must be open; the caller releases what it
- * gets. */
+/* native.h - constructors of client-side objects. A client must be open. The caller releases the object. */
 #ifndef CIMCLIENTLIB_NATIVE_H
 #define CIMCLIENTLIB_NATIVE_H
 

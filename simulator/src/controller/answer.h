@@ -1,4 +1,4 @@
-// answer.h - what the controller answers to a request.
+// answer.h - an answer of the controller: status, return value and outputs.
 #ifndef CIMSIM_ANSWER_H
 #define CIMSIM_ANSWER_H
 
@@ -15,6 +15,7 @@ struct Answer {
     std::vector<Item> outputs;
 };
 
+// An answer without a value, with this status.
 Answer failed(CMPIrc rc, const std::string &message);
 
 } // namespace cimsim

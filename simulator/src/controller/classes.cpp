@@ -1,4 +1,4 @@
-// classes.cpp - the classes that the controller knows, and how the instances of each are found.
+// classes.cpp - the classes of the controller, and how the instances of each are listed and found.
 #include "controller/controller.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@ const std::vector<std::string> instance_id = {"InstanceID"};
 const std::vector<std::string> service_keys = {"CreationClassName", "SystemCreationClassName", "SystemName",
                                                "Name"};
 
-// The value of a path's only key, InstanceID; NULL when it has others.
+// The value of a path's key InstanceID; NULL if the path has other keys.
 const std::string *id_in(const Tree &path) {
     const Item *key = path.items.size() == 1 ? path.find("InstanceID") : nullptr;
     return key && key->value.kind == Kind::string ? &key->value.text : nullptr;
@@ -33,8 +33,7 @@ Class jobs(Controller &controller) {
             }};
 }
 
-// A class whose instances are found by going through all of them: that whose keys the path has, and no
-// others.
+// A class that searches the list of its instances for the one whose keys are those of the path.
 Class plain(std::string name, std::vector<std::string> keys, std::function<std::vector<Value>()> list) {
     const auto find = [keys, list](const Tree &path) -> std::optional<Value> {
         for (Value &instance : list()) {

@@ -1,4 +1,4 @@
-// controller.cpp - time, the life of jobs, and the instances that clients enumerate and fetch.
+// controller.cpp - simulated time, jobs and their phases, and the answers to requests for instances.
 #include "controller/controller.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ void Clock::freeze(bool on) {
     if (on)
         frozen_ = time;
     else
-        ahead_ = time - wall_clock(); // goes on from where it stood: jobs do not jump
+        ahead_ = time - wall_clock(); // continues from the frozen time, so that no job changes its phase
 }
 
 void Clock::advance(Milliseconds time) { (frozen_ ? *frozen_ : ahead_) += time; }
@@ -52,7 +52,7 @@ std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now
     if (!end || *end != '\0')
         return std::nullopt;
     const Milliseconds time = Milliseconds{timegm(&parts)} * 1000;
-    // A day that the month does not have comes out as another date.
+    // A day that the month does not have is converted to another date.
     return format_time(time) == text ? std::optional<Milliseconds>(time) : std::nullopt;
 }
 
@@ -160,7 +160,7 @@ std::string Controller::new_id() {
 }
 
 void Controller::load_demo() {
-    // None is running, so that a first program may put any of them into a queue, or delete it.
+    // None is running, so that a first program can schedule or delete any of them.
     const char *const names[] = {"Update of the BIOS", "Update of a network card", "Nightly restart"};
     for (const char *name : names) {
         Job job;
@@ -183,7 +183,7 @@ void Controller::load_demo() {
 
 namespace {
 
-// What is wrong with a path before its keys are looked at.
+// Checks the namespace and the class of a path. Returns the failure, or nullopt.
 std::optional<Answer> check_class(Controller &controller, const Tree &path) {
     if (!same_name(path.name_space.c_str(), velk_namespace))
         return failed(CMPI_RC_ERR_INVALID_NAMESPACE, "There is no namespace \"" + path.name_space + "\".");

@@ -1,4 +1,4 @@
-// controller.h - the simulated controller: its clock, its jobs, and what its services know.
+// controller.h - the simulated controller: its clock, its jobs, its other data, and its services.
 #ifndef CIMSIM_CONTROLLER_H
 #define CIMSIM_CONTROLLER_H
 
@@ -14,14 +14,14 @@ namespace cimsim {
 
 using Milliseconds = std::int64_t; // since 1970 for a point in time, as the controller sees it
 
-// Simulated time: the wall clock's, shifted, or standing still.
+// Simulated time: the wall clock plus an offset, or frozen.
 class Clock {
 public:
     Milliseconds now() const;
     bool is_frozen() const { return frozen_.has_value(); }
     void freeze(bool on);
     void advance(Milliseconds time);
-    Milliseconds ahead() const { return ahead_; } // of the wall clock
+    Milliseconds ahead() const { return ahead_; } // offset from the wall clock
     void go_ahead(Milliseconds of_the_wall_clock) {
         frozen_.reset();
         ahead_ = of_the_wall_clock;
@@ -33,19 +33,19 @@ private:
     std::optional<Milliseconds> frozen_;
 };
 
-// A point in time as the services are given it: "NOW" or yyyymmddhhmmss, in UTC.
+// A point in time in the form that the services expect: "NOW" or yyyymmddhhmmss, in UTC.
 std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now);
 std::string format_time(Milliseconds time);
 
 enum class Task : unsigned char { other, backup, restore };
 enum class Phase : unsigned char { fresh, scheduled, running, completed, failed };
 
-// Properties of a job that a test has replaced; none: the instance lacks the property.
+// Properties of a job that a test has replaced; nullopt: the instance lacks the property.
 using Overrides = std::map<std::string, std::optional<Value>>;
 
 // How the next job that a service starts runs.
 struct NextJob {
-    std::optional<Milliseconds> runs; // none: as usual
+    std::optional<Milliseconds> runs; // nullopt: the method's default
     bool fails = false;
     std::optional<std::string> message;
 };
@@ -53,11 +53,11 @@ struct NextJob {
 struct Job {
     std::string id, name;
     Task task = Task::other;
-    std::optional<Milliseconds> start; // none: no queue took it yet
+    std::optional<Milliseconds> start; // nullopt: not scheduled yet
     Milliseconds runs = 0;
     bool fails = false;
     std::string start_text, until_text;
-    std::string failure; // what it says when it has failed; empty: the usual
+    std::string failure; // its message if it has failed; empty: the default
     Overrides overrides;
 
     Milliseconds end() const; // of a job that has a start
@@ -104,12 +104,12 @@ struct Controller {
     void load_demo();
 
     Job *find_job(const std::string &id);
-    Job *add_job(Job job); // NULL when there is one of that name
+    Job *add_job(Job job); // NULL if a job with that identifier exists
     void remove_job(const std::string &id);
-    Overrides &overrides_of(const std::string &id); // of a job, which may not exist yet
-    bool add_class(AddedClass new_class);           // false when there is one of that name
-    bool add_instance(const std::string &class_name,
-                      std::vector<Item> items); // false: no added class, or a key missing
+    Overrides &overrides_of(const std::string &id); // of a job, which need not exist yet
+    bool add_class(AddedClass new_class);           // false if a class of that name exists
+    // False: no class of that name was added, or a key is missing.
+    bool add_instance(const std::string &class_name, std::vector<Item> items);
     bool full() const { return job_limit != no_job_limit && jobs.size() >= job_limit; }
     std::string new_id();
 
@@ -123,12 +123,12 @@ extern const char *const velk_namespace;
 extern const char *const job_class;
 extern const char *const identity_class;
 
-// A class that the controller knows: its name, and how its instances are found.
+// A class of the controller: its name and keys, and how its instances are listed and found.
 struct Class {
     std::string name;
     std::vector<std::string> keys;
     std::function<std::vector<Value>()> list;
-    std::function<std::optional<Value>(const Tree &path)> find; // the one that a path's keys name
+    std::function<std::optional<Value>(const Tree &path)> find; // the instance with the keys of a path
 };
 std::optional<Class> find_class(Controller &controller, const std::string &name);
 
@@ -137,11 +137,11 @@ Value instance_of(const std::string &class_name);
 Value reference(const char *class_name, const std::string &instance_id);
 Value job_instance(const Job &job, Milliseconds now);
 
-// The service that a path's class names; NULL when the class is none of a service.
+// The service with this class; NULL if the class is not that of a service.
 struct Service;
 const Service *find_service(const std::string &class_name);
 Value service_instance(const Service &service);
-// Whether the methods of a class take a uint16 under this name.
+// Whether the service's methods have a uint16 parameter of this name.
 bool is_integer_parameter(const std::string &class_name, const std::string &name);
 Answer call_service(const Service &service, Controller &controller, const char *method,
                     const Tree &arguments);

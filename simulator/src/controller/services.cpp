@@ -1,4 +1,4 @@
-// services.cpp - the controller's services: their methods, and the refusals they give.
+// services.cpp - the controller's services: their methods, and the messages with which they refuse requests.
 #include "controller/controller.h"
 
 #include <algorithm>
@@ -23,7 +23,7 @@ struct Arguments {
         const Value *value = find(name);
         return value ? to_text(*value) : std::string();
     }
-    // A number. Digits that the program gave as text arrive as one.
+    // A number. The client library has converted digits that were given as text.
     std::optional<CMPIUint64> number(const char *name) const {
         const Value *value = find(name);
         return value && value->kind == Kind::number ? whole_number(to_text(*value), ~0ULL) : std::nullopt;
@@ -39,7 +39,7 @@ Answer returns(unsigned int value) {
 constexpr unsigned int return_refused = 2;
 constexpr unsigned int return_job_started = 4096; // the parameters were checked, and a job was started
 
-// The identifiers of the refusals, and what they say; {} stands for what the refusal is about.
+// The message of a refused request, and its identifier; {} is replaced by the value that was refused.
 struct Refusal {
     const char *id, *message;
 };
@@ -79,7 +79,7 @@ Answer started(const char *output, const Job &job) {
     return answer;
 }
 
-// When a job is to start and until when it may: the same rules for a queue and for an image.
+// The start and until times of a job: SetupJobQueue and the image methods have the same rules.
 struct Schedule {
     std::optional<Milliseconds> start;
     bool until_is_good;
@@ -87,7 +87,8 @@ struct Schedule {
 
 Schedule read_schedule(const std::string &start, const std::string &until, Milliseconds now) {
     Schedule schedule{parse_time(start, now), until.empty()};
-    if (schedule.start && *schedule.start + 1000 <= now) // times are whole seconds
+    // A text has whole seconds: the current second is not in the past.
+    if (schedule.start && *schedule.start + 1000 <= now)
         schedule.start.reset();
     if (const auto end = parse_time(until, now); end && schedule.start)
         schedule.until_is_good = *end >= *schedule.start;
@@ -140,7 +141,7 @@ Answer setup_job_queue(Controller &controller, const Arguments &arguments) {
     if (!schedule.until_is_good)
         return refuse(queue_until, until);
 
-    std::vector<Job *> queue; // all of them or none
+    std::vector<Job *> queue; // either all jobs are scheduled or none
     for (const Value &element : array->tree->elements) {
         Job *job = controller.find_job(to_text(element));
         if (!job)
@@ -207,7 +208,7 @@ Answer create_reboot_job(Controller &controller, const Arguments &arguments) {
 
 // ---- VELK_QMService -----------------------------------------------------------------------------
 
-// What each share type asks for; the others are none.
+// The valid share types, and what each needs.
 struct ShareType {
     unsigned int type;
     bool remote, needs_name;
@@ -215,13 +216,13 @@ struct ShareType {
 constexpr ShareType share_types[] = {
     {0, true, true}, {2, true, true}, {4, false, false}, {5, true, false}, {6, true, false}};
 
-// "operator", also as "WORKGROUP\operator".
+// Whether the given name is this user's, with or without a domain: "operator", "WORKGROUP\operator".
 bool is_user(const std::string &given, const std::string &user) {
     const auto backslash = given.find('\\');
     return given == user || (backslash != std::string::npos && given.substr(backslash + 1) == user);
 }
 
-// Judges the share that a request names; nothing when it can be used.
+// Checks the share that a request names. Returns the refusal, or nullopt if the share can be used.
 std::optional<Answer> check_share(const Controller &controller, const Arguments &arguments, bool for_image) {
     if (!arguments.find("ShareType"))
         return refuse(share_parameter, "ShareType");
@@ -243,7 +244,7 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
     for (const Share &share : controller.shares) {
         if (share.address != address || share.type != type->type || (!name.empty() && share.name != name))
             continue;
-        // A test of the other types carries no credentials.
+        // TestNetworkShare sends credentials for type 2 only.
         const bool asks = share.user && (for_image || type->type == 2);
         if (!asks || (is_user(arguments.text("UserName"), *share.user) &&
                       arguments.text("Password") == share.password))
@@ -253,7 +254,7 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
     return refuse(share_unreachable, address);
 }
 
-// Neither operation is taken while one of them runs, nor a second one that waits.
+// A backup or restore is refused while either is running, or while one of the same kind is scheduled.
 std::optional<Answer> check_other_images(const Controller &controller, Task task, Milliseconds now) {
     for (const auto &[number, job] : controller.jobs) {
         if (job.task == Task::other)
@@ -323,7 +324,7 @@ struct Service {
         Answer (*answer)(Controller &, const Arguments &);
     };
     std::vector<Method> methods;
-    std::vector<const char *> integers; // parameters of type uint16, whichever method has them
+    std::vector<const char *> integers; // parameters of type uint16, of all methods
 
     std::vector<Item> keys() const {
         return {{"CreationClassName", Value::string(class_name)},
