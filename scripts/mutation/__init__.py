@@ -2,4 +2,4 @@
 
 
 class Error(Exception):
-    """What ends the command with a message."""
+    """An error that ends the command with a message."""

@@ -2,20 +2,20 @@
 [--jobs N] [FILE-OR-FOLDER...] - makes mutants of the sources by rule, one at a time, in copies of the tree, and prints
 those that no test detects.
 
-Without a name: libxavo/src and companion/src. The rules: a statement left out, two neighbours swapped, a condition
-inverted, two operands of && or || swapped, two members swapped, an operator changed, a constant changed. The tests run
-under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, on every processor; a mutant that makes them hang
-is detected, too. A change that does not compile is no mutant, nor is one after which an optimising compiler makes the
-same code, nor a swap that by its syntax cannot change anything (scripts/mutation/equivalence.py). A mutant that
-survives is explained in tests/mutants/explained.txt, or fails the run; one that is listed there but is detected, or
-does not exist, fails it, too.
+Without FILE-OR-FOLDER: libxavo/src and companion/src. The rules make candidates: a statement left out, two adjacent
+statements swapped, a condition inverted, two operands of && or || swapped, two members swapped, an operator changed, a
+constant changed. A swap that by its syntax cannot change anything is no candidate (scripts/mutation/equivalence.py). A
+candidate is no mutant if it does not compile, or if an optimising compiler makes the same code of it. The tests run
+under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, in one copy of the tree for each core, or in
+--jobs N copies; a mutant that makes them hang is detected, too. The run fails if a mutant survives that
+tests/mutants/explained.txt does not list, or if a mutant that it lists is detected or does not exist.
 
-build/mutate/journal.jsonl keeps every result, so that an interrupted run continues; it starts again when a source or a
-test has changed, unless --keep is given. --survivors tries only those again that earlier runs left and nobody has
-explained, --explained only those that are explained. --sample N tries N mutants; with the same --seed the same ones,
-even if others were added or removed. --list prints the mutants, --report all results of the journal; --json FILE writes
-the report as JSON, too. The exit status is 3 when a mutant survives without an explanation, or an explanation is
-wrong."""
+build/mutate/journal.jsonl keeps every result, so that an interrupted run continues. After a change of a source or a
+test all results are void, unless --keep is given. --survivors tries only the survivors of earlier runs again, those
+that are explained excepted; --explained tries only the explained ones. --sample N tries N mutants; the same --seed
+selects the same ones, even if others were added or removed. --list prints the candidates, --report all results of the
+journal;
+--json FILE also writes the report as JSON. The exit status is 3 if the run fails as described."""
 import argparse
 import concurrent.futures
 import hashlib
@@ -36,7 +36,7 @@ EXPLAINED = "tests/mutants/explained.txt"
 
 
 def find_mutants(copy, names):
-    """Every mutant in these files and folders; the compile commands are those of the copy."""
+    """Returns all candidates in these files and folders, which are parsed with the compile commands of the copy."""
     try:
         from mutation import rules  # pylint: disable=import-outside-toplevel
     except ImportError as error:
@@ -55,7 +55,7 @@ def find_mutants(copy, names):
 
 
 def time_limit(copy, parts):
-    """How many seconds of a processor the tests of a mutant may take: twice what they take without one, and 5."""
+    """Returns the CPU seconds that the tests of a mutant may take: 5 more than twice the time without a mutant."""
     limit = 0
     for part in parts:
         before = os.times().children_user
@@ -67,7 +67,8 @@ def time_limit(copy, parts):
 
 
 def try_mutants(mutants, wanted, copies, limit, journal, explained):
-    """Tries mutants until `wanted` results count, as many at once as there are copies; returns those reached."""
+    """Tries mutants, one at a time in each copy, until `wanted` results count (see is_judged). Returns the mutants that
+    were tried or whose results were known."""
     free = queue.SimpleQueue()
     for copy in copies:
         free.put(copy)
@@ -144,12 +145,12 @@ def run(options):
     names = options.names or ["libxavo/src", "companion/src"]
     for name in names:
         if not os.path.exists(name) or name.split("/")[0] not in judge.TESTS:
-            raise Error(f"there are no sources {name}, or no tests for their folder")
+            raise Error(f"{name}: no such file or folder, or no tests judge its mutants")
     explained = read_explained(EXPLAINED)
     copies = [judge.Copy(WORK / str(number)) for number in range(options.jobs)]
     if options.report:
         if not JOURNAL.exists():
-            raise Error("there was no run yet")
+            raise Error("there are no results yet: run scripts/mutate without --report first")
         journal = Journal(JOURNAL, tree_checksum(), keep=True)
         if not options.names:
             names = sorted({"/".join(key.split("/")[:2]) for key in journal.results})
@@ -165,7 +166,7 @@ def run(options):
     if options.list:
         for mutant in mutants:
             print(f"{mutant.rule}: {mutant.key}")
-        print(f"{len(mutants)} mutants")
+        print(f"{len(mutants)} candidates")
         return 0
 
     journal = Journal(JOURNAL, tree_checksum(), options.keep or options.survivors)
@@ -178,7 +179,7 @@ def run(options):
     if options.explained:
         chosen = [m for m in chosen if m.key in explained]
     if options.sample is not None:
-        # By a checksum of each mutant, so that a change of the sources leaves the others in the sample.
+        # Sorted by a checksum of each mutant: adding or removing some leaves the selection of the others as it is.
         chosen = sorted(chosen, key=lambda m: hashlib.sha256(f"{options.seed} {m.key}".encode()).digest())
     reached = try_mutants(chosen, options.sample or len(chosen), copies, limit, journal, explained)
     print()
@@ -186,7 +187,7 @@ def run(options):
 
 
 def main(called_from):
-    """Runs the command from the root of the tree; its exit status, or a message."""
+    """Runs the command from the root of the tree; returns its exit status, or a message."""
     def interrupt(*_):
         raise KeyboardInterrupt
 

@@ -1,6 +1,6 @@
 """Decides by the syntax tree which swaps cannot change what a program does, so that no test has to detect them.
 
-Both rules err on the safe side: what they do not know counts as a mutant."""
+Both rules are conservative: a swap of expressions that they do not know counts as a mutant."""
 import functools
 import re
 from pathlib import Path
@@ -22,7 +22,7 @@ PLAIN = UNSIGNED + (
     TypeKind.INT, TypeKind.LONG, TypeKind.LONGLONG, TypeKind.FLOAT, TypeKind.DOUBLE, TypeKind.ENUM, TypeKind.POINTER,
     TypeKind.NULLPTR)
 TOTAL_OPERATORS = ("==", "!=", "<", "<=", ">", ">=", "&&", "||", "&", "|", "^")
-UNSIGNED_OPERATORS = ("+", "-", "*")  # the same of signed values may overflow
+UNSIGNED_OPERATORS = ("+", "-", "*")  # with signed operands they may overflow
 
 
 @functools.lru_cache(maxsize=None)
@@ -45,7 +45,7 @@ def sign_of(cursor):
 def kind_of(type_):
     try:
         return type_.get_canonical().kind
-    except ValueError:  # one that the bindings do not know, such as _Atomic
+    except ValueError:  # a type that the bindings do not know, such as _Atomic
         return TypeKind.UNEXPOSED
 
 
@@ -55,8 +55,8 @@ def is_plain(type_):
 
 
 def is_total(cursor):
-    """Whether evaluating the expression has no effect and cannot fail whatever the values are: it neither calls,
-    writes, divides, indexes, dereferences, shifts, nor overflows."""
+    """Returns whether evaluating the expression has no effect and cannot fail for any values: it neither calls, writes,
+    divides, indexes, dereferences, shifts nor overflows."""
     kind, children = cursor.kind, list(cursor.get_children())
     if kind in LITERALS:
         return True
@@ -79,7 +79,7 @@ def is_total(cursor):
 
 
 def is_number(cursor):
-    """Whether it is -1 or the like."""
+    """Returns whether the expression is a literal with a minus sign, such as -1."""
     children = list(cursor.get_children())
     return cursor.kind == Kind.UNARY_OPERATOR and children[0].kind in LITERALS and \
         next(cursor.get_tokens()).spelling == "-"
@@ -91,7 +91,8 @@ def is_enumerator(cursor):
 
 
 def base_of(cursor):
-    """The object before the dot of a member; None for this->, written or not, and for other pointers."""
+    """Returns the object before the dot of a member; None if there is a pointer instead, including an implicit
+    `this`."""
     base = list(cursor.get_children())
     return base[0] if base and kind_of(base[0].type) != TypeKind.POINTER else None
 
@@ -109,8 +110,9 @@ def is_object(cursor):
 
 
 def local_place(cursor):
-    """The local variable that an expression names, and the members on the way to a part of it; None for any other
-    place: what is static, a reference, a union's or behind a pointer may be the same place as another."""
+    """Returns the local variable that an expression names, followed by the names of the members that lead to a part of
+    it. Returns None for a static variable, a reference, a member of a union and the target of a pointer: two of these
+    can be the same place in memory."""
     members = []
     if not is_plain(cursor.type):
         return None
@@ -138,7 +140,7 @@ def is_constant(cursor):
 
 
 def constant_store(statement):
-    """The local place to which a statement assigns a constant, or None."""
+    """Returns the local variable or member to which a statement assigns a constant (see local_place), or None."""
     if statement.kind != Kind.BINARY_OPERATOR or sign_of(statement) != "=":
         return None
     left, right = statement.get_children()

@@ -20,8 +20,8 @@ def tree_checksum():
 
 
 class Journal:
-    """The results so far: a line {"tree": ..., "mutant": ..., "result": ...} for each trial, the latest last. Results
-    of other sources or tests count if `keep` is set."""
+    """The results so far: a line {"tree": ..., "mutant": ..., "result": ...} for each trial, the latest last. If
+    `keep` is set, results of other sources or tests are used, too."""
 
     def __init__(self, path, tree, keep):
         self.path, self.tree = Path(path), tree
@@ -43,8 +43,8 @@ class Journal:
 
 
 def read_explained(path):
-    """The keys of the mutants that a file lists, each below the reason why no test detects it. Raises Error for a line
-    that it cannot read, a mutant without a reason, and a reason without a mutant."""
+    """Returns the keys of the mutants that a file lists, each below the reason why no test detects it. Raises Error for
+    a line that it cannot read, a mutant without a reason, and a reason without a mutant."""
     lines = Path(path).read_text().splitlines() + ["reason: end"]
     explained, reason, where, change = set(), None, None, []
     for number, line in enumerate(lines, 1):
@@ -77,13 +77,14 @@ def read_explained(path):
 
 
 def is_judged(key, result, explained):
-    """Whether the result counts: the mutant is another program, and no explained one that survives."""
+    """Returns whether the result counts as detected or surviving. It does not if the candidate is no mutant
+    (NO_MUTANT), nor if the mutant survives and is explained."""
     return result not in judge.NO_MUTANT and not (result == judge.SURVIVES and key in explained)
 
 
 class Report:
-    """The results of some mutants by folder. `all_` are the mutants of `names`, files and folders; `tried` those of
-    them to report."""
+    """The results of candidates by folder. `all_` are the candidates in `names`, files and folders; `tried` are those
+    to report."""
 
     def __init__(self, names, all_, tried, journal, explained):
         results = {m.key: journal.results[m.key] for m in tried if m.key in journal.results}
@@ -94,13 +95,13 @@ class Report:
             judged = [key for key in known if is_judged(key, results[key], explained)]
             surviving = [key for key in judged if results[key] == judge.SURVIVES]
             self.folders.append({
-                "folder": folder, "places": len(here), "tried": len(known),
+                "folder": folder, "candidates": len(here), "tried": len(known),
                 "outdated": sum(key in journal.outdated for key in known),
                 "mutants": len(judged), "detected": len(judged) - len(surviving), "surviving": surviving,
                 "explained": sum(key in explained and results[key] == judge.SURVIVES for key in known),
             })
         existing = {m.key for m in all_}
-        self.wrong = []  # explanations
+        self.wrong = []  # the explained mutants that do not exist or are detected
         for key in sorted(explained):
             path = key.split(" ")[0]
             if key not in existing and any(path == n or path.startswith(n + "/") for n in names):
@@ -119,9 +120,9 @@ class Report:
             outdated = f", {folder['outdated']} of them on other sources or tests" if folder["outdated"] else ""
             print(f"{folder['folder']}: {folder['mutants']} mutants, {folder['detected']} detected ({share:.1f}%), "
                   f"{len(folder['surviving'])} survive, {folder['explained']} more are explained; "
-                  f"{folder['tried']} of {folder['places']} places tried{outdated}")
+                  f"{folder['tried']} of {folder['candidates']} candidates tried{outdated}")
         for wrong in self.wrong:
-            print(f"{explained_path} explains a mutant ({wrong['because']}): {wrong['mutant']}")
+            print(f"{explained_path}: wrong explanation ({wrong['because']}): {wrong['mutant']}")
 
     def write(self, path):
         Path(path).write_text(json.dumps({"folders": self.folders, "wrong": self.wrong}, indent=1) + "\n")

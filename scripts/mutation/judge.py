@@ -11,8 +11,8 @@ from pathlib import Path
 
 from mutation import Error
 
-# The test programs for the mutants of a folder, with arguments. The first that fails ends the trial, so that those that
-# detect most come first.
+# The test programs for the mutants of each folder, with arguments. A trial ends with the first program that fails, so
+# the programs that detect most mutants come first.
 HANDLES = "*Guarded*:*Waiting*:*Lent*"
 TESTS = {
     "libxavo": [("xavo_tests",), ("fuzz_answers", "tests/fuzz/corpus/answers")],
@@ -21,7 +21,7 @@ TESTS = {
     "platform": [("platform_tests",)],
     "simulator": [("simulator_tests",), ("xavo_tests",), ("update_test",), ("nightly_backup_test",)],
 }
-# Results. Those of NO_MUTANT mean that the change makes no other program.
+# Results of a trial. After those of NO_MUTANT the candidate is no mutant: it does not make another program.
 SURVIVES, NOT_COMPILED, SAME_CODE = "survives", "does not compile", "same code"
 NO_MUTANT = (NOT_COMPILED, SAME_CODE)
 HANGS = "detected: hangs"
@@ -35,15 +35,15 @@ def tracked_files():
 
 
 def processor_seconds(pid):
-    """How long a process has used a processor."""
+    """Returns the CPU time that a process has used, in seconds."""
     with open(f"/proc/{pid}/stat") as stat:
         user, system = stat.read().rsplit(")", 1)[1].split()[11:13]
     return (int(user) + int(system)) / os.sysconf("SC_CLK_TCK")
 
 
 def wait_for(child, limit, idle):
-    """The exit status of a process; None if it uses a processor for `limit` seconds, none for `idle` seconds, or runs
-    for three times `limit`."""
+    """Returns the exit status of a process; None if it has used `limit` seconds of CPU time, has used none for `idle`
+    seconds, or has run for three times `limit`."""
     used, since = 0, time.monotonic()
     end = since + 3 * limit
     while used < limit and time.monotonic() < min(since + idle, end):
@@ -57,14 +57,15 @@ def wait_for(child, limit, idle):
 
 
 def failure_in(log):
-    """The test or sanitizer that a test program's output reports, or None."""
+    """Returns the name of the failed test, or of the sanitizer, in a test program's output; None if it has neither."""
     found = re.search(r"^\[  FAILED  \] ([\w/.]+)", log, re.M) or \
         re.search(r"((?:Address|Leak)Sanitizer: [\w-]+|runtime error)", log)
     return found.group(1) if found else None
 
 
 def for_comparison(command):
-    """The words of a compile command, without sanitizers, debug information and warnings, but with optimisation."""
+    """Returns the words of a compile command, changed to optimise and without sanitizers, debug information,
+    warnings."""
     words = [w for w in command.split() if not re.match(r"-f(no-)?sanitize|-O|-g|-W", w)]
     words[words.index("-o") + 1] = "object"
     words = [w for i, w in enumerate(words) if w not in ("-MD", "-MT", "-MF") and words[i - 1] not in ("-MT", "-MF")]
@@ -79,7 +80,7 @@ class Copy:
         self.log = self.folder / "log"
 
     def prepare(self, parts):
-        """Makes the copy equal to the tree, and builds what judges these folders."""
+        """Makes the copy equal to the tree, and builds the test programs for these folders."""
         self.folder.mkdir(parents=True, exist_ok=True)
         self.update()
         with open(self.log, "w") as log:
@@ -91,7 +92,8 @@ class Copy:
             raise Error(f"the tree does not build; {self.log} says why")
 
     def update(self):
-        """Copies what differs and removes what is gone; the rest keeps its time, so that little is built again."""
+        """Copies the files that differ and removes those that are gone. The others keep their times, so that little is
+        built again."""
         names = tracked_files()
         for folder in {name.split("/")[0] for name in names if "/" in name}:
             for old in (self.folder / folder).rglob("*"):
@@ -112,7 +114,7 @@ class Copy:
         return json.loads((self.folder / "build/asan/compile_commands.json").read_text())
 
     def run_tests(self, part, limit, idle=IDLE_SECONDS):
-        """The result of a folder's tests: SURVIVES, NOT_COMPILED, or what detected the change."""
+        """Returns the result of a folder's tests: SURVIVES, NOT_COMPILED, or what detected the change."""
         tests = (self.folder / "build/asan/tests").resolve()
         environment = dict(os.environ, GTEST_FAIL_FAST="1", GTEST_BRIEF="1",
                            ASAN_OPTIONS="strict_string_checks=1:detect_stack_use_after_return=1")
@@ -138,7 +140,8 @@ class Copy:
         return SURVIVES
 
     def object_code(self, path):
-        """A checksum of the code that an optimising compiler makes of every source that includes the file or is it."""
+        """Returns a checksum of the code that an optimising compiler makes of the file or, for a header, of every
+        source that may include it."""
         root = self.folder.resolve()
         is_header = path.endswith(".h")
         component = root.joinpath(*path.split("/")[:2])  # libxavo/src, whose sources may include the header
@@ -152,7 +155,7 @@ class Copy:
         return whole.hexdigest()
 
     def attempt(self, mutant, limit):
-        """Makes the mutant, judges it, and restores the file: the result."""
+        """Changes the file, runs the tests and restores the file; returns the result."""
         part = mutant.path.split("/")[0]
         file = self.folder / mutant.path
         original = file.read_bytes()
@@ -166,7 +169,7 @@ class Copy:
             file.write_bytes(original)
             if code == self.object_code(mutant.path):
                 return SAME_CODE
-            if result == HANGS:  # or the machine was busy: with more time
+            if result == HANGS:  # the machine may have been busy: try again with more time
                 file.write_bytes(changed)
                 result = self.run_tests(part, 3 * limit, 30)
             return result

@@ -1,5 +1,6 @@
-"""Finds the mutants of a source file by the rules: a statement left out, two neighbours swapped, a condition
-inverted, two operands of && or || swapped, two members swapped, an operator or a constant changed."""
+"""Finds the mutants of a source file by the rules: a statement left out, two adjacent statements
+swapped, a condition inverted, two operands of && or || swapped, two members swapped, an operator or a constant
+changed."""
 import os
 import re
 from pathlib import Path
@@ -32,12 +33,12 @@ class Mutant:
     def __init__(self, path, function, rule, start, end, old, new):
         self.path, self.function, self.rule = path, function, rule
         self.start, self.end, self.old, self.new = start, end, old, new
-        self.number = 1  # among those of a function with the same text
+        self.number = 1  # among the mutants of this function with the same old and new text
 
     @property
     def key(self):
-        """Names the mutant without its line, as tests/mutants/explained.txt has it: where, the old text, the new one
-        unless it is empty."""
+        """Identifies the mutant without a line number, as tests/mutants/explained.txt lists it: file and function, the
+        old text, and the new text unless that is empty."""
         where = f"{self.path} {self.function}" + (f" ({self.number})" if self.number > 1 else "")
         new = "" if self.new in ("", ";") else f"\n  + {abridged(self.new)}"
         return f"{where}\n  - {abridged(self.old)}{new}"
@@ -61,7 +62,7 @@ class Finder:
             self.walk(cursor, [], None)
 
     def mutants(self):
-        """All that were found, in the order of the sources."""
+        """Returns all that were found, in the order of the sources."""
         mutants = sorted(self.found.values(), key=lambda m: (m.path, m.start, m.end, m.new))
         numbers = {}
         for mutant in mutants:
@@ -70,7 +71,7 @@ class Finder:
         return mutants
 
     def file_of(self, cursor):
-        """The name of a cursor's file if mutants are made in it, else None."""
+        """Returns the name of a cursor's file if mutants are made in it, else None."""
         file = cursor.location.file
         name = os.path.relpath(file.name) if file else ""
         return name if any(name == f or name.startswith(f + "/") for f in self.folders) else None
@@ -81,7 +82,8 @@ class Finder:
         return self.contents[name][start:end]
 
     def extent(self, name, cursor, statement=False):
-        """First and last byte of a cursor; of a statement, with its semicolon."""
+        """Returns where the text of a cursor starts and ends in the file; that of a statement includes its
+        semicolon."""
         start, end = cursor.extent.start.offset, cursor.extent.end.offset
         if statement and not self.text(name, start, end).endswith((b";", b"}")):
             rest = re.match(rb"\s*;", self.text(name, end))
@@ -140,23 +142,24 @@ class Finder:
         for child in children:
             self.leave_out(child, name, path, "")
         for first, second in zip(children, children[1:]):
-            # An earlier jump leaves out the statement that it passes, which is a mutant already.
+            # If a jump moves up, the statement never runs: the mutant without the statement is the same.
             if first.kind in JUMPS or second.kind in JUMPS or second.kind == Kind.CASE_STMT:
                 continue
             if any(self.is_plain_declaration(statement) for statement in (first, second)):
                 continue
             if not equivalence.statements_commute(first, second):
-                self.add_swap(name, path, "neighbours swapped", self.extent(name, first, True),
+                self.add_swap(name, path, "statements swapped", self.extent(name, first, True),
                               self.extent(name, second, True))
 
     @staticmethod
     def is_plain_declaration(statement):
-        """Whether it declares only variables without constructor and destructor."""
+        """Returns whether it declares only variables without constructor and destructor."""
         return statement.kind == Kind.DECL_STMT and all(
             variable.type.is_pod() for variable in statement.get_children() if variable.kind == Kind.VAR_DECL)
 
     def leave_out(self, child, name, path, instead):
-        # The parts of an if or a loop are left out one by one; a plain declaration cannot be.
+        # Of an if or a block, the statements inside are left out one by one. Without a plain declaration nothing
+        # compiles.
         if child.kind not in (Kind.COMPOUND_STMT, Kind.IF_STMT, Kind.NULL_STMT) + LABELS and \
                 not self.is_plain_declaration(child):
             self.add(name, path, "left out", self.extent(name, child, True), instead)
@@ -172,7 +175,7 @@ class Finder:
     def swap_members(self, children, name, path):
         fields = [child for child in children if child.kind == Kind.FIELD_DECL]
         for first, second in zip(fields, fields[1:]):
-            if not (first.type.is_pod() and second.type.is_pod()):  # no constructor, no destructor: no order
+            if not (first.type.is_pod() and second.type.is_pod()):  # the order is that of constructors and destructors
                 self.add_swap(name, path, "members swapped", self.extent(name, first, True),
                               self.extent(name, second, True))
 
@@ -180,7 +183,7 @@ class Finder:
 
     @staticmethod
     def is_class_operator(cursor):
-        """Whether it is an operator between two operands that a class defines."""
+        """Returns whether it is a binary operator that a class defines."""
         return (cursor.kind == Kind.CALL_EXPR and cursor.spelling.startswith("operator") and
                 cursor.spelling[len("operator"):] in OTHER_OPERATOR and len(list(cursor.get_arguments())) == 2)
 
@@ -193,7 +196,7 @@ class Finder:
         while inner.kind in equivalence.WRAPPERS and len(children) == 1:
             inner = children[0]
             children = list(inner.get_children())
-        # Changing the operator inverts these, and is a mutant already.
+        # Inverting these is the same as changing their operator, which is another mutant.
         if inner.kind == Kind.UNARY_OPERATOR and text.startswith("!"):
             return
         if (inner.kind == Kind.BINARY_OPERATOR or self.is_class_operator(inner)) and \
@@ -203,7 +206,7 @@ class Finder:
 
     def change_operator(self, left, right, name, path):
         sign, at = equivalence.operator_between(left, right)
-        if sign not in OTHER_OPERATOR:  # the inside of a macro, or an assignment
+        if sign not in OTHER_OPERATOR:  # an operator inside a macro, or an assignment
             return
         self.add(name, path, "operator changed", (at, at + len(sign)), OTHER_OPERATOR[sign])
         if sign in ("&&", "||"):
@@ -247,8 +250,8 @@ class Finder:
 
     @staticmethod
     def next_enumerator(constant):
-        """The name of the next constant of an enumeration that has another value, after the last the first one; None
-        if there is none, or it is no constant of an enumeration."""
+        """Returns the name of the next constant of the same enumeration that has another value; the first follows the
+        last. Returns None if there is none, or if `constant` belongs to no enumeration."""
         if constant is None or constant.kind != Kind.ENUM_CONSTANT_DECL:
             return None
         constants = [c for c in constant.semantic_parent.get_children() if c.kind == Kind.ENUM_CONSTANT_DECL]

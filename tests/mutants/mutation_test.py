@@ -96,7 +96,7 @@ def mutants_of(bodies):
 class Rules(unittest.TestCase):
     def test_swaps_that_change_nothing_are_no_mutants(self):
         for table, rule, form in ((OPERANDS, "operands swapped", "return %s;"),
-                                  (STATEMENTS, "neighbours swapped", "%s")):
+                                  (STATEMENTS, "statements swapped", "%s")):
             for (text, expected), found in zip(table, mutants_of([form % text for text, _ in table])):
                 # Without those of the block around the two statements.
                 swaps = [m for m in found if m.rule == rule and "{" not in m.old.replace("[] {", "")]
