@@ -1,7 +1,7 @@
 # Chooses the CIM client library for all targets. Afterwards the target cim_client is an installed library or the
 # simulator, and XAVO_USE_SIMULATOR says which.
 if(NOT XAVO_CIM_CLIENT MATCHES "^(auto|system|simulator)$")
-    message(FATAL_ERROR "XAVO_CIM_CLIENT is '${XAVO_CIM_CLIENT}': it takes auto, system or simulator")
+    message(FATAL_ERROR "XAVO_CIM_CLIENT is '${XAVO_CIM_CLIENT}': it must be auto, system or simulator")
 endif()
 
 set(XAVO_USE_SIMULATOR ON)
@@ -16,14 +16,15 @@ if(NOT XAVO_CIM_CLIENT STREQUAL "simulator")
     endif()
 endif()
 
-# Without an installed client library, programs need the simulator to compile and link against what is installed.
-cmake_dependent_option(XAVO_INSTALL_SIMULATOR "Build and install the simulator beside the client library" OFF
+# If no client library is installed, the simulator is always installed: programs need it to compile and link.
+cmake_dependent_option(XAVO_INSTALL_SIMULATOR
+                       "Build and install the simulator, too, although a client library is installed" OFF
                        "NOT XAVO_USE_SIMULATOR" ON)
 set(XAVO_SIMULATOR_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/xavo-simulator)
 set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # not in the loader's search path
 if(XAVO_INSTALL_SIMULATOR)
     add_subdirectory(simulator)
-    # Its jobs can be after 2038, on 32-bit machines too.
+    # Jobs can be scheduled after 2038, on 32-bit machines, too.
     target_compile_definitions(cimsim_objects PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 

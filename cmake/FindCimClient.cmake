@@ -12,7 +12,7 @@ mark_as_advanced(CimClient_INCLUDE_DIR CimClient_LIBRARY)
 find_package_handle_standard_args(CimClient
     REQUIRED_VARS CimClient_LIBRARY CimClient_INCLUDE_DIR
     REASON_FAILURE_MESSAGE "sblim-sfcc was not found (include/CimClientLib/cmci.h, lib/libcmpisfcc.so). \
-Name the prefix it is installed under with -DCMAKE_PREFIX_PATH=..., or configure with -DXAVO_CIM_CLIENT=simulator.")
+Set -DCMAKE_PREFIX_PATH=... to its installation prefix, or configure with -DXAVO_CIM_CLIENT=simulator.")
 if(CimClient_FOUND AND NOT TARGET CimClient::CimClient)
     add_library(CimClient::CimClient SHARED IMPORTED)
     set_target_properties(CimClient::CimClient PROPERTIES

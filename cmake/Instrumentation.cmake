@@ -6,11 +6,11 @@ if(XAVO_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 if(XAVO_SANITIZE)
-    # CMPI's return codes are an enumeration, and a broker can send any number.
+    # CMPI's return codes are an enumeration, but a broker can send any number, so -fsanitize=enum is left out.
     add_compile_options(-fsanitize=${XAVO_SANITIZE} -fno-sanitize=enum -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${XAVO_SANITIZE})
-    # Sanitizer checks make gcc warn of variables that are initialised.
+    # With sanitizers, gcc reports variables as maybe uninitialised that are initialised.
     add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 if(XAVO_COVERAGE)

@@ -1,5 +1,5 @@
 # Common to the toolchain files in this folder: Debian's cross compiler for `triple`, and the emulator, if any, that
-# runs the programs. Of the building machine only programs are used, never libraries.
+# runs the programs. From the build machine CMake uses only programs, never libraries.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triple}-gcc)
 set(CMAKE_CXX_COMPILER ${triple}-g++)
