@@ -1,13 +1,12 @@
 /* calls.c - every method call and query of libxavo, beside the shortest C that makes the same calls into the
  * client library.
  *
- *   calls                              a line for each operation: its name, whether it is a query, and the
- *                                      further allocations of libxavo
+ *   calls                              prints a line for each operation: its name, whether it is a query, and
+ *                                      how many allocations libxavo makes besides those of the results
  *   calls OPERATION SIDE TIMES [JOBS]  runs that side TIMES times, each in `counted`, on a controller with
  *                                      JOBS jobs (10); SIDE is libxavo, by-hand or guarded
- *
- *   calls OPERATION time TIMES [JOBS]  the median nanoseconds of libxavo and by hand in turns that alternate,
- *                                      after a check that both make the same calls into the client library
+ *   calls OPERATION time TIMES [JOBS]  checks that both sides make the same calls into the client library,
+ *                                      runs them alternately, and prints the median nanoseconds of each
  *
  * The code by hand is as short as possible: it checks nothing, locks nothing and trusts every answer. */
 #include <cimsim.h>
@@ -280,15 +279,15 @@ static void test_share(XAVO_Proxy *sp, outcome *o) { XAVO_invoke_TestNetworkShar
 static void list(XAVO_Proxy *sp, outcome *o) { o->jobs = XAVO_enumerate_VELK_LifecycleJob(sp, &o->code); }
 static void get(XAVO_Proxy *sp, outcome *o) { o->jobs = XAVO_get_VELK_LifecycleJob(sp, &o->code, "JID_1"); }
 
-/* ---- Both --------------------------------------------------------------------------------------- */
+/* ---- Measuring both ----------------------------------------------------------------------------- */
 
 typedef void side(XAVO_Proxy *sp, outcome *o);
 
 static const struct operation {
     const char *name;
     side *libxavo, *by_hand;
-    int query;       /* changes nothing, and cannot be guarded */
-    int allocations; /* that libxavo makes beyond what is handed out: the user's name in his workgroup */
+    int query;       /* changes nothing; a guard is only for method calls */
+    int allocations; /* of libxavo besides the results: one for "WORKGROUP\USER" */
 } OPERATIONS[] = {
     {"DeleteJobQueue", delete_job, delete_job_by_hand, 0, 0},
     {"SetupJobQueue", set_queue_up, set_queue_up_by_hand, 0, 0},
@@ -326,17 +325,17 @@ static void check(const char *what, int holds) {
 }
 
 static void end(outcome *o) {
-    check("the call does not succeed", o->code == XAVO_NO_ERROR);
+    check("the call failed", o->code == XAVO_NO_ERROR);
     XAVO_free_ntstring(o->job);
     XAVO_free_list_VELK_LifecycleJob(o->jobs);
     *o = (outcome){0};
 }
 
-/* What callgrind looks at, by its name. */
+/* Callgrind counts only inside this function (--toggle-collect). */
 void counted(side *run, XAVO_Proxy *sp, outcome *o);
 __attribute__((noinline)) void counted(side *run, XAVO_Proxy *sp, outcome *o) { run(sp, o); }
 
-/* The calls into the client library that a side makes. */
+/* Returns a record of the calls into the client library that a side makes; the caller frees it. */
 static char *record(side *run, XAVO_Proxy *sp) {
     outcome o = {0};
     prepare(2);
@@ -345,7 +344,7 @@ static char *record(side *run, XAVO_Proxy *sp) {
     char *made = strdup(cimsim_traced());
     cimsim_trace(0);
     end(&o);
-    check("something is left behind", cimsim_owned() == 1); /* the client */
+    check("the call left objects that nobody released", cimsim_owned() == 1); /* the client */
     return made;
 }
 
@@ -353,7 +352,7 @@ static void same_calls(const struct operation *op, XAVO_Proxy *sp) {
     char *libxavo = record(op->libxavo, sp), *by_hand = record(op->by_hand, sp);
     if (strcmp(libxavo, by_hand) != 0)
         fprintf(stderr, "libxavo: %s\nby hand: %s\n", libxavo, by_hand);
-    check("the two do not make the same calls", strcmp(libxavo, by_hand) == 0);
+    check("libxavo and the code by hand do not make the same calls", strcmp(libxavo, by_hand) == 0);
     free(libxavo);
     free(by_hand);
 }
@@ -368,8 +367,8 @@ static double nanoseconds(side *run, XAVO_Proxy *sp) {
     return (double)(after.tv_sec - before.tv_sec) * 1e9 + (double)(after.tv_nsec - before.tv_nsec);
 }
 
-/* Runs the sides in turns; what each run took is put down. What callgrind has seen before is forgotten here.
- */
+/* Runs the sides alternately and stores how long each run took. Callgrind sets its counts to zero here
+ * (--zero-before). */
 typedef struct turns {
     side *sides[2];
     double *taken[2];
@@ -403,7 +402,7 @@ int main(int argc, char **argv) {
         ++op;
     check("there is no such operation", op < OPERATIONS + OPERATION_COUNT);
     XAVO_Proxy *sp = XAVO_new();
-    check("no handle", sp != NULL);
+    check("no handle could be opened", sp != NULL);
 
     turns t = {{op->libxavo, op->by_hand}, {NULL, NULL}, 1, (int)strtol(argv[3], NULL, 10), 10, op->query};
     if (argc > 4)
@@ -414,7 +413,8 @@ int main(int argc, char **argv) {
         t.count = 2;
         same_calls(op, sp);
     } else if (strcmp(argv[2], "guarded") == 0) {
-        check("no guard", XAVO_guard(sp) == XAVO_NO_ERROR && XAVO_set_quiet_time(sp, ~0U) == XAVO_NO_ERROR);
+        check("the handle could not be guarded",
+              XAVO_guard(sp) == XAVO_NO_ERROR && XAVO_set_quiet_time(sp, ~0U) == XAVO_NO_ERROR);
     }
     /* The first call has costs of its own, such as the probe of a guarded handle. */
     prepare(2);

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""count.py CALLS [FILE] - what each call of libxavo costs beside the shortest C that makes the same calls into the client
-library: instructions, allocations, time; and a listing from 10 to 100,000 jobs. Prints the tables of report.py, and
-writes the figures to FILE as JSON. The exit status is 3 when a call is above its ceiling, or misses an aim that has none.
+"""count.py CALLS [FILE] - compares each call of libxavo with the shortest C that makes the same calls into the client
+library: instructions, allocations, time; also listings of 10 to 100,000 jobs. CALLS is the program made from calls.c.
+Prints the tables of report.py, and writes the figures to FILE as JSON. The exit status is 3 when a call is above its
+ceiling, or misses an aim and has no ceiling.
 
-Callgrind counts the instructions in the function `counted`. "Own" are those outside the client library and what it
-calls: of libxavo, its platform library and the C library. The client library is counted on both sides, because it does
-not take the same number of instructions for the same calls. Allocations of the client library do not count. Times are
-medians of turns that alternate."""
+Callgrind counts the instructions in the function `counted`. "Own" instructions are those of libxavo, of its platform
+library and of the C library, without those of the client library and the functions that it calls. The client library is
+counted for both, because it does not take the same number of instructions for the same calls. Its allocations are not
+counted. Times are medians of alternating runs."""
 import json
 import os
 import re
@@ -21,16 +22,16 @@ SIZES = 10, 100, 1000, 10000, 100000
 SIDES = {"libxavo": "libxavo", "by_hand": "by-hand"}
 CLIENT, OURS = "libcmpisfcc", ("libxavo", "xavo_calls")
 ALLOCATORS = {"malloc", "calloc", "realloc", "strdup"}
-calls = sys.argv[1]
+program = sys.argv[1]
 
 
 def output(*arguments):
-    """What the program prints; its errors are not caught."""
-    return subprocess.run([calls, *arguments], check=True, text=True, stdout=subprocess.PIPE).stdout
+    """Returns what the program prints; raises CalledProcessError if it fails."""
+    return subprocess.run([program, *arguments], check=True, text=True, stdout=subprocess.PIPE).stdout
 
 
 def read_callgrind(path):
-    """The figures in a file of callgrind's: own instructions, allocations, and instructions in total."""
+    """Returns the figures in a file that callgrind wrote: own instructions, allocations, and instructions in total."""
     names, total, client, allocations = {}, 0, 0, 0
     caller = callee = function = calling = None
     for line in open(path, encoding="utf-8"):
@@ -57,15 +58,16 @@ def read_callgrind(path):
 
 
 def count(operation, side, times, jobs=10):
-    """The figures of one call, the mean of `times` calls."""
+    """Returns the figures of one call, the mean of `times` calls."""
     with tempfile.NamedTemporaryFile() as out:
         subprocess.run(["valgrind", "--tool=callgrind", "--quiet", "--toggle-collect=counted", "--zero-before=repeat",
-                        f"--callgrind-out-file={out.name}", calls, operation, side, str(times), str(jobs)], check=True)
+                        f"--callgrind-out-file={out.name}", program, operation, side, str(times), str(jobs)],
+                       check=True)
         return {name: number / times for name, number in read_callgrind(out.name).items()}
 
 
 def add_times(figures, operation, times, jobs=10):
-    """Adds the nanoseconds of both sides."""
+    """Adds the time of a call to the figures of both sides, in nanoseconds."""
     for side, line in zip(SIDES, output(operation, "time", str(times), str(jobs)).split()):
         figures[side]["ns"] = float(line)
 

@@ -1,2 +1,2 @@
-/* empty.c - what a program costs that does nothing but link the libraries. */
+/* empty.c - links the libraries and does nothing, to measure the cost of that. */
 int main(void) { return 0; }

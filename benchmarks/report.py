@@ -1,10 +1,11 @@
 """The tables of what count.py measured, with the aims and ceilings that the figures are compared with."""
 
-# The aims: further instructions of libxavo's own for a method call, and of a guarded handle beside an unguarded one; how
-# much more a query may take in total; how far a further job of a listing may be from the mean.
+# The aims. METHOD: own instructions of a method call more than by hand. GUARD: own instructions of a call on a guarded
+# handle more than on another one. QUERY: share of a query's total instructions more than by hand. DEVIATION: difference
+# of the instructions for a further job of a listing from their mean.
 METHOD, GUARD, QUERY, DEVIATION = 400, 300, 0.10, 0.05
-# Method calls miss their aim for the reasons in docs/proof.md. A ceiling for each call, about 5% above what it takes,
-# detects further instructions; when a call takes fewer, lower its ceiling.
+# Method calls miss their aim for the reasons in docs/proof.md. A ceiling for each call, about 5% above its own
+# instructions, detects an increase. When a call takes fewer instructions, lower its ceiling.
 CEILINGS = {"DeleteJobQueue": 830, "SetupJobQueue": 1030, "InstallFromURI": 1200, "InstallFromSoftwareIdentity": 1165,
             "CreateRebootJob": 1200, "BackupImage": 2010, "RestoreImage": 2040, "TestNetworkShare": 1850, "get": 3410,
             "list": 29700}
@@ -19,18 +20,18 @@ def head(*cells):
 
 
 class Report:
-    """`text` is the report; `missed` are the aims that are missed, `failures` those of them that have no ceiling, and
-    the calls above their ceiling."""
+    """`text` is the report; `missed` are the missed aims; `failures` are the missed aims without a ceiling, and the
+    calls above their ceiling."""
 
     def __init__(self, data):
         self.missed, self.failures = [], []
         self.text = "\n".join(self.calls(data["calls"]) + self.listings(data["listings"]) + [
             "", "Aims missed:\n\n* " + "\n* ".join(self.missed) if self.missed else "Every aim is met.",
-            "", "Above the limit:\n\n* " + "\n* ".join(self.failures) if self.failures else
-            "Nothing is above its ceiling."])
+            "", "Failures (above a ceiling, or an aim without one missed):\n\n* " + "\n* ".join(self.failures)
+            if self.failures else "Nothing is above its ceiling."])
 
     def compare(self, what, value, most, form="{:,.0f}", has_ceiling=False):
-        """The value in its form, marked if it is above its aim."""
+        """Returns the value as text, marked if it is above `most`, its aim; then also records the missed aim."""
         if value <= most:
             return form.format(value)
         self.missed.append(f"{what}: {form.format(value)}, at most {form.format(most)}")
@@ -65,7 +66,7 @@ except for results, and for the name that TestNetworkShare makes of user and wor
 
     def listings(self, listings):
         lines = [f"""
-A listing, and what each further job costs since the size before. Aims: at most {QUERY:.0%} more instructions than by
+A listing, and the cost of each further job since the row above. Aims: at most {QUERY:.0%} more instructions than by
 hand, and linear: a further job at most {DEVIATION:.0%} above or below the mean.
 """]
         lines += head("jobs", "instructions", "by hand", "more", "each further job", "ms", "by hand",

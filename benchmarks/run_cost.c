@@ -1,6 +1,6 @@
-/* run_cost.c - run_cost MILLISECONDS EMPTY PROGRAM ARGUMENT...: prints as JSON how long a program runs and
- * how long an empty one does, medians of runs that alternate. The exit status is 3 when the difference is
- * above the limit. */
+/* run_cost.c - run_cost MILLISECONDS EMPTY PROGRAM ARGUMENT...: runs PROGRAM and the program EMPTY
+ * alternately, and prints the medians of their run times as JSON. The exit status is 3 when they differ by
+ * more than MILLISECONDS. */
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdio.h>
