@@ -27,8 +27,9 @@ SOURCES = Path("docs/manual")
 
 
 class Header:
-    """A public header: where it is, how a program includes it and links what it declares. What `types` declares, a
-    header that it includes, is described on the pages of the sections that have the same titles."""
+    """A public header: its path, the pkg-config name of its library, its overview page, and the library's version
+    script. It may include another header, `types`, whose sections are described on the pages of its own with the same
+    titles."""
 
     def __init__(self, path, library, overview, exports, types=None):
         self.path, self.library, self.overview, self.exports = Path(path), library, overview, exports
@@ -106,7 +107,7 @@ def read_header(path):
     body = "/* ----" + body[1]
     body = re.sub(r"\n#(ifdef __cplusplus.*|endif\s*\Z)", "\n", body, flags=re.S)
     sections = []
-    # A paragraph of a header is a run of lines without an empty one outside comments and braces.
+    # A block of a header ends at an empty line that is outside comments and braces.
     block, depth, in_comment = [], 0, False
     blocks = []
     for line in body.split("\n") + [""]:
@@ -130,7 +131,7 @@ def read_header(path):
             block = "\n".join(block.split("\n")[1:])
             if not block.strip():
                 continue
-        # Within a paragraph every comment at the start of a line begins a new entry.
+        # Within a block every comment at the start of a line begins a new entry.
         for part in re.split(r"\n(?=/\*)", block):
             comment = re.match(r"/\*.*?\*/", part, re.S)
             comment = comment.group(0) if comment else ""
@@ -153,7 +154,7 @@ def escape(text):
 
 
 def inline(text, pages):
-    """One paragraph as Markdown: functions link to their page, code is in another font."""
+    """Returns a paragraph as Markdown, with functions as references to their pages and code in another font."""
 
     def word(match):
         token = match.group(0)
@@ -223,8 +224,8 @@ def code_list(codes):
                      for code, (number, meaning) in codes.items())
 
 
-def families(header):
-    """The sections that have a page."""
+def sections_with_page(header):
+    """Returns the sections that have functions: each has a page."""
     return [section for section in header.sections if section.functions()]
 
 
@@ -256,7 +257,7 @@ def header_page(header, section, codes, pages):
     if example(name).exists():
         lines += ["# EXAMPLE", "", show(example(name))]
     overview = [header.overview] + ["xavo(7)"] * (header.overview != "xavo(7)")
-    others = [section.page() + "(3)" for section in families(header) if section.page() != name]
+    others = [section.page() + "(3)" for section in sections_with_page(header) if section.page() != name]
     lines += ["# SEE ALSO", "", ", ".join(bold(page) for page in overview + others), ""]
     return "\n".join(lines)
 
@@ -277,7 +278,7 @@ def show(program):
 def list_pages(header):
     """Every section of a header, with its functions."""
     return "\n".join(f"{escape(section.title)}\n:   " + ", ".join(bold(f + "(3)") for f in section.functions()) + "\n"
-                     for section in families(header))
+                     for section in sections_with_page(header))
 
 
 def guide_section(heading):
@@ -285,8 +286,8 @@ def guide_section(heading):
     found = re.search(rf"^## {re.escape(heading)}\n(.*?)(?=^## |\Z)", text, re.M | re.S)
     if not found:
         sys.exit(f"manual: the guide has no section {heading}")
-    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # commands for the guide's files
-    text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # no page of the manual
+    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # the commands need files of the guide
+    text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # these documents are no pages of the manual
     return re.sub(r"^###", "##", text, flags=re.M)
 
 
@@ -341,14 +342,14 @@ def write_page(name, section, markdown, pages):
 def main():
     arguments = argparse.ArgumentParser(prog="scripts/manual")
     arguments.add_argument("--check", action="store_true")
-    arguments.add_argument("--build", default="build/library", help="the build that xavoctl and the simulator are in")
+    arguments.add_argument("--build", default="build/library", help="the build that has xavoctl and the simulator")
     given = arguments.parse_args()
     codes = error_codes()
     headers = HEADERS
     pages = {}  # function to its page
     for header in headers:
         header.read()
-        for section in families(header):
+        for section in sections_with_page(header):
             pages.update({function: section.page() for function in section.functions()})
 
     subprocess.run(["rm", "-rf", str(OUT)], check=True)
@@ -356,7 +357,7 @@ def main():
     html.mkdir(parents=True)
     (html / "style.css").write_text((SOURCES / "style.css").read_text())
     written = [(section.page(), "3", header_page(header, section, codes, pages))
-               for header in headers for section in families(header)]
+               for header in headers for section in sections_with_page(header)]
     for source in sorted(SOURCES.glob("*.md")):
         written.append((*source.stem.rsplit(".", 1), own_page(source, headers, codes, pages)))
     for name, section, markdown in written:
@@ -365,19 +366,19 @@ def main():
         if function != page:
             (OUT / "man3" / f"{function}.3").write_text(f".so man3/{page}.3\n")
 
-    # The tool writes its own page, from the tables that it reads its command line by.
+    # xavoctl prints its own page, from the tables that define its command line.
     tool = subprocess.run([f"{given.build}/tools/xavoctl", "help", "--man"], check=True, capture_output=True).stdout
     (OUT / "man1" / "xavoctl.1").write_bytes(tool)
     body = subprocess.run(["pandoc", "--from", "man", "--to", "markdown"], input=tool, check=True,
                           capture_output=True).stdout.decode()
     write_html("xavoctl.1.html", "xavoctl(1)", body, pages)
 
-    # The date, which neither pandoc nor the tool knows.
+    # Adds the date, which neither pandoc nor xavoctl knows.
     changed = date()
     for page in OUT.glob("man*/*"):
         page.write_text(re.sub(r'^(\.TH \S+ \S+) ""', rf'\1 "{changed}"', page.read_text(), flags=re.M))
 
-    # The guide and what stands beside it, and a list of everything.
+    # The documents as HTML, and an index of all pages.
     listed = []
     guide = Path("docs/guide.md")
     for source in [guide, *sorted(set(Path("docs").glob("*.md")) - {guide}), Path("CHANGELOG.md")]:
@@ -407,7 +408,8 @@ def main():
 
 
 def exported(header, build):
-    """The functions that a library exports: by its version script, or where that has a pattern, by the library."""
+    """Returns the functions that a library exports: those in its version script or, if that has a pattern, those in the
+    library itself."""
     names = re.findall(r"^ +((?:XAVO|cimsim)_[\w*]+);$", Path(header.exports).read_text(), re.M)
     if "cimsim_*" in names:
         symbols = subprocess.run(["nm", "--dynamic", "--defined-only", f"{build}/simulator/libcmpisfcc.so.1"],
@@ -436,10 +438,11 @@ def check_pages(headers, pages, codes, written, build):
     for name, section, markdown in written:
         page = f"{name}({section})"
         text = markdown.replace("\\", "")
-        # A word that looks like a name from a header must be one; one followed by _ or * stands for several.
+        # A word that looks like a name from a header must be one, unless _ or * follows: then it stands for several
+        # names.
         for word in set(re.findall(r"\b(?:XAVO|cimsim|CIMSIM)_\w*[a-zA-Z0-9]\b(?!_|\*)", text)):
             if word not in declared:
-                faults.append(f"{page} names {word}, which no header has")
+                faults.append(f"{page} names {word}, which no header declares")
         for word in set(re.findall(r"(?<![_.\w])[A-Z]{2,}(?:_[A-Z]+)+\b(?![_.(])", text)):
             if word not in bare | declared:
                 faults.append(f"{page} names {word}, which is neither an error code nor a constant")
