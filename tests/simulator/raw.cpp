@@ -1,3 +1,4 @@
+// raw.cpp - calls of the client library without libxavo.
 #include "raw.h"
 
 #include <cstdlib>

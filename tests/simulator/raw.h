@@ -1,4 +1,4 @@
-// raw.h - the client library without libxavo: what it makes, owned, and shown as text.
+// raw.h - calls of the client library without libxavo: connects, makes object paths, and owns objects.
 #ifndef SIMULATOR_TESTS_RAW_H
 #define SIMULATOR_TESTS_RAW_H
 
@@ -22,7 +22,7 @@ void release(T *object) {
     Release()(object);
 }
 
-// Characters, and the address of anything else, as the slots take them.
+// The pointer that a slot takes as a value: to characters, or to the variable of any other type.
 inline CMPIValue *value(const void *given) { return static_cast<CMPIValue *>(const_cast<void *>(given)); }
 
 CMCIClient *connect(const char *user);

@@ -3,7 +3,7 @@
 //
 // A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
-// are 0 or NULL, as is "-". A line that begins with four blanks goes on with the one before. Values are in
+// are 0 or NULL, as is "-". A line that begins with four blanks continues the line before. Values are in
 // the notation of xavo-scene(5); "string:@s" is the object s. Outcome: the result, then a status other than
 // 0, a misuse, and the signals that were sent. "sh" stands before a line for the shell, in whose folder
 // `./run commands` runs commands, then separated by " , ", in a process of their own, in the state and scene
@@ -147,14 +147,14 @@ void transport(const char *name) {
     name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
 }
 
-// Waits for this number of requests, and a moment longer.
+// Waits until this number of requests has reached the broker, and 10 ms more.
 void asked(unsigned long times) {
     while (cimsim_request_count() < times)
         std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
-// Waits until a slot was called so many times.
+// Waits until a slot was called this number of times.
 void called(const char *slot, unsigned long times) {
     while (cimsim_calls(slot) < times)
         std::this_thread::yield();
@@ -162,7 +162,7 @@ void called(const char *slot, unsigned long times) {
 
 } // namespace commands
 
-// The minute that it will be in so many seconds.
+// The current time plus this number of seconds, as yyyymmddhhmm.
 std::string minute(int seconds) {
     const std::time_t then = std::time(nullptr) + seconds;
     std::tm parts;
@@ -174,7 +174,7 @@ std::string minute(int seconds) {
 struct Held {
     void *face;
     std::string kind;
-    bool owned; // and not released yet
+    bool owned; // the script owns it and has not released it yet
 };
 
 #define KIND(kind)                                                                                           \
@@ -200,7 +200,7 @@ std::vector<std::string> control_functions() {
 class Machine {
 public:
     std::map<std::string, Held> objects;
-    bool attached = true; // else no control function is called but those that a line names
+    bool attached = true; // false: only control functions that a line names are called
 
     // Runs the commands of a line; returns the outcome.
     std::string run(const std::string &line) {
@@ -232,8 +232,8 @@ public:
 private:
     CMCIClient *client = nullptr; // used by commands that name none
     CMPIStatus st = {};
-    Words words_;      // what is left of the command
-    std::string rest_; // all of it but its name, as it is
+    Words words_;      // the remaining words of the command
+    std::string rest_; // the text of the command after its name
     std::list<std::string> kept_;
     std::list<std::vector<char *>> lists_;
     std::vector<cimsim_value *> values_;
@@ -378,7 +378,7 @@ private:
                                                                                 : "CMPIString",
                                                    false};
         if (!into_.empty() && (data.type & CMPI_ARRAY) != 0)
-            return "array"; // not looked at
+            return "array"; // its elements are not read
         const std::string outcome = in_notation(data);
         if (data.type == CMPI_chars && slot_ != "getElementAt" && slot_ != "getNext")
             free(data.value.chars);
@@ -486,7 +486,7 @@ private:
         }
         if (what == "sh") // its output and its status, on one line
             return commands::shell(rest_);
-        if (what == "forget") // what died with the last client
+        if (what == "forget") // the names of all objects, after the release of the last client
             return objects.clear(), "";
         if (what == "thread" || what == "start") {
             auto other = std::make_shared<Machine>(*this);
@@ -497,7 +497,7 @@ private:
             started_.push_back(outcome);
             return "";
         }
-        if (what == "all_wait_but") { // whether the functions do, while another process has the state
+        if (what == "all_wait_but") { // checks that control functions wait while the state is locked
             const int lock = open("state.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
             std::string outcome;
             for (const std::string &name : control_functions()) {
