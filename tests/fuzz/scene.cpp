@@ -3,7 +3,7 @@
 #include "control/scene.h"
 #include "client/simulator.h"
 #include "control/statements.h"
-#include "value/text.h"
+#include "value/statement.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,7 +1,7 @@
 // journal.cpp - records requests, and reads those that other processes recorded.
 #include "control/journal.h"
 
-#include "control/writer.h"
+#include "control/statement_writer.h"
 
 #include <climits>
 #include <cstdio>

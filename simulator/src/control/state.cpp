@@ -3,7 +3,7 @@
 
 #include "control/scene.h"
 #include "control/statements.h"
-#include "value/text.h"
+#include "value/statement.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -3,8 +3,8 @@
 #define CIMSIM_STATEMENTS_H
 
 #include "client/simulator.h"
-#include "control/writer.h"
-#include "value/text.h"
+#include "control/statement_writer.h"
+#include "value/statement.h"
 
 namespace cimsim {
 

@@ -2,7 +2,7 @@
 #ifndef CIMSIM_NOTATION_H
 #define CIMSIM_NOTATION_H
 
-#include "value/text.h"
+#include "value/statement.h"
 #include "value/value.h"
 
 #include <optional>

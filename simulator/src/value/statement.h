@@ -1,6 +1,6 @@
-// text.h - Statement: a line of a scene or a state, parsed into words, quoted texts and NAME=VALUE.
-#ifndef CIMSIM_TEXT_H
-#define CIMSIM_TEXT_H
+// statement.h - Statement: a line of a scene or a state, parsed into words, quoted texts and NAME=VALUE.
+#ifndef CIMSIM_STATEMENT_H
+#define CIMSIM_STATEMENT_H
 
 #include <cstdint>
 #include <map>

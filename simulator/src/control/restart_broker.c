@@ -1,4 +1,4 @@
-/* restart.c - restarts the broker of the state that CIMSIM_STATE names. The library reports errors in
+/* restart_broker.c - restarts the broker of the state that CIMSIM_STATE names. The library reports errors in
  * the state on standard error. */
 #include <cimsim.h>
 

@@ -1,5 +1,5 @@
-// slots_plain.cpp - the slots of objects without named values: strings, arrays, enumerations, date-times; and
-// release and clone, which all kinds have.
+// slots_unnamed.cpp - the slots of objects without named values: strings, arrays, enumerations, date-times;
+// and release and clone, which all kinds have.
 #include "client/slots.h"
 
 #include <CimClientLib/native.h>

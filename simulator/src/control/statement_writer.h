@@ -1,8 +1,8 @@
-// writer.h - StatementWriter: builds the text of statements, word by word.
-#ifndef CIMSIM_WRITER_H
-#define CIMSIM_WRITER_H
+// statement_writer.h - StatementWriter: builds the text of statements, word by word.
+#ifndef CIMSIM_STATEMENT_WRITER_H
+#define CIMSIM_STATEMENT_WRITER_H
 
-#include "value/text.h"
+#include "value/statement.h"
 
 #include <cstdint>
 #include <string>

@@ -1,9 +1,9 @@
-// simulator.cpp - starts the simulator when the library is loaded, from the environment; attaches it to
+// process.cpp - starts the simulator when the library is loaded, from the environment; attaches it to
 // another controller; and frees it when the process ends.
 #include "control/process.h"
 
 #include "control/scene.h"
-#include "value/text.h"
+#include "value/statement.h"
 
 #include <algorithm>
 #include <cerrno>

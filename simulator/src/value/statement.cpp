@@ -1,5 +1,5 @@
-// text.cpp - parses lines into statements, and quotes texts.
-#include "value/text.h"
+// statement.cpp - parses lines into statements, and quotes texts.
+#include "value/statement.h"
 
 #include <algorithm>
 #include <charconv>
