@@ -117,8 +117,11 @@ protected:
         XAVO_Answer answer;
         const XAVO_Request made = request(operation, script, deadline_ms);
         XAVO_Call *started = XAVO_call_start(pool, &made, &answer);
-        if (started == nullptr)
-            return text(answer);
+        if (started == nullptr) {
+            const std::string refused = text(answer);
+            XAVO_answer_free(&answer);
+            return refused;
+        }
         const int descriptor = XAVO_call_descriptor(started);
         while (XAVO_call_collect(started, &answer) == 0) {
             pollfd ready = {descriptor, POLLIN, 0};
