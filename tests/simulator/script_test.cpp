@@ -197,7 +197,7 @@ std::vector<std::string> control_functions() {
     return names;
 }
 
-class Machine {
+class Interpreter {
 public:
     std::map<std::string, Held> objects;
     bool attached = true; // false: only control functions that a line names are called
@@ -489,7 +489,7 @@ private:
         if (what == "forget") // the names of all objects, after the release of the last client
             return objects.clear(), "";
         if (what == "thread" || what == "start") {
-            auto other = std::make_shared<Machine>(*this);
+            auto other = std::make_shared<Interpreter>(*this);
             auto outcome =
                 std::async(std::launch::async, [other] { return other->run_rest(other->rest_); }).share();
             if (what == "thread")
@@ -504,7 +504,7 @@ private:
                 if (std::count(words_.begin(), words_.end(), name) != 0)
                     continue;
                 flock(lock, LOCK_EX);
-                Machine other;
+                Interpreter other;
                 auto call = std::async(std::launch::async, [&] { return other.does(name); });
                 if (call.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready)
                     outcome += name + " does not wait ";
@@ -625,19 +625,19 @@ public:
     void TestBody() override {
         const Folder folder;
         std::signal(SIGPIPE, [](int) { ++pipes; });
-        Machine machine;
-        machine.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
+        Interpreter interpreter;
+        interpreter.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
         for (const auto &[number, line] : lines_) {
             const auto arrow = line.find(" => ");
-            const std::string outcome = machine.run(line.substr(0, arrow));
+            const std::string outcome = interpreter.run(line.substr(0, arrow));
             if (outcome != (arrow == line.npos ? "" : line.substr(arrow + 4)))
                 ADD_FAILURE_AT(file_.c_str(), number) << line << "\n" << outcome;
         }
-        for (const auto &object : machine.objects)
+        for (const auto &object : interpreter.objects)
             if (object.first != "client")
-                machine.release_held(object.first);
-        machine.release_held("client");
-        EXPECT_EQ(machine.run("owned ; pooled"), "0 ; 0") << cimsim_live();
+                interpreter.release_held(object.first);
+        interpreter.release_held("client");
+        EXPECT_EQ(interpreter.run("owned ; pooled"), "0 ; 0") << cimsim_live();
         EXPECT_EQ(cimsim_misuses(), 0U) << cimsim_last_misuse();
     }
 
@@ -677,11 +677,11 @@ void register_script(const std::filesystem::path &path) {
 
 const bool registered = [] {
     if (const char *const line = getenv("SCRIPT_LINE"); line != nullptr) { // instead of the tests
-        Machine machine;
-        machine.attached = getenv("SCRIPT_NAME") == std::string("./run");
-        if (machine.attached)
+        Interpreter interpreter;
+        interpreter.attached = getenv("SCRIPT_NAME") == std::string("./run");
+        if (interpreter.attached)
             cimsim_use_state(getenv("CIMSIM_STATE"));
-        if (const std::string outcome = machine.run_rest(line); !outcome.empty())
+        if (const std::string outcome = interpreter.run_rest(line); !outcome.empty())
             puts(outcome.c_str());
         exit(0);
     }

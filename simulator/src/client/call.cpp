@@ -54,7 +54,7 @@ namespace {
 
 const char *const constructors[] = {"cmciConnect", "newCMPIObjectPath", "native_new_CMPIArgs",
                                     "native_new_CMPIArray", "native_new_CMPIString"};
-const char *const later_slots[] = {
+const char *const table_slots[] = {
 #define SLOT(object, number, slot) #object "." #slot,
 #include "client/slots.def"
 #undef SLOT
@@ -69,7 +69,7 @@ bool is_slot(std::string_view name) {
                 return true;
     const auto is_name = [&](const char *slot) { return name == slot; };
     return std::any_of(std::begin(constructors), std::end(constructors), is_name) ||
-           std::any_of(std::begin(later_slots), std::end(later_slots), is_name);
+           std::any_of(std::begin(table_slots), std::end(table_slots), is_name);
 }
 
 Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
@@ -97,12 +97,12 @@ Call::Call(const char *slot, Object *object, CMPIStatus *rc, Role role)
         misuse(object->name() + " released on a thread that did not read it");
     }
     if (fault_ && !fault_->with_result)
-        end_process();
+        cause_effect();
 }
 
 Call::~Call() {
     if (fault_ && fault_->with_result)
-        end_process();
+        cause_effect();
     if (rc_)
         *rc_ = status();
     if (sim.recorder.tracing && (role_ == Role::constructor || role_ == Role::connect))
@@ -118,7 +118,7 @@ void Call::take_fault() {
         return;
     Session session(sim.shared);
     fault_ = sim.recorder.take_fault(slot_);
-    if (!fault_ || fault_->ending != Ending::restart)
+    if (!fault_ || fault_->effect != Effect::restart)
         return;
     if (!fault_->with_result) {
         ++sim.broker.generation;
@@ -126,21 +126,21 @@ void Call::take_fault() {
     }
 }
 
-void Call::end_process() {
-    switch (fault_->ending) {
-    case Ending::hang: {
+void Call::cause_effect() {
+    switch (fault_->effect) {
+    case Effect::hang: {
         const unsigned long resets = sim.resets;
         sim.time_changed.wait(lock_, [&] { return sim.resets != resets; });
         break;
     }
-    case Ending::crash:
+    case Effect::crash:
         std::signal(SIGSEGV, SIG_DFL);
         std::raise(SIGSEGV);
         break;
-    case Ending::exit:
+    case Effect::exit:
         lock_.unlock(); // functions that run at the end of the process may call the library
         std::exit(EXIT_FAILURE);
-    case Ending::restart: {
+    case Effect::restart: {
         Session session(sim.shared);
         ++sim.broker.generation;
         break;
@@ -202,7 +202,7 @@ void Call::wait_for_threads(unsigned int milliseconds) {
 }
 
 CMPIStatus Call::status() {
-    const bool injected = fault_ && fault_->ending != Ending::restart && !misused_;
+    const bool injected = fault_ && fault_->effect != Effect::restart && !misused_;
     const std::optional<std::string> &message = injected ? fault_->message : message_;
     CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
     // No object can exist without the back end. Programs ignore the status of a release, so that its message

@@ -16,13 +16,13 @@
 namespace cimsim {
 
 // What else a fault does to the process or the broker; cimsim.h has the same values.
-enum class Ending { none, hang, crash, exit, restart, count };
+enum class Effect { none, hang, crash, exit, restart, count };
 
 struct Fault {
     CMPIrc rc = CMPI_RC_ERR_FAILED;
     std::optional<std::string> message;
     bool with_result = false;
-    Ending ending = Ending::none;
+    Effect effect = Effect::none;
 };
 
 // A fault to inject into a later call.
@@ -116,8 +116,8 @@ public:
 private:
     Call(const char *slot, Object *object, CMPIStatus *rc, Role role);
 
-    void take_fault();  // stores the fault that is due in this call, if any, in fault_
-    void end_process(); // carries out the fault's Ending: may end the process or restart the broker
+    void take_fault();   // stores the fault that is due in this call, if any, in fault_
+    void cause_effect(); // may end the process or restart the broker
 
     std::unique_lock<std::mutex> lock_;
     const char *slot_;

@@ -16,8 +16,8 @@ struct cimsim_value {
 
 static_assert(CIMSIM_USUAL_JOB_LIMIT == usual_job_limit && CIMSIM_NO_LIMIT == no_job_limit);
 static_assert(CIMSIM_REMEMBERED == remembered);
-static_assert(CIMSIM_HANG == int(Ending::hang) && CIMSIM_CRASH == int(Ending::crash) &&
-              CIMSIM_EXIT == int(Ending::exit) && CIMSIM_RESTART == int(Ending::restart));
+static_assert(CIMSIM_HANG == int(Effect::hang) && CIMSIM_CRASH == int(Effect::crash) &&
+              CIMSIM_EXIT == int(Effect::exit) && CIMSIM_RESTART == int(Effect::restart));
 
 namespace {
 
@@ -92,7 +92,7 @@ void plan(const char *function, const char *slot, unsigned long nth, bool for_ev
 }
 
 Fault fault_of(const cimsim_fault *fault) {
-    return fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0, Ending::none}
+    return fault ? Fault{fault->rc, optional_text(fault->message), fault->with_result != 0, Effect::none}
                  : Fault{};
 }
 
@@ -507,7 +507,7 @@ void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
         end_program("cimsim_disrupt", "there is no event " + std::to_string(what));
     Fault fault;
     fault.with_result = after != 0;
-    fault.ending = static_cast<Ending>(what);
+    fault.effect = static_cast<Effect>(what);
     plan("cimsim_disrupt", slot, nth, false, std::move(fault));
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 // Moves options without a value from the words to the options, which the parser cannot do, since it does not
 // know the form; then checks the options and the number of words.
-void sort_words(const StatementForm &form, Statement &s) {
+void separate_options(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
     const auto knows = [&](const std::string &name) {
         return name.find(' ') == name.npos && known.find(" " + name + " ") != known.npos;
@@ -48,7 +48,7 @@ void apply_scene(Simulator &simulator, const std::string &text) {
         const StatementForm *const form = find_statement(statement.name);
         if (!form)
             throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
-        sort_words(*form, statement);
+        separate_options(*form, statement);
         form->apply(simulator, statement);
     }
 }

@@ -17,7 +17,7 @@ constexpr Milliseconds second = 1000;
 constexpr std::int64_t most = 0xffffffff;                // for counts and durations in seconds
 constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years
 constexpr std::int64_t most_jobs = 2'000'000'000;
-constexpr const char *endings[] = {"hang", "crash", "exit", "restart"}; // after Ending::none
+constexpr const char *effects[] = {"hang", "crash", "exit", "restart"}; // after Effect::none
 
 std::int64_t count(const Statement &s) { return s.number(s.words[0], 0, most); }
 
@@ -117,10 +117,10 @@ void apply_fault(Simulator &simulator, const Statement &s) {
     if (s.option("message"))
         plan.fault.message = s.text_option("message");
     if (const Word *then = s.option("then")) {
-        const auto *const found = std::find(std::begin(endings), std::end(endings), then->text);
-        if (found == std::end(endings))
+        const auto *const found = std::find(std::begin(effects), std::end(effects), then->text);
+        if (found == std::end(effects))
             s.fail("then is hang, crash, exit or restart");
-        plan.fault.ending = static_cast<Ending>(found - std::begin(endings) + 1);
+        plan.fault.effect = static_cast<Effect>(found - std::begin(effects) + 1);
     }
     simulator.recorder.faults.push_back(std::move(plan));
 }
@@ -184,8 +184,8 @@ void write_fault(const Simulator &simulator, StatementWriter &out) {
         out.number(static_cast<std::int64_t>(plan.countdown)).option("rc", plan.fault.rc);
         if (plan.fault.message)
             out.option("message", *plan.fault.message);
-        if (plan.fault.ending != Ending::none)
-            out.word(std::string("then=") + endings[static_cast<std::size_t>(plan.fault.ending) - 1]);
+        if (plan.fault.effect != Effect::none)
+            out.word(std::string("then=") + effects[static_cast<std::size_t>(plan.fault.effect) - 1]);
         out.flag("with-result", plan.fault.with_result).flag("from", plan.for_ever);
     }
 }

@@ -223,8 +223,8 @@ Value job_instance(const Job &job, Milliseconds now) {
     items.push_back({"JobUntilTime", Value::string(job.until_text)});
     items.push_back({"JobStartTime", Value::string(job.start_text)});
     items.push_back({"MessageArguments", Value::null(CMPI_string)});
-    const bool says_why = phase == Phase::failed && !job.failure.empty();
-    items.push_back({"Message", Value::string(says_why ? job.failure : facts(phase).message)});
+    const bool has_message = phase == Phase::failed && !job.failure.empty();
+    items.push_back({"Message", Value::string(has_message ? job.failure : facts(phase).message)});
     items.push_back({"MessageID", Value::string(facts(phase).message_id)});
     items.push_back({"JobStatus", Value::string(facts(phase).status)});
     items.push_back({"Name", Value::string(job.name)});
