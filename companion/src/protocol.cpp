@@ -12,13 +12,9 @@ namespace {
 
 constexpr size_t LONGEST = sizeof(FrameHeader) + LONGEST_FRAME;
 
-char *XAVO_VELK_LifecycleJob::*const JOB_TEXTS[] = {
-    &XAVO_VELK_LifecycleJob::InstanceID,      &XAVO_VELK_LifecycleJob::ElapsedTimeSinceCompletion,
-    &XAVO_VELK_LifecycleJob::PercentComplete, &XAVO_VELK_LifecycleJob::JobUntilTime,
-    &XAVO_VELK_LifecycleJob::JobStartTime,    &XAVO_VELK_LifecycleJob::MessageArguments,
-    &XAVO_VELK_LifecycleJob::Message,         &XAVO_VELK_LifecycleJob::MessageID,
-    &XAVO_VELK_LifecycleJob::JobStatus,       &XAVO_VELK_LifecycleJob::Name,
-};
+#define ROW(name) &XAVO_VELK_LifecycleJob::name,
+char *XAVO_VELK_LifecycleJob::*const JOB_TEXTS[] = {XAVO_JOB_PROPERTIES(ROW)};
+#undef ROW
 
 // The members of a request that are plain text, by their tags.
 constexpr struct {

@@ -49,19 +49,12 @@ int kind_of(const Met &met, int operation) {
 
 // Writes a job. False: it cannot be read.
 bool write_job(Writer *writer, XAVO_Proxy *handle, CMPIInstance *instance) {
-#define PROPERTY(name)                                                                                       \
-    { &XAVO_VELK_LifecycleJob::name, #name }
+#define ROW(name) {&XAVO_VELK_LifecycleJob::name, #name},
     static constexpr struct {
         char *XAVO_VELK_LifecycleJob::*text;
         char name[27];
-    } PROPERTIES[] = {
-        PROPERTY(InstanceID),      PROPERTY(ElapsedTimeSinceCompletion),
-        PROPERTY(PercentComplete), PROPERTY(JobUntilTime),
-        PROPERTY(JobStartTime),    PROPERTY(MessageArguments),
-        PROPERTY(Message),         PROPERTY(MessageID),
-        PROPERTY(JobStatus),       PROPERTY(Name),
-    };
-#undef PROPERTY
+    } PROPERTIES[] = {XAVO_JOB_PROPERTIES(ROW)};
+#undef ROW
     XAVO_VELK_LifecycleJob *job = libxavo.XAVO_new_VELK_LifecycleJob();
     XAVO_ErrorCode code = job != nullptr ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY;
     for (const auto &property : PROPERTIES)

@@ -11,13 +11,9 @@ namespace {
 constexpr unsigned int FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 10000, BORROW_MS = 5000;
 constexpr int GOES_ON = -1; // no end yet
 
-char *XAVO_VELK_LifecycleJob::*const FIELDS[] = {
-    &XAVO_VELK_LifecycleJob::InstanceID,      &XAVO_VELK_LifecycleJob::ElapsedTimeSinceCompletion,
-    &XAVO_VELK_LifecycleJob::PercentComplete, &XAVO_VELK_LifecycleJob::JobUntilTime,
-    &XAVO_VELK_LifecycleJob::JobStartTime,    &XAVO_VELK_LifecycleJob::MessageArguments,
-    &XAVO_VELK_LifecycleJob::Message,         &XAVO_VELK_LifecycleJob::MessageID,
-    &XAVO_VELK_LifecycleJob::JobStatus,       &XAVO_VELK_LifecycleJob::Name,
-};
+#define ROW(name) &XAVO_VELK_LifecycleJob::name,
+char *XAVO_VELK_LifecycleJob::*const FIELDS[] = {XAVO_JOB_PROPERTIES(ROW)};
+#undef ROW
 
 bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob *b) {
     if (a == nullptr || b == nullptr)
