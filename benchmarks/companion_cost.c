@@ -1,9 +1,12 @@
-/* companion_cost.c - what a call by a worker costs beside the same call in this process.
+/* companion_cost.c - compares a call by a worker with the same call in this process.
  *
- *   companion_cost calls     a warm call, beside libxavo with a probe before each method call; and one that
- * has to start a worker companion_cost hang      with a broker that holds its answers back (CIMSIM_SCENE):
- * how long a cancel takes, and by how much a call outlasts its deadline companion_cost list      a list of
- * all jobs that the controller has
+ *   companion_cost calls  a call by a running worker, compared with libxavo and a probe before each
+ *                         method call; and a call that has to start a worker
+ *
+ *   companion_cost hang   with a broker that delays its answers (CIMSIM_SCENE): how long a cancel takes,
+ *                         and how long after its deadline a call returns
+ *
+ *   companion_cost list   a list of all jobs that the controller has
  *
  * Prints one JSON object. The exit status is 3 when a figure is above its limit. */
 #include <poll.h>
