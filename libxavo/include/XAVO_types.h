@@ -13,7 +13,7 @@
 
 typedef int XAVO_ErrorCode;
 
-/* Expands ROW(constant, value, name, meaning) for every code, also for tables of a program. */
+/* Expands ROW(constant, value, name, meaning) for every code. Programs can make their own tables with it. */
 /* clang-format off */
 #define XAVO_ERROR_CODES(ROW) \
     ROW(XAVO_NO_ERROR,                      0, "NO_ERROR",                   "success") \
@@ -56,14 +56,14 @@ enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
  *                            of the broker, the instance lacks a property.
  * UNKNOWN_ERROR              The service refuses, and this library has no code for its reason; the broker
  *                            gives a status that has no code of its own (rc 1, rc 8 and above); the answer
- *                            cannot be used; or the connection is broken. In the last case fetching any job
- *                            through the same handle (XAVO_get_VELK_LifecycleJob) reports UNKNOWN_ERROR,
+ *                            could not be read; or the connection is broken. In the last case fetching any
+ *                            job through the same handle (XAVO_get_VELK_LifecycleJob) reports UNKNOWN_ERROR,
  *                            too; otherwise the connection works. Where the function says that the service's
  *                            message is logged, it follows "MessageID=" and "Message=" in the log. */
 
 /* ---- Jobs as records: VELK_LifecycleJob --------------------------------------------------------- */
 
-/* One job. Every string is either NULL (the property has no good value) or a copy that the record owns;
+/* One job. Every string is either NULL (the property has no value) or a copy that the record owns;
  * numbers and times are text, as the controller gives them. */
 typedef struct XAVO_VELK_LifecycleJob {
     struct XAVO_VELK_LifecycleJob *next; /* the next record of a list; NULL in the last one */
@@ -96,7 +96,7 @@ typedef struct XAVO_VELK_LifecycleJob {
 
 /* The records are part of the binary interface. Start from one of all zero bytes. Every buffer holds a string
  * that ends inside the buffer. An empty string, or the number 0, means "not given" and is not sent, unless
- * the member's comment says otherwise. What a share type does not use is not sent:
+ * the member's comment says otherwise. A member that the share type does not use is not sent:
  *
  *     share type   server, share, image   user, password      options of XAVO_HTTP_SHARE_OPT_DATA
  *     0            yes                    no                  no
@@ -118,11 +118,11 @@ typedef struct XAVO_HTTP_SHARE_OPT_DATA {
 
 /* A network share to be tested. With share type 2, user name, password and workgroup are sent even when they
  * are empty; this library joins workgroup and user name with a backslash for the service when both are
- * given, so give each by itself. */
+ * given, so store each in its own member. */
 typedef struct XAVO_NET_INPUT_DATA {
     char uname[65];     /* sent joined with the workgroup */
     char passwd[65];    /* sent as it is */
-    char workgroup[65]; /* the user's; sent as it is, too */
+    char workgroup[65]; /* of the user; also sent as it is */
     char ipaddr[65];    /* the server's address; sent even when it is empty */
     char sharename[257];
     uint16_t shareType; /* 0, 2, 5 or 6; always sent */
