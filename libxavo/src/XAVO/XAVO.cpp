@@ -15,7 +15,7 @@ using namespace xavo;
 
 namespace {
 
-// The two pairs mark a live handle; they differ so that its head is not taken for its tail.
+// The two pairs mark a live handle; they differ so that the head cannot be mistaken for the tail.
 constexpr uint32_t HEAD_MAGIC[2] = {0x60845501, 0x78771855};
 constexpr uint32_t TAIL_MAGIC[2] = {0x60845502, 0x78771855};
 

@@ -40,8 +40,8 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
     return job;
 }
 
-// Returns the instance of a job; NULL with the code unchanged when the broker gives none. The path is made
-// before the lock, and the lock ends here, so that the caller converts the instance unlocked.
+// Returns the instance of a job; NULL with the code unchanged when the broker gives none. Only the
+// query runs under the lock: the path is built before it, and the caller converts the instance after it.
 CMPIInstance *fetch_instance(const OperationContext &context, const char *InstanceID) {
     CMPIObjectPath *path = XAVO_build_object_path_key_value(context.sp(), context.errorcodep, NAMESPACE,
                                                             LIFECYCLE_JOB, "InstanceID", InstanceID);

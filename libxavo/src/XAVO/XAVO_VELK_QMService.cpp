@@ -15,9 +15,9 @@ using namespace xavo;
 
 namespace {
 
-// The tables of this file say what is done with the members of a record. The type of a row names the record,
-// so that a row or a table cannot be used for another record; the type and the width of the member follow
-// from its declaration. Rows contain their names: pointers to them would be relocated.
+// The tables of this file describe how the members of a record are checked and sent. The record is a template
+// parameter of the row, so that a row or a table cannot be used for another record; the type and the width of
+// the member follow from its declaration. Rows contain their names: pointers to them would be relocated.
 
 // A member of a record, by its offset.
 template <typename Record>
@@ -28,7 +28,7 @@ struct Member {
     }
 };
 
-// The CMPI type of a member and, of a buffer, its width. Members have no other types.
+// The CMPI type of a member and, for a buffer, its width. No member has another type.
 template <typename T>
 struct MemberType;
 template <size_t size>
@@ -41,12 +41,12 @@ struct MemberType<uint16_t> {
     static constexpr CMPIType type = CMPI_uint16;
 };
 
-// A character buffer, and the format of the line for a string that does not end inside it.
+// A character buffer, and the format of the error line for a string that does not end inside it.
 template <typename Record>
 struct Buffer {
     Member<Record> member;
     uint16_t width;
-    char unterminated[43];
+    char error_format[43];
 };
 #define BUFFER(record, member)                                                                               \
     {                                                                                                        \
@@ -76,17 +76,17 @@ constexpr Buffer<XAVO_BAR_INPUT_DATA> BAR_BUFFERS[] = {
 };
 #undef BUFFER
 
-bool is_terminated(const void *buffer, size_t width, const char *unterminated, const char *function) {
+bool is_terminated(const void *buffer, size_t width, const char *error_format, const char *function) {
     if (XAVO_Validate_StringBuffer(static_cast<const char *>(buffer), width) != 0)
         return true;
-    log_error(unterminated, XAVO_PREFIX_VALUES(function));
+    log_error(error_format, XAVO_PREFIX_VALUES(function));
     return false;
 }
 
 template <typename Record, size_t count>
 bool all_terminated(const Buffer<Record> (&buffers)[count], const Record *record, const char *function) {
     for (const Buffer<Record> &buffer : buffers)
-        if (!is_terminated(buffer.member.in(record), buffer.width, buffer.unterminated, function))
+        if (!is_terminated(buffer.member.in(record), buffer.width, buffer.error_format, function))
             return false;
     return true;
 }
@@ -147,7 +147,7 @@ void XAVO_dig_out_QMjob_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, cha
     read_job_id({errorcodep, __func__}, outarglist, "Job", jobid);
 }
 
-// The error code of a message identifier. A table ends with NO_ERROR.
+// The error code of a message identifier. The last row of a table has the code NO_ERROR.
 struct MessageCode {
     uint16_t code;
     char id[7];
@@ -167,7 +167,7 @@ constexpr MessageCode XAVO_message_id_map[] = {
     {XAVO_NO_ERROR, ""},
 };
 
-// The share test has fewer messages, and one that the others lack.
+// The share test has fewer messages, and one that backup and restore do not have.
 constexpr MessageCode SHARE_TEST_MESSAGES[] = {
     {XAVO_MISSING_REQUIRED_PARAMETER, "QM016"},
     {XAVO_INVALID_VALUE, "QM017"},
@@ -193,7 +193,7 @@ constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 
 bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
-// An argument whose value is a member of a record: how and when it is sent, which member, which name.
+// An argument whose value is a member of a record: the member, how and when it is sent, the argument's name.
 struct SendRule {
     CMPIType type;
     uint8_t share_types;
@@ -243,7 +243,7 @@ bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&argu
     return true;
 }
 
-// The check of the share type, which comes after the argument lists are made.
+// Checks the share type. Called only after the argument lists are made.
 bool accepts_share_type(ErrorContext call, uint8_t share_types, CMPIUint16 type) {
     return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
@@ -279,8 +279,8 @@ bool has_start_time(ErrorContext call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
-// Adds the option that only a restore has, also when it is 0. Its lowest bit alone is sent and is left in the
-// caller's record.
+// Adds the option that only a restore has, also when it is 0. Only its lowest bit is sent; the other bits are
+// cleared in the caller's record.
 bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
     data->preserveVDConfig &= 1U;
     return call.add("PreserveVDConfig", &data->preserveVDConfig);
@@ -346,7 +346,7 @@ constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_FIRST[] = {
     ARGUMENT("ShareName", XAVO_NET_INPUT_DATA, sharename, ANY_SHARE, IF_SET),
 };
 
-constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_SECRETS[] = {
+constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_AFTER_USER[] = {
     ARGUMENT("Password", XAVO_NET_INPUT_DATA, passwd, SHARE_TEST_CREDENTIALS, ALWAYS),
     ARGUMENT("Workgroup", XAVO_NET_INPUT_DATA, workgroup, SHARE_TEST_CREDENTIALS, ALWAYS),
 };
@@ -355,7 +355,8 @@ constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_LAST[] = {
     ARGUMENT("ShareType", XAVO_NET_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
 };
 
-// Returns the user name in its workgroup, if there is one; NULL when memory is exhausted.
+// Returns WORKGROUP\USER when both are given, else the user name, as a new string; NULL when memory is
+// exhausted.
 char *combined_user_name(const XAVO_NET_INPUT_DATA *data, const char *operation) {
     char *combined = nullptr;
     if (data->workgroup[0] != '\0' && data->uname[0] != '\0') {
@@ -404,7 +405,7 @@ void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
     if (call.set_path(XAVO_build_QMService_path(errorcodep)) && call.make_argument_lists() &&
         accepts_share_type(call, NETWORK_SHARES, data->shareType) &&
         add_arguments(call, SHARE_TEST_ARGUMENTS_FIRST, data, data->shareType) && add_user_name(call, data) &&
-        add_arguments(call, SHARE_TEST_SECRETS, data, data->shareType) &&
+        add_arguments(call, SHARE_TEST_ARGUMENTS_AFTER_USER, data, data->shareType) &&
         add_arguments(call, HTTP_ARGUMENTS, &data->http, data->shareType) &&
         add_arguments(call, SHARE_TEST_ARGUMENTS_LAST, data, data->shareType) &&
         call.invoke_quietly("TestNetworkShare"))

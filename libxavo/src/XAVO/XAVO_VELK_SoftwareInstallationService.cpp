@@ -26,12 +26,12 @@ void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const
 }
 
 // Reads the outcome of a method that reports success by naming a job; its return value is ignored.
-// `unreadable` is the format of the line for a job that cannot be read.
-void read_job(Invocation &call, const char *argname, const char *unreadable, char **JID_InstanceID) {
+// `error_format` is the format of the line for a job that cannot be read.
+void read_job(Invocation &call, const char *argname, const char *error_format, char **JID_InstanceID) {
     call.reset_returned();
     XAVO_dig_out_job_id(call.errorcodep, call.outputs(), argname, JID_InstanceID);
     if (*call.errorcodep != XAVO_NO_ERROR)
-        log_error(unreadable, XAVO_PREFIX_VALUES(call.operation));
+        log_error(error_format, XAVO_PREFIX_VALUES(call.operation));
     else if (*JID_InstanceID == nullptr)
         *call.errorcodep = XAVO_UNKNOWN_ERROR;
     else
@@ -40,8 +40,8 @@ void read_job(Invocation &call, const char *argname, const char *unreadable, cha
     XAVO_log_MessageID(call.outputs());
 }
 
-// Converts decimal text to a signed 32-bit number on machines with a long of any width. A number out of range
-// gives the nearest one in range and ERANGE.
+// Converts decimal text to a signed 32-bit number also where long is wider. For a number out of range
+// returns the nearest one in range and sets errno to ERANGE.
 int32_t parse_int32(const char *text, char **end) {
     errno = 0;
     const long number = strtol(text, end, 10);

@@ -82,7 +82,8 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
     for (CMPICount i = 0; i < count; ++i) {
         CMPIData element = array->ft->getElementAt(array, i, nullptr);
         XAVO_free_CMPIData_value(&element);
-        // Also when nothing was freed: the array's release function frees every element that is not null.
+        // Needed also when nothing was freed: the array's release function frees every element that is not
+        // null.
         CMPIValue none = {};
         if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).code() != CMPI_RC_OK)
             XAVO_ERROR(__func__, "setElementAt() call failed");
@@ -305,7 +306,7 @@ void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op) {
     };
     print_part(op->ft->getNameSpace(op, nullptr), "namespace", "namespace");
     print_part(op->ft->getHostname(op, nullptr), "hostname",
-               "hostanme"); // programs that read the output know it so
+               "hostanme"); // the misspelling stays: programs parse the output
     print_part(op->ft->getClassName(op, nullptr), "classname", "classname");
 
     const unsigned int count = op->ft->getKeyCount(op, nullptr);

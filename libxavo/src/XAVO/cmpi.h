@@ -24,7 +24,7 @@ public:
     Owner(const Owner &) = delete;
     Owner &operator=(const Owner &) = delete;
 
-    // Releases its object and owns the given one from now on. Returns that one.
+    // Releases the owned object, then owns `object`. Returns `object`.
     Object *reset(Object *object = nullptr) {
         release(object_);
         return object_ = object;
@@ -73,7 +73,7 @@ private:
     CMPIStatus status_ = {CMPI_RC_OK, nullptr};
 };
 
-// A value is present when no bit of its state is set but that of a key.
+// A value is present when its state is CMPI_goodValue or CMPI_keyValue.
 inline bool is_present(const CMPIData &data) { return (data.state & ~CMPI_keyValue) == CMPI_goodValue; }
 
 // Only the low 32 bits of a uint32 of the client library are defined.
@@ -89,8 +89,8 @@ CMPIValue *value_at(Variable *variable) {
     return static_cast<CMPIValue *>(const_cast<void *>(static_cast<const void *>(variable)));
 }
 
-// Returns the characters of a string value; NULL when it is not a string or has none. The type alone
-// decides: a value whose state is not good can still hold a string.
+// Returns the characters of a string value; NULL when it is not a string or has no characters. Only
+// the type is checked: a value whose state is not good can still hold a string.
 inline const char *characters(const CMPIData &data) {
     if (data.type != CMPI_string || data.value.string == nullptr)
         return nullptr;

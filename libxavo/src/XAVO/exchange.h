@@ -1,4 +1,5 @@
-// exchange.h - an exchange with the broker: the handle's lock, SIGPIPE, and the check of the client.
+// exchange.h - guards around an exchange with the broker: the handle's lock, the block of SIGPIPE, and the
+// check that the client has the function to be called.
 #ifndef XAVO_EXCHANGE_H
 #define XAVO_EXCHANGE_H
 
@@ -7,7 +8,8 @@
 
 namespace xavo {
 
-// Holds the handle's lock. Declared before every object of the exchange, so that it outlives them.
+// Holds the handle's lock. Declare it before the objects of the exchange, so that it unlocks after their
+// release.
 class Lock {
 public:
     explicit Lock(XAVO_Proxy *sp) : sp_(sp) { XAVO_lock(sp_); }
@@ -29,9 +31,9 @@ private:
 // Keeps the SIGPIPE of one exchange from the program. The client library writes to its socket unprotected:
 // after the broker has gone, the signal would end every program that does not ignore it. This class blocks
 // SIGPIPE for the calling thread and removes the one that the exchange raised. If SIGPIPE was already
-// pending, the thread had blocked it, and nothing is done: it cannot be found out whether that one was sent
-// to the thread or to the process, so removing one could remove it. If it was sent to the process, the one
-// that the exchange raised stays pending for the thread.
+// pending, the thread had blocked it, and this class removes none: it cannot distinguish the earlier signal
+// from the one that the exchange raised. If the earlier one is pending for the process, the one that the
+// exchange raised stays pending for the thread.
 class SigpipeBlock {
 public:
     SigpipeBlock();

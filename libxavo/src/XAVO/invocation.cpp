@@ -81,7 +81,7 @@ void Invocation::read_return_value() {
     XAVO_log_MessageID(out_.get());
     out_.reset();
     lock_.unlock();
-    *errorcodep = XAVO_UNKNOWN_ERROR; // the interface sets this code last
+    *errorcodep = XAVO_UNKNOWN_ERROR; // set only after the releases and the unlock
 }
 
 } // namespace xavo

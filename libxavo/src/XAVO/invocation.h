@@ -24,15 +24,16 @@ public:
     Invocation(const Invocation &) = delete;
     Invocation &operator=(const Invocation &) = delete;
 
-    // Sets the instance whose method is called, and owns the path. NULL: the builder has failed and set the
-    // code.
+    // Sets the instance whose method is called, and owns the path. Returns false for NULL: the function that
+    // builds the path has failed and set the code.
     bool set_path(CMPIObjectPath *path);
 
     // Makes the lists of input and output arguments.
     bool make_argument_lists();
 
-    // Add an argument: a string or a number, which are copied; an array, which is owned from then on; the
-    // path that set_target has set. The client library gets the address of the number itself.
+    // Add an argument: a string, a number, an array, or the path that set_target has set. The client library
+    // copies the value; a number is passed by the given address. The array is owned from now on, also on
+    // failure.
     bool add(const char *name, const char *text);
     bool add(const char *name, const CMPIUint16 *number);
     bool add_array(const char *name, CMPIArray *strings);
@@ -49,7 +50,7 @@ public:
     void read_return_value();
 
     CMPIArgs *outputs() const { return out_.get(); }
-    // For methods whose return value has no meaning.
+    // Releases the method's return value early, for methods whose return value has no meaning.
     void reset_returned() { returned_.reset(); }
 
 private:
@@ -79,7 +80,7 @@ private:
     XAVO_Proxy *sp_;
     CMPIrc rc_ = CMPI_RC_OK;
 
-    // In the reverse of the order in which a call that fails early releases them. The lock is held longest.
+    // A call that fails early releases these from the last to the first: path_ first, the lock at the end.
     Lock lock_;
     Returned returned_;
     Owner<CMPIArray> array_;

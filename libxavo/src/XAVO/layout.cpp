@@ -1,5 +1,5 @@
 // layout.cpp - compile-time checks of the layouts that programs are compiled against. Offsets are in bytes;
-// those that depend on the machine are given by the width of a pointer.
+// those that depend on the machine are given in terms of the size of a pointer, WORD.
 #include <XAVO.h>
 
 #define MEMBER(record, member, offset, size)                                                                 \

@@ -44,10 +44,10 @@ void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const c
 #define XAVO_PREFIX "%s,%d,%s: "
 #define XAVO_PREFIX_VALUES(function) XAVO_BASE_NAME, __LINE__, function
 
-// The whole format of an error line, for tables with one in each row.
+// The whole format of an error line, for tables whose rows contain one.
 #define XAVO_ERROR_FORMAT(text) XAVO_PREFIX "ERROR: " text "\n"
 
-// One line, with or without values of its own.
+// Log one line; the text of a _WITH macro has conversions for further values.
 #define XAVO_ERROR(function, text) xavo::log_error(XAVO_ERROR_FORMAT(text), XAVO_PREFIX_VALUES(function))
 #define XAVO_ERROR_WITH(function, text, ...)                                                                 \
     hulmprintf(xavo::LOG_ERROR, xavo::LOG_MODULE, XAVO_ERROR_FORMAT(text), XAVO_PREFIX_VALUES(function),     \

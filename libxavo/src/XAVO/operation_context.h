@@ -6,12 +6,13 @@
 
 namespace xavo {
 
-// The two checks that do not open a handle. On failure they log; is_live sets the error code, too.
+// Checks also for functions that open no handle: errorcodep is not NULL; the handle is live. On failure both
+// log, and is_live sets the error code.
 bool has_errorcodep(ErrorContext context);
 bool is_live(ErrorContext context, const XAVO_Proxy *sp);
 
-// Checks the two arguments that every operation has, and sets the error code. The operation uses the caller's
-// handle or, when the caller gave NULL, a temporary one that is freed with this object.
+// Checks errorcodep and sp, the arguments that every operation has, and sets the error code. The operation
+// uses the caller's handle or, when the caller gave NULL, a temporary one that is freed with this object.
 class OperationContext : public ErrorContext {
 public:
     OperationContext(XAVO_Proxy *sp, XAVO_ErrorCode *code, const char *function);

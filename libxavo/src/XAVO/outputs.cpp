@@ -47,7 +47,7 @@ void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, ch
     }
     Status status;
     CMPIData key = job.value.ref->ft->getKey(job.value.ref, "InstanceID", status.out());
-    XAVO_free_CMPIData_value(&job); // the key is an object of its own
+    XAVO_free_CMPIData_value(&job); // the key was read as a copy and stays valid
     rc = traced_code(status, reader.operation);
     if (rc != CMPI_RC_OK) {
         *errorcodep = XAVO_translate_error_code(rc);

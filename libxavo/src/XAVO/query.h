@@ -1,4 +1,4 @@
-// query.h - reads instances from the broker, by either of the two slots of the client that do.
+// query.h - reads instances from the broker, by the client's function getInstance or enumInstances.
 #ifndef XAVO_QUERY_H
 #define XAVO_QUERY_H
 
@@ -7,12 +7,13 @@
 
 namespace xavo {
 
-// A slot of the client that reads what a path names.
+// A slot of the client's function table: getInstance or enumInstances.
 template <typename Object>
 using Reader = Object *(*CMCIClientFT::*)(CMCIClient *, CMPIObjectPath *, CMPIFlags, char **, CMPIStatus *);
 
-// Returns what the slot gives for a path. The caller holds the handle's lock. NULL on failure, with the code
-// set; NULL with the code unchanged when the broker gives nothing.
+// Returns the object that the slot returns for `path`, for the caller to release. The caller holds the
+// handle's lock. NULL on failure, with the code set; NULL with the code unchanged when the broker answers
+// with success and no object.
 template <typename Object>
 Object *query(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path, Reader<Object> slot) {
     if (!can_call(sp, slot)) {
