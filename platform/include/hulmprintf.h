@@ -15,9 +15,9 @@ extern "C" {
  *
  * A program with a log of its own defines this function itself: libraries use the first definition that the
  * loader finds, and the program is searched first. Include this header in the source that defines the
- * function (it makes the function visible for any -fvisibility) and link with -rdynamic. Or put it into a
- * shared library, and link that before libxavo or name it in LD_PRELOAD. It is called on any thread,
- * sometimes while a handle is locked: it must not call libxavo, and it must keep errno. */
+ * function (it exports the function even with -fvisibility=hidden) and link with -rdynamic. Or put it into a
+ * shared library, and link that before libxavo or name it in LD_PRELOAD. It can be called on any thread,
+ * also while a handle is locked: it must not call libxavo, and it must keep errno. */
 void hulmprintf(int level, int module, const char *format, ...)
     __attribute__((format(printf, 3, 4), visibility("default")));
 
