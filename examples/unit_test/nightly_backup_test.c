@@ -1,4 +1,4 @@
-/* nightly_backup_test.c - a backup in a night in which things go wrong, on the simulated controller. */
+/* nightly_backup_test.c - tests nightly_backup on the simulated controller, failures included. */
 #include "nightly_backup.h"
 #include <cimsim.h>
 #include <stdlib.h>
@@ -9,14 +9,14 @@ static int failures;
 #define CHECK(condition)                                                                                     \
     ((condition)                                                                                             \
          ? (void)0                                                                                           \
-         : (void)(++failures, printf("%s:%d: not so: %s\n%s", __FILE__, __LINE__, #condition, told)))
+         : (void)(++failures, printf("%s:%d: failed: %s\n%s", __FILE__, __LINE__, #condition, printed)))
 
-static char *told;
-static void (*at_poll)(unsigned long poll); /* what happens meanwhile; may be NULL */
+static char *printed;                       /* the output of the last run */
+static void (*at_poll)(unsigned long poll); /* called after each poll; may be NULL */
 
 static unsigned int deadline_ms;
 
-/* Time stands still but for a second after each poll. */
+/* The clock advances by one second after each poll, and only then. */
 static int polled(void *context, const XAVO_Poll *poll) {
     (void)context;
     cimsim_advance(1);
@@ -38,83 +38,83 @@ static backup_end backup(void) {
         .deadline_ms = deadline_ms, .first_pause_ms = 1, .longest_pause_ms = 1, .polled = polled};
     XAVO_Pool *pool = XAVO_pool_new(NULL, NULL);
     size_t size = 0;
-    free(told);
-    told = NULL;
-    FILE *out = open_memstream(&told, &size);
+    free(printed);
+    printed = NULL;
+    FILE *out = open_memstream(&printed, &size);
     const backup_end end = nightly_backup(out, pool, &data, &how);
     fclose(out);
     XAVO_pool_free(pool);
     return end;
 }
 
-static int tells(const char *text) { return strstr(told, text) != NULL; }
+static int prints(const char *text) { return strstr(printed, text) != NULL; }
 
-static void it_is_done(void) {
+static void backs_up(void) {
     CHECK(backup() == BACKUP_DONE);
-    CHECK(tells("JID_1: started") && tells("COMPLETED, NO_ERROR: The job completed successfully."));
+    CHECK(prints("JID_1: started") && prints("COMPLETED, NO_ERROR: The job completed successfully."));
 }
 
-static void it_is_refused(void) {
+static void reports_a_refusal_of_the_service(void) {
     cimsim_set_lockdown(1);
     CHECK(backup() == BACKUP_REFUSED);
     CHECK(
-        tells("SYSTEM_IN_LOCKDOWN_MODE, SERVICE, effect ANSWERED, PXN095: The system is in lockdown mode."));
+        prints("SYSTEM_IN_LOCKDOWN_MODE, SERVICE, effect ANSWERED, PXN095: The system is in lockdown mode."));
 }
 
-static void its_user_is_refused(void) {
+static void reports_a_refused_user(void) {
     cimsim_refuse_user("root01ff");
     CHECK(backup() == BACKUP_REFUSED);
-    CHECK(tells("PERMISSION_ERROR, BROKER, effect ANSWERED: The broker refuses the user"));
+    CHECK(prints("PERMISSION_ERROR, BROKER, effect ANSWERED: The broker refuses the user"));
 }
 
-static void its_job_fails(void) {
+static void reports_a_failed_job(void) {
     cimsim_next_job(4, 1, "The share is full.");
     CHECK(backup() == BACKUP_FAILED);
-    CHECK(tells("FAILED, NO_ERROR: The share is full."));
+    CHECK(prints("FAILED, NO_ERROR: The share is full."));
 }
 
-static void its_job_takes_too_long(void) {
+static void gives_up_at_the_deadline(void) {
     cimsim_next_job(100000, 0, NULL);
     deadline_ms = 500;
     CHECK(backup() == BACKUP_UNFINISHED);
-    CHECK(tells("DEADLINE"));
+    CHECK(prints("DEADLINE"));
 }
 
 static void restart(unsigned long poll) {
     if (poll % 2 == 1)
         cimsim_restart_broker(CIMSIM_PIPE_CALLS);
 }
-static void the_broker_is_restarted(void) {
+static void continues_after_restarts_of_the_broker(void) {
     at_poll = restart;
     CHECK(backup() == BACKUP_DONE);
 }
 
-static void lose(unsigned long poll) { cimsim_set_reachable(poll >= 3); }
-static void the_broker_is_away(void) {
-    at_poll = lose;
+static void be_unreachable_at_first(unsigned long poll) { cimsim_set_reachable(poll >= 3); }
+static void continues_after_the_broker_was_unreachable(void) {
+    at_poll = be_unreachable_at_first;
     CHECK(backup() == BACKUP_DONE);
     cimsim_set_reachable(0);
     deadline_ms = 500;
     CHECK(backup() == BACKUP_REFUSED);
-    CHECK(tells("UNABLE_TO_OPEN_CONNECTION, NO_BROKER, effect NONE"));
+    CHECK(prints("UNABLE_TO_OPEN_CONNECTION, NO_BROKER, effect NONE"));
 }
 
-static void the_program_is_restarted(void) {
+static void takes_up_the_job_of_an_earlier_run(void) {
     cimsim_next_job(100000, 0, NULL);
     deadline_ms = 500;
-    CHECK(backup() == BACKUP_UNFINISHED); /* as good as ended by somebody */
+    CHECK(backup() == BACKUP_UNFINISHED); /* for the controller, as if the program had been killed */
     CHECK(backup() == BACKUP_UNFINISHED);
-    CHECK(tells("JID_1: taken up"));
+    CHECK(prints("JID_1: taken up"));
     cimsim_advance(100000);
     deadline_ms = 10000;
-    CHECK(backup() == BACKUP_DONE); /* it ended meanwhile */
-    CHECK(tells("JID_1: taken up") && cimsim_job_count() == 1);
+    CHECK(backup() == BACKUP_DONE); /* the job has ended in the meantime */
+    CHECK(prints("JID_1: taken up") && cimsim_job_count() == 1);
 }
 
-static void it_is_tried_again_after_a_failure(void) {
-    its_job_fails();
+static void starts_another_job_after_a_failure(void) {
+    reports_a_failed_job();
     CHECK(backup() == BACKUP_DONE);
-    CHECK(tells("JID_2: started"));
+    CHECK(prints("JID_2: started"));
 }
 
 int main(void) {
@@ -122,15 +122,15 @@ int main(void) {
         const char *name;
         void (*run)(void);
     } tests[] = {
-        {"it is done", it_is_done},
-        {"it is refused", it_is_refused},
-        {"its user is refused", its_user_is_refused},
-        {"its job fails", its_job_fails},
-        {"its job takes too long", its_job_takes_too_long},
-        {"the broker is restarted", the_broker_is_restarted},
-        {"the broker is away", the_broker_is_away},
-        {"the program is restarted", the_program_is_restarted},
-        {"it is tried again after a failure", it_is_tried_again_after_a_failure},
+        {"backs up", backs_up},
+        {"reports a refusal of the service", reports_a_refusal_of_the_service},
+        {"reports a refused user", reports_a_refused_user},
+        {"reports a failed job", reports_a_failed_job},
+        {"gives up at the deadline", gives_up_at_the_deadline},
+        {"continues after restarts of the broker", continues_after_restarts_of_the_broker},
+        {"continues after the broker was unreachable", continues_after_the_broker_was_unreachable},
+        {"takes up the job of an earlier run", takes_up_the_job_of_an_earlier_run},
+        {"starts another job after a failure", starts_another_job_after_a_failure},
     };
     /* The program's workers are other processes: they meet the same controller where it lives in a file. */
     char folder[] = "/tmp/nightly_backup_XXXXXX", state[sizeof folder + 8], lock[sizeof folder + 16];
@@ -151,7 +151,7 @@ int main(void) {
         tests[i].run();
         printf("%-6s %s\n", failures == before ? "ok" : "FAILED", tests[i].name);
     }
-    free(told);
+    free(printed);
     unlink(state);
     unlink(lock);
     rmdir(folder);
