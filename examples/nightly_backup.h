@@ -1,4 +1,4 @@
-/* nightly_backup.h - what the program does, apart from its arguments: for its main and for its tests. */
+/* nightly_backup.h - the program without its command line, for main and for the tests. */
 #ifndef NIGHTLY_BACKUP_H
 #define NIGHTLY_BACKUP_H
 
@@ -8,7 +8,7 @@
 typedef enum { BACKUP_DONE = 0, BACKUP_REFUSED = 1, BACKUP_FAILED = 2, BACKUP_UNFINISHED = 3 } backup_end;
 
 /* Starts the backup that the record describes, unless there is a job of its JobName that has not failed, and
- * follows it. how->deadline_ms bounds all of it. Writes what happens to `out`. */
+ * follows it. how->deadline_ms limits the whole run. Prints each step on `out`. */
 backup_end nightly_backup(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *backup,
                           const XAVO_WaitOptions *how);
 

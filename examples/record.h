@@ -1,8 +1,8 @@
 /* record.h - fills the records of XAVO.h without truncating.
  *
- * A truncated password locks an account; a truncated share is another share. So both functions refuse text
- * that does not fit: they return 1 when the whole text is in the buffer, else 0 and print the reason on
- * standard error. */
+ * A truncated password can lock the account; a truncated share name can be another share. So both functions
+ * refuse text that does not fit: they return 1 when the whole text is in the buffer, else 0 and print the
+ * reason on standard error. */
 #ifndef RECORD_H
 #define RECORD_H
 

@@ -3,8 +3,8 @@
 #include <string.h>
 #include <XAVO.h>
 
-/* Looks for the software identity and prints the others that it meets. Returns NOT_FOUND when there is none.
- */
+/* Looks for the software identity and prints the others that come before it. Returns NOT_FOUND when it does
+ * not exist. */
 static XAVO_ErrorCode find_identity(XAVO_Proxy *sp, FILE *out, const char *identity) {
     XAVO_ErrorCode ec;
     CMPIEnumeration *all = XAVO_enumerate(sp, &ec, "root/velk", "VELK_SoftwareIdentity");

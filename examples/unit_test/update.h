@@ -6,7 +6,7 @@
 
 typedef enum update_end {
     UPDATE_DONE,
-    UPDATE_NOT_STARTED, /* no broker, no such target, or refused; after UNKNOWN_ERROR, look for a job first */
+    UPDATE_NOT_STARTED, /* no broker, no such target, or refused; a job may exist after UNKNOWN_ERROR */
     UPDATE_FAILED,      /* the job failed, or does not exist any more */
     UPDATE_UNFINISHED   /* the job has not ended within the limit, or cannot be fetched; it continues */
 } update_end;
