@@ -133,7 +133,6 @@ void __real_free(void *memory);
 int __real_setenv(const char *name, const char *value, int overwrite);
 int __real_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before);
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);
-int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 
@@ -195,7 +194,17 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
         plan.at_lock = cimsim_calls(nullptr);
     // A call on a live mutex is only said to have failed: it must stay in balance for the rest.
     const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_lock");
-    const int result = __real_pthread_mutex_lock(mutex);
+    timespec limit = {};
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += 20;
+    const int result = pthread_mutex_timedlock(mutex, &limit);
+    if (result ==
+        ETIMEDOUT) { // the calls under the lock are shorter: it was not unlocked, or is locked twice
+        const auto *running = testing::UnitTest::GetInstance()->current_test_info();
+        fprintf(stderr, "%s: a handle's mutex was not unlocked within 20 seconds\n",
+                running == nullptr ? "no test" : running->name());
+        abort();
+    }
     return fails ? EINVAL : result;
 }
 
