@@ -120,8 +120,7 @@ Worker *wait_for_worker(XAVO_Pool *pool, uint64_t deadline) {
                             static_cast<long>(deadline % 1000) * 1000000};
     for (;;) {
         Worker *worker = take_worker(pool);
-        if (worker != nullptr ||
-            pthread_cond_clockwait(&pool->changed, &pool->lock, CLOCK_MONOTONIC, &until) != 0)
+        if (worker != nullptr || pthread_cond_timedwait(&pool->changed, &pool->lock, &until) != 0)
             return worker;
     }
 }
@@ -199,6 +198,11 @@ XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) 
     if (memory == nullptr)
         return nullptr;
     auto *pool = new (memory) XAVO_Pool();
+    pthread_condattr_t monotonic;
+    pthread_condattr_init(&monotonic);
+    pthread_condattr_setclock(&monotonic, CLOCK_MONOTONIC);
+    pthread_cond_init(&pool->changed, &monotonic);
+    pthread_condattr_destroy(&monotonic);
     pool->owner = getpid();
     pool->count = given.workers != 0 ? given.workers : USUAL_WORKERS;
     count_pool(1);

@@ -57,7 +57,7 @@ struct XAVO_Pool {
 
     // Under `lock`, which is held for moments only.
     pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t changed = PTHREAD_COND_INITIALIZER; // a worker is free, or a call unpinned
+    pthread_cond_t changed; // a worker is free, or a call unpinned; on the monotonic clock
     xavo_companion::Worker *workers;
     XAVO_Call *calls;      // all that are not freed
     bool freed;            // by the program: no call goes on
