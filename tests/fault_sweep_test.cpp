@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <handles.h>
 #include <map>
 #include <optional>
 #include <set>
@@ -27,7 +26,6 @@ struct Expected {
 struct Hit {
     std::string slot;
     unsigned occurrence; // among the operation's own calls
-    bool guards;         // it is the guard's own, and changes nothing
 };
 
 constexpr unsigned PROPERTIES = 10; // of a job
@@ -70,7 +68,7 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     const bool last_record = hit.occurrence > PROPERTIES * (op.instances - 1);
     const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // whatever the object
 
-    if (slot == "release" || hit.guards || (fault.works() && !reads_message(op, hit)))
+    if (slot == "release" || (fault.works() && !reads_message(op, hit)))
         return success;
     if (hit.slot == "cmciConnect")
         return nothing ? no_handle(op, "unable to open connection to server") : success;
@@ -170,24 +168,17 @@ std::string without(std::string text, const std::string &word) {
     return at == std::string::npos ? text : text.erase(at, word.size());
 }
 
-// A row, with a handle, a guarded one or, where it opens one itself, none.
+// A row, with a handle or, where it opens one itself, none.
 struct Case {
     const Operation *op;
-    enum { PLAIN, GUARDED, NONE } handle;
-    bool null_handle() const { return handle == NONE; }
-    bool opens() const { return null_handle() || op->reads == Reads::HANDLE || op->given == Given::LOAN; }
-    bool guarded_method() const { return handle == GUARDED && op->reads < Reads::RECORDS; }
+    bool null_handle;
+    bool opens() const { return null_handle || op->reads == Reads::HANDLE; }
     // What a call makes besides its own for a handle of its own.
-    unsigned extra(unsigned calls) const { return null_handle() ? calls : 0; }
-    // What a guard reads of a method's outputs: those that may be messages, where there are any.
-    unsigned read() const { return guarded_method() && !op->job.output.empty() ? 2 : 0; }
-    // Calls under the lock: a guard asks for a class, releases it, counts the outputs and reads them.
-    unsigned locked() const { return op->locked + (guarded_method() ? 3 + read() : 0); }
+    unsigned extra(unsigned calls) const { return null_handle ? calls : 0; }
 };
 
 std::string name_of(const Case &c) {
-    const char *const with[] = {"", " through a guard", " without a handle"};
-    std::string name = c.op->name + with[c.handle];
+    std::string name = c.op->name + (c.null_handle ? " without a handle" : "");
     std::replace(name.begin(), name.end(), ' ', '_');
     return name;
 }
@@ -200,9 +191,9 @@ unsigned mutex_calls(const Case &c) { return c.op->mutexes + c.extra(2); }
 std::vector<Case> cases() {
     std::vector<Case> all;
     for (const Operation &op : operations())
-        for (const auto handle : {Case::PLAIN, Case::GUARDED, Case::NONE})
-            if (handle == Case::PLAIN || (handle == Case::NONE ? op.takes_null : op.given != Given::LOAN))
-                all.push_back({&op, handle});
+        for (const bool null_handle : {false, true})
+            if (!null_handle || op.takes_null)
+                all.push_back({&op, null_handle});
     return all;
 }
 
@@ -217,8 +208,7 @@ struct Attempt {
     bool invoked = false;                  // the method was called
     std::map<std::string, unsigned> calls; // of each slot, up to the one that failed
     unsigned long pooled = 0;
-    XAVO_Reason reason = {}; // that a guarded handle gives
-    int error = 0;           // errno, which was EINTR
+    int error = 0; // errno, which was EINTR
 };
 
 // What is to fail: a call into the client library, or one of the library's own; 0 is none.
@@ -248,7 +238,6 @@ protected:
     // Runs the operation once.
     Attempt attempt(const Injected &injected = {}) {
         populate();
-        settle();
         for (const char *job : {"JID_1", "JID_2", "JID_3"}) // so that no null property stays in the pool
             cimsim_set_job_property(job, "MessageArguments", cimsim_string("none"));
         Attempt result;
@@ -258,13 +247,10 @@ protected:
             ADD_FAILURE() << logged();
             return result;
         }
-        if (c.handle == Case::GUARDED)
-            XAVO_guard(sp);
         {
             Results results;
             give(op, sp, results);
-            XAVO_forget_reason(sp);
-            if (c.null_handle())
+            if (c.null_handle)
                 XAVO_free(std::exchange(sp, nullptr));
             static char stale[] = "of an earlier call";
             const bool names_job = !op.job.output.empty();
@@ -300,7 +286,6 @@ protected:
             if (sp != nullptr) {
                 EXPECT_TRUE(is_unlocked(sp)) << "the handle is still locked: " << result.failed << " failed";
                 result.pooled = cimsim_pooled();
-                XAVO_take_reason(sp, result.code, &result.reason);
             }
             if (results.job == stale) { // left alone only by a call that never began
                 EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
@@ -373,20 +358,20 @@ std::string in_order(const std::string &order, const std::string &text) {
 unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault &fault) {
     const bool reads = hit.slot == "CMPIArgs.getArg" || hit.slot == "CMPIObjectPath.getKey" ||
                        hit.slot == "CMPIInstance.getProperty";
-    const bool untouched = reads && !hit.guards && !reads_message(op, hit) && fault.rc != CMPI_RC_OK;
+    const bool untouched = reads && !reads_message(op, hit) && fault.rc != CMPI_RC_OK;
     return (hit.slot == "CMPIArgs.getArg" && !fault.works() ? 0 : op.pooled) +
            (untouched && fault.with_result != 0 ? 1 : 0);
 }
 
 TEST_P(Sweep, SucceedsWhenNothingFails) {
     SCOPED_TRACE(op.where + ", " + op.name);
-    if (!goes_on() || (updating() && c.handle != Case::PLAIN))
+    if (!goes_on() || (updating() && c.null_handle))
         return;
     const Attempt clean = attempt();
     EXPECT_EQ(numbered(op.number), &op) << "another operation has the number of its stored inputs";
     EXPECT_STREQ(XAVO_EC_to_string(clean.code), "NO_ERROR");
     EXPECT_TRUE(clean.error == EINTR || clean.error == 0) << clean.error; // cleared where a number is read
-    EXPECT_TEXT((c.null_handle() ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success,
+    EXPECT_TEXT((c.null_handle ? "8 XAVO_new_with_uname: using username=[root]\n" : "") + op.success,
                 clean.log);
     const std::string request = op.given == Given::INSTANCE ? "" : without_blanks(last_request());
     EXPECT_TEXT(op.request, op.request.empty() ? request : request.substr(0, op.request.size()));
@@ -394,7 +379,7 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
         EXPECT_TEXT(op.releases.asked + "out ", clean.released);
     }
     char counts[120];
-    if (c.handle == Case::PLAIN) {
+    if (!c.null_handle) {
         snprintf(counts, sizeof counts, COUNTS, static_cast<unsigned>(clean.before_lock),
                  static_cast<unsigned>(clean.locked), static_cast<unsigned>(clean.unlocked),
                  clean.allocations, clean.mutex_calls, static_cast<unsigned>(clean.pooled));
@@ -404,9 +389,9 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
         }
         return;
     }
-    EXPECT_EQ(clean.pooled, c.null_handle() ? 0 : op.pooled);
+    EXPECT_EQ(clean.pooled, 0U);
     EXPECT_EQ(clean.before_lock, op.before_lock + c.extra(1));
-    EXPECT_EQ(clean.locked, c.locked());
+    EXPECT_EQ(clean.locked, op.locked);
     EXPECT_EQ(clean.unlocked, op.unlocked + c.extra(1));
     EXPECT_EQ(clean.allocations, op.allocations + c.extra(2));
     EXPECT_EQ(clean.mutex_calls, mutex_calls(c));
@@ -419,9 +404,7 @@ TEST_P(Sweep, ReleasesTheReturnedValueInItsPlace) {
         if (op.releases.asked.empty() || !goes_on())
             continue;
         populate();
-        XAVO_Proxy *sp = c.null_handle() ? nullptr : XAVO_new();
-        if (c.handle == Case::GUARDED)
-            XAVO_guard(sp);
+        XAVO_Proxy *sp = c.null_handle ? nullptr : XAVO_new();
         Results results;
         XAVO_ErrorCode ec = -1;
         cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
@@ -442,34 +425,12 @@ TEST_P(Sweep, ReleasesTheReturnedValueInItsPlace) {
     }
 }
 
-// What the reason of a guarded handle is.
-int expect_reason(const Attempt &run, const Fault &fault) {
-    if (run.code == XAVO_NO_ERROR)
-        return XAVO_REASON_NONE;
-    const std::string asked[] = {"CMCIClient.getClass", "CMCIClient.getInstance", "CMCIClient.enumInstances",
-                                 "CMCIClient.invokeMethod"};
-    if (std::none_of(std::begin(asked), std::end(asked),
-                     [&](const std::string &slot) { return run.calls.count(slot) != 0; }))
-        return XAVO_REASON_NOTHING_ASKED;
-    const bool exchange = std::find(std::begin(asked), std::end(asked), run.failed) != std::end(asked);
-    if (!exchange || (fault.rc == CMPI_RC_OK && run.failed != asked[0]))
-        return XAVO_REASON_ANSWER_UNUSABLE;
-    return fault.rc > CMPI_RC_ERR_FAILED || fault.rc < CMPI_RC_OK ? XAVO_REASON_BROKER
-           : run.failed == asked[3]                               ? XAVO_REASON_OUTCOME_UNKNOWN
-                                                                  : XAVO_REASON_CONNECTION_LOST;
-}
-
 std::string code_and_log(XAVO_ErrorCode code, const std::string &log) {
     return std::string("code ") + XAVO_EC_to_string(code) + "\n" + log;
 }
 
-std::string pool_and_reason(unsigned long pooled, int kind, CMPIrc rc, const char *message) {
-    return "values left to the pool: " + number(static_cast<long long>(pooled)) + "\nreason " +
-           XAVO_reason_to_string(kind) + ", rc " + number(static_cast<int>(rc)) + ", \"" + message + "\"\n";
-}
-
 TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
-    const unsigned all = op.before_lock + c.locked() + op.unlocked + c.extra(2);
+    const unsigned all = op.before_lock + op.locked + op.unlocked + c.extra(2);
     for (const Fault &planned : faults())
         for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
             SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) +
@@ -481,40 +442,20 @@ TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
             ASSERT_NE(run.failed, "") << "there is no such call";
             SCOPED_TRACE("the call is " + run.failed);
             ++injected_faults;
-            Hit hit = {run.failed, run.calls.at(run.failed),
-                       run.failed == "CMPIArgs.getArgCount" && c.guarded_method()};
-            Fault fault = planned;
-            const bool asked = hit.slot == "CMCIClient.getClass" && !fault.works();
-            if (asked) { // then the method is not called, and fails with what was answered
-                EXPECT_FALSE(run.invoked) << "the method is called on a dead connection";
-                hit.slot = "CMCIClient.invokeMethod";
-                fault.rc = fault.rc == CMPI_RC_OK ? CMPI_RC_ERR_FAILED : fault.rc;
-            }
-            if (hit.slot == "CMPIArgs.getArg") {
-                hit.guards = hit.occurrence <= c.read();
-                hit.occurrence -= c.read();
-            }
-            if (const auto expected = expect(op, hit, fault)) {
+            const Hit hit = {run.failed, run.calls.at(run.failed)};
+            if (const auto expected = expect(op, hit, planned)) {
                 EXPECT_TEXT(code_and_log(expected->code, outcome_lines(op, expected->log)),
                             code_and_log(run.code, outcome_lines(op, run.log)));
-                const bool guarded = c.handle == Case::GUARDED;
-                const int kind = guarded ? expect_reason(run, planned) : XAVO_REASON_NONE;
-                const bool refused = kind != XAVO_REASON_NONE && kind != XAVO_REASON_NOTHING_ASKED &&
-                                     kind != XAVO_REASON_ANSWER_UNUSABLE;
-                const XAVO_Reason reason = guarded ? run.reason : XAVO_Reason();
-                EXPECT_TEXT(pool_and_reason(c.null_handle() ? 0U : left_to_the_pool(op, hit, fault), kind,
-                                            refused ? fault.rc : CMPI_RC_OK,
-                                            refused && fault.message != nullptr ? fault.message : ""),
-                            pool_and_reason(run.pooled, reason.kind, reason.rc, reason.message));
+                EXPECT_EQ(c.null_handle ? 0U : left_to_the_pool(op, hit, planned), run.pooled);
             }
-            if (nth <= op.before_lock && c.locked() != 0 && run.locked == 0 && mutex_calls(c) == 2) {
+            if (nth <= op.before_lock && op.locked != 0 && run.locked == 0 && mutex_calls(c) == 2) {
                 EXPECT_EQ(run.mutex_calls, 0U) << "it waits for the handle, and asks nothing";
             }
             if (op.reads < Reads::RECORDS && run.locked != 0) {
                 EXPECT_EQ(run.before_lock, c.extra(1)) << "calls before the lock";
                 EXPECT_EQ(run.unlocked, c.extra(1)) << "calls after the unlock";
             }
-            if (run.invoked || asked) {
+            if (run.invoked) {
                 EXPECT_TEXT("released: " + op.releases.asked + "out ", "released: " + run.released);
             } else if (op.reads < Reads::RECORDS) {
                 EXPECT_TEXT("released: " + in_order(early_order(hit), run.released),
@@ -528,8 +469,6 @@ Expected expect_without_memory(const Case &c, unsigned nth, bool ends_it) {
     const Operation &op = *c.op;
     if (c.opens() && nth <= 2) // a handle, and its user's name
         return no_handle(op, "out of memory");
-    if (op.given == Given::LOAN && nth == 3) // its guard
-        return {XAVO_OUT_OF_MEMORY, ""};
     if (!op.job.output.empty())
         return no_job(op, XAVO_OUT_OF_MEMORY, 0, false);
     if (op.reads == Reads::MESSAGE)
@@ -565,9 +504,7 @@ TEST_P(Sweep, LogsAMutexCallThatFails) {
         ++injected_faults;
         EXPECT_STREQ(XAVO_EC_to_string(run.code),
                      run.failed == "pthread_mutex_init" ? "UNABLE_TO_OPEN_CONNECTION" : "NO_ERROR");
-        if (op.given != Given::LOAN) { // which has mutexes of its own
-            EXPECT_NE(run.log.find(": ERROR: " + run.failed + "() failed\n"), std::string::npos) << run.log;
-        }
+        EXPECT_NE(run.log.find(": ERROR: " + run.failed + "() failed\n"), std::string::npos) << run.log;
     }
 }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <handles.h>
 #include <iterator>
 #include <sstream>
 
@@ -27,15 +26,6 @@ const XAVO_HTTP_SHARE_OPT_DATA FULL_HTTP = {1, 2, "192.0.2.80", "proxyuser", "pr
 void image(const char *method, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &r) {
     XAVO_BAR_INPUT_DATA data = full_image(5);
     XAVO_invoke_BackupRestore(sp, ec, method, &data, &r.job);
-}
-
-// Looks at the job once.
-void wait(XAVO_ErrorCode *ec, Results &r) {
-    XAVO_WaitResult result;
-    const XAVO_WaitOptions once = {};
-    XAVO_wait_for_job("JID_1", &once, &result);
-    *ec = result.code;
-    r.records = result.job;
 }
 
 } // namespace
@@ -128,10 +118,6 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
     {"array", GIVES(r.array ? XAVO_NO_ERROR : XAVO_OUT_OF_MEMORY, r.array = XAVO_build_string_array(words))},
     {"open", CALL(XAVO_Proxy *own = XAVO_new_with_uname(nullptr); own ? XAVO_free(own) : (void)0;
                   *ec = own ? XAVO_NO_ERROR : XAVO_UNABLE_TO_OPEN_CONNECTION)},
-    {"guard", CALL(XAVO_Proxy *own = XAVO_new(); *ec = own ? XAVO_guard(own) : XAVO_UNABLE_TO_OPEN_CONNECTION;
-                   own ? XAVO_free(own) : (void)0)},
-    {"borrow", CALL(XAVO_Proxy *own = XAVO_borrow(ec, nullptr, 0, nullptr); own ? XAVO_give_back(own) : 0)},
-    {"wait", CALL(wait(ec, r))},
     {"text", GIVES(XAVO_NO_ERROR, r.job = XAVO_get_string_arg(r.args, "Text"))},
     {"print", GIVES(XAVO_NO_ERROR, XAVO_pr_CMPIArgs(0, "printable", r.args))},
     {"property", CALL(r.job = XAVO_property_to_ntstring(sp, ec, r.instance, "Name"))},
@@ -178,10 +164,9 @@ Operation read(const Block &block) {
     sscanf(op.counts.c_str(), COUNTS, &op.before_lock, &op.locked, &op.unlocked, &op.allocations, &op.mutexes,
            &op.pooled);
     op.instances = block["records"].empty() ? 1 : number("records");
-    op.given = block["given"] == "ARGS"   ? Given::ARGS
-               : block["given"] == "LOAN" ? Given::LOAN
-               : block["given"].empty()   ? Given::NOTHING
-                                          : Given::INSTANCE;
+    op.given = block["given"] == "ARGS" ? Given::ARGS
+               : block["given"].empty() ? Given::NOTHING
+                                        : Given::INSTANCE;
     return op;
 }
 
@@ -211,11 +196,6 @@ const Operation *numbered(unsigned number) {
         if (op.number == number)
             return &op;
     return nullptr;
-}
-
-void settle() {
-    XAVO_ErrorCode ignored;
-    XAVO_give_back(XAVO_borrow(&ignored, nullptr, 0, nullptr));
 }
 
 void give(const Operation &op, XAVO_Proxy *sp, Results &results) {

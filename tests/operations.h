@@ -57,7 +57,6 @@ enum class Given {
     NOTHING,
     ARGS,
     INSTANCE,
-    LOAN, // a handle that it borrows itself: the one it is called with it does not use
 };
 
 struct Operation {
@@ -88,9 +87,6 @@ constexpr const char COUNTS[] =
 const std::vector<Operation> &operations();
 const Operation &operation(const std::string &name);
 const Operation *numbered(unsigned number); // NULL: there is none
-
-// Has the broker answered a borrowed handle, so that borrowing asks it nothing.
-void settle();
 
 // Through a handle that is open.
 void give(const Operation &op, XAVO_Proxy *sp, Results &results);

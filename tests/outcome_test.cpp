@@ -8,7 +8,6 @@
 
 #include <cstring>
 #include <functional>
-#include <handles.h>
 
 using namespace test;
 
@@ -18,13 +17,7 @@ constexpr XAVO_ErrorCode INVALID = XAVO_INVALID_VALUE;
 
 using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
-// Through a plain handle, and through a guarded one.
-class Outcome : public World, public testing::WithParamInterface<bool> {
-protected:
-    Outcome() { EXPECT_TRUE(!GetParam() || XAVO_guard(sp) == XAVO_NO_ERROR); }
-};
-INSTANTIATE_TEST_SUITE_P(Through, Outcome, testing::Bool(),
-                         [](const auto &guarded) { return guarded.param ? "AGuard" : "APlainHandle"; });
+using Outcome = World;
 
 // ---- Arguments --------------------------------------------------------------------------------------
 
@@ -109,7 +102,7 @@ std::string last_line(const std::string &log) {
     return log.size() < 2 ? log : log.substr(log.rfind('\n', log.size() - 2) + 1);
 }
 
-TEST_P(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
+TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     char before[] = "before";
     XAVO_Proxy invalid = *sp;
     invalid.tail_magic[1] ^= 1U;
@@ -165,7 +158,7 @@ TEST_P(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     EXPECT_EQ(logged(), error("XAVO_modify_VELK_LifecycleJob", "errorcodep is NULL"));
 }
 
-TEST_P(Outcome, RebootTypesAreSentAsNumbers) {
+TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
     const std::pair<const char *, const char *> texts[] = {{"0", "0"},  {"65535", "65535"}, {"-0", "0"},
                                                            {"+7", "7"}, {" 7", "7"},        {"\t007", "7"}};
     for (const auto &[text, sent] : texts) {
@@ -176,13 +169,13 @@ TEST_P(Outcome, RebootTypesAreSentAsNumbers) {
     }
 }
 
-TEST_P(Outcome, AHandleWithoutAClientToAskIsNotValid) {
+TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
     CMCIClient *const real = sp->client;
     CMCIClientFT empty = {};
     CMCIClient crippled = {real->hdl, &empty}, hollow = {real->hdl, nullptr};
     for (CMCIClient *client : {static_cast<CMCIClient *>(nullptr), &crippled, &hollow})
         for (const Operation &op : operations()) {
-            if (op.request.empty() || op.given == Given::LOAN)
+            if (op.request.empty())
                 continue;
             SCOPED_TRACE(op.name);
             Results results;
@@ -199,7 +192,7 @@ TEST_P(Outcome, AHandleWithoutAClientToAskIsNotValid) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
-TEST_P(Outcome, EveryShapeOfAnswer) {
+TEST_F(Outcome, EveryShapeOfAnswer) {
     cimsim_set_garbage(1);
     { // it is there
         CMPIStatus status;
@@ -243,7 +236,7 @@ TEST_P(Outcome, EveryShapeOfAnswer) {
         }
 }
 
-TEST_P(Outcome, MessagesAreNamed) {
+TEST_F(Outcome, MessagesAreNamed) {
     for (const Row &row : table("messages.txt"))
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
@@ -253,8 +246,7 @@ TEST_P(Outcome, MessagesAreNamed) {
             const std::string log =
                 image ? error(op.function, "XAVO_dig_out_QM_RESULT () returned a message") : "";
             // The second time the identifier cannot be copied; the third time it comes with a failing status.
-            // (A guard reads it before the library does, and gets that status in its place.)
-            for (unsigned way = 0; way < (GetParam() ? 2 : 3); ++way) {
+            for (unsigned way = 0; way < 3; ++way) {
                 const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1};
                 const unsigned long pooled = cimsim_pooled();
                 Results results;
@@ -280,7 +272,7 @@ TEST_P(Outcome, MessagesAreNamed) {
 
 // ---- Records ----------------------------------------------------------------------------------------
 
-TEST_P(Outcome, JobsThatCannotBeReadAreLeftOut) {
+TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
     for (const Row &row : table("records.txt")) {
         SCOPED_TRACE(row.where + ": " + row[0]);
         populate();
@@ -299,7 +291,7 @@ TEST_P(Outcome, JobsThatCannotBeReadAreLeftOut) {
     }
 }
 
-TEST_P(Outcome, TheControllerRefusesByName) {
+TEST_F(Outcome, TheControllerRefusesByName) {
     for (const Row &row : table("refusals.txt")) {
         Results results;
         prepare(row[0]);

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <csignal>
 #include <future>
-#include <handles.h>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -16,38 +15,26 @@ using namespace test;
 
 namespace {
 
-enum class Handles { SHARED, GUARDED, EACH, BORROWED, NONE };
+enum class Handles { SHARED, EACH, NONE };
 
-// All that the broker can be asked, on eight threads at once, each beginning with another operation. The one
-// handle that they share may be guarded; one that is borrowed is so for each operation anew.
+// All that the broker can be asked, on eight threads at once, each beginning with another operation.
 template <typename Check>
-void crowd(Handles handles, XAVO_Proxy *shared, Check check, unsigned rounds = 2,
-           Reads from = Reads::RETURN_VALUE) {
-    if (handles == Handles::GUARDED)
-        XAVO_guard(shared);
+void crowd(Handles handles, XAVO_Proxy *shared, Check check) {
     std::atomic<unsigned> working{8};
     std::vector<std::future<void>> threads; // joined when this ends
     for (size_t seat = 0; seat < 8; ++seat)
         threads.push_back(std::async(std::launch::async, [&, seat] {
             XAVO_Proxy *sp = handles == Handles::EACH ? XAVO_new() : shared;
-            for (size_t i = 0; i < rounds * operations().size(); ++i) {
+            for (size_t i = 0; i < 2 * operations().size(); ++i) {
                 const Operation &op = operations()[(seat + i) % operations().size()];
                 XAVO_ErrorCode code = -1;
-                if (op.request.empty() || op.reads < from)
+                if (op.request.empty())
                     continue;
-                if (handles == Handles::BORROWED)
-                    sp = XAVO_borrow(&code, nullptr, 10000, nullptr);
                 if (sp != nullptr || op.takes_null) {
                     Results results;
                     op.call(sp, &code, results);
                     check(op, code, results.job);
-                    if (handles == Handles::GUARDED) {
-                        XAVO_Reason reason; // that may be of another's call
-                        XAVO_take_reason(sp, code, &reason);
-                        XAVO_set_quiet_time(sp, 1000);
-                    }
                 }
-                EXPECT_TRUE(handles != Handles::BORROWED || XAVO_give_back(sp) == XAVO_NO_ERROR);
             }
             if (handles == Handles::EACH)
                 XAVO_free(sp);
@@ -66,10 +53,9 @@ protected:
         EXPECT_EQ(cimsim_misuses(), dead_calls) << cimsim_last_misuse();
         cimsim_count_misuse(1);
     }
-    void expect_no_answer(const Operation &op, XAVO_ErrorCode code, bool guarded) {
-        const bool not_opened = op.given == Given::LOAN && code == XAVO_UNABLE_TO_OPEN_CONNECTION;
-        EXPECT_TRUE(code == XAVO_UNKNOWN_ERROR || not_opened) << op.name << ": " << XAVO_EC_to_string(code);
-        dead_calls += op.reads < Reads::RECORDS && !guarded;
+    void expect_no_answer(const Operation &op, XAVO_ErrorCode code) {
+        EXPECT_EQ(code, XAVO_UNKNOWN_ERROR) << op.name;
+        dead_calls += op.reads < Reads::RECORDS;
     }
 
     std::atomic<unsigned long> dead_calls{0};
@@ -97,8 +83,7 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         {Reads::MESSAGE_OR_JOB, XAVO_BACKUP_ALREADY_RUNNING},
         {Reads::MESSAGE_OR_JOB, XAVO_RESTORE_ALREADY_RUNNING},
         {Reads::RECORDS, XAVO_NOT_FOUND}};
-    for (const Handles handles :
-         {Handles::SHARED, Handles::GUARDED, Handles::EACH, Handles::BORROWED, Handles::NONE}) {
+    for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {
         populate();
         cimsim_freeze_time(0); // answers are held back by the clock
         cimsim_hold_answers(1);
@@ -115,37 +100,6 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         EXPECT_GE(jobs.size(), 48U); // of the three operations that are never refused
         EXPECT_EQ(cimsim_overlaps(), 0U);
     }
-}
-
-TEST_F(Threads, GetOverRestartsWithWhatTheyBorrow) {
-    XAVO_free(std::exchange(sp, nullptr));
-    cimsim_freeze_time(0);
-    std::atomic<bool> over{false};
-    std::atomic<unsigned> good{0}, lost{0};
-    auto restarts = std::async(std::launch::async, [&] {
-        while (!over) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            cimsim_restart_broker(CIMSIM_PIPE_CALLS);
-        }
-    });
-    const auto check = [&](const Operation &op, XAVO_ErrorCode code, const char *) {
-        EXPECT_TRUE(code == XAVO_NO_ERROR || code == XAVO_UNKNOWN_ERROR ||
-                    (op.given == Given::LOAN && code == XAVO_UNABLE_TO_OPEN_CONNECTION))
-            << op.name << ": " << XAVO_EC_to_string(code);
-        ++(code == XAVO_NO_ERROR ? good : lost);
-    };
-    crowd(Handles::BORROWED, nullptr, check, 20,
-          Reads::RECORDS); // a method may be called in the moment of it
-    over = true;
-    restarts.get();
-    EXPECT_GT(good, 0U);
-    EXPECT_GT(lost, 0U);
-    sp = XAVO_borrow(&ec, nullptr, 10000, nullptr);
-    XAVO_invoke_DeleteJobQueue(sp, &ec, "JID_1");
-    EXPECT_EQ(ec, XAVO_NO_ERROR);
-    XAVO_free(std::exchange(sp, nullptr));
-    // Pools are lost: of threads that were not the one to release the last client before a restart.
-    EXPECT_EQ(cimsim_owned() + cimsim_misuses(), 0U) << cimsim_live() << cimsim_last_misuse();
 }
 
 // All that the calling thread can see of signals: the disposition, the mask, and what is pending.
@@ -194,24 +148,19 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
     EXPECT_TRUE(is_sent([&] { ask(client); }) && is_sent(connect) && is_sent([&] { raw::release(client); }));
     cimsim_restart_broker(0);
     for (const auto &stance : STANCES)
-        for (size_t i = 0; i < 2 * operations().size(); ++i) {
-            const Operation &op = operations()[i / 2];
-            const bool guarded = i % 2 != 0;
+        for (const Operation &op : operations()) {
             if (op.request.empty())
                 continue;
-            SCOPED_TRACE(op.name + (", stance " + std::to_string(&stance - STANCES)) + ", " +
-                         std::to_string(guarded));
+            SCOPED_TRACE(op.name + ", stance " + std::to_string(&stance - STANCES));
             Results results;
             XAVO_Proxy *another = XAVO_new();
-            if (guarded)
-                XAVO_guard(another);
             cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
             signal(SIGPIPE, stance.disposition);
             pthread_sigmask(stance.how, &pipe, nullptr);
             stance.raise_one();
             const std::string before = signals();
             op.call(another, &ec, results);
-            expect_no_answer(op, ec, guarded);
+            expect_no_answer(op, ec);
             XAVO_free(another);
             EXPECT_EQ(XAVO_new(), nullptr);
             EXPECT_EQ(signals(), before);
@@ -228,9 +177,9 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
 TEST_F(BrokenBroker, IsBackOnceEveryHandleWasFreed) {
     signal(SIGPIPE, SIG_DFL);
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_RELEASE);
-    for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE, Handles::GUARDED}) {
+    for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {
         const auto check = [&](const Operation &op, XAVO_ErrorCode code, const char *) {
-            expect_no_answer(op, code, handles == Handles::GUARDED);
+            expect_no_answer(op, code);
             EXPECT_EQ(signals().find_first_of("Pb"), std::string::npos);
         };
         crowd(handles, handles == Handles::EACH || handles == Handles::NONE ? nullptr : sp, check);
