@@ -1,4 +1,6 @@
 // call_test.cpp - how calls end, on workers that do what a script says.
+#include "../table.h"
+
 #include <XAVO_companion.h>
 
 #include <atomic>
@@ -19,6 +21,9 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+using test::Row;
+using test::table;
 
 namespace {
 
@@ -146,69 +151,21 @@ constexpr int READ = XAVO_OP_GET_JOB, METHOD = XAVO_OP_DELETE_JOB;
 
 // Every way in which a call can end, at every point. A method's journal shows at most one claim.
 TEST_F(Companion, EndsAsItsTableSays) {
-    static const struct {
-        int operation;
-        const char *script, *expected, *journal;
-        int retries;
-    } rows[] = {
-        {READ, "answer=0", "NO_ERROR NONE ANSWERED 1", "r", 0},
-        {METHOD, "claim answer=0", "NO_ERROR NONE ANSWERED 1", "rc", 0},
-        {METHOD, "claim claim answer=0", "NO_ERROR NONE ANSWERED 1", "rc", 0},
-        {READ, "answer=3,7,6", "NOT_FOUND BROKER ANSWERED 1", "r", 0},
-        {METHOD, "claim answer=2,1", "UNKNOWN_ERROR SERVICE ANSWERED 1", "rc", 0},
-        {METHOD, "claim answer=3,3,2", "PERMISSION_ERROR BROKER ANSWERED 1", "rc", 0},
-        {METHOD, "claim answer=3,1,1", "UNKNOWN_ERROR BROKER UNKNOWN 1", "rc", 0},
-        {METHOD, "answer=3,3,2", "PERMISSION_ERROR BROKER NONE 1", "r", 0}, // to the probe
-        {METHOD, "claim answer=6,4", "INVALID_VALUE ANSWER_UNUSABLE ANSWERED 1", "rc", 0},
-        {METHOD, "answer=1,4", "INVALID_VALUE NOTHING_ASKED NONE 1", "r", 0},
-        {METHOD, "answer=4,8", "UNABLE_TO_OPEN_CONNECTION NO_BROKER NONE 1", "r", 0},
-        {METHOD, "answer=4,8|answer=4,8|claim answer=0", "NO_ERROR NONE ANSWERED 3", "rrrc", 1},
-        {METHOD, "answer=5,1,1", "UNKNOWN_ERROR CONNECTION_LOST NONE 1", "r", 0},
-        {METHOD, "answer=5,1,1,2|claim answer=0", "NO_ERROR NONE ANSWERED 2", "rrc", 0}, // stale
-        {METHOD, "answer=5,1,1|claim answer=0", "NO_ERROR NONE ANSWERED 2", "rrc", 1},
-        {READ, "answer=5,1,1|answer=0", "NO_ERROR NONE ANSWERED 2", "rr", 0},
-        {READ, "answer=5,1,1", "UNKNOWN_ERROR CONNECTION_LOST NONE 4", "rrrr", 0},
-        // The worker dies.
-        {READ, "crash|crash|crash|answer=0", "NO_ERROR NONE ANSWERED 4", "rrrr", 0},
-        {READ, "crash", "UNKNOWN_ERROR CRASHED NONE 4", "rrrr", 0},
-        {READ, "stage=2 crash", "UNABLE_TO_OPEN_CONNECTION NO_BROKER NONE 4", "rrrr", 0},
-        {METHOD, "stage=2 crash", "UNABLE_TO_OPEN_CONNECTION NO_BROKER NONE 1", "r", 0},
-        {METHOD, "stage=2 crash|stage=2 crash|claim answer=0", "NO_ERROR NONE ANSWERED 3", "rrrc", 1},
-        {METHOD, "stage=3 crash", "UNKNOWN_ERROR CRASHED NONE 1", "r", 1},
-        {METHOD, "stage=3 claim crash", "UNKNOWN_ERROR CRASHED UNKNOWN 1", "rc", 1},
-        {METHOD, "stage=0 crash", "UNABLE_TO_OPEN_CONNECTION NO_WORKER NONE 1", "r", 0},
-        {METHOD, "failed", "UNABLE_TO_OPEN_CONNECTION NO_WORKER NONE 1", "r", 0},
-        // The deadline passes.
-        {READ, "hang", "UNKNOWN_ERROR DEADLINE NONE 1", "r", 0},
-        {METHOD, "hang", "UNKNOWN_ERROR DEADLINE NONE 1", "r", 0},
-        {METHOD, "claim hang", "UNKNOWN_ERROR DEADLINE UNKNOWN 1", "rc", 0},
-        {METHOD, "sleep=600 claim answer=0", "UNKNOWN_ERROR DEADLINE NONE 1", "r", 0},
-        // Frames that are not valid.
-        {READ, "raw=2,4,12", "UNABLE_TO_OPEN_CONNECTION NO_WORKER NONE 1", "r", 0},
-        {READ, "raw=1,4,99999999 hang", "UNKNOWN_ERROR ANSWER_UNUSABLE NONE 1", "r", 0},
-        {METHOD, "claim raw=1,4,12 hang", "UNKNOWN_ERROR ANSWER_UNUSABLE UNKNOWN 1", "rc", 0},
-        {METHOD, "raw=1,4,12 hang", "UNKNOWN_ERROR ANSWER_UNUSABLE NONE 1", "r", 0},
-        {METHOD, "raw=1,4,60 hang", "UNKNOWN_ERROR DEADLINE NONE 1", "r", 0},        // half a frame
-        {METHOD, "raw=1,77,12 claim answer=0", "NO_ERROR NONE ANSWERED 1", "rc", 0}, // of a later release
-        {METHOD, "answer=0", "UNKNOWN_ERROR ANSWER_UNUSABLE NONE 1", "r", 0}, // it claims to have invoked
-        {METHOD, "claim answer=1", "UNKNOWN_ERROR ANSWER_UNUSABLE UNKNOWN 1", "rc", 0},
-        {READ, "answer=9", "UNKNOWN_ERROR ANSWER_UNUSABLE NONE 1", "r", 0}, // a kind of the library's own
-        {READ, "log environment log answer=0", "NO_ERROR NONE ANSWERED 1", "r", 0},
-    };
-    for (const auto &row : rows)
+    for (const Row &row : table("calls.txt"))
         for (const bool blocks : {true, false}) {
-            SCOPED_TRACE(std::string(row.script) + (blocks ? ", blocking" : ", started"));
+            SCOPED_TRACE(row.where + ": " + row[1] + (blocks ? ", blocking" : ", started"));
             ASSERT_EQ(truncate(journal.c_str(), 0), 0);
-            options.retry_broker = row.retries;
+            options.retry_broker = row.size() > 4 ? 1 : 0;
             make_pool();
-            const bool late = strstr(row.expected, "DEADLINE") != nullptr;
+            const bool late = row[2].find("DEADLINE") != std::string::npos;
             const unsigned int deadline_ms = late ? 200 : 20000;
+            const int operation = row[0] == "READ" ? READ : METHOD;
             const auto start = Clock::now();
-            EXPECT_EQ(blocks ? call(row.operation, row.script, deadline_ms)
-                             : start_and_collect(row.operation, row.script, deadline_ms),
-                      row.expected);
+            EXPECT_EQ(blocks ? call(operation, row[1].c_str(), deadline_ms)
+                             : start_and_collect(operation, row[1].c_str(), deadline_ms),
+                      row[2]);
             EXPECT_LT(ms_since(start), late ? 1500 : 10000);
-            EXPECT_EQ(journalled(), row.journal);
+            EXPECT_EQ(journalled(), row[3]);
         }
     EXPECT_EQ(log, "2 a line\n2 a line\n2 a line\n2 a line\n");
 }

@@ -1,4 +1,5 @@
 // The worker by its protocol: each test starts the program as the library does, on a scene of its own.
+#include "../table.h"
 #include "protocol.h"
 
 #include <cerrno>
@@ -318,108 +319,17 @@ private:
 
 // ---- Answers
 
-struct Row {
-    int line;
-    const char *scene, *requests, *answers; // the last two separated by "; "
-};
-
-constexpr char TYPES[] =
-    "class T K\n"
-    "instance T K=\"1\" CreationClassName=\"S\" B=boolean:1 C=char16:8364 U=uint32:4294967295 I=sint16:-3\n"
-    "instance T K=\"2\" L=uint64:18446744073709551615 R=real64:0.5 F=real32:1.5 N=null:uint32 X=null\n"
-    "instance T K=\"3\" A=array:\"uint16 2 null 5\" E=array:\"string\" D=datetime:20260101000000.000000+000\n"
-    "instance T K=\"4\" P=reference:\"root/velk J I=\\\"a\\\\\\\"b\\\"\" O=instance:\"J I=\\\"x\\\" "
-    "N=uint8:7\"\n";
-
-const Row ROWS[] = {
-    // Every operation, as it should be.
-    {__LINE__, "", "LIST_JOBS", "NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
-    {__LINE__, "empty", "LIST_JOBS", "NO_ERROR NONE"},
-    {__LINE__, "", "GET_JOB id=JID_2", "NO_ERROR NONE jobs=JID_2"},
-    {__LINE__, TYPES, "LIST_INSTANCES class_name=T",
-     "NO_ERROR NONE {S K:string=1 CreationClassName:string=S B:boolean=true C:char16=\u20ac "
-     "U:uint32=4294967295 "
-     "I:sint16=-3} { K:string=2 L:uint64=18446744073709551615 R:real64=0.5 F:real32=1.5 N:uint32=- "
-     "X:string=-} "
-     "{ K:string=3 A:uint16[]=2,-,5 E:string[]= D:datetime=20260101000000.000000+000} "
-     "{ K:string=4 P:reference=root/velk:J.I=\"a\\\"b\" O:instance={I=\"x\",N=7}}"},
-    {__LINE__, "", "DELETE_JOB id=JID_1", "NO_ERROR NONE return=0 claimed"},
-    {__LINE__, "", "SETUP_JOB_QUEUE start_time=NOW job_ids=JID_1,JID_2", "NO_ERROR NONE return=0 claimed"},
-    {__LINE__, "", "INSTALL_FROM_URI uri=http://192.0.2.20/bios id=IDENTITY:BIOS",
-     "NO_ERROR NONE return=4096 job=JID_4 claimed"},
-    {__LINE__, "", "INSTALL_FROM_SOFTWARE_IDENTITY id=IDENTITY:NIC",
-     "NO_ERROR NONE return=4096 job=JID_4 claimed"},
-    {__LINE__, "", "CREATE_REBOOT_JOB reboot_type=1", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
-    {__LINE__, "", "BACKUP_IMAGE image=192.0.2.10", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
-    {__LINE__, "", "RESTORE_IMAGE image=192.0.2.10", "NO_ERROR NONE return=4096 job=JID_4 claimed"},
-    {__LINE__, "", "TEST_NETWORK_SHARE share=192.0.2.10", "NO_ERROR NONE return=0 claimed"},
-    {__LINE__, "", "0;99", "NO_ERROR NONE; NOT_SUPPORTED NOTHING_ASKED"},
-
-    // Refused by libxavo, by the service, by the broker.
-    {__LINE__, "", "GET_JOB;LIST_INSTANCES;BACKUP_IMAGE;SETUP_JOB_QUEUE start_time=NOW;INSTALL_FROM_URI",
-     "INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED; "
-     "INVALID_VALUE NOTHING_ASKED; INVALID_VALUE NOTHING_ASKED"},
-    {__LINE__, "", "DELETE_JOB id=none",
-     "UNKNOWN_ERROR SERVICE return=2 id=JQ001 message=There is no job none. claimed"},
-    {__LINE__, "lockdown", "BACKUP_IMAGE image=192.0.2.10",
-
-     "SYSTEM_IN_LOCKDOWN_MODE SERVICE return=2 id=PXN095 message=The system is in lockdown mode. claimed"},
-    {__LINE__, "refuse guest01ff", "LIST_JOBS user=guest;DELETE_JOB id=JID_1 user=guest;LIST_JOBS user=root",
-     "PERMISSION_ERROR BROKER status=2 message=The broker refuses the user \"guest01ff\".; "
-     "PERMISSION_ERROR BROKER status=2 message=The broker refuses the user \"guest01ff\".; "
-     "NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
-    {__LINE__, "", "GET_JOB id=none",
-     "NOT_FOUND BROKER status=6 message=There is no such instance of VELK_LifecycleJob."},
-    {__LINE__, "", "LIST_INSTANCES class_name=None",
-     "INVALID_VALUE BROKER status=5 message=There is no class \"None\"."},
-    {__LINE__, "fault CMCIClient.invokeMethod 1 rc=1 message=gone", "DELETE_JOB id=JID_1;DELETE_JOB id=JID_1",
-     "UNKNOWN_ERROR BROKER status=1 message=gone claimed; NO_ERROR NONE return=0 claimed"},
-
-    // The connection. A probe comes before every method call; the handle is opened afresh after rc 1.
-    {__LINE__, "unreachable", "LIST_JOBS",
-     "UNABLE_TO_OPEN_CONNECTION NO_BROKER message=unable to open connection to server"},
-    {__LINE__, "fault CMCIClient.getClass 1 rc=1 message=lost", "DELETE_JOB id=JID_1;DELETE_JOB id=JID_1",
-     "UNKNOWN_ERROR CONNECTION_LOST status=1 message=lost; NO_ERROR NONE return=0 claimed"},
-    {__LINE__, "fault CMCIClient.getClass 2 rc=1",
-     "DELETE_JOB id=JID_1;DELETE_JOB id=JID_2;DELETE_JOB id=JID_2",
-     "NO_ERROR NONE return=0 claimed; UNKNOWN_ERROR CONNECTION_LOST status=1 stale; NO_ERROR NONE return=0 "
-     "claimed"},
-    {__LINE__, "fault CMCIClient.getClass 1 rc=0", "DELETE_JOB id=JID_1",
-     "UNKNOWN_ERROR CONNECTION_LOST status=1"},
-    {__LINE__, "fault CMCIClient.getClass 1 rc=3", "DELETE_JOB id=JID_1", "INVALID_VALUE BROKER status=3"},
-    {__LINE__, "fault CMCIClient.enumInstances 2 rc=1", "LIST_JOBS;LIST_JOBS",
-     "NO_ERROR NONE jobs=JID_1,JID_2,JID_3; UNKNOWN_ERROR CONNECTION_LOST status=1 stale"},
-    {__LINE__, "fault CMCIClient.getInstance 1 rc=1\nfault cmciConnect 2",
-     "GET_JOB id=JID_1;GET_JOB id=JID_1",
-     "UNKNOWN_ERROR CONNECTION_LOST status=1; "
-     "UNABLE_TO_OPEN_CONNECTION NO_BROKER message=unable to open connection to server"},
-
-    // Answers that cannot be used, and lists of which a part cannot.
-    {__LINE__, "property JID_2 Name uint32:5", "LIST_JOBS;GET_JOB id=JID_2",
-     "NO_ERROR NONE jobs=JID_1,JID_3 unreadable=1; NOT_IMPLEMENTED ANSWER_UNUSABLE unreadable=1"},
-    {__LINE__, "fault CMPIInstance.getProperty 12 rc=1", "LIST_JOBS;LIST_JOBS",
-     "NO_ERROR NONE jobs=JID_1,JID_3 unreadable=1; NO_ERROR NONE jobs=JID_1,JID_2,JID_3"},
-    {__LINE__, "fault CMPIEnumeration.getNext 1 rc=1 from", "LIST_JOBS", "NO_ERROR NONE unreadable=16"},
-    {__LINE__, "class T K\ninstance T K=\"1\"\ninstance T K=\"2\"\nfault CMPIInstance.getPropertyAt 1 rc=1",
-     "LIST_INSTANCES class_name=T", "NO_ERROR NONE { K:string=2} unreadable=1"},
-    {__LINE__, "fault CMCIClient.enumInstances 1 rc=0", "LIST_JOBS", "UNKNOWN_ERROR ANSWER_UNUSABLE"},
-    {__LINE__, "fault CMCIClient.getInstance 1 rc=0", "GET_JOB id=JID_1", "NOT_FOUND ANSWER_UNUSABLE"},
-    {__LINE__, "fault CMCIClient.invokeMethod 1 rc=0", "DELETE_JOB id=JID_1",
-     "INVALID_VALUE ANSWER_UNUSABLE claimed"},
-    {__LINE__, "fault native_new_CMPIArgs 1", "DELETE_JOB id=JID_1", "OUT_OF_MEMORY NOTHING_ASKED"},
-};
-
 class Answers : public Worker {};
 
 TEST_F(Answers, AreThoseOfTheTable) {
-    for (const Row &row : ROWS) {
-        SCOPED_TRACE("worker_test.cpp:" + std::to_string(row.line));
-        start(row.scene);
+    for (const test::Row &row : test::table("requests.txt")) {
+        SCOPED_TRACE(row.where);
+        start(row[0]);
         std::string answers;
-        std::istringstream requests(row.requests);
+        std::istringstream requests(row[1]);
         for (std::string request; std::getline(requests, request, ';');)
             answers += (answers.empty() ? "" : "; ") + call(request);
-        EXPECT_EQ(answers, row.answers);
+        EXPECT_EQ(answers, row[2]);
         const rlimit none = {1, 1};
         rlimit core = none;
         EXPECT_EQ(prlimit(pid, RLIMIT_CORE, nullptr, &core), 0);
