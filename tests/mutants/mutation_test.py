@@ -32,50 +32,18 @@ struct Member { bool one_, other_; Tree *tree_;
 """
 BODY = "bool f%d(bool a, bool b, int n, unsigned u, int *p, const Value &v, Tree *t, Tree &r, Code c) { %s }\n"
 
-# An expression, and whether swapping the operands of its && or || is a mutant.
-OPERANDS = (
-    ("a && b", False), ("n == 1 || c != GOOD", False), ("a && !(b && n < -1)", False), ("one_ && !other_", False),
-    ("p != nullptr && v.number == 1", False), ("r.pair.x == 1 && r.left != nullptr", False), ("u + 1 > 2 || a", False),
-    ("(u & ~7u) == 0 && static_cast<long>(n) == 5", False), ("a || sizeof(*p) == 4", False),
-    ("(a ? b : c) && a", False),
-    ("a && call()", True), ("call() && a", True), ("a && v", True), ("a && v.get() == 1", True),
-    ("a && r.pair == Pair()", True), ("EITHER(b, call()) && EITHER(a, b)", True),
-    ("p != nullptr && *p == 1", True), ("p != nullptr && p[0] == 1", True), ("t && t->leaf == 1", True),
-    ("t && t->pair.x == 1", True), ("a && tree_->leaf == 1", True), ("n != 0 && 8 / n == 1", True),
-    ("n != 0 && 8 % n == 1", True), ("n < 9 && n + 1 == 3", True), ("n < 9 && -n == 3", True),
-    ("n < 9 && 1 << n == 2", True),
-    ("a && (b = a)", True), ("a && n++ == 1", True), ("a && (call(), b)", True), ("a && device == 1", True),
-    ("a && [] { return true; }()", True), ("a && new int", True), ("a && *&b", True), ("a && b && call()", True),
-    ("EITHER(a, b)", False), ("a && EITHER(b, call())", True),
-)
-# Two statements, and whether swapping them is a mutant.
-STATEMENTS = (
-    ("n = 1; u = 2;", False), ("n = -1; p = nullptr;", False), ("Pair q{}; if (a) { q.x = 1; q.y = 2; }", False),
-    ("Pair q{}; if (a) { q.x = 1; n = 2; }", False), ("a = true; c = GOOD;", False),
-    ("n = 1; n = 2;", True), ("*p = 1; n = 2;", True), ("p[0] = 1; n = 2;", True), ("t->leaf = 1; n = 2;", True),
-    ("r.leaf = 1; n = 2;", True),
-    ("global = 1; n = 2;", True), ("elsewhere = 1; n = 2;", True), ("Tree::shared = 1; n = 2;", True),
-    ("device = 1; n = 2;", True), ("one_ = true; n = 2;", True), ("n = u; u = 2;", True), ("n = 1; u = n;", True),
-    ("n = 1; u = call();", True), ("n = 1; n += 2;", True), ("int &m = n; if (a) { m = 1; n = 2; }", True),
-    ("static int s; if (a) { s = 1; n = 2; }", True), ("volatile int d; if (a) { d = 1; n = 2; }", True),
-    ("Tree q{0, t, n}; if (a) { q.other = 1; n = 2; }", True), ("Tree q{0, t, n}; if (a) { q.a = 1; q.b = 2; }", True),
-    ("Pair q{}; if (a) { q = Pair(); q.x = 2; }", True), ("Value w{}; if (a) { w.number = 1; w.number = 2; }", True),
-    ("int m[2]; if (a) { m[0] = 1; n = 2; }", True),
-)
-# A function's body, and every mutant of it, as its old and new text.
-RULES = (
-    ("call();", {"call(); > "}),
-    ("if (a) return b;", {"a > !(a)", "return b; > ;"}),
-    ("if (!a) { call(); }", {"! > ", "call(); > "}),
-    ("while (n == 1) call();", {"while (n == 1) call(); > ", "== > !=", "1 > 2", "call(); > ;"}),
-    ("do --n; while (u);", {"do --n; while (u); > ", "--n; > ;", "-- > ++", "u > !(u)"}),
-    ("n = a ? 0x0F : 'x';", {"n = a ? 0x0F : 'x'; > ", "a > !(a)", "0x0F > 16", "'x' > '~'"}),
-    ("c = WORSE;", {"c = WORSE; > ", "WORSE > GOOD"}),
-    ("n <<= 1; call();", {"n <<= 1; > ", "<<= > >>=", "1 > 2", "call(); > ", "n <<= 1; call(); > call(); n <<= 1;"}),
-    ("int m = n; call();", {"call(); > "}),
-    ('const char *s = "s"; return s /* a sign */ == nullptr;', {
-        '"s" > "~s"', "== > !=", "return s /* a sign */ == nullptr; > "}),
-)
+
+
+def rows(kind):
+    """The rows of a kind in rules.txt: where each is, its text, and its other cells."""
+    found = []
+    for number, line in enumerate(Path("tests/mutants/rules.txt").read_text().splitlines(), 1):
+        if line.startswith(" "):
+            found[-1][1] += " " + line.strip()
+        else:
+            found.append([f"rules.txt:{number}", line])
+    found = [(where, line.split(" | ")) for where, line in found]
+    return [(f"{where}: {cells[1]}", cells[1], cells[2:]) for where, cells in found if cells[0] == kind]
 
 
 def mutants_of(bodies):
@@ -95,19 +63,19 @@ def mutants_of(bodies):
 
 class Rules(unittest.TestCase):
     def test_swaps_that_change_nothing_are_no_mutants(self):
-        for table, rule, form in ((OPERANDS, "operands swapped", "return %s;"),
-                                  (STATEMENTS, "statements swapped", "%s")):
-            for (text, expected), found in zip(table, mutants_of([form % text for text, _ in table])):
+        for kind, form in (("operands", "return %s;"), ("statements", "%s")):
+            table = rows(kind)
+            for (where, _, cells), found in zip(table, mutants_of([form % text for _, text, _ in table])):
                 # Without those of the block around the two statements.
-                swaps = [m for m in found if m.rule == rule and "{" not in m.old.replace("[] {", "")]
-                with self.subTest(text):
-                    self.assertEqual(bool(swaps), expected, [m.new for m in swaps])
+                swaps = [m for m in found if m.rule == f"{kind} swapped" and "{" not in m.old.replace("[] {", "")]
+                with self.subTest(where):
+                    self.assertEqual(["swap"] if swaps else [], cells, [m.new for m in swaps])
 
     def test_each_rule_makes_its_mutants(self):
-        for (text, expected), found in zip(RULES, mutants_of([text for text, _ in RULES])):
-            with self.subTest(text):
-                made = {f"{m.old} > {m.new}" for m in found}
-                self.assertEqual(made, expected)
+        table = rows("rules")
+        for (where, _, cells), found in zip(table, mutants_of([text for _, text, _ in table])):
+            with self.subTest(where):
+                self.assertEqual({f"{m.old} > {m.new}".rstrip() for m in found}, set(cells))
 
 
 # Lines of a file of explanations, and what is read, or the message.
