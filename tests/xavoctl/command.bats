@@ -4,25 +4,7 @@ bats_require_minimum_version 1.5.0
 load common
 
 @test "reading" {
-    table <<'END'
-    0 | JID_3 +Scheduled +0 +20 | jobs
-    0 | JID_1 +New              | --user guest jobs --timeout 5
-    0 | Nightly restart         | jobs --name 'Nightly restart'
-    0 | PercentComplete +0      | job JID_1
-    4 | job JID_9: NOT_FOUND    | job JID_9
-    0 | InstanceID +IDENTITY:NIC | instances VELK_SoftwareIdentity
-    0 |                         | instances VELK_ComputerSystem
-    4 | Nope                    | instances Nope
-    4 | VELK_LifecycleJob       | instances VELK_LifecycleJob --namespace root/none
-    0 | SYSTEM_IN_LOCKDOWN_MODE | errors
-    0 | xavoctl 1               | --version
-    0 | usage: xavoctl backup   | help backup
-    0 | usage: xavoctl job ID   | job --help
-    0 | explain the command$    | jobs --help
-    0 | explain the command$    | test-share --help
-    0 | ^xavoctl 1[0-9.]*$      | jobs --version
-    0 | complete -F _xavoctl    | completion bash
-END
+    table
     [[ $($XAVOCTL jobs --quiet | paste -sd ' ') == 'JID_1 JID_2 JID_3' ]]
     $XAVOCTL jobs --json | jq --exit-status '.jobs | length == 3 and .[0] == {InstanceID: "JID_1",
         Name: "Update of the BIOS", JobStatus: "New", PercentComplete: "0", JobStartTime: "", JobUntilTime: "",
@@ -31,71 +13,14 @@ END
 }
 
 @test "changing" {
-    table <<'END'
-    0 | JID_1 +deleted          | delete JID_1 JID_2
-    1 | delete JID_9: UNKNOWN_ERROR: There is no job JID_9. .JQ001. | delete JID_1 JID_9 JID_2
-    0 | JID_2 +scheduled        | queue --start 20990101000000 JID_1 JID_2
-    1 | queue: UNKNOWN_ERROR: The start time soon is not valid. .JQ004. | queue --start soon JID_1 JID_2
-    1 | queue: UNKNOWN_ERROR    | queue --start NOW --until 20000101000000 JID_1
-    0 | JID_4                   | install --target IDENTITY:BIOS
-    0 | JID_4                   | install --target IDENTITY:BIOS --uri http://192.0.2.20/bios.bin
-    1 | NOT_FOUND               | install --target IDENTITY:NONE
-    1 | SWI001                  | install --target IDENTITY:BIOS --uri file:/bios.bin
-    0 | JID_4                   | reboot 1
-    1 | SWI002                  | reboot 7
-    0 | ^JID_4$                 | backup $share --image i --job-name nightly
-    0 | ^JID_4$                 | restore --share-type 4 --preserve-config
-    1 | INVALID_VALUE           | backup --share-type 3
-    1 | INVALID_START_TIME.*soon | backup $share --image i --start soon
-    1 | INVALID_UNTIL_TIME      | backup $share --image i --until 20000101000000
-    1 | UNABLE_TO_OPEN_CONNECTION | backup --share-type 0 --address 192.0.2.99 --share s --image i
-    0 | can be reached          | test-share $share
-    1 | UNABLE_TO_OPEN_CONNECTION                   | test-share --share-type 0 --address 192.0.2.99 --share s
-    0 | can be reached          | test-share $share --workgroup wg
-    1 | INVALID_VALUE           | test-share $share --share-user other
-END
+    table
     $XAVOCTL delete JID_1 JID_9 --json | jq --exit-status '.results[0] == {job_id: "JID_1"} and .error == "UNKNOWN_ERROR"
         and (.results[1] | .kind == "service" and .message_id == "JQ001" and .message == "There is no job JID_9.")'
 }
 
 @test "wrong use" {
     mkfifo never
-    table <<'END'
-    2 | a command is needed     |
-    2 | there is no command frob | frob
-    2 | jobs takes no argument  | jobs JID_1
-    2 | job needs ID            | job
-    2 | one argument only       | job JID_1 JID_2
-    2 | takes no --target       | backup --share-type 4 --target x
-    2 | needs --share-type      | backup
-    2 | needs --start           | queue JID_1
-    2 | needs --target          | install
-    2 | no such option          | jobs --frob
-    2 | no such option          | jobs -x
-    2 | no such option          | backup --password secret
-    2 | needs a value           | jobs --user
-    2 | number of seconds       | jobs --timeout soon
-    2 | number of seconds       | jobs --timeout 0.0001
-    2 | number of seconds       | jobs --timeout -1
-    2 | reboot needs TYPE       | reboot
-    2 | completion needs bash   | completion
-    2 | delete needs ID         | delete
-    2 | 0 to 65535              | reboot soon
-    2 | 0 to 65535              | backup --share-type 65536
-    2 | 0 to 65535              | backup --share-type ' 4'
-    2 | for bash only           | completion tcsh
-    2 | no command frob         | help frob
-    2 | only one of             | test-share $share --password-fd 3
-    2 | both read standard      | backup --share-type 4 --password-file - --passphrase-file -
-    2 | No such file            | backup --share-type 4 --password-file none
-    2 | Bad file descriptor     | backup --share-type 4 --password-fd 99
-    2 | Bad file descriptor     | backup --share-type 4 --password-fd 3 --timeout 5 3<&-
-    2 | nothing in it           | backup --share-type 4 --password-file /dev/null
-    2 | NUL                     | backup --share-type 4 --password-file <(printf 'a\0b')
-    2 | more than one line      | backup --share-type 4 --password-file <(printf 'a\nb\n')
-    2 | no terminal             | backup --share-type 4 --password-prompt </dev/null
-    6 | did not come in time$   | backup --share-type 4 --password-file never --timeout 0.3
-END
+    table
     run $XAVOCTL jobs --password=hunter2
     [[ $output != *hunter2* ]]
 }
@@ -232,23 +157,11 @@ END
 }
 
 @test "waiting for the end" {
-    scene 'next-job runs-ms=1600' 'job JID_7 name=short start=0 runs-ms=1' \
-        'job JID_8 name=broken start=0 runs-ms=1 fails'
-    table <<'END'
-    0 | JID_4 +completed        | install --target IDENTITY:BIOS --wait
-    4 | wait JID_9: NOT_FOUND   | wait JID_9
-    5 | JID_7 +completed.*JID_8 +failed.*JID_1 +deadline | wait JID_7 JID_8 JID_1 --timeout 1.5
-END
+    table
 }
 
 @test "waiting until the deadline" {
-    scene 'next-job runs-ms=1600' 'job "a'\''b; c"'
-    table <<'END'
-    6 | JID_1 +deadline.*again: xavoctl wait JID_1 | wait JID_1 --timeout 1
-    6 | again: xavoctl wait .a....b; c. --user .d e. | wait "a'b; c" --user 'd e' --timeout 1
-    6 | JID_4 +deadline         | reboot 1 --wait --timeout 1
-    6 | JID_2 +deadline         | wait JID_1 JID_2 --timeout 0.5
-END
+    table
 }
 
 # bats test_tags=native
@@ -282,25 +195,10 @@ END
 }
 
 @test "brokers that do not answer, or refuse" {
-    export CIMSIM_SCENE=unreachable
-    table <<'END'
-    3 | UNABLE_TO_OPEN_CONNECTION: no broker answers | jobs
-    3 | no broker answers       | backup --share-type 4 --wait
-    3 | FAILED +broker +does not answer.* *Start the broker | doctor
-    6 | no broker answers       | wait JID_1 --timeout 0.5
-END
+    table
+    scene unreachable
     run $XAVOCTL wait JID_1 --timeout 0.3
     [[ $output != *'The job goes on'* ]]
-    CIMSIM_SCENE=refuse=guest01ff
-    table <<'END'
-    1 | PERMISSION_ERROR        | jobs --user guest
-    1 | VELK_JobService: status 2.*Ask as another user.*FAILED +list jobs +as guest | doctor --user guest
-    0 | JID_1                   | jobs
-END
-    CIMSIM_SCENE=lockdown
-    table <<'END'
-    1 | SYSTEM_IN_LOCKDOWN_MODE: The system is in lockdown mode. .PXN095. | backup --share-type 4
-END
 }
 
 # bats test_tags=native

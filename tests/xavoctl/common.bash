@@ -36,21 +36,28 @@ scene() {
     export CIMSIM_SCENE=$PWD/scene
 }
 
-# Rows of "STATUS | PATTERN | ARGUMENTS": the command ends so, and prints something like that on either stream.
-# Each runs once more with --json: the same status, and one document, which says what failed.
+# The rows of rows.txt that belong to the test: the command ends with this status, and prints something like that on
+# either stream. Each runs once more with --json: the same status, and one document, which says what failed.
 table() {
-    local status_wanted pattern words
-    while IFS='|' read -r status_wanted pattern words; do
+    local number status_wanted pattern words rows=0
+    while IFS='|' read -r number status_wanted pattern words; do
+        ((++rows))
+        if [[ $status_wanted == 'scene '* ]]; then
+            eval "$status_wanted"
+            continue
+        fi
         pattern=$(xargs <<<"$pattern")
         eval "run $XAVOCTL $words"
-        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "$words: $status"
+        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "rows.txt:$number:$words: $status"
         eval "run --separate-stderr $XAVOCTL --json $words"
-        [[ $status == "$((status_wanted))" ]] || fail "--json $words: $status"
+        [[ $status == "$((status_wanted))" ]] || fail "rows.txt:$number: --json$words: $status"
         jq --slurp --exit-status --argjson status "$((status_wanted))" '
             length == 1 and (.[0] | if $status == 0 then has("error") | not
                                     else (.error | test("^[A-Z_]+$")) and (.code | type == "number") end)
-            ' <<<"$output" >/dev/null || fail "--json $words: not one document that fits $status"
-    done
+            ' <<<"$output" >/dev/null || fail "rows.txt:$number: --json$words: not one document that fits $status"
+    done < <(awk -v title="== $BATS_TEST_DESCRIPTION" '/^== / { ours = $0 == title; next }
+        ours && NF && !/^#/ { print NR "|" $0 }' "$BATS_TEST_DIRNAME/rows.txt")
+    ((rows > 0)) || fail "rows.txt has no rows of this test"
 }
 
 # The command's own terminal; the words and what is typed when they appear come first.
