@@ -167,4 +167,58 @@ INSTANTIATE_TEST_SUITE_P(Every, Disrupted, testing::ValuesIn(OPERATIONS),
                          [](const auto &row) { return std::string(XAVO_operation_name(row.param)); });
 #undef OPERATION
 
+// Each function for one operation requests that operation, with its arguments.
+TEST(TypedCalls, RequestTheirOperation) {
+    static char first[] = "JID_1";
+    static char *const ids[] = {first, nullptr};
+    struct Row {
+        XAVO_ErrorCode (*call)(XAVO_Pool *pool, XAVO_Answer *answer);
+        const char *recorded; // the request's operation, class, method and first argument or key
+    };
+    const Row rows[] = {
+        {[](auto *p, auto *a) { return XAVO_list_jobs(p, 0, a); }, "enumInstances VELK_LifecycleJob  "},
+        {[](auto *p, auto *a) { return XAVO_get_job(p, "JID_1", 0, a); },
+         "getInstance VELK_LifecycleJob  JID_1"},
+        {[](auto *p, auto *a) { return XAVO_list_instances(p, "VELK_SoftwareIdentity", 0, a); },
+         "enumInstances VELK_SoftwareIdentity  "},
+        {[](auto *p, auto *a) { return XAVO_delete_job(p, "JID_1", 0, a); },
+         "invokeMethod VELK_JobService DeleteJobQueue JID_1"},
+        {[](auto *p, auto *a) { return XAVO_setup_job_queue(p, "NOW", nullptr, ids, 0, a); },
+         "invokeMethod VELK_JobService SetupJobQueue NOW"},
+        {[](auto *p, auto *a) {
+             return XAVO_install_from_uri(p, "http://192.0.2.20/x", "IDENTITY:BIOS", 0, a);
+         },
+         "invokeMethod VELK_SoftwareInstallationService InstallFromURI http://192.0.2.20/x"},
+        {[](auto *p, auto *a) { return XAVO_install_from_software_identity(p, "IDENTITY:BIOS", 0, a); },
+         "invokeMethod VELK_SoftwareInstallationService InstallFromSoftwareIdentity "},
+        {[](auto *p, auto *a) { return XAVO_create_reboot_job(p, "1", 0, a); },
+         "invokeMethod VELK_SoftwareInstallationService CreateRebootJob 1"},
+        {[](auto *p, auto *a) { return XAVO_backup_image(p, &image, 0, a); },
+         "invokeMethod VELK_QMService BackupImage "},
+        {[](auto *p, auto *a) { return XAVO_restore_image(p, &image, 0, a); },
+         "invokeMethod VELK_QMService RestoreImage "},
+        {[](auto *p, auto *a) { return XAVO_test_network_share(p, &share, 0, a); },
+         "invokeMethod VELK_QMService TestNetworkShare "},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.recorded);
+        cimsim_reset();
+        cimsim_load_demo();
+        cimsim_journal(1);
+        XAVO_Pool *pool = XAVO_pool_new(nullptr, nullptr);
+        XAVO_Answer answer;
+        EXPECT_EQ(row.call(pool, &answer), XAVO_NO_ERROR)
+            << (answer.message != nullptr ? answer.message : "");
+        std::string last;
+        cimsim_journal_entry entry;
+        for (unsigned long i = 0; cimsim_journal_at(i, &entry) == 0; ++i)
+            if (strcmp(entry.operation, "getClass") != 0) // the probe
+                last = std::string(entry.operation) + " " + entry.class_name + " " + entry.method + " " +
+                       entry.subject;
+        EXPECT_EQ(last.substr(0, strlen(row.recorded)), row.recorded);
+        XAVO_answer_free(&answer);
+        XAVO_pool_free(pool);
+    }
+}
+
 } // namespace
