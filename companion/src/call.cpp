@@ -33,7 +33,7 @@ constexpr uint8_t FOLLOWING[] = {
 
 void move(XAVO_Call *call, State next) {
     if ((FOLLOWING[call->state] & bit(next)) == 0)
-        abort(); // a method might be invoked twice
+        __builtin_trap(); // a method might be invoked twice
     call->state = next;
 }
 
@@ -51,11 +51,11 @@ void trim(const char *message) {
         return;
     auto *text = const_cast<char *>(message);
     size_t length = strlen(text);
-    for (;;) {
-        const auto last = length > 0 ? static_cast<unsigned char>(text[length - 1]) : 'x';
+    while (length > 0) {
+        const auto last = static_cast<unsigned char>(text[length - 1]);
         if (last <= ' ' || last == 0x7f)
             --length;
-        else if (length > 1 && text[length - 2] == '\\' && strchr("nrt", last) != nullptr)
+        else if (length > 1 && text[length - 2] == '\\' && (last == 'n' || last == 'r' || last == 't'))
             length -= 2;
         else
             break;
@@ -177,8 +177,8 @@ void worker_died(XAVO_Call *call) {
     const uint32_t stage = __atomic_load_n(&shared->stage, __ATOMIC_SEQ_CST);
     note_death(call->pool);
     if (stage == STAGE_STARTING) {
-        end_without_answer(call, XAVO_KIND_NO_WORKER,
-                           "the worker ended before it was ready: ", call->pool->argv[0]);
+        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker ended before it was ready",
+                           call->pool->argv[0]);
         return;
     }
     const int kind = stage == STAGE_OPENING ? XAVO_KIND_NO_BROKER : XAVO_KIND_CRASHED;
@@ -207,6 +207,13 @@ int effect_of(const XAVO_Call &call, const XAVO_Answer &answer, bool invoked) {
     return answer.kind == XAVO_KIND_BROKER && answer.status == 1 ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_ANSWERED;
 }
 
+void end_unusable(XAVO_Call *call, bool memory_ran_out) {
+    end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE,
+                       memory_ran_out ? "no memory for the answer" : "the worker's answer is not valid");
+    if (memory_ran_out)
+        call->answer.code = XAVO_OUT_OF_MEMORY;
+}
+
 void take_answer(XAVO_Call *call, Frame *frame) {
     XAVO_Answer answer = {};
     AnswerExtra extra;
@@ -233,12 +240,7 @@ void take_answer(XAVO_Call *call, Frame *frame) {
         }
     }
     free_frame(frame);
-    if (result == DECODE_NO_MEMORY) {
-        end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "no memory for the answer");
-        call->answer.code = XAVO_OUT_OF_MEMORY;
-    } else {
-        end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "the worker's answer is not valid");
-    }
+    end_unusable(call, result == DECODE_NO_MEMORY);
 }
 
 void take_failure(XAVO_Call *call, Frame *frame) {
@@ -247,7 +249,7 @@ void take_failure(XAVO_Call *call, Frame *frame) {
     char buffer[128];
     if (decode_answer(frame, &failure, &extra) != DECODED) {
         free_frame(frame);
-        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker's words are not valid");
+        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker's answer is not valid");
         return;
     }
     const int error = failure.status;
@@ -285,7 +287,8 @@ void send_request(XAVO_Call *call) {
 // Whether a worker that has been idle still lives. Lines of its log may be there.
 bool lives(const Worker &worker) {
     pollfd socket = {worker.process.socket, 0, 0};
-    return is_ours(worker.process) && poll(&socket, 1, 0) == 0;
+    const timespec at_once = {};
+    return is_ours(worker.process) && ppoll(&socket, 1, &at_once, nullptr) == 0;
 }
 
 void attempt(XAVO_Call *call) {
@@ -333,15 +336,14 @@ void receive(XAVO_Call *call) {
             worker_died(call);
             return;
         case Receiver::VERSION:
-            end_without_answer(call, XAVO_KIND_NO_WORKER,
-                               "the worker speaks another protocol: ", call->pool->argv[0]);
+            end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker speaks another protocol",
+                               call->pool->argv[0]);
             return;
         case Receiver::BROKEN:
-            end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "the worker's answer is not valid");
+            end_unusable(call, false);
             return;
         case Receiver::NO_MEMORY:
-            end_without_answer(call, XAVO_KIND_ANSWER_UNUSABLE, "no memory for the answer");
-            call->answer.code = XAVO_OUT_OF_MEMORY;
+            end_unusable(call, true);
             return;
         case Receiver::FRAME:
             if (frame->type == FRAME_ANSWER)
@@ -397,33 +399,47 @@ constexpr struct {
     {"share", offsetof(XAVO_Request, share)},
 };
 
-// Whether all members that `needed` names are given.
-bool has_all(const XAVO_Request &request, const char *needed) {
-    while (*needed != '\0') {
-        const size_t length = strcspn(needed, " ");
+// The members that `names` lists, separated by spaces, as bits: each is a pointer, and its bit the place
+// among them.
+constexpr uint32_t bits_of(const char *names) {
+    uint32_t bits = 0;
+    while (*names != '\0') {
         for (const auto &member : MEMBERS) {
-            const void *value;
-            memcpy(&value, reinterpret_cast<const char *>(&request) + member.offset, sizeof value);
-            if (strlen(member.name) == length && strncmp(member.name, needed, length) == 0 &&
-                value == nullptr)
-                return false;
+            size_t length = 0;
+            while (member.name[length] != '\0' && member.name[length] == names[length])
+                ++length;
+            if (member.name[length] == '\0' && (names[length] == ' ' || names[length] == '\0'))
+                bits |= 1U << (member.offset / sizeof(void *));
         }
-        needed += length + (needed[length] == ' ' ? 1 : 0);
+        while (*names != '\0' && *names++ != ' ')
+            ;
+    }
+    return bits;
+}
+
+// Whether all members that `needed` has are given.
+bool has_all(const XAVO_Request &request, uint32_t needed) {
+    const void *value;
+    for (auto *at = reinterpret_cast<const char *>(&request); needed != 0; needed >>= 1, at += sizeof value) {
+        memcpy(&value, at, sizeof value);
+        if ((needed & 1) != 0 && value == nullptr)
+            return false;
     }
     return true;
 }
 
 bool is_valid(const XAVO_Request &request) {
-    const char *needed = nullptr;
+    uint32_t needed = 0;
     switch (request.operation) {
 #define NEEDED(constant, value, name, members)                                                               \
-    case constant:                                                                                           \
-        needed = members;                                                                                    \
-        break;
+    case constant: {                                                                                         \
+        constexpr uint32_t BITS = bits_of(members);                                                          \
+        needed = BITS;                                                                                       \
+        break;                                                                                               \
+    }
         XAVO_OPERATIONS(NEEDED)
 #undef NEEDED
     case OP_NOTHING:
-        needed = "";
         break;
     default:
         return false;
@@ -566,13 +582,7 @@ XAVO_Call *next_uncancelled(XAVO_Pool *pool) {
     return call;
 }
 
-const char *words_for(int error, char (&buffer)[128]) {
-    const char *words = strerror_r(error, buffer, sizeof buffer - 2);
-    if (words != buffer)
-        strncpy(buffer, words, sizeof buffer - 3);
-    buffer[sizeof buffer - 3] = '\0';
-    return strcat(buffer, ": ");
-}
+const char *words_for(int error, char (&buffer)[128]) { return strerror_r(error, buffer, sizeof buffer); }
 
 void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status, const char *words,
                  const char *subject) {
@@ -582,13 +592,15 @@ void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status,
     answer->status = status;
     if (words == nullptr)
         return;
-    const size_t first = strlen(words), second = strlen(subject) + 1, length = first + second;
+    const size_t first = strlen(words), second = strlen(subject) + 1;
+    const size_t between = second > 1 ? 2 : 0, length = first + between + second;
     auto *frame = static_cast<Frame *>(malloc(sizeof(Frame) + length));
     if (frame == nullptr)
         return;
     *frame = {FRAME_FAILED, static_cast<uint32_t>(length), nullptr, 0, nullptr};
     memcpy(frame->fields(), words, first);
-    memcpy(frame->fields() + first, subject, second);
+    memcpy(frame->fields() + first, ": ", between);
+    memcpy(frame->fields() + first + between, subject, second);
     answer->message = frame->fields();
     answer->storage = frame;
 }

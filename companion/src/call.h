@@ -52,11 +52,12 @@ namespace xavo_companion {
 // Under the pool's lock: a call that was not returned by this before, or NULL.
 XAVO_Call *next_uncancelled(XAVO_Pool *pool);
 
-// Makes *answer one without effect. Its message is `words` and `subject`, joined; `words` NULL: none.
+// Makes *answer one without effect. Its message is "words: subject", or `words` where the subject is empty;
+// `words` NULL: none.
 void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status = 0,
                  const char *words = nullptr, const char *subject = "");
 
-// An error of the system in words.
+// An error of the system in words, which may be in the buffer.
 const char *words_for(int error, char (&buffer)[128]);
 
 } // namespace xavo_companion

@@ -1,7 +1,10 @@
 // operations.cpp - a function for each operation, starting workers beforehand, and names.
 #include "call.h"
 
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
+#include <iterator>
 #include <poll.h>
 
 using namespace xavo_companion;
@@ -15,12 +18,12 @@ XAVO_Request request_for(int operation, unsigned int deadline_ms) {
     return request;
 }
 
-// A request with one argument.
-template <auto member, typename Value>
-XAVO_ErrorCode call_with(XAVO_Pool *pool, int operation, Value value, unsigned int deadline_ms,
-                         XAVO_Answer *answer) {
+// A request with one argument: the pointer at `offset`. The parameters that the operations share come first,
+// in their order, so that each operation is a few instructions.
+XAVO_ErrorCode call_with(XAVO_Pool *pool, const void *value, unsigned int deadline_ms, XAVO_Answer *answer,
+                         int operation, size_t offset) {
     XAVO_Request request = request_for(operation, deadline_ms);
-    request.*member = value;
+    memcpy(reinterpret_cast<char *>(&request) + offset, &value, sizeof value);
     return XAVO_call(pool, &request, answer);
 }
 
@@ -28,7 +31,7 @@ XAVO_ErrorCode call_with(XAVO_Pool *pool, int operation, Value value, unsigned i
 void collect(XAVO_Call *call, XAVO_Answer *answer) {
     while (XAVO_call_collect(call, answer) == 0) {
         pollfd ready = {XAVO_call_descriptor(call), POLLIN, 0};
-        poll(&ready, 1, -1);
+        ppoll(&ready, 1, nullptr, nullptr);
     }
     XAVO_call_free(call);
 }
@@ -36,24 +39,23 @@ void collect(XAVO_Call *call, XAVO_Answer *answer) {
 } // namespace
 
 XAVO_ErrorCode XAVO_list_jobs(XAVO_Pool *pool, unsigned int deadline_ms, XAVO_Answer *answer) {
-    const XAVO_Request request = request_for(XAVO_OP_LIST_JOBS, deadline_ms);
-    return XAVO_call(pool, &request, answer);
+    return call_with(pool, nullptr, deadline_ms, answer, XAVO_OP_LIST_JOBS, offsetof(XAVO_Request, id));
 }
 
 XAVO_ErrorCode XAVO_get_job(XAVO_Pool *pool, const char *job_id, unsigned int deadline_ms,
                             XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::id>(pool, XAVO_OP_GET_JOB, job_id, deadline_ms, answer);
+    return call_with(pool, job_id, deadline_ms, answer, XAVO_OP_GET_JOB, offsetof(XAVO_Request, id));
 }
 
 XAVO_ErrorCode XAVO_list_instances(XAVO_Pool *pool, const char *class_name, unsigned int deadline_ms,
                                    XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::class_name>(pool, XAVO_OP_LIST_INSTANCES, class_name, deadline_ms,
-                                                answer);
+    return call_with(pool, class_name, deadline_ms, answer, XAVO_OP_LIST_INSTANCES,
+                     offsetof(XAVO_Request, class_name));
 }
 
 XAVO_ErrorCode XAVO_delete_job(XAVO_Pool *pool, const char *job_id, unsigned int deadline_ms,
                                XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::id>(pool, XAVO_OP_DELETE_JOB, job_id, deadline_ms, answer);
+    return call_with(pool, job_id, deadline_ms, answer, XAVO_OP_DELETE_JOB, offsetof(XAVO_Request, id));
 }
 
 XAVO_ErrorCode XAVO_setup_job_queue(XAVO_Pool *pool, const char *start_time, const char *until_time,
@@ -75,29 +77,30 @@ XAVO_ErrorCode XAVO_install_from_uri(XAVO_Pool *pool, const char *uri, const cha
 
 XAVO_ErrorCode XAVO_install_from_software_identity(XAVO_Pool *pool, const char *identity,
                                                    unsigned int deadline_ms, XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::id>(pool, XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY, identity, deadline_ms,
-                                        answer);
+    return call_with(pool, identity, deadline_ms, answer, XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY,
+                     offsetof(XAVO_Request, id));
 }
 
 XAVO_ErrorCode XAVO_create_reboot_job(XAVO_Pool *pool, const char *reboot_type, unsigned int deadline_ms,
                                       XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::reboot_type>(pool, XAVO_OP_CREATE_REBOOT_JOB, reboot_type, deadline_ms,
-                                                 answer);
+    return call_with(pool, reboot_type, deadline_ms, answer, XAVO_OP_CREATE_REBOOT_JOB,
+                     offsetof(XAVO_Request, reboot_type));
 }
 
 XAVO_ErrorCode XAVO_backup_image(XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *image, unsigned int deadline_ms,
                                  XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::image>(pool, XAVO_OP_BACKUP_IMAGE, image, deadline_ms, answer);
+    return call_with(pool, image, deadline_ms, answer, XAVO_OP_BACKUP_IMAGE, offsetof(XAVO_Request, image));
 }
 
 XAVO_ErrorCode XAVO_restore_image(XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *image, unsigned int deadline_ms,
                                   XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::image>(pool, XAVO_OP_RESTORE_IMAGE, image, deadline_ms, answer);
+    return call_with(pool, image, deadline_ms, answer, XAVO_OP_RESTORE_IMAGE, offsetof(XAVO_Request, image));
 }
 
 XAVO_ErrorCode XAVO_test_network_share(XAVO_Pool *pool, const XAVO_NET_INPUT_DATA *share,
                                        unsigned int deadline_ms, XAVO_Answer *answer) {
-    return call_with<&XAVO_Request::share>(pool, XAVO_OP_TEST_NETWORK_SHARE, share, deadline_ms, answer);
+    return call_with(pool, share, deadline_ms, answer, XAVO_OP_TEST_NETWORK_SHARE,
+                     offsetof(XAVO_Request, share));
 }
 
 XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigned int deadline_ms,
@@ -110,7 +113,7 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
     XAVO_Call **calls = nullptr;
     if (pool == nullptr || workers > pool->count)
         fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
-    else if ((calls = static_cast<XAVO_Call **>(calloc(workers, sizeof *calls))) == nullptr)
+    else if ((calls = static_cast<XAVO_Call **>(malloc(workers * sizeof *calls))) == nullptr)
         fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_OUT_OF_MEMORY);
     // Each call has a worker to itself, so that as many calls as workers start them all.
     unsigned int started = 0;
@@ -139,12 +142,25 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
 // ---- Names
 // -------------------------------------------------------------------------------------------------
 
-#define NAME(constant, value, name, meaning)                                                                 \
-    case constant:                                                                                           \
-        return name;
+namespace {
+
+// `names`: those of the values in their order, each ended by a NUL. One block, so that none needs a
+// relocation.
+const char *name_of(int value, const uint16_t *values, size_t count, const char *names) {
+    for (; count > 0; --count, ++values, names += strlen(names) + 1)
+        if (*values == value)
+            return names;
+    return "unknown";
+}
+
+} // namespace
+
+#define VALUE(constant, value, name, meaning) value,
+#define NAME(constant, value, name, meaning) name "\0"
 #define NAMES(function, type, rows)                                                                          \
     const char *function(type value) {                                                                       \
-        switch (value) { rows(NAME) default : return "unknown"; }                                            \
+        static constexpr uint16_t VALUES[] = {rows(VALUE)};                                                  \
+        return name_of(static_cast<int>(value), VALUES, std::size(VALUES), rows(NAME));                      \
     }
 
 NAMES(XAVO_code_name, XAVO_ErrorCode, XAVO_ERROR_CODES)

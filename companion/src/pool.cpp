@@ -25,7 +25,7 @@ namespace {
 constexpr unsigned int USUAL_WORKERS = 4;
 constexpr int USUAL_LEVEL = 2, LOG_MODULE = 5;
 constexpr uint64_t FIRST_PAUSE_MS = 10, LONGEST_PAUSE_MS = 500;
-constexpr char LIBRARY[] = "libxavo_companion.so", BESIDE_LIBRARY[] = "/xavo/" XAVO_SOVERSION "/xavo-worker";
+constexpr char LIBRARY[] = "/libxavo_companion.so", BESIDE_LIBRARY[] = "/xavo/" XAVO_SOVERSION "/xavo-worker";
 
 // The worker's program beside this library; where the library is part of the program, as it was configured.
 char *usual_path() {
@@ -33,7 +33,7 @@ char *usual_path() {
     const bool known =
         dladdr(reinterpret_cast<void *>(&usual_path), &library) != 0 && library.dli_fname != nullptr;
     const char *name = known ? strrchr(library.dli_fname, '/') : nullptr;
-    if (name == nullptr || strncmp(name + 1, LIBRARY, sizeof LIBRARY - 1) != 0)
+    if (name == nullptr || strstr(name, LIBRARY) != name)
         return strdup(XAVO_CONFIGURED_WORKER);
     char *resolved = realpath(library.dli_fname, nullptr); // the program may change its folder
     if (resolved == nullptr)
@@ -52,15 +52,15 @@ char *usual_path() {
 // A copy in one block, or NULL.
 char **copy_environment() {
     size_t count = 0, size = sizeof(char *);
-    for (; environ != nullptr && environ[count] != nullptr; ++count)
-        size += sizeof(char *) + strlen(environ[count]) + 1;
+    for (; __environ != nullptr && __environ[count] != nullptr; ++count)
+        size += sizeof(char *) + strlen(__environ[count]) + 1;
     auto **copy = static_cast<char **>(malloc(size));
     if (copy == nullptr)
         return nullptr;
     char *text = reinterpret_cast<char *>(copy + count + 1);
     for (size_t i = 0; i < count; ++i) {
-        const size_t length = strlen(environ[i]) + 1;
-        copy[i] = static_cast<char *>(memcpy(text, environ[i], length));
+        const size_t length = strlen(__environ[i]) + 1;
+        copy[i] = static_cast<char *>(memcpy(text, __environ[i], length));
         text += length;
     }
     copy[count] = nullptr;
@@ -88,6 +88,15 @@ bool copy_options(XAVO_Pool *pool, const XAVO_PoolOptions &options) {
         new (pool->workers + i) Worker;
     return *program != nullptr && pool->environment != nullptr &&
            (options.user == nullptr || pool->user != nullptr);
+}
+
+void free_memory(XAVO_Pool *pool) {
+    free(pool->user);
+    free(pool->argv[0]);
+    free(pool->argv[1]);
+    free(pool->environment);
+    free(pool->workers);
+    free(pool);
 }
 
 void count_pool(int change) {
@@ -153,14 +162,9 @@ void end_worker(Worker *worker) {
 }
 
 void destroy_pool(XAVO_Pool *pool) {
-    free(pool->user);
-    free(pool->argv[0]);
-    free(pool->argv[1]);
-    free(pool->environment);
-    free(pool->workers);
     pthread_cond_destroy(&pool->changed);
     pthread_mutex_destroy(&pool->lock);
-    free(pool);
+    free_memory(pool);
 }
 
 void deliver_log(const XAVO_Pool &pool, Frame *frames) {
@@ -184,8 +188,8 @@ void deliver_log(const XAVO_Pool &pool, Frame *frames) {
 using namespace xavo_companion;
 
 XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) {
-    static constexpr XAVO_PoolOptions USUAL = {};
-    const XAVO_PoolOptions &given = options != nullptr ? *options : USUAL;
+    const XAVO_PoolOptions usual = {};
+    const XAVO_PoolOptions &given = options != nullptr ? *options : usual;
     const NotCancelled not_cancelled;
     XAVO_ErrorCode ignored;
     if (code == nullptr)
@@ -194,7 +198,7 @@ XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) 
     if (given.workers > XAVO_MOST_WORKERS)
         return nullptr;
     *code = XAVO_OUT_OF_MEMORY;
-    void *memory = calloc(1, sizeof(XAVO_Pool));
+    void *memory = malloc(sizeof(XAVO_Pool));
     if (memory == nullptr)
         return nullptr;
     auto *pool = new (memory) XAVO_Pool();
@@ -222,12 +226,7 @@ void XAVO_pool_free(XAVO_Pool *pool) {
     if (pool->owner != getpid()) {
         for (unsigned int i = 0; i < pool->count; ++i)
             close_process(&pool->workers[i].process);
-        free(pool->workers); // the rest, too, is unused; but locks may be held by threads that are not here
-        free(pool->user);
-        free(pool->argv[0]);
-        free(pool->argv[1]);
-        free(pool->environment);
-        free(pool);
+        free_memory(pool); // not the locks, which threads that are not here may hold
         return;
     }
     pthread_mutex_lock(&pool->lock);

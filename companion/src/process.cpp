@@ -139,18 +139,18 @@ int run_start(Start *start) {
     return error;
 }
 
-size_t page_size() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
+constexpr size_t SHARED_SIZE = 4096; // a page, or within one
 
 // Memory for the claim, as a descriptor that cannot be made shorter. 0, or an errno.
 int share_memory(Process *process, int *memory) {
     *memory = adopt(static_cast<int>(syscall(SYS_memfd_create, "xavo", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
     rlimit limit;
-    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < page_size())
+    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < SHARED_SIZE)
         return EFBIG; // ftruncate would raise SIGXFSZ
-    if (*memory < 0 || ftruncate(*memory, static_cast<off_t>(page_size())) != 0)
+    if (*memory < 0 || ftruncate(*memory, static_cast<off_t>(SHARED_SIZE)) != 0)
         return errno;
     fcntl(*memory, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
-    void *shared = mmap(nullptr, page_size(), PROT_READ | PROT_WRITE, MAP_SHARED, *memory, 0);
+    void *shared = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, *memory, 0);
     if (shared == MAP_FAILED)
         return errno;
     process->shared = static_cast<Shared *>(shared);
@@ -226,7 +226,7 @@ void close_process(Process *process) {
     close_adopted(&old.pidfd);
     close_adopted(&old.memory);
     if (old.shared != nullptr)
-        munmap(old.shared, page_size());
+        munmap(old.shared, SHARED_SIZE);
 }
 
 void end_process(Process *process) {

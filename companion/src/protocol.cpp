@@ -12,23 +12,18 @@ namespace {
 
 constexpr size_t LONGEST = sizeof(FrameHeader) + LONGEST_FRAME;
 
-#define ROW(name) &XAVO_VELK_LifecycleJob::name,
-char *XAVO_VELK_LifecycleJob::*const JOB_TEXTS[] = {XAVO_JOB_PROPERTIES(ROW)};
-#undef ROW
-
-// The members of a request that are plain text, by their tags.
+// The members of a request that are plain text, by their tags and places.
 constexpr struct {
-    Tag tag;
-    const char *XAVO_Request::*text;
+    uint8_t tag, offset;
 } REQUEST_TEXTS[] = {
-    {TAG_USER, &XAVO_Request::user},
-    {TAG_ID, &XAVO_Request::id},
-    {TAG_CLASS_NAME, &XAVO_Request::class_name},
-    {TAG_NAME_SPACE, &XAVO_Request::name_space},
-    {TAG_START_TIME, &XAVO_Request::start_time},
-    {TAG_UNTIL_TIME, &XAVO_Request::until_time},
-    {TAG_URI, &XAVO_Request::uri},
-    {TAG_REBOOT_TYPE, &XAVO_Request::reboot_type},
+    {TAG_USER, offsetof(XAVO_Request, user)},
+    {TAG_ID, offsetof(XAVO_Request, id)},
+    {TAG_CLASS_NAME, offsetof(XAVO_Request, class_name)},
+    {TAG_NAME_SPACE, offsetof(XAVO_Request, name_space)},
+    {TAG_START_TIME, offsetof(XAVO_Request, start_time)},
+    {TAG_UNTIL_TIME, offsetof(XAVO_Request, until_time)},
+    {TAG_URI, offsetof(XAVO_Request, uri)},
+    {TAG_REBOOT_TYPE, offsetof(XAVO_Request, reboot_type)},
 };
 
 void wipe_and_free(void *memory, size_t size) {
@@ -106,16 +101,17 @@ void Writer::end(size_t begun) {
 }
 
 void Writer::item(const char *value) {
-    const auto length = value != nullptr ? static_cast<uint32_t>(strnlen(value, LONGEST) + 1) : 0;
+    const size_t size = value != nullptr ? strlen(value) + 1 : 0;
+    const auto length = static_cast<uint32_t>(size); // where it is longer, the frame is too long
     bytes(&length, sizeof length);
     if (value != nullptr)
-        bytes(value, length);
+        bytes(value, size);
 }
 
 void Writer::job(const XAVO_VELK_LifecycleJob &job) {
     const size_t begun = begin(TAG_JOB);
     for (const auto text : JOB_TEXTS)
-        item(job.*text);
+        item(text_of(job, text));
     end(begun);
 }
 
@@ -141,7 +137,8 @@ void write_request(Writer *writer, const XAVO_Request &request, uint64_t deadlin
     writer->long_number(TAG_DEADLINE, deadline);
     writer->number(TAG_LEVEL, static_cast<uint32_t>(log_level));
     for (const auto &row : REQUEST_TEXTS)
-        writer->text(row.tag, request.*row.text);
+        writer->text(static_cast<Tag>(row.tag), *reinterpret_cast<const char *const *>(
+                                                    reinterpret_cast<const char *>(&request) + row.offset));
     if (request.job_ids != nullptr) {
         const size_t begun = writer->begin(TAG_JOB_IDS);
         for (char *const *id = request.job_ids; *id != nullptr; ++id)
@@ -329,7 +326,8 @@ bool ReceivedRequest::decode(Frame *frame) {
         default:
             for (const auto &row : REQUEST_TEXTS)
                 if (row.tag == fields.tag())
-                    fields.text(&(request.*row.text));
+                    fields.text(
+                        reinterpret_cast<const char **>(reinterpret_cast<char *>(&request) + row.offset));
         }
     }
     return fields.ok();
@@ -343,7 +341,10 @@ bool has_secret(const XAVO_HTTP_SHARE_OPT_DATA &http) { return http.proxyPasswd[
 bool has_user_information(const char *uri) {
     const char *authority = strstr(uri, "//");
     authority = authority != nullptr ? authority + 2 : uri;
-    return memchr(authority, '@', strcspn(authority, "/?#")) != nullptr;
+    while (*authority != '\0' && *authority != '/' && *authority != '?' && *authority != '#')
+        if (*authority++ == '@')
+            return true;
+    return false;
 }
 
 } // namespace
@@ -426,8 +427,9 @@ bool read_job(Reader items, Contents *contents, const Arrays *into) {
     XAVO_VELK_LifecycleJob ignored;
     XAVO_VELK_LifecycleJob *job = into != nullptr ? &into->jobs[contents->jobs] : &ignored;
     for (const auto text : JOB_TEXTS)
-        if (!items.item(&(job->*text)))
+        if (!items.item(&text_of(*job, text)))
             return false;
+    job->next = nullptr;
     if (into != nullptr && contents->jobs > 0)
         into->jobs[contents->jobs - 1].next = job;
     ++contents->jobs;
@@ -511,7 +513,7 @@ DecodeResult decode_answer(Frame *frame, XAVO_Answer *answer, AnswerExtra *extra
                             contents.properties * sizeof(XAVO_Property), contents.texts * sizeof(char *)};
     const size_t total = sizes[0] + sizes[1] + sizes[2] + sizes[3];
     if (total > 0) {
-        auto *block = static_cast<char *>(calloc(1, total));
+        auto *block = static_cast<char *>(malloc(total));
         if (block == nullptr) {
             *answer = {};
             return DECODE_NO_MEMORY;

@@ -5,6 +5,8 @@
 
 #include <XAVO_companion.h>
 
+#include <cstddef>
+
 namespace xavo_companion {
 
 // ---- Frames
@@ -130,9 +132,20 @@ inline void set_stage(Shared *shared, Stage stage) {
 
 enum WorkerDescriptor {
     WORKER_SOCKET = 3, // a stream socket
-    WORKER_SHARED = 4, // the memory file, at least a page
+    WORKER_SHARED = 4, // the memory file, at least sizeof(Shared) bytes
     WORKER_CALLER = 5  // a pidfd of the program; not open where the kernel has none
 };
+
+// Where the texts of a job's record are in it, in the order of TAG_JOB.
+#define ROW(name) offsetof(XAVO_VELK_LifecycleJob, name),
+constexpr uint8_t JOB_TEXTS[] = {XAVO_JOB_PROPERTIES(ROW)};
+#undef ROW
+inline char *&text_of(XAVO_VELK_LifecycleJob &job, uint8_t offset) {
+    return *reinterpret_cast<char **>(reinterpret_cast<char *>(&job) + offset);
+}
+inline char *text_of(const XAVO_VELK_LifecycleJob &job, uint8_t offset) {
+    return *reinterpret_cast<char *const *>(reinterpret_cast<const char *>(&job) + offset);
+}
 
 // ---- Encoding
 // ----------------------------------------------------------------------------------------------

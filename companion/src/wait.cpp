@@ -13,15 +13,11 @@ namespace {
 constexpr unsigned int FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 10000;
 constexpr int GOES_ON = -1; // no end yet
 
-#define ROW(name) &XAVO_VELK_LifecycleJob::name,
-char *XAVO_VELK_LifecycleJob::*const FIELDS[] = {XAVO_JOB_PROPERTIES(ROW)};
-#undef ROW
-
 bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob *b) {
     if (a == nullptr || b == nullptr)
         return a != b;
-    for (const auto field : FIELDS) {
-        const char *one = a->*field, *other = b->*field;
+    for (const auto field : JOB_TEXTS) {
+        const char *one = text_of(*a, field), *other = text_of(*b, field);
         if (one == nullptr || other == nullptr ? one != other : strcmp(one, other) != 0)
             return true;
     }
@@ -31,17 +27,17 @@ bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob *b) {
 // A record and its texts in one block, or NULL.
 XAVO_VELK_LifecycleJob *copy(const XAVO_VELK_LifecycleJob &job) {
     size_t size = sizeof job;
-    for (const auto field : FIELDS)
-        size += job.*field != nullptr ? strlen(job.*field) + 1 : 0;
+    for (const auto field : JOB_TEXTS)
+        size += text_of(job, field) != nullptr ? strlen(text_of(job, field)) + 1 : 0;
     auto *made = static_cast<XAVO_VELK_LifecycleJob *>(malloc(size));
     if (made == nullptr)
         return nullptr;
     *made = {};
     char *text = reinterpret_cast<char *>(made + 1);
-    for (const auto field : FIELDS)
-        if (job.*field != nullptr) {
-            const size_t length = strlen(job.*field) + 1;
-            made->*field = static_cast<char *>(memcpy(text, job.*field, length));
+    for (const auto field : JOB_TEXTS)
+        if (text_of(job, field) != nullptr) {
+            const size_t length = strlen(text_of(job, field)) + 1;
+            text_of(*made, field) = static_cast<char *>(memcpy(text, text_of(job, field), length));
             text += length;
         }
     return made;
@@ -221,8 +217,8 @@ using namespace xavo_companion;
 
 int XAVO_wait_for_jobs(XAVO_Pool *pool, char *const *job_ids, size_t count, const XAVO_WaitOptions *options,
                        XAVO_WaitResult *results) {
-    static constexpr XAVO_WaitOptions USUAL = {};
-    const XAVO_WaitOptions &how = options != nullptr ? *options : USUAL;
+    const XAVO_WaitOptions usual = {};
+    const XAVO_WaitOptions &how = options != nullptr ? *options : usual;
     bool valid = pool != nullptr && job_ids != nullptr && results != nullptr && count > 0 &&
                  how.poll_ms <= XAVO_LONGEST_DEADLINE_MS;
     for (size_t i = 0; results != nullptr && i < count; ++i) {
