@@ -99,6 +99,19 @@ hardened_within() {
     hardened_within 65536 "$worker"
 }
 
+@test "the companion's code and constants take at most 24 KiB" {
+    [[ $(uname -m) == x86_64 ]] || skip "the limit is for 64-bit x86"
+    cmake --preset minsize -B "$BATS_TEST_TMPDIR/build" >/dev/null
+    cmake --build "$BATS_TEST_TMPDIR/build" --target xavo_companion >/dev/null
+    local library=$BATS_TEST_TMPDIR/build/companion/libxavo_companion.so text
+    strip --strip-unneeded "$library"
+    read -r text _ < <(size "$library" | tail -n 1)
+    ((text <= 24576)) || fail "$text bytes"
+    # A thread that is cancelled in a pause of a wait runs its callers' destructors.
+    readelf --debug-dump=frames "$library" | grep -q "pc=0*$(nm --dynamic "$library" |
+        sed -n 's/^0*\([0-9a-f]*\) T XAVO_wait_for_jobs@.*/\1/p')\.\."
+}
+
 # libxavo takes its log from there.
 @test "the worker exports the log, and loads libxavo by itself" {
     assert_equal "$(exported "$worker")" hulmprintf
