@@ -26,22 +26,12 @@ load common
 }
 
 @test "completion" {
-    local words wanted
-    while IFS='|' read -r words wanted; do
+    local number words wanted
+    while IFS='|' read -r number words wanted; do
         run bash -c 'source <($XAVOCTL completion bash); COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _xavoctl
             echo "${COMPREPLY[*]}"' - xavoctl $words
-        [[ $output == "${wanted# }" ]] || fail "$words"
-    done <<'END'
-re| restore reboot
-job --j| --json
---user x backup --passphrase| --passphrase-file --passphrase-fd --passphrase-prompt
-backup --password-file pass| password
-backup --password-file = pass| password
-backup --password-file =| password
-backup --address job|
---user = x re| restore reboot
-help ins| install instances
-END
+        [[ $output == "${wanted# }" ]] || fail "rows.txt:$number: $words"
+    done < <(rows)
 }
 
 # Where each option goes: what libxavo would be handed.

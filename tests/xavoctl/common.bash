@@ -36,12 +36,19 @@ scene() {
     export CIMSIM_SCENE=$PWD/scene
 }
 
+# Prints the rows of rows.txt that belong to the test, each after its number and "|"; where there is none, one that
+# fails.
+rows() {
+    awk -v title="== $BATS_TEST_DESCRIPTION" '/^== / { ours = $0 == title; next }
+        ours && NF && !/^#/ { print NR "|" $0; found = 1 }
+        END { if (!found) print "0|255 | none |" }' "$BATS_TEST_DIRNAME/rows.txt"
+}
+
 # The rows of rows.txt that belong to the test: the command ends with this status, and prints something like that on
 # either stream. Each runs once more with --json: the same status, and one document, which says what failed.
 table() {
-    local number status_wanted pattern words rows=0
+    local number status_wanted pattern words
     while IFS='|' read -r number status_wanted pattern words; do
-        ((++rows))
         if [[ $status_wanted == 'scene '* ]]; then
             eval "$status_wanted"
             continue
@@ -55,9 +62,7 @@ table() {
             length == 1 and (.[0] | if $status == 0 then has("error") | not
                                     else (.error | test("^[A-Z_]+$")) and (.code | type == "number") end)
             ' <<<"$output" >/dev/null || fail "rows.txt:$number: --json$words: not one document that fits $status"
-    done < <(awk -v title="== $BATS_TEST_DESCRIPTION" '/^== / { ours = $0 == title; next }
-        ours && NF && !/^#/ { print NR "|" $0 }' "$BATS_TEST_DIRNAME/rows.txt")
-    ((rows > 0)) || fail "rows.txt has no rows of this test"
+    done < <(rows)
 }
 
 # The command's own terminal; the words and what is typed when they appear come first.
