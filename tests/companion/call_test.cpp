@@ -127,17 +127,24 @@ protected:
             XAVO_answer_free(&answer);
             return refused;
         }
+        const std::string result = collect(started);
+        XAVO_call_free(started);
+        return result;
+    }
+    // Waits for the answer, which is there once, with this job, if any.
+    static std::string collect(XAVO_Call *started, const std::string &job = "") {
+        XAVO_Answer answer;
         const int descriptor = XAVO_call_descriptor(started);
         while (XAVO_call_collect(started, &answer) == 0) {
             pollfd ready = {descriptor, POLLIN, 0};
             EXPECT_EQ(poll(&ready, 1, 10000), 1);
             EXPECT_EQ(XAVO_call_descriptor(started), descriptor);
         }
+        EXPECT_TRUE(job.empty() || (answer.jobs != nullptr && answer.jobs->InstanceID == job));
         const std::string result = text(answer);
         XAVO_answer_free(&answer);
         EXPECT_EQ(XAVO_call_collect(started, &answer), 1);
         EXPECT_EQ(answer.kind, XAVO_KIND_NOTHING_ASKED);
-        XAVO_call_free(started);
         return result;
     }
 
@@ -224,12 +231,7 @@ TEST_F(Companion, IsBusyOrWaitsWhenAllWorkersAreAtWork) {
     EXPECT_EQ(start_and_collect(METHOD, "claim answer=0", 0), "UNABLE_TO_OPEN_CONNECTION BUSY NONE 0");
     EXPECT_EQ(call(METHOD, "claim answer=0", 50), "UNKNOWN_ERROR DEADLINE NONE 0");
     EXPECT_EQ(XAVO_pool_prestart(pool, 0, 0, nullptr), XAVO_NO_ERROR);
-    std::thread collector([&] {
-        XAVO_Answer collected;
-        while (XAVO_call_collect(calls[0], &collected) == 0)
-            usleep(1000);
-        XAVO_answer_free(&collected);
-    });
+    std::thread collector([&] { collect(calls[0]); });
     EXPECT_EQ(call(METHOD, "claim answer=0", 0), "NO_ERROR NONE ANSWERED 1");
     collector.join();
     for (XAVO_Call *call : calls)
@@ -248,14 +250,10 @@ TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
             usleep(100000);
             XAVO_call_cancel(started);
         });
-        while (XAVO_call_collect(started, &answer) == 0) {
-            pollfd ready = {XAVO_call_descriptor(started), POLLIN, 0};
-            ASSERT_EQ(poll(&ready, 1, 5000), 1);
-        }
+        const std::string ended = collect(started);
         canceller.join();
-        EXPECT_EQ(answer.kind, XAVO_KIND_CANCELLED);
-        EXPECT_EQ(answer.effect, *script == 'c' ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_NONE) << script;
-        XAVO_answer_free(&answer);
+        EXPECT_NE(ended.find(*script == 'c' ? " CANCELLED UNKNOWN " : " CANCELLED NONE "), ended.npos)
+            << script << ": " << ended;
         XAVO_call_free(started);
     }
     // The end of the pool does the same to calls that are still out.
@@ -264,9 +262,7 @@ TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
     XAVO_Call *started = XAVO_call_start(pool, &made, &answer);
     XAVO_pool_free(pool);
     pool = nullptr;
-    EXPECT_EQ(XAVO_call_collect(started, &answer), 1);
-    EXPECT_EQ(answer.kind, XAVO_KIND_CANCELLED);
-    XAVO_answer_free(&answer);
+    EXPECT_EQ(collect(started), "UNKNOWN_ERROR CANCELLED NONE 1");
     XAVO_call_free(started);
 }
 
@@ -344,11 +340,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
              signal(SIGCHLD, [](int) { ++children_seen; });
              return works() && no_child() && call(READ, "crash", 0) != "" && no_child() && children_seen == 0;
          }},
-        {"ignored SIGCHLD",
-         [&] {
-             signal(SIGCHLD, SIG_IGN);
-             return works();
-         }},
+        {"ignored SIGCHLD", [&] { return signal(SIGCHLD, SIG_IGN) != SIG_ERR && works(); }},
         {"all signals blocked",
          [&] {
              sigset_t all, after;
@@ -412,10 +404,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
              }
              int status = -1;
              waitpid(child, &status, 0);
-             while (XAVO_call_collect(out, &answer) == 0)
-                 usleep(1000);
-             const bool answered = answer.code == XAVO_NO_ERROR;
-             XAVO_answer_free(&answer);
+             const bool answered = collect(out) == "NO_ERROR NONE ANSWERED 1";
              XAVO_call_free(out);
              return status == 0 && answered && works();
          }},
@@ -447,11 +436,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
          [&] {
              std::thread([&] { works(); }).join();
              usleep(50000);
-             XAVO_Answer answer;
-             const XAVO_Request made = request(READ, "answer=0", 0);
-             const bool worked = XAVO_call(pool, &made, &answer) == XAVO_NO_ERROR;
-             XAVO_answer_free(&answer);
-             return worked && journalled() == "rrcr";
+             return call(READ, "answer=0", 0) == "NO_ERROR NONE ANSWERED 1" && journalled() == "rrcr";
          }},
         {"a limit of processes",
          [&] {
@@ -494,11 +479,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
              const bool inherited = has_inheritable_descriptor();
              return worked && !inherited && state_of_process() == before;
          }},
-        {"no memory of the environment",
-         [&] {
-             clearenv();
-             return works();
-         }},
+        {"no memory of the environment", [&] { return clearenv() == 0 && works(); }},
     };
     for (const auto &row : rows) {
         ASSERT_EQ(truncate(journal.c_str(), 0), 0);
@@ -521,13 +502,7 @@ TEST_F(Companion, ServesManyThreadsAndManyCallsOfOne) {
         calls.push_back(XAVO_call_start(pool, &made, &answer));
     for (XAVO_Call *call : calls) {
         ASSERT_NE(call, nullptr);
-        while (XAVO_call_collect(call, &answer) == 0) {
-            pollfd ready = {XAVO_call_descriptor(call), POLLIN, 0};
-            poll(&ready, 1, -1);
-        }
-        EXPECT_EQ(text(answer), "NO_ERROR NONE ANSWERED 1");
-        EXPECT_STREQ(answer.jobs->InstanceID, "JID_1");
-        XAVO_answer_free(&answer);
+        EXPECT_EQ(collect(call, "JID_1"), "NO_ERROR NONE ANSWERED 1");
         XAVO_call_free(call);
     }
     options.workers = 4;
