@@ -1,4 +1,4 @@
-// value_test.cpp - the handle's own life, names and codes, and values: printed, read, freed.
+// value_test.cpp - opening and freeing handles, error codes, and values: printed, read, freed.
 #include "operations.h"
 #include "support.h"
 #include "table.h"
@@ -14,47 +14,75 @@ using namespace test;
 
 namespace {
 
-TEST(Handle, LivesAsItsUser) {
-    populate();
-    clear_log();
+class Handle : public testing::Test {
+protected:
+    Handle() {
+        populate();
+        clear_log();
+    }
+    ~Handle() override { expect_nothing_left(0); }
+};
+
+TEST_F(Handle, ConnectsAsItsUser) {
     setenv("SFCC_CLIENT", "elsewhere", 1);
-    for (const char *user : {static_cast<const char *>(nullptr), "operator"}) {
+    const std::pair<const char *, const char *> users[] = {{nullptr, "root01ff"},
+                                                           {"operator", "operator01ff"}};
+    for (const auto &[user, sent] : users) {
         XAVO_Proxy *sp = XAVO_new_with_uname(user);
         ASSERT_NE(sp, nullptr);
         XAVO_ErrorCode ec = -1;
         XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
-        EXPECT_STREQ(cimsim_last_request()->user, user == nullptr ? "root01ff" : "operator01ff");
-        EXPECT_EQ(sp->mutex_initialised, 1);
-        const std::pair<uint32_t *, uint32_t> words[] = {{sp->head_magic, 0x60845501},
-                                                         {sp->head_magic + 1, 0x78771855},
-                                                         {sp->tail_magic, 0x60845502},
-                                                         {sp->tail_magic + 1, 0x78771855}};
-        for (const auto &[word, magic] : words) {
-            EXPECT_EQ(*word, magic);
-            *word ^= 3; // makes the one end's word the other's
-            XAVO_free(sp);
-            XAVO_lock(sp);
-            *word ^= 3;
-        }
-        CMCIClient *const client = sp->client;
-        sp->client = nullptr;
+        EXPECT_STREQ(cimsim_last_request()->user, sent);
         XAVO_free(sp);
-        client->ft->release(client);
     }
-    cimsim_set_reachable(0);
-    EXPECT_EQ(XAVO_new(), nullptr);
-    XAVO_free(nullptr);
-    XAVO_unlock(nullptr);
-    EXPECT_EQ(cimsim_owned() + cimsim_misuses(), 0U) << cimsim_live();
-    std::string invalid = "2 XAVO_free: ERROR: sp is not valid\n2 XAVO_lock: ERROR: sp is not valid\n";
-    invalid += invalid + invalid + invalid + "8 XAVO_new_with_uname: using username=";
-    EXPECT_EQ(logged(), "8 XAVO_new_with_uname: using root default userid\n" + invalid + "[operator]\n" +
-                            invalid +
-                            "[root]\n2 XAVO_new_with_uname: ERROR: unable to open connection to server\n"
-                            "2 XAVO_free: ERROR: sp is NULL\n2 XAVO_unlock: ERROR: sp is not valid\n");
+    EXPECT_TEXT("8 XAVO_new_with_uname: using root default userid\n"
+                "8 XAVO_new_with_uname: using username=[operator]\n",
+                logged());
 }
 
-TEST(Handle, IsNotMadeByHalves) {
+TEST_F(Handle, IsRejectedWhenAMagicWordIsWrong) {
+    XAVO_Proxy *sp = XAVO_new();
+    const std::pair<uint32_t *, uint32_t> words[] = {{sp->head_magic, 0x60845501},
+                                                     {sp->head_magic + 1, 0x78771855},
+                                                     {sp->tail_magic, 0x60845502},
+                                                     {sp->tail_magic + 1, 0x78771855}};
+    for (const auto &[word, magic] : words) {
+        EXPECT_EQ(*word, magic);
+        *word ^= 3; // at one end the other end's word
+        clear_log();
+        XAVO_free(sp);
+        XAVO_lock(sp);
+        XAVO_unlock(sp);
+        EXPECT_TEXT("2 XAVO_free: ERROR: sp is not valid\n"
+                    "2 XAVO_lock: ERROR: sp is not valid\n"
+                    "2 XAVO_unlock: ERROR: sp is not valid\n",
+                    logged());
+        *word ^= 3;
+    }
+    XAVO_free(sp);
+}
+
+TEST_F(Handle, IsRejectedWhenItIsNull) {
+    XAVO_free(nullptr);
+    XAVO_lock(nullptr);
+    XAVO_unlock(nullptr);
+    EXPECT_TEXT("2 XAVO_free: ERROR: sp is NULL\n"
+                "2 XAVO_lock: ERROR: sp is not valid\n"
+                "2 XAVO_unlock: ERROR: sp is not valid\n",
+                logged());
+}
+
+TEST_F(Handle, IsFreedWithoutItsClient) {
+    XAVO_Proxy *sp = XAVO_new();
+    CMCIClient *const client = sp->client;
+    sp->client = nullptr;
+    clear_log();
+    XAVO_free(sp);
+    EXPECT_TEXT("", logged());
+    client->ft->release(client);
+}
+
+TEST_F(Handle, IsNullWhenAStepOfOpeningFails) {
     struct {
         Own fails;
         unsigned nth, mutex_calls;
@@ -65,7 +93,6 @@ TEST(Handle, IsNotMadeByHalves) {
         {Own::ALLOCATION, 2, 2, "out of memory\n"},
         {Own::MUTEX, 2, 2,
          "unable to open connection to server\n2 XAVO_free: ERROR: pthread_mutex_destroy() failed\n"}};
-    populate();
     cimsim_set_reachable(0);
     for (const auto &way : ways) {
         SCOPED_TRACE(way.log);
@@ -81,8 +108,7 @@ TEST(Handle, IsNotMadeByHalves) {
     }
 }
 
-TEST(Handle, IsNoLiveOneWhenItsClientIsReleased) {
-    populate();
+TEST_F(Handle, IsInvalidBeforeItsClientIsReleased) {
     static XAVO_Proxy *sp;
     static bool live;
     sp = XAVO_new();
@@ -100,7 +126,7 @@ TEST(Handle, IsNoLiveOneWhenItsClientIsReleased) {
     client->ft->release(client);
 }
 
-TEST(Handle, IsJudgedByItsHeadFirst) {
+TEST_F(Handle, IsJudgedByItsHeadMagicFirst) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     char *const unreadable = static_cast<char *>(memory) + page;
@@ -110,20 +136,35 @@ TEST(Handle, IsJudgedByItsHeadFirst) {
     munmap(memory, 2 * page);
 }
 
-TEST(Names, StandForTheirCodes) {
-    std::string listed, translated;
+TEST(ErrorCodes, HaveTheirNames) {
+    std::string listed;
 #define ROW(constant, value, name, meaning)                                                                  \
     listed += std::to_string(constant) + " " + XAVO_EC_to_string(constant) + (*meaning ? "\n" : "?");
     XAVO_ERROR_CODES(ROW)
 #undef ROW
-    EXPECT_EQ(listed, lines("codes.txt"));
+    EXPECT_TEXT(lines("codes.txt"), listed);
     for (const int other : {-1, 18, 8225, 8227, 65536}) // the last one's low 16 bits are a code
         EXPECT_STREQ(XAVO_EC_to_string(other), "unknown") << other;
-    for (int rc = -1; rc <= 8; ++rc)
-        translated += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
-    for (const int rc : {255, INT32_MAX})
-        translated += std::to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc)));
-    EXPECT_EQ(translated, "101344479111");
+}
+
+TEST(ErrorCodes, AreTranslatedFromBrokerStatuses) {
+    std::string translated;
+    for (const int rc : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 255, INT32_MAX})
+        translated += std::to_string(rc) + " " +
+                      XAVO_EC_to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc))) + "\n";
+    EXPECT_TEXT("-1 UNKNOWN_ERROR\n"
+                "0 NO_ERROR\n"
+                "1 UNKNOWN_ERROR\n"
+                "2 PERMISSION_ERROR\n"
+                "3 INVALID_VALUE\n"
+                "4 INVALID_VALUE\n"
+                "5 INVALID_VALUE\n"
+                "6 NOT_FOUND\n"
+                "7 NOT_SUPPORTED\n"
+                "8 UNKNOWN_ERROR\n"
+                "255 UNKNOWN_ERROR\n"
+                "2147483647 UNKNOWN_ERROR\n",
+                translated);
 }
 
 class Values : public World {};
@@ -147,16 +188,16 @@ std::string printed() {
 }
 
 // Each is printed, read as a number, and freed twice. Every object's table begins alike, so a string
-// stands in where only the release counts; a hollow one must not be touched.
-TEST_F(Values, ArePrintedAndFreedByType) {
-    CMPIString hollow = {};
+// is used where only the release counts; one without a table must not be used.
+TEST_F(Values, ArePrintedReadAndFreedByType) {
+    CMPIString without_table = {};
     const auto object = [] { return native_new_CMPIString("text", nullptr); };
     std::vector<std::tuple<CMPIType, int, void *, std::string>> rows = {
         {CMPI_string, CMPI_keyValue, object(), "8 data.value.string='text'\n"},
         {CMPI_string, 0, native_new_CMPIString(nullptr, nullptr), "8 CMPIString=[data.value.string]\n"},
         {CMPI_string, 0, nullptr,
          "8 CMPIString=[data.value.string]\nXAVO_utils.cpp,*,XAVO_pr_CMPIString: s is NULL\n"},
-        {CMPI_string, CMPI_badValue | CMPI_keyValue, &hollow, ""},
+        {CMPI_string, CMPI_badValue | CMPI_keyValue, &without_table, ""},
         {CMPI_ref, 0, newCMPIObjectPath("", "", nullptr),
          "8 CMPIObjectPath [data.value.ref]\n12 namespace is NULL\n12 hostanme is NULL\n"
          "12 classname is NULL\n"},
@@ -171,7 +212,7 @@ TEST_F(Values, ArePrintedAndFreedByType) {
     for (const int type : {CMPI_instance, CMPI_args, CMPI_class, CMPI_enumeration, CMPI_dateTime})
         rows.emplace_back(type, 0, object(), "4 unknown type\n");
     for (const int type : {CMPI_uint16, CMPI_filter, CMPI_ptr, CMPI_charsptr})
-        rows.emplace_back(type, 0, &hollow, "4 unknown type\n");
+        rows.emplace_back(type, 0, &without_table, "4 unknown type\n");
     std::string expected;
     testing::internal::CaptureStdout();
     for (const auto &[type, state, pointer, print] : rows) {
@@ -186,9 +227,11 @@ TEST_F(Values, ArePrintedAndFreedByType) {
         XAVO_free_CMPIData_value(&data);
         XAVO_free_CMPIData_value(&data);
     }
-    EXPECT_EQ(printed(), expected);
-    const std::string leak = "2 XAVO_free_CMPIData_value: ERROR: unknown type, memory leak\n";
-    EXPECT_EQ(logged(), leak + leak + leak + leak + leak + leak);
+    EXPECT_TEXT(expected, printed());
+    std::string leaks;
+    for (int n = 0; n < 6; ++n) // CMPI_filter, CMPI_ptr and CMPI_charsptr, freed twice
+        leaks += "2 XAVO_free_CMPIData_value: ERROR: unknown type, memory leak\n";
+    EXPECT_TEXT(leaks, logged());
 }
 
 TEST_F(Values, AreGoodWhereTheClientLibraryGivesNoStatus) {
@@ -201,7 +244,7 @@ TEST_F(Values, AreGoodWhereTheClientLibraryGivesNoStatus) {
     EXPECT_EQ(ec, XAVO_NO_ERROR);
 }
 
-TEST_F(Values, TreesAndRecordsArePrinted) {
+TEST_F(Values, ArgumentListsAndRecordsArePrinted) {
     CMPIArgs *args = printable();
     char id[] = "JID_1";
     XAVO_VELK_LifecycleJob last = {}, first = {};
@@ -209,33 +252,43 @@ TEST_F(Values, TreesAndRecordsArePrinted) {
     first.InstanceID = id;
     testing::internal::CaptureStdout();
     XAVO_pr_CMPIArgs(0, "list", args);
+    EXPECT_EQ(cimsim_calls("CMPIArray.setElementAt"), 4U); // two elements set, the same two freed
+    args->ft->release(args);
+    XAVO_fprint_list_VELK_LifecycleJob(stdout, &first);
+    XAVO_pr_CMPIArgs(-1, "none", nullptr);
+    const std::regex string(" 5632 \\(0x1600\\) \\[CMPI_string\\] 0 \\[CMPI_goodValue\\]");
+    EXPECT_TEXT(lines("printed.txt"), std::regex_replace(printed(), string, " string"));
+}
+
+TEST_F(Values, AreNotTouchedWhenReadingThemFails) {
+    CMPIArgs *args = printable();
     const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1}; // and the text with it
     cimsim_fail("CMPIArgs.getArg", 1, &failing);
     EXPECT_EQ(XAVO_get_string_arg(args, "Text"), nullptr);
     args->ft->release(args);
     EXPECT_EQ(cimsim_pooled(), 1U) << cimsim_live();
-    EXPECT_EQ(cimsim_calls("CMPIArray.setElementAt"), 4U); // two elements set, the same two freed
-    XAVO_fprint_list_VELK_LifecycleJob(stdout, &first);
-    XAVO_pr_CMPIArgs(-1, "none", nullptr);
-    const std::regex string(" 5632 \\(0x1600\\) \\[CMPI_string\\] 0 \\[CMPI_goodValue\\]");
-    EXPECT_EQ(std::regex_replace(printed(), string, " string"), lines("printed.txt"));
-    XAVO_fprint_list_VELK_LifecycleJob(nullptr, &first);
+    EXPECT_TEXT("8 XAVO_get_string_arg: st.rc=1\n", logged());
+}
+
+TEST_F(Values, OfNullAreRejected) {
+    XAVO_VELK_LifecycleJob record = {};
     testing::internal::CaptureStdout();
+    XAVO_fprint_list_VELK_LifecycleJob(nullptr, &record);
     XAVO_fprint_VELK_LifecycleJob(nullptr, nullptr);
     XAVO_fprint_VELK_LifecycleJob(stdout, nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_TEXT("", testing::internal::GetCapturedStdout());
     XAVO_free_VELK_LifecycleJob(nullptr);
     XAVO_indent(nullptr, 1);
-    XAVO_fprint_ntstring(nullptr, id);
+    XAVO_fprint_ntstring(nullptr, "text");
     ec = -1;
     EXPECT_EQ(XAVO_CMPIData_to_uint32(nullptr, nullptr) + XAVO_CMPIData_to_uint32(&ec, nullptr), 0U);
     EXPECT_EQ(ec, XAVO_INVALID_VALUE);
     ec = -1;
     record_steps(&ec);
     EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, nullptr, "Name"), nullptr);
-    EXPECT_EQ(steps(), "NO_ERROR 2 XAVO_property_to_ntstring: ERROR: instancep is NULL\n");
+    EXPECT_TEXT("NO_ERROR 2 XAVO_property_to_ntstring: ERROR: instancep is NULL\n", steps());
     EXPECT_EQ(XAVO_build_string_array(nullptr), nullptr);
-    EXPECT_EQ(logged(), lines("misused.txt"));
+    EXPECT_TEXT(lines("misused.txt"), logged());
 }
 
 } // namespace
