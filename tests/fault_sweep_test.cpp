@@ -1,5 +1,5 @@
-// fault_sweep_test.cpp - every call on the way of every operation fails once: into the client library,
-// for memory, for the mutex. What must come of it is told by one model, `expect`.
+// fault_sweep_test.cpp - runs every operation once for each call that it makes, into the client library, for
+// memory and on a mutex, and makes that call fail. `expect` is the model of the outcome.
 #include "operations.h"
 #include "support.h"
 #include "table.h"
@@ -22,7 +22,7 @@ struct Expected {
     std::string log;
 };
 
-// What has gone wrong: the slot, and which call of it this is in the operation.
+// The call that failed: its slot, and which call of the slot this is in the operation.
 struct Hit {
     std::string slot;
     unsigned occurrence; // among the operation's own calls
@@ -32,7 +32,7 @@ constexpr unsigned PROPERTIES = 10; // of a job
 
 std::string number(long long n) { return std::to_string(n); }
 
-// A job that cannot be read, or (code UNKNOWN_ERROR, no complaint) that is not there.
+// The outcome when the job cannot be read, or is `absent` from the outputs.
 Expected no_job(const Operation &op, XAVO_ErrorCode code, int rc, bool absent) {
     const bool with_message = op.reads == Reads::MESSAGE_OR_JOB;
     std::string log = with_message ? "8 XAVO_dig_out_QM_result: st.rc=6\n" : "";
@@ -47,20 +47,21 @@ Expected no_job(const Operation &op, XAVO_ErrorCode code, int rc, bool absent) {
     return {code, log};
 }
 
-// A handle that could not be opened: XAVO_new_with_uname says why, and a call that needed one says so.
+// The outcome when no handle can be opened: XAVO_new_with_uname logs why, then the operation logs its own
+// line.
 Expected no_handle(const Operation &op, const std::string &why) {
     return {XAVO_UNABLE_TO_OPEN_CONNECTION,
             "2 XAVO_new_with_uname: ERROR: " + why + "\n" +
                 (op.takes_null ? error(op.function, "unable to open connection to server") : "")};
 }
 
-// The first look at the outputs, which have no message when nothing fails.
+// Returns whether the call is the read of the message identifier, which is absent when nothing fails.
 bool reads_message(const Operation &op, const Hit &hit) {
     return hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1 &&
            (op.reads == Reads::MESSAGE || op.reads == Reads::MESSAGE_OR_JOB);
 }
 
-// The model. Nothing: only that nothing is left behind can be said.
+// Returns the expected outcome; nullopt if only "no leaks" can be checked.
 std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault &fault) {
     const Expected success = {XAVO_NO_ERROR, op.success};
     const XAVO_ErrorCode code = XAVO_translate_error_code(static_cast<CMPIrc>(fault.rc));
@@ -105,7 +106,7 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     case Reads::MESSAGE:
         if (reads_message(op, hit)) {
             if (fault.rc == CMPI_RC_ERR_NOT_FOUND)
-                return success; // as it is anyway
+                return success; // the same as without a fault
             return Expected{
                 op.reads == Reads::MESSAGE ? XAVO_NOT_FOUND : XAVO_UNKNOWN_ERROR,
                 failing ? "8 XAVO_dig_out_QM_result: st.rc=" + number(static_cast<int>(fault.rc)) + "\n"
@@ -137,9 +138,8 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     }
 }
 
-// What the record says of a call's own objects, in the words of Releases, and of the first string after the
-// method was called, the message of its status. Where there is no target, the second path is the one of a
-// job that was read.
+// Returns the releases in the trace in the words of Releases; the first string released after the method call
+// is the message of its status. Where there is no target, the second path is that of a job.
 std::string released(const Operation &op) {
     std::map<std::string, std::string> own = {
         {"CMPIObjectPath#1.release", "path "}, {"CMPIArgs#1.release", "in "},
@@ -249,7 +249,7 @@ protected:
         }
         {
             Results results;
-            give(op, sp, results);
+            create_inputs(op, sp, results);
             if (c.null_handle)
                 XAVO_free(std::exchange(sp, nullptr));
             static char stale[] = "of an earlier call";
@@ -298,15 +298,15 @@ protected:
                     << "a result with an error";
             }
         }
-        // Nobody can prevent these: an element of an array that could not be set to null when its value was
-        // freed is freed once more with the array; one that is not handed out to be freed (the first two are
-        // for printing) is forgotten.
+        // Two failures that libxavo cannot prevent: an element that could not be set to null after its value
+        // was freed is freed again with the array; an element that cannot be read to be freed (the first two
+        // reads are for printing) is leaked.
         const bool unfreed = op.reads == Reads::NOTHING && injected.fault->with_result == 0;
         const bool twice = unfreed && result.failed == "CMPIArray.setElementAt";
         const bool lost =
             unfreed && result.failed == "CMPIArray.getElementAt" && result.calls[result.failed] > 2;
         if (const unsigned long owned = (sp == nullptr ? 0U : 1U) + lost; cimsim_owned() != owned)
-            ADD_FAILURE() << "not released when " << result.failed << " failed: " << cimsim_live();
+            ADD_FAILURE() << "not released when " << result.failed << " failed: " << live_objects();
         if (sp != nullptr)
             XAVO_free(sp);
         if (!HasFailure())
@@ -345,7 +345,7 @@ std::string early_order(const Hit &hit) {
     return naming ? "target path " : filling ? "array path in out " : "path target in out array ";
 }
 
-// Those words of an order that are in a text.
+// Returns the words of `order` that are in `text`.
 std::string in_order(const std::string &order, const std::string &text) {
     std::string kept;
     std::istringstream words(order);
@@ -354,7 +354,7 @@ std::string in_order(const std::string &order, const std::string &text) {
     return kept;
 }
 
-// A value that came back with a failing status is not touched: the pool keeps it.
+// Number of values left to the pool: a value that comes with a failing status is not released.
 unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault &fault) {
     const bool reads = hit.slot == "CMPIArgs.getArg" || hit.slot == "CMPIObjectPath.getKey" ||
                        hit.slot == "CMPIInstance.getProperty";
@@ -397,7 +397,7 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
     EXPECT_EQ(clean.mutex_calls, mutex_calls(c));
 }
 
-// With a good status, and with a failing one.
+// With a status of success, and with a failing one.
 TEST_P(Sweep, ReleasesTheReturnedValueInItsPlace) {
     SCOPED_TRACE(op.where + ", " + op.name);
     for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
@@ -464,7 +464,7 @@ TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
         }
 }
 
-// What a failing allocation comes to. Nothing else than these is allocated by the library itself.
+// Returns the expected outcome of a failing allocation. libxavo allocates nothing else.
 Expected expect_without_memory(const Case &c, unsigned nth, bool ends_it) {
     const Operation &op = *c.op;
     if (c.opens() && nth <= 2) // a handle, and its user's name

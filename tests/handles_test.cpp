@@ -12,7 +12,7 @@ using namespace test;
 
 namespace {
 
-class Guarded : public World {
+class Guarded : public WithHandle {
 protected:
     // On a connection that has just answered.
     Guarded() {

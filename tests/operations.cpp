@@ -96,7 +96,7 @@ namespace {
         (void)sp, (void)r;                                                                                   \
         __VA_ARGS__;                                                                                         \
     }
-// Where a function reports no outcome, that it succeeded.
+// For functions that report no code: stores this one.
 #define GIVES(code, ...) CALL(__VA_ARGS__, *ec = (code))
 const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &)> calls[] = {
     {"DeleteJobQueue", CALL(XAVO_invoke_DeleteJobQueue(sp, ec, "JID_1"))},
@@ -121,7 +121,7 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
     {"text", GIVES(XAVO_NO_ERROR, r.job = XAVO_get_string_arg(r.args, "Text"))},
     {"print", GIVES(XAVO_NO_ERROR, XAVO_pr_CMPIArgs(0, "printable", r.args))},
     {"property", CALL(r.job = XAVO_property_to_ntstring(sp, ec, r.instance, "Name"))},
-    // A success leaves the code as it is.
+    // Success does not change the code.
     {"number", CALL(*ec = XAVO_NO_ERROR, XAVO_CMPIData_to_uint32(ec, &five))},
     {"modify", CALL(const XAVO_ErrorCode code = XAVO_modify_VELK_LifecycleJob(sp, ec);
                     *ec = code == *ec ? code - XAVO_NOT_IMPLEMENTED : XAVO_UNKNOWN_ERROR)},
@@ -130,7 +130,7 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
 const char *const READS[] = {"RETURN_VALUE", "JOB",    "MESSAGE_OR_JOB", "MESSAGE",
                              "RECORDS",      "OBJECT", "HANDLE",         "NOTHING"};
 
-// Parts of a cell of the table; there are three.
+// Splits a cell into its three parts.
 Row parts(const std::string &text) {
     Row all = split(text, '|');
     all.resize(3);
@@ -198,7 +198,7 @@ const Operation *numbered(unsigned number) {
     return nullptr;
 }
 
-void give(const Operation &op, XAVO_Proxy *sp, Results &results) {
+void create_inputs(const Operation &op, XAVO_Proxy *sp, Results &results) {
     if (op.given == Given::ARGS)
         results.args = printable();
     if (op.given != Given::INSTANCE)

@@ -1,5 +1,5 @@
-// operations.h - every exported operation that can fail, a row each. The sweeps, the edge cases, the
-// threads and the fuzzer walk this table.
+// operations.h - the table of all exported operations that can fail. The sweeps, the edge cases, the tests
+// with threads and the fuzzer iterate over it.
 #ifndef XAVO_TESTS_OPERATIONS_H
 #define XAVO_TESTS_OPERATIONS_H
 
@@ -9,8 +9,8 @@
 
 namespace test {
 
-// What an operation is given beforehand and what it hands out. Freed with its objects, so before the
-// last handle is.
+// Inputs that an operation needs, and its results. Destroy it before the last handle: it releases the
+// objects.
 struct Results {
     CMPIArgs *args = nullptr;         // to be printed
     CMPIInstance *instance = nullptr; // to be read
@@ -27,32 +27,33 @@ struct Results {
     bool handed_out() const { return job || records || instances || path || array; }
 };
 
-// How an operation learns its outcome.
+// How an operation determines its outcome.
 enum class Reads {
     RETURN_VALUE,   // the method's return value
     JOB,            // the job that the method names
     MESSAGE_OR_JOB, // a message, or else a job
     MESSAGE,        // a message, or else success
     RECORDS,        // instances turned into records
-    OBJECT,         // what the broker or the client library hands out, as it is
+    OBJECT,         // an object of the client library, passed on
     HANDLE,         // a connection
-    NOTHING,        // reports none, or not one of the broker's
+    NOTHING,        // none, or one without the broker
 };
 
-// What is released once the broker was asked, in its order: path, in, target and array first. "read" is
-// the first look at the outputs, "returned" the release of an object that the method returned.
+// The order of releases after the method call: path, in, target and array. "read" is the first read of the
+// outputs, "returned" the release of an object that the method returned.
 struct Releases {
     std::string asked;    // at once
     std::string answered; // then, with a good status
     std::string refused;  // with a failing one
 };
 
-// The output that names a job, who reads it, and who is said to have failed when it cannot be read.
+// The output that names a job, the function that reads it, and the function that the log blames when that
+// fails.
 struct JobNames {
     std::string output, reader, blamed;
 };
 
-// What a call needs that nobody but the broker or the client library can give.
+// Inputs that the test must create with the client library.
 enum class Given {
     NOTHING,
     ARGS,
@@ -65,7 +66,7 @@ struct Operation {
     std::string function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
-    bool takes_null = false;  // opens a handle of its own for a NULL one
+    bool takes_null = false;  // opens a temporary handle for a NULL one
     std::string request = {}; // what it asks the broker, or the beginning of that, without blanks
     std::string success = {}; // the log of a call that succeeds
     Releases releases = {};
@@ -89,22 +90,23 @@ const Operation &operation(const std::string &name);
 const Operation *numbered(unsigned number); // NULL: there is none
 
 // Through a handle that is open.
-void give(const Operation &op, XAVO_Proxy *sp, Results &results);
+void create_inputs(const Operation &op, XAVO_Proxy *sp, Results &results);
 
-// A request as the table compares it.
+// Returns a request as the table compares it.
 std::string without_blanks(std::string text);
 
-// The log without the traces that a call writes on its way, whatever becomes of it.
+// The log without the operation's own traces, which do not depend on its outcome.
 std::string outcome_lines(const Operation &op, const std::string &log);
 
-// The line with which a function says why it failed, and the traces of an answer without messages.
+// A function's error line; the traces of an answer without messages.
 std::string error(const std::string &function, const std::string &text);
 extern const std::string NO_MESSAGES;
 
-// An argument list with a reference of two keys, an array and a string in it; to be printed.
+// Returns an argument list that holds a reference with two keys, an array and a string; the caller releases
+// it.
 CMPIArgs *printable();
 
-// Records with every member set, for a share of this type.
+// Records with every member set, for a share of a type.
 XAVO_BAR_INPUT_DATA full_image(uint16_t share_type);
 XAVO_NET_INPUT_DATA full_share(uint16_t share_type);
 

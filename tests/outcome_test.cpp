@@ -1,5 +1,5 @@
-// outcome_test.cpp - what each operation makes of bad arguments, of a handle without a client, and of
-// every shape of answer.
+// outcome_test.cpp - operations with bad arguments, with a handle that has no client, and with every kind of
+// answer.
 #include "operations.h"
 #include "prepare.h"
 #include "simulator/raw.h"
@@ -17,7 +17,7 @@ constexpr XAVO_ErrorCode INVALID = XAVO_INVALID_VALUE;
 
 using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
 
-using Outcome = World;
+using Outcome = WithHandle;
 
 // ---- Arguments --------------------------------------------------------------------------------------
 
@@ -121,11 +121,11 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
             row.call(handle, errorcodep, &job);
             const std::string recorded = steps();
             disarm();
-            // What is judged before the handle is locked does not wait for it; what is judged later does.
+            // An argument that is checked before the lock is rejected without waiting for it.
             const unsigned locks = row.made != 0 && made != 0, opened = handle == nullptr && made != 0;
             EXPECT_EQ(own_calls(Own::MUTEX), 2 * locks + 2 * opened);
-            // The code is NO_ERROR from the beginning and set after the line; one function sets it under the
-            // lock.
+            // The code is NO_ERROR when the line is written; XAVO_enumerate sets NO_ERROR after the lock
+            // only.
             const bool late = std::string(row.function) == "XAVO_enumerate";
             const std::string last = (late ? "unknown " : "NO_ERROR ") + log;
             if (!log.empty() && errorcodep != nullptr && recorded.find(log) != std::string::npos) {
@@ -141,7 +141,7 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
                 EXPECT_TEXT(log, last_line(lines));
             }
             EXPECT_EQ(lines.find("ERROR") == std::string::npos, log.empty()) << lines;
-            EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live();
+            EXPECT_EQ(cimsim_owned(), 1U) << live_objects();
         };
         check(sp, &ec, row.code, complaint, row.clears_job, row.made);
         check(&invalid, &ec, XAVO_SP_NOT_VALID, error(row.function, "sp is not valid"), false, 0);
@@ -158,7 +158,7 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     EXPECT_EQ(logged(), error("XAVO_modify_VELK_LifecycleJob", "errorcodep is NULL"));
 }
 
-TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
+TEST_F(Outcome, IsARequestWithTheRebootTypeAsANumber) {
     const std::pair<const char *, const char *> texts[] = {{"0", "0"},  {"65535", "65535"}, {"-0", "0"},
                                                            {"+7", "7"}, {" 7", "7"},        {"\t007", "7"}};
     for (const auto &[text, sent] : texts) {
@@ -169,11 +169,11 @@ TEST_F(Outcome, RebootTypesAreSentAsNumbers) {
     }
 }
 
-TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
+TEST_F(Outcome, IsSpNotValidWithoutAClient) {
     CMCIClient *const real = sp->client;
     CMCIClientFT empty = {};
-    CMCIClient crippled = {real->hdl, &empty}, hollow = {real->hdl, nullptr};
-    for (CMCIClient *client : {static_cast<CMCIClient *>(nullptr), &crippled, &hollow})
+    CMCIClient without_slots = {real->hdl, &empty}, without_table = {real->hdl, nullptr};
+    for (CMCIClient *client : {static_cast<CMCIClient *>(nullptr), &without_slots, &without_table})
         for (const Operation &op : operations()) {
             if (op.request.empty())
                 continue;
@@ -192,7 +192,7 @@ TEST_F(Outcome, AHandleWithoutAClientToAskIsNotValid) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, EveryShapeOfAnswer) {
+TEST_F(Outcome, FollowsFromTheAnswer) {
     cimsim_set_garbage(1);
     { // it is there
         CMPIStatus status;
@@ -236,7 +236,7 @@ TEST_F(Outcome, EveryShapeOfAnswer) {
         }
 }
 
-TEST_F(Outcome, MessagesAreNamed) {
+TEST_F(Outcome, FollowsFromTheMessageIdentifier) {
     for (const Row &row : table("messages.txt"))
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
@@ -272,7 +272,7 @@ TEST_F(Outcome, MessagesAreNamed) {
 
 // ---- Records ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
+TEST_F(Outcome, IsAListWithoutUnreadableJobs) {
     for (const Row &row : table("records.txt")) {
         SCOPED_TRACE(row.where + ": " + row[0]);
         populate();
@@ -291,7 +291,7 @@ TEST_F(Outcome, JobsThatCannotBeReadAreLeftOut) {
     }
 }
 
-TEST_F(Outcome, TheControllerRefusesByName) {
+TEST_F(Outcome, IsTheCodeOfTheControllersRefusal) {
     for (const Row &row : table("refusals.txt")) {
         Results results;
         prepare(row[0]);

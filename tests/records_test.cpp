@@ -1,4 +1,4 @@
-// records_test.cpp - the callers' records: what is checked in them, and what of them is sent.
+// records_test.cpp - validation of the callers' records, and the arguments that are sent from them.
 #include "support.h"
 #include "table.h"
 
@@ -10,7 +10,7 @@ using namespace test;
 
 namespace {
 
-// At first none of the buffers ends; then one after the other is as long as it may be.
+// First no buffer is terminated; then one after the other gets the longest possible string.
 template <typename Record>
 void expect_checks(int (*validate)(const Record *), const std::string &record) {
     const std::string function = "XAVO_Validate_XAVO_" + record;
@@ -32,7 +32,7 @@ void expect_checks(int (*validate)(const Record *), const std::string &record) {
     EXPECT_EQ(validate(&data), 1);
 }
 
-TEST(Records, MustEndTheirStrings) {
+TEST(Records, AreRejectedWithAnUnterminatedString) {
     expect_checks(XAVO_Validate_XAVO_HTTP_SHARE_OPT_DATA, "HTTP_SHARE_OPT_DATA");
     expect_checks(XAVO_Validate_XAVO_NET_INPUT_DATA, "NET_INPUT_DATA");
     expect_checks(XAVO_Validate_XAVO_BAR_INPUT_DATA, "BAR_INPUT_DATA");
@@ -40,9 +40,9 @@ TEST(Records, MustEndTheirStrings) {
     EXPECT_EQ(XAVO_Validate_StringBuffer("", 1), 1);
 }
 
-class Requests : public World {};
+class Requests : public WithHandle {};
 
-TEST_F(Requests, CarryWhatTheShareTypeCallsFor) {
+TEST_F(Requests, HaveTheArgumentsOfTheirShareType) {
     for (const std::string call : {"BackupImage full", "backupimage", "restoreimage full", "RestoreImage",
                                    "TestNetworkShare full", "TestNetworkShare"})
         for (const uint16_t type : std::initializer_list<uint16_t>{0, 1, 2, 3, 4, 5, 6, 7, 34, 258}) {
@@ -78,7 +78,7 @@ TEST_F(Requests, CarryWhatTheShareTypeCallsFor) {
         }
 }
 
-TEST_F(Requests, JoinNoUserToNoGroup) {
+TEST_F(Requests, HaveThePlainUserWithoutWorkgroupOrUser) {
     for (const std::string user : {"user", ""}) {
         XAVO_NET_INPUT_DATA share = full_share(2);
         (user.empty() ? share.uname : share.workgroup)[0] = '\0';
@@ -90,7 +90,7 @@ TEST_F(Requests, JoinNoUserToNoGroup) {
     }
 }
 
-TEST_F(Requests, ReduceTheOptionOfARestoreOnceTheStartTimeIsAdded) {
+TEST_F(Requests, ReducePreserveVDConfigAfterTheStartTimeWasAdded) {
     for (const unsigned failing : {1U, 2U}) { // the start time, the option itself
         XAVO_BAR_INPUT_DATA image = {};
         image.shareType = 4;
@@ -104,7 +104,7 @@ TEST_F(Requests, ReduceTheOptionOfARestoreOnceTheStartTimeIsAdded) {
     }
 }
 
-TEST_F(Requests, PassAQuotationMarkOn) {
+TEST_F(Requests, KeepAQuotationMark) {
     char *job = nullptr;
     XAVO_invoke_InstallFromSoftwareIdentity(sp, &ec, "BIOS\"", &job);
     XAVO_free_ntstring(job);

@@ -16,7 +16,7 @@ namespace {
 
 std::string log_lines;
 
-// Guards the log. No mutex: the calls on those are counted and made to fail here.
+// Spin lock of the log: calls on a mutex are counted and fail in this file.
 std::atomic_flag log_busy = ATOMIC_FLAG_INIT;
 
 template <typename Body>
@@ -78,7 +78,7 @@ void note_step(const std::string &what) {
     record.recording = true;
 }
 
-// Of a handle that is made or freed, as far as it goes.
+// The state of a handle that is being opened or freed.
 std::string initialised(const XAVO_Proxy *sp) {
     return " initialised=" + std::to_string(sp == nullptr ? -1 : sp->mutex_initialised);
 }
@@ -88,7 +88,7 @@ const XAVO_Proxy *handle_of(const pthread_mutex_t *mutex) {
                                                 offsetof(XAVO_Proxy, mutex));
 }
 
-// Whether this call of the library's is to fail. Unarmed it touches nothing: threads pass here.
+// Returns whether this call of the library's own fails. Writes nothing unless armed, for tests with threads.
 bool fails_now(test::Own kind, const char *name, const std::string &detail = "") {
     note_step(name + detail);
     if (!plan.armed)
@@ -161,7 +161,7 @@ int __wrap_setenv(const char *name, const char *value, int overwrite) {
     return __real_setenv(name, value, overwrite);
 }
 
-// Two or three strings are all that the library joins.
+// Joins all strings, as the platform's function does.
 char *__wrap_utl_va_cat(const char *first, ...) {
     if (fails_now(test::Own::ALLOCATION, "utl_va_cat"))
         return nullptr;
@@ -174,11 +174,11 @@ char *__wrap_utl_va_cat(const char *first, ...) {
     return __real_strdup(joined.c_str());
 }
 
-// Nothing but SIGPIPE is ever held back.
+// Checks that the library blocks SIGPIPE only.
 int __wrap_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before) {
     for (int signal = 1; how == SIG_BLOCK && signal < SIGRTMIN; ++signal)
         if ((sigismember(signals, signal) == 1) != (signal == SIGPIPE))
-            with_log([] { log_lines += "malformed: another signal is held back\n"; });
+            with_log([] { log_lines += "malformed: a signal other than SIGPIPE is blocked\n"; });
     return __real_pthread_sigmask(how, signals, before);
 }
 
@@ -192,7 +192,7 @@ int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t 
 int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_lock = cimsim_calls(nullptr);
-    // A call on a live mutex is only said to have failed: it must stay in balance for the rest.
+    // The call is made, and reported as failed: locks and unlocks must stay in balance.
     const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_lock");
     timespec limit = {};
     clock_gettime(CLOCK_REALTIME, &limit);
@@ -217,7 +217,7 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
-    if (plan.armed) { // the handle's own: by now it must no longer be taken for a live one
+    if (plan.armed) { // the handle must be invalid by now
         const XAVO_Proxy *sp = handle_of(mutex);
         for (const uint32_t word :
              {sp->head_magic[0], sp->head_magic[1], sp->tail_magic[0], sp->tail_magic[1]})
@@ -348,23 +348,29 @@ bool is_unlocked(XAVO_Proxy *sp) {
     return __real_pthread_mutex_unlock(&sp->mutex) == 0;
 }
 
+std::string live_objects() {
+    const std::string all = cimsim_live();
+    const size_t end = all.find(' ', 200);
+    return "live objects: " + (end == std::string::npos ? all : all.substr(0, end) + " and more");
+}
+
 void expect_nothing_left(unsigned long misuses, unsigned long lost) {
-    EXPECT_EQ(cimsim_owned(), lost) << cimsim_live();
-    EXPECT_EQ(cimsim_pooled(), 0U) << cimsim_live();
+    EXPECT_EQ(cimsim_owned(), lost) << live_objects();
+    EXPECT_EQ(cimsim_pooled(), 0U) << live_objects();
     EXPECT_EQ(cimsim_misuses(), misuses) << cimsim_last_misuse();
     EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();
 }
 
-World::World() : sp((populate(), XAVO_new())) { clear_log(); }
+WithHandle::WithHandle() : sp((populate(), XAVO_new())) { clear_log(); }
 
-void World::SetUp() { ASSERT_NE(sp, nullptr) << logged(); }
+void WithHandle::SetUp() { ASSERT_NE(sp, nullptr) << logged(); }
 
-World::~World() {
+WithHandle::~WithHandle() {
     disarm();
     if (sp == nullptr)
         return;
     EXPECT_TRUE(is_unlocked(sp));
-    EXPECT_EQ(cimsim_owned(), 1U) << cimsim_live(); // the handle's client
+    EXPECT_EQ(cimsim_owned(), 1U) << live_objects(); // the handle's client
     XAVO_free(sp);
     expect_nothing_left(0);
 }

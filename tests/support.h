@@ -1,5 +1,5 @@
-// support.h - what the tests share: the captured log, faults in the library's own calls, a controller
-// with something on it, and the check that nothing was left behind.
+// support.h - used by all tests: the captured log, faults in the library's own calls, the record of steps, a
+// populated controller, and the check for leaks.
 #ifndef XAVO_TESTS_SUPPORT_H
 #define XAVO_TESTS_SUPPORT_H
 
@@ -25,12 +25,12 @@ void clear_log();
 enum class Own { ALLOCATION, MUTEX };
 void arm(Own kind, unsigned nth, bool from_then_on); // nth 0: only counts
 void disarm();
-// The first call that was made to fail ("strdup"), empty if there was none; how many calls of a kind there
-// were since arm; and whether a handle whose mutex was destroyed still bore a mark of a live one.
+// The first call that failed ("strdup"), or ""; the number of calls of a kind since arm; whether a handle
+// still had a magic word when its mutex was destroyed.
 std::string failed_call();
 unsigned own_calls(Own kind);
 bool marks_kept();
-// Calls into the client library at the time of the latest lock and of the latest unlock since arm.
+// Number of calls into the client library before the latest lock and the latest unlock since arm.
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();
 
@@ -40,11 +40,11 @@ unsigned long calls_at_unlock();
 void record_steps(const XAVO_ErrorCode *code, char *const *job = nullptr);
 std::string steps(); // ends the record
 
-// --update is on the command line: a test whose table it can compute writes it.
+// Returns whether --update is on the command line: tests then write the tables that they can compute.
 bool updating();
 
-// An empty controller with the clock stopped, then: jobs "JID_1", "JID_2" and "JID_3" that wait, the
-// identity "BIOS", and the shares that the records below describe. Misuse of the client library is counted.
+// Resets the simulator and stops its clock; adds the waiting jobs "JID_1", "JID_2" and "JID_3", the software
+// identity "BIOS", and the shares of full_image and full_share. Misuse of the client library is counted.
 void populate();
 
 // Compares two texts. A failure shows them from the first line that differs, one below the other, with the
@@ -53,33 +53,36 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
                                    const std::string &actual);
 #define EXPECT_TEXT(expected, actual) EXPECT_PRED_FORMAT2(test::same_text, expected, actual)
 
-// What must hold once every handle is freed: no object but those that nobody could keep, no value in a pool,
-// no malformed line in the log.
+// Returns the names of the objects that are not released, for a failure; of many, the first ones.
+std::string live_objects();
+
+// Checks, once every handle is freed: no leaked object except `lost`, no value in a pool, no more misuses, no
+// malformed line in the log.
 void expect_nothing_left(unsigned long misuses, unsigned long lost = 0);
 
-// A populated controller with a handle open on it. When a test is over the handle is freed, and nothing
-// may be left: no object, no value in a pool, no misuse, no call through a locked handle.
-class World : public testing::Test {
+// A populated controller and an open handle. After each test the handle must be unlocked; it is freed, and
+// nothing may be leaked.
+class WithHandle : public testing::Test {
 protected:
-    World();
-    ~World() override;
+    WithHandle();
+    ~WithHandle() override;
     void SetUp() override; // without a handle the test fails at once
 
     XAVO_Proxy *sp;
     XAVO_ErrorCode ec = -1;
 };
 
-// What an operation learns from a call that did not do its work.
+// How an injected fault makes a call fail.
 struct Fault : cimsim_fault {
     std::string name, where;                                            // of the row: "faults.txt:3"
-    bool works() const { return rc == CMPI_RC_OK && with_result != 0; } // with a message all the same
+    bool works() const { return rc == CMPI_RC_OK && with_result != 0; } // success with a message
 };
 const std::vector<Fault> &faults();
 
-// The calls of each slot in the trace; of its first so many calls, if they are limited.
+// Number of calls of each slot in the trace, or in its first `limit` calls.
 std::map<std::string, unsigned> traced_calls(unsigned limit = 0);
 
-// 1 when the handle's mutex is free.
+// Returns whether the handle's mutex is unlocked.
 bool is_unlocked(XAVO_Proxy *sp);
 
 } // namespace test

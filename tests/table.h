@@ -1,4 +1,4 @@
-// table.h - tables in data/: a row a line, its cells separated by " | ".
+// table.h - reads the tables in data/: rows of cells separated by " | ", and blocks of "key value" lines.
 #ifndef XAVO_TESTS_TABLE_H
 #define XAVO_TESTS_TABLE_H
 
@@ -9,25 +9,25 @@
 
 namespace test {
 
-// The cells of a row, and where it is: "answers.txt:20".
+// The cells of a row; `where` is its place, "answers.txt:20".
 struct Row : std::vector<std::string> {
     using vector::vector;
     std::string where;
 };
 
-// For a test that fails with this parameter.
+// Printed by GoogleTest for a test whose parameter is a row.
 inline void PrintTo(const Row &row, std::ostream *os) { *os << row.where; }
 
-// Parts of a text; the last one may be missing, not empty.
+// Splits a text; an empty last part is left out.
 Row split(const std::string &text, char at);
 
-// The rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment, and a row "{name} | text"
-// says what that name stands for from there on. A line that is indented continues the row. Without the file
-// the program ends.
+// Reads the rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment. A row "{name} |
+// text" defines a name that later rows use. An indented line continues the row. Aborts when the file cannot
+// be read.
 std::vector<Row> table(const std::string &file);
 
-// A file of blocks: a line that is not indented is the name of one, "  key value" gives it a value, and what
-// is indented further continues the value on a new line. Comments and names as above.
+// A block of a file: its name is not indented; "  key value" sets a value; lines indented by four blanks are
+// added to the value, each with its end of line. A block "{name}" defines a name by its lines, joined.
 struct Block {
     std::string name;
     std::string where; // "steps.txt:12"
@@ -36,10 +36,10 @@ struct Block {
 };
 std::vector<Block> blocks(const std::string &file);
 
-// Replaces the lines of this value, in every block that has it, in the file itself: a text a block.
+// Replaces in the file the lines of a value, in each block that has it: one text per block.
 void update(const std::string &file, const std::string &key, const std::vector<std::string> &texts);
 
-// Such a file as text: the first cell of every row, a line each.
+// Returns the first cell of every row, one per line.
 std::string lines(const std::string &file);
 
 // The words of a command, as they are: a blank between quotation marks does not end one.

@@ -1,4 +1,4 @@
-// thread_test.cpp - many threads at once, and a broker that goes away under them.
+// thread_test.cpp - several threads at once, broker restarts, and SIGPIPE.
 #include "operations.h"
 #include "simulator/raw.h"
 #include "support.h"
@@ -19,7 +19,7 @@ enum class Handles { SHARED, EACH, NONE };
 
 // All that the broker can be asked, on eight threads at once, each beginning with another operation.
 template <typename Check>
-void crowd(Handles handles, XAVO_Proxy *shared, Check check) {
+void run_on_eight_threads(Handles handles, XAVO_Proxy *shared, Check check) {
     std::atomic<unsigned> working{8};
     std::vector<std::future<void>> threads; // joined when this ends
     for (size_t seat = 0; seat < 8; ++seat)
@@ -44,10 +44,10 @@ void crowd(Handles handles, XAVO_Proxy *shared, Check check) {
         }));
 }
 
-using Threads = World;
-class BrokenBroker : public World {
+using Threads = WithHandle;
+class BrokenBroker : public WithHandle {
 protected:
-    // A method call on a dead connection is what the real client library does not survive: misuse, once each.
+    // Each method call on a dead connection is one misuse: the real client library crashes.
     ~BrokenBroker() override {
         EXPECT_NE(dead_calls, 0U);
         EXPECT_EQ(cimsim_misuses(), dead_calls) << cimsim_last_misuse();
@@ -61,14 +61,14 @@ protected:
     std::atomic<unsigned long> dead_calls{0};
 };
 
-// An exchange without the library in between.
+// An exchange without libxavo.
 void ask(CMCIClient *client) {
     const raw::Own<CMPIObjectPath> job(newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr));
     const raw::Own<CMPIConstClass> answer(client->ft->getClass(client, job.get(), 0, nullptr, nullptr));
 }
 
-TEST_F(Threads, GetTheirOwnAnswers) {
-    { // Where nobody keeps them apart, exchanges on one client overlap and are counted.
+TEST_F(Threads, GetTheirOwnAnswersFromEveryKindOfHandle) {
+    { // The simulator counts exchanges that overlap: without libxavo two do.
         cimsim_hold_answers(1000);
         const auto first = std::async(std::launch::async, ask, sp->client),
                    second = std::async(std::launch::async, ask, sp->client);
@@ -77,7 +77,7 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         EXPECT_EQ(cimsim_overlaps(), 1U);
         cimsim_advance(1);
     }
-    // What others have done meanwhile may have an operation refused.
+    // The controller may refuse an operation because of what another thread did.
     const std::set<std::pair<Reads, XAVO_ErrorCode>> refusals = {
         {Reads::RETURN_VALUE, XAVO_UNKNOWN_ERROR},
         {Reads::MESSAGE_OR_JOB, XAVO_BACKUP_ALREADY_RUNNING},
@@ -91,7 +91,7 @@ TEST_F(Threads, GetTheirOwnAnswers) {
         std::set<std::string> jobs; // each is handed out once
         // The test's own handle stays open: when a thread frees the last one, the others lose memory.
         XAVO_Proxy *const shared = handles == Handles::NONE ? nullptr : sp;
-        crowd(handles, shared, [&](const Operation &op, XAVO_ErrorCode code, const char *job) {
+        run_on_eight_threads(handles, shared, [&](const Operation &op, XAVO_ErrorCode code, const char *job) {
             const std::lock_guard<std::mutex> guard(mutex);
             EXPECT_TRUE(code == XAVO_NO_ERROR || refusals.count({op.reads, code}) != 0)
                 << op.name << ": " << XAVO_EC_to_string(code);
@@ -102,7 +102,7 @@ TEST_F(Threads, GetTheirOwnAnswers) {
     }
 }
 
-// All that the calling thread can see of signals: the disposition, the mask, and what is pending.
+// The signal state of the calling thread: disposition, mask, pending signals.
 std::string signals() {
     struct sigaction action = {};
     sigset_t mask, pending;
@@ -122,7 +122,7 @@ const struct {
     int how;
     int (*raise_one)();
     unsigned pending;
-} STANCES[] = {
+} SIGNAL_SETTINGS[] = {
     {SIG_DFL, SIG_UNBLOCK, [] { return 0; }, 0},
     {[](int) { ADD_FAILURE() << "the program was sent a SIGPIPE"; }, SIG_UNBLOCK, [] { return 0; }, 0},
     {SIG_DFL, SIG_BLOCK, [] { return 0; }, 0},
@@ -130,7 +130,7 @@ const struct {
     {SIG_DFL, SIG_BLOCK, [] { return kill(getpid(), SIGPIPE); }, 2},
 };
 
-TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
+TEST_F(BrokenBroker, RaisesNoSignalInTheProgram) {
     sigset_t pipe = {};
     sigaddset(&pipe, SIGPIPE);
     const auto is_sent = [&](auto work) { // without the library, which holds them back
@@ -147,17 +147,17 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
     EXPECT_TRUE(is_sent([&] { ask(client); }) && is_sent(connect) && is_sent([&] { raw::release(client); }));
     cimsim_restart_broker(0);
-    for (const auto &stance : STANCES)
+    for (const auto &setting : SIGNAL_SETTINGS)
         for (const Operation &op : operations()) {
             if (op.request.empty())
                 continue;
-            SCOPED_TRACE(op.name + ", stance " + std::to_string(&stance - STANCES));
+            SCOPED_TRACE(op.name + ", setting " + std::to_string(&setting - SIGNAL_SETTINGS));
             Results results;
             XAVO_Proxy *another = XAVO_new();
             cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
-            signal(SIGPIPE, stance.disposition);
-            pthread_sigmask(stance.how, &pipe, nullptr);
-            stance.raise_one();
+            signal(SIGPIPE, setting.disposition);
+            pthread_sigmask(setting.how, &pipe, nullptr);
+            setting.raise_one();
             const std::string before = signals();
             op.call(another, &ec, results);
             expect_no_answer(op, ec);
@@ -168,13 +168,13 @@ TEST_F(BrokenBroker, SendsTheProgramNoSignal) {
             unsigned pending = 0;
             for (const timespec at_once = {}; sigtimedwait(&pipe, nullptr, &at_once) == SIGPIPE;)
                 ++pending;
-            EXPECT_EQ(pending, stance.pending);
+            EXPECT_EQ(pending, setting.pending);
             signal(SIGPIPE, SIG_IGN);
             pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
         }
 }
 
-TEST_F(BrokenBroker, IsBackOnceEveryHandleWasFreed) {
+TEST_F(BrokenBroker, AnswersAgainAfterEveryHandleWasFreed) {
     signal(SIGPIPE, SIG_DFL);
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_RELEASE);
     for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {
@@ -182,7 +182,8 @@ TEST_F(BrokenBroker, IsBackOnceEveryHandleWasFreed) {
             expect_no_answer(op, code);
             EXPECT_EQ(signals().find_first_of("Pb"), std::string::npos);
         };
-        crowd(handles, handles == Handles::EACH || handles == Handles::NONE ? nullptr : sp, check);
+        run_on_eight_threads(handles, handles == Handles::EACH || handles == Handles::NONE ? nullptr : sp,
+                             check);
     }
     XAVO_free(sp);
     sp = XAVO_new();

@@ -167,7 +167,7 @@ TEST(ErrorCodes, AreTranslatedFromBrokerStatuses) {
                 translated);
 }
 
-class Values : public World {};
+class Values : public WithHandle {};
 
 // Standard output since CaptureStdout, in short: the lines of a string and the first three of a value as
 // one, indentation as a number.
@@ -266,7 +266,7 @@ TEST_F(Values, AreNotTouchedWhenReadingThemFails) {
     cimsim_fail("CMPIArgs.getArg", 1, &failing);
     EXPECT_EQ(XAVO_get_string_arg(args, "Text"), nullptr);
     args->ft->release(args);
-    EXPECT_EQ(cimsim_pooled(), 1U) << cimsim_live();
+    EXPECT_EQ(cimsim_pooled(), 1U) << live_objects();
     EXPECT_TEXT("8 XAVO_get_string_arg: st.rc=1\n", logged());
 }
 

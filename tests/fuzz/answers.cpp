@@ -11,8 +11,8 @@ namespace {
 // Types under which the library leaves a value alone, whatever it is.
 constexpr CMPIType OPAQUE[] = {CMPI_ptr, CMPI_null, CMPI_charsptr, CMPI_filter, CMPI_dateTimeString};
 
-// A value. One that its receiver frees, or that stands in an array which the receiver empties, has a
-// state and a type under which that can be done.
+// A value. One that its receiver frees, or that is in an array which the receiver empties, has a state and a
+// type that make this possible.
 cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     const unsigned kind = depth > 3 ? 0 : in.byte() % 8U;
     const uint8_t code = in.byte();
@@ -37,7 +37,7 @@ cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     return freed || code < 0xc0 ? made : cimsim_with_type(made, OPAQUE[type % std::size(OPAQUE)]);
 }
 
-// What is answered to the next call, whatever it asks.
+// Scripts the answer to the next call.
 void prepare(Input &in) {
     cimsim_reset();
     cimsim_set_garbage(1);
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         XAVO_ErrorCode ec = -1;
         {
             test::Results results;
-            test::give(op, sp, results);
+            test::create_inputs(op, sp, results);
             op.call(sp, &ec, results);
             while (results.instances && results.instances->ft->hasNext(results.instances, nullptr) != 0)
                 XAVO_pr_CMPIData(-1, "element", results.instances->ft->getNext(results.instances, nullptr));

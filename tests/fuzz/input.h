@@ -1,4 +1,4 @@
-// input.h - a fuzzer's input, taken piece by piece, and what every target needs besides.
+// input.h - reads a fuzzer's input in pieces; also the log function of the fuzz targets.
 #ifndef XAVO_TESTS_FUZZ_INPUT_H
 #define XAVO_TESTS_FUZZ_INPUT_H
 
@@ -14,7 +14,7 @@
 #include <string>
 #include <XAVO.h>
 
-// An input that has come to its end goes on with zeros.
+// After its end the input consists of zeros.
 struct Input {
     const uint8_t *data;
     size_t left;
@@ -24,7 +24,7 @@ struct Input {
         const unsigned high = byte();
         return static_cast<uint16_t>(high << 8 | byte());
     }
-    // Up to 127 bytes as they are, or one byte up to some thousand times.
+    // Up to 127 bytes of the input, or one byte repeated some thousand times at most.
     std::string text() {
         const size_t length = byte();
         if (length > 127)
@@ -36,7 +36,8 @@ struct Input {
     }
 };
 
-// In place of the platform's log: every line is made, so that what cannot be read is found, but not shown.
+// Replaces the platform's log: formats each line, so that sanitizers see unreadable arguments; prints
+// nothing.
 extern "C" void hulmprintf(int, int, const char *format, ...) {
     char line[64];
     va_list values;

@@ -1,5 +1,5 @@
-// records.cpp - what a caller fills in: the records as raw bytes, method names, reboot types. What the
-// library has to find out about them is said here once more, in other words.
+// records.cpp - fuzzes what a caller fills in: records as raw bytes, method names, reboot types. Has its own
+// implementation of the library's checks to compare with.
 #include "input.h"
 
 #include <memory>
@@ -21,7 +21,7 @@ bool valid(const XAVO_BAR_INPUT_DATA &d) {
            end(d.untilTime, d.JobName, d.tavixuname) && valid(d.http);
 }
 
-// Blanks, a sign, digits, and nothing else; -1 for what is no reboot type.
+// Parses blanks, a sign and digits; -1 for a text that is no reboot type.
 int reboot_type(const std::string &text) {
     size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
     const bool minus = text[at] == '-';
@@ -32,7 +32,7 @@ int reboot_type(const std::string &text) {
     return number > 65535 || (minus && number > 0) ? -1 : number;
 }
 
-// Pieces of the input laid over zeros, in memory that ends where the record does.
+// Copies pieces of the input over zeros, in memory that ends with the record.
 template <typename Record>
 std::unique_ptr<Record> record(Input &in) {
     auto result = std::make_unique<Record>();
@@ -43,7 +43,7 @@ std::unique_ptr<Record> record(Input &in) {
     return result;
 }
 
-// A known code; for what is not valid the one that says so, and no request; a job exactly for a success.
+// Checks: the code is known; an invalid record gives INVALID_VALUE and no request; a job only with success.
 void check(bool valid, XAVO_ErrorCode ec, char **job) {
     assert(valid ? strcmp(XAVO_EC_to_string(ec), "unknown") != 0 : ec == XAVO_INVALID_VALUE);
     assert(valid || cimsim_request_count() == 0);

@@ -1,4 +1,4 @@
-// scene.cpp - any text as a scene: it is refused with its line, or a state keeps what it makes.
+// scene.cpp - fuzzes scenes: a text is refused with its line, or a state keeps what it created.
 #undef NDEBUG // the checks are assertions
 #include "control/scene.h"
 #include "client/simulator.h"
@@ -12,7 +12,7 @@ using namespace cimsim;
 
 namespace {
 
-// Every instance that a client could enumerate.
+// Returns every instance that a client can enumerate.
 std::size_t instances() {
     std::vector<std::string> names = {job_class, identity_class};
     for (const AddedClass &added : sim.controller.added)

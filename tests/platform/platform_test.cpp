@@ -1,5 +1,4 @@
-// platform_test.cpp - the platform's log and string functions themselves: other tests put their own in their
-// place.
+// platform_test.cpp - the platform's log and string functions; the other test programs replace them.
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -13,7 +12,7 @@ namespace {
 
 bool memory_is_exhausted = false;
 
-// What is printed on standard error. errno is as it was.
+// Returns what the statement prints on standard error; checks that errno is unchanged.
 template <class Value>
 std::string line(int level, const char *format, Value value) {
     testing::internal::CaptureStderr();
@@ -33,14 +32,14 @@ void *__wrap_malloc(size_t size) { return memory_is_exhausted ? nullptr : __real
 
 namespace {
 
-TEST(Log, LongLinesAreWhole) {
+TEST(Log, WritesLongLinesWhole) {
     for (const size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1025U, 5000U}) {
         const std::string text(length, 'x');
         EXPECT_EQ(line(2, "%s\n", text.c_str()), text + "\n");
     }
 }
 
-TEST(Log, WithoutMemoryTheBeginningBeatsNone) {
+TEST(Log, WritesTheBeginningWithoutMemory) {
     const std::string text(5000, 'x');
     memory_is_exhausted = true;
     EXPECT_EQ(line(2, "%s\n", text.c_str()), text.substr(0, 1022) + "\n");
@@ -48,12 +47,12 @@ TEST(Log, WithoutMemoryTheBeginningBeatsNone) {
     EXPECT_EQ(line(2, "%s\n", "short"), "short\n");
 }
 
-TEST(Log, WhatCannotBeEncodedIsLeftOut) {
+TEST(Log, LeavesOutWhatCannotBeEncoded) {
     const wchar_t bad[] = {0x7fffffff, 0};
     EXPECT_EQ(line(2, "%ls\n", bad), "");
 }
 
-TEST(Log, WritesToAClosedErrorOutputKeepErrno) {
+TEST(Log, KeepsErrnoWhenErrorOutputIsClosed) {
     const int saved = dup(STDERR_FILENO);
     close(STDERR_FILENO);
     errno = ERANGE;
@@ -65,7 +64,7 @@ TEST(Log, WritesToAClosedErrorOutputKeepErrno) {
     EXPECT_EQ(seen, ERANGE);
 }
 
-TEST(Log, LevelsAreSetByTheProgram) {
+TEST(Log, HasTheLevelThatTheProgramSets) {
     for (const auto &[most, level, text] :
          {std::tuple(2, 2, "x\n"), {2, 3, ""}, {8, 8, "x\n"}, {0, 1, ""}, {0, 0, "x\n"}}) {
         hulm_set_level(most);
@@ -74,9 +73,8 @@ TEST(Log, LevelsAreSetByTheProgram) {
     hulm_set_level(2);
 }
 
-// Read once, when the library is loaded: the statement runs in a new process, begun with this in its
-// environment.
-TEST(LogDeathTest, LevelsAreSetByTheEnvironment) {
+// The variable is read once, when the library is loaded: the statement runs in a new process with it.
+TEST(LogDeathTest, HasTheLevelOfTheEnvironment) {
     if (const char *emulator = getenv("XAVO_EMULATOR"); emulator != nullptr && *emulator != '\0')
         GTEST_SKIP() << "GoogleTest starts the new process without the emulator";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
