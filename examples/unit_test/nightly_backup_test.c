@@ -25,6 +25,15 @@ static int polled(void *context, const XAVO_Poll *poll) {
     return 0;
 }
 
+/* A controller with a share. */
+static void prepare(void) {
+    cimsim_reset();
+    cimsim_freeze_time(1);
+    cimsim_add_share("192.0.2.10", "backups", 2, "operator", "secret");
+    at_poll = NULL;
+    deadline_ms = 10000;
+}
+
 static backup_end backup(void) {
     static XAVO_BAR_INPUT_DATA data = {.shareType = 2,
                                        .ipaddr = "192.0.2.10",
@@ -117,6 +126,29 @@ static void starts_another_job_after_a_failure(void) {
     CHECK(prints("JID_2: started"));
 }
 
+/* The request reaches the service, and its answer does not come; nor, at first, does the list of the jobs. */
+static void takes_up_the_job_when_the_outcome_is_unknown(void) {
+    static const cimsim_fault lost = {CMPI_RC_ERR_FAILED, NULL, 1};
+    cimsim_fail("CMCIClient.invokeMethod", 1, &lost);
+    cimsim_fail("CMCIClient.enumInstances", 2, &lost);
+    CHECK(backup() == BACKUP_DONE);
+    CHECK(prints("effect UNKNOWN") && prints("JID_1: taken up") && cimsim_job_count() == 1);
+}
+
+/* Every call into the client library fails once. */
+static void starts_one_job_when_any_call_fails(void) {
+    static const cimsim_fault fault = {CMPI_RC_ERR_FAILED, "out of order", 0};
+    unsigned long nth = 0;
+    do {
+        prepare();
+        cimsim_next_job(1, 0, NULL); /* one that needs few polls */
+        cimsim_fail(NULL, ++nth, &fault);
+        const backup_end end = backup();
+        CHECK(cimsim_job_count() <= 1 && (end != BACKUP_DONE || cimsim_job_count() == 1));
+    } while (cimsim_fault_hit() != NULL);
+    CHECK(nth > 50);
+}
+
 int main(void) {
     static const struct {
         const char *name;
@@ -131,6 +163,8 @@ int main(void) {
         {"continues after the broker was unreachable", continues_after_the_broker_was_unreachable},
         {"takes up the job of an earlier run", takes_up_the_job_of_an_earlier_run},
         {"starts another job after a failure", starts_another_job_after_a_failure},
+        {"takes up the job when the outcome is unknown", takes_up_the_job_when_the_outcome_is_unknown},
+        {"starts one job when any call fails", starts_one_job_when_any_call_fails},
     };
     /* The program's workers are other processes: they meet the same controller where it lives in a file. */
     char folder[] = "/tmp/nightly_backup_XXXXXX", state[sizeof folder + 8], lock[sizeof folder + 16];
@@ -143,11 +177,7 @@ int main(void) {
         return 1;
     for (size_t i = 0; i < sizeof tests / sizeof *tests; ++i) {
         const int before = failures;
-        cimsim_reset();
-        cimsim_freeze_time(1);
-        cimsim_add_share("192.0.2.10", "backups", 2, "operator", "secret");
-        at_poll = NULL;
-        deadline_ms = 10000;
+        prepare();
         tests[i].run();
         printf("%-6s %s\n", failures == before ? "ok" : "FAILED", tests[i].name);
     }
