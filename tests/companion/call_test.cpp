@@ -533,4 +533,32 @@ TEST_F(Companion, EndsAWorkerThatWasGivenASecret) {
     }
 }
 
+TEST_F(Companion, EndsAWaitAsItsPollsSay) {
+    static const struct {
+        const char *script;
+        unsigned int deadline_ms;
+        int end;
+        const char *journal;
+    } rows[] = {
+        {"answer=0", 0, XAVO_WAIT_DEADLINE, "r"},
+        {"answer=6,1|answer=3,7,6", XAVO_WAIT_FOREVER, XAVO_WAIT_NOT_FOUND, "rr"},
+        {"answer=0|answer=3,7,6", XAVO_WAIT_FOREVER, XAVO_WAIT_GONE, "rr"},
+        {"answer=6,1|answer=0|answer=6,1", XAVO_WAIT_FOREVER, XAVO_WAIT_UNREADABLE, "rrrr"}, // two in a row
+        {"failed", XAVO_WAIT_FOREVER, XAVO_WAIT_NO_WORKER, "r"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.script);
+        ASSERT_EQ(truncate(journal.c_str(), 0), 0);
+        make_pool();
+        XAVO_WaitOptions how = {};
+        how.deadline_ms = row.deadline_ms;
+        how.first_pause_ms = how.longest_pause_ms = 1;
+        how.most_unreadable = 2;
+        XAVO_WaitResult result;
+        EXPECT_EQ(XAVO_wait_for_job(pool, row.script, &how, &result), row.end);
+        EXPECT_EQ(journalled(), row.journal);
+        XAVO_wait_free(&result);
+    }
+}
+
 } // namespace
