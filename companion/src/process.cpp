@@ -33,6 +33,12 @@
 // Runs in memory that it shares with a suspended thread of the program, on a stack of its own.
 #define XAVO_SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined"), noinline))
 
+// ThreadSanitizer's own clone() takes the new process for a copy, and then loses sight of the caller's locks.
+#ifdef __SANITIZE_THREAD__
+extern "C" int __clone(int (*run)(void *), void *stack, int flags, void *argument, ...);
+#define clone __clone
+#endif
+
 namespace xavo_companion {
 
 namespace {
