@@ -86,9 +86,11 @@ protected:
     ~Companion() override {
         XAVO_pool_free(pool);
         EXPECT_EQ(open_descriptors(), descriptors);
-        for (int tries = 0; workers_left(journal) > 0 && tries < 500; ++tries)
-            usleep(10000);
-        EXPECT_EQ(workers_left(journal), 0);
+        if (*EMULATOR == '\0') { // which has no pidfd: a scripted worker that does not watch its socket stays
+            for (int tries = 0; workers_left(journal) > 0 && tries < 500; ++tries)
+                usleep(10000);
+            EXPECT_EQ(workers_left(journal), 0);
+        }
         unlink(journal.c_str());
     }
     void make_pool() {
@@ -317,6 +319,8 @@ bool has_inheritable_descriptor() {
 int children_seen;
 
 TEST_F(Companion, LeavesItsHostAlone) {
+    if (*EMULATOR != '\0')
+        GTEST_SKIP() << "an emulator makes processes that the host sees";
     const auto works = [&] {
         const bool first = call(READ, "environment answer=0", 5000) == "NO_ERROR NONE ANSWERED 1";
         return first && call(METHOD, "claim answer=0", 5000) == "NO_ERROR NONE ANSWERED 1";

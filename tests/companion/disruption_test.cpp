@@ -89,6 +89,7 @@ Outcome disrupted(int operation, unsigned long nth, int what, int after) {
     }
     XAVO_PoolOptions options = {};
     options.workers = 1;
+    options.emulator = *EMULATOR != '\0' ? EMULATOR : nullptr;
     options.log_level = XAVO_LOG_NOTHING;
     XAVO_Pool *pool = XAVO_pool_new(&options, nullptr);
     XAVO_Request made = request(operation);
@@ -205,7 +206,9 @@ TEST(TypedCalls, RequestTheirOperation) {
         cimsim_reset();
         cimsim_load_demo();
         cimsim_journal(1);
-        XAVO_Pool *pool = XAVO_pool_new(nullptr, nullptr);
+        XAVO_PoolOptions options = {};
+        options.emulator = *EMULATOR != '\0' ? EMULATOR : nullptr;
+        XAVO_Pool *pool = XAVO_pool_new(&options, nullptr);
         XAVO_Answer answer;
         EXPECT_EQ(row.call(pool, &answer), XAVO_NO_ERROR)
             << (answer.message != nullptr ? answer.message : "");
