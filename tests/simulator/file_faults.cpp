@@ -44,7 +44,7 @@ int open_file(const char *path, int flags, mode_t mode) {
 
 extern "C" {
 
-// By both names: which one a source calls depends on the size of its off_t.
+// Defined under both names: which of them a source calls depends on the size of its off_t.
 int open_by_name(const char *path, int flags, mode_t mode) __asm__("open");
 int open_by_name(const char *path, int flags, mode_t mode) { return open_file(path, flags, mode); }
 int open_by_name_64(const char *path, int flags, mode_t mode) __asm__("open64");

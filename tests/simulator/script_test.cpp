@@ -5,9 +5,9 @@
 // a named object, a constructor, or a function of the control header without its prefix; arguments left out
 // are 0 or NULL, as is "-". A line that begins with four blanks continues the line before. Values are in
 // the notation of xavo-scene(5); "string:@s" is the object s. Outcome: the result, then a status other than
-// 0, a misuse, and the signals that were sent. "sh" stands before a line for the shell, in whose folder
-// `./run commands` runs commands, then separated by " , ", in a process of their own, in the state and scene
-// of its environment; `./test commands` does not attach itself to those.
+// 0, a misuse, and the signals that were sent. "sh" stands before a line for the shell. In its folder,
+// `./run commands` runs commands in a new process, with the state and the scene of its environment; `./test
+// commands` does not attach itself to them. The commands of both are separated by " , ".
 #include "../prepare.h"
 #include "../table.h"
 #include "raw.h"
@@ -321,7 +321,7 @@ private:
         else if (type_ != CMPI_chars)
             store(std::stoull(rest));
     }
-    void store(CMPIUint64 number) { // as wide as it is, whichever end of the union its bytes are at
+    void store(CMPIUint64 number) { // in the member of its own width, for any byte order
         switch (type_ == CMPI_boolean  ? 0
                 : type_ == CMPI_char16 ? 1
                 : type_ & CMPI_UINT    ? type_ >> 4 & 3
@@ -549,8 +549,8 @@ private:
         return "";
     }
 
-    // A service's method: Name=value, Name=[job], Name=@software. "0", "2 MessageID=JQ001 Message=no", "rc 6:
-    // no": return value and outputs, or the status.
+    // Calls a service's method with the arguments Name=value, Name=[job], Name=@software. Returns the return
+    // value and the outputs, "0" or "2 MessageID=JQ001 Message=no"; "" on failure, with the status in `st`.
     std::string ask(const std::string &method) {
         const auto has = [&](const char *part) { return method.find(part) != method.npos; };
         const auto on = raw::service(has("Queue")                      ? "VELK_JobService"
@@ -646,7 +646,7 @@ private:
     Lines lines_;
 };
 
-// Parts begin with "== title"; each with what stands before the first.
+// A part begins with "== title". Each part first runs the lines that stand before the first title.
 void register_script(const std::filesystem::path &path) {
     std::ifstream stream(path);
     ScriptTest::Lines begin, lines;

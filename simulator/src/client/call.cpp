@@ -205,8 +205,8 @@ CMPIStatus Call::status() {
     const bool injected = fault_ && fault_->effect != Effect::restart && !misused_;
     const std::optional<std::string> &message = injected ? fault_->message : message_;
     CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
-    // No object can exist without the back end. Programs ignore the status of a release, so that its message
-    // would leak.
+    // No object can exist without the back end. Programs ignore the status of a release, and
+    // would leak its message.
     if (message && sim.heap.clients > 0 && role_ != Role::release)
         status.msg = face_of<CMPIString>(&make(Value::string(*message), Holder::owned));
     return status;

@@ -28,7 +28,7 @@ struct Fault {
 // A fault to inject into a later call.
 struct PlannedFault {
     std::string slot;        // empty: every slot
-    unsigned long countdown; // number of calls of the slot until the one that fails, which is included
+    unsigned long countdown; // which call of the slot from now on fails: 1 is the next call
     bool for_ever;           // all calls after that one fail, too
     Fault fault;
 };

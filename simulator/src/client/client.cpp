@@ -292,7 +292,8 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     return data;
 }
 
-// Whether a parameter of cmciConnect has its value of local mode; if not, says so on standard error.
+// Whether a setting of cmciConnect has the value that local mode requires; if not, reports both values on
+// standard error.
 bool is_local(const char *what, const char *given, const char *wanted) {
     const auto shown = [](const char *text) { return text ? text : "not given"; };
     const bool same = given && wanted ? std::string(given) == wanted : given == wanted;
@@ -349,7 +350,7 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
     }
     if (first) { // further clients use the socket of the first
         bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal");
-        local = is_local("host", host, "localhost") && local; // reports each of them
+        local = is_local("host", host, "localhost") && local; // evaluated first: reports each wrong one
         local = is_local("scheme", scheme, nullptr) && local;
         local = is_local("port", port, nullptr) && local;
         if (!local || !session.good() || !broker.reachable) {

@@ -213,9 +213,10 @@ CMPIData no_data() {
 
 namespace {
 
-// The kind under which a value is handed out. With the type code of chars, a string, a reference, an instance
-// or an array, it must be of that kind, because the program uses it as such. With the other codes of objects
-// it can be any object, because all of them can be released. Kind::none, handed out as NULL or 0, for others.
+// The kind as which a value is handed out; Kind::none, handed out as NULL or 0, if the value's kind does not
+// fit its type code. With the code of chars, a string, a reference, an instance or an array, the value must
+// be of that kind, because the program uses it as such; only a string can also be handed out as chars. With
+// the other codes of objects, the value can be any object, because all of them can be released.
 Kind shown_kind(const Value &value) {
     const auto only = [&](Kind kind) { return value.kind == kind ? kind : Kind::none; };
     switch (value.type) {
@@ -334,7 +335,7 @@ void end_object(Object &object, std::vector<std::string> &twice) {
     object.life = Life::released;
     object.value = {};
     object.client.reset();
-    if (object.holder != Holder::member) // else its container still has a pointer to it
+    if (object.holder != Holder::member) // the container of a member still has a pointer to it
         into_quarantine(object);
 }
 

@@ -63,7 +63,7 @@ struct Object : Link {
     struct {
         void *hdl;
         void *ft;
-    } face; // the object as its pointer in the program sees it
+    } face; // the structure to which the program's pointer to the object points
     Kind kind;
     Holder holder;
     Life life = Life::alive;
@@ -133,8 +133,8 @@ Value value_behind(const CMPIData &data);
 // `twice`.
 void end_object(Object &object, std::vector<std::string> &twice);
 
-// Counts a released client; unloads the back end if it was the last. Returns whether it was, and other
-// threads have used the back end.
+// Counts a released client; unloads the back end if it was the last. Returns true if it was the last
+// and other threads have used the back end.
 bool client_released();
 // Frees the objects that the unloading of the back end made invalid.
 void forget_unloaded();

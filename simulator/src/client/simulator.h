@@ -15,7 +15,7 @@ namespace cimsim {
 
 struct Simulator {
     std::mutex lock;
-    std::condition_variable time_changed; // by a control function or a state, or reset
+    std::condition_variable time_changed; // by a control function or a state; also notified at a reset
     std::condition_variable thread_ended; // during the release of the last client
     unsigned long resets = 0;
     unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened

@@ -17,7 +17,7 @@ public:
     void clear();
     // Appends the entry in one write, so that a process that is killed leaves complete lines.
     void record(const JournalEntry &entry);
-    // All entries; first reads those that the file got since the last call.
+    // Returns all entries. First reads those that were appended to the file since the last call.
     const std::deque<JournalEntry> &entries();
 
 private:

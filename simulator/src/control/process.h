@@ -18,7 +18,7 @@ struct Process {
 
     int pools = 0;              // number of pools of workers
     std::string private_folder; // of the state that pools_changed created
-    pid_t maker = 0;            // the process that created it, and removes it; its children do not
+    pid_t maker = 0;            // the process that created this folder; its children do not remove it
 
     Process() : state(&simulator), simulator(state) {}
 
@@ -38,12 +38,12 @@ struct Process {
     // Removes the state that pools_changed created.
     void remove_private_state();
 
-    // Called after the process got another controller: connections that were dead stay dead (`dead`), and
-    // answers that are held back are returned.
+    // Called after the process got another controller. `dead`: the open connections were dead before, and
+    // stay dead. Answers that are held back are returned.
     void controller_replaced(bool dead);
 };
 
-// Never destroyed, as its member `simulator`, which is `sim`.
+// The data of this process. It is never destroyed. Its member `simulator` is `sim`.
 extern Process &process;
 
 } // namespace cimsim

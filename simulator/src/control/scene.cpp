@@ -7,8 +7,8 @@ namespace cimsim {
 
 namespace {
 
-// Moves options without a value from the words to the options, which the parser cannot do, since it does not
-// know the form; then checks the options and the number of words.
+// Moves options without a value from the words to the options. The parser cannot do this, because it does not
+// know the form. Then checks the options and the number of words.
 void separate_options(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
     const auto knows = [&](const std::string &name) {

@@ -101,8 +101,8 @@ int open_lock(const std::string &path) {
     }
 }
 
-// Creates a file that only its owner can access while it is written, because it contains passwords. Then
-// gives it the rights `as`, those of the file that it will replace, unless that is NULL.
+// Creates a file that only its owner can access, because it will contain passwords. If `as` is not NULL,
+// gives the file these rights, which are those of the file that it will replace. Then writes the text.
 bool write_whole(const std::string &path, const std::string &text, const Rights *as, struct stat *seen,
                  int *held) {
     if (unlink(path.c_str()) != 0 && errno != ENOENT) // left by a process that ended while it wrote
@@ -220,7 +220,8 @@ bool State::read() {
     } catch (const Mistake &mistake) {
         return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
     }
-    text_ = text; // if state_text writes it differently, as after an edit by hand, end writes the file
+    // If state_text returns another text, for example after an edit by hand, end writes the file.
+    text_ = text;
     known_ = true;
     simulator_.time_changed.notify_all();
     return true;

@@ -48,7 +48,9 @@ private:
     Simulator &simulator_;
     std::string path_, error_, scene_error_;
     int lock_ = -1; // descriptor of FILE.lock in the current session
-    int held_ = -1; // descriptor of the file that was last read or written: no other gets its inode number
+    // Descriptor of the file that was last read or written. It stays open, so that no other file gets the
+    // same inode number.
+    int held_ = -1;
     bool known_ = false;    // the simulator has the contents of that file
     struct stat seen_ = {}; // its status
     std::string text_;      // its contents

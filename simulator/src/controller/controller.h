@@ -43,7 +43,7 @@ enum class Phase : unsigned char { fresh, scheduled, running, completed, failed 
 // Properties of a job that a test has replaced; nullopt: the instance lacks the property.
 using Overrides = std::map<std::string, std::optional<Value>>;
 
-// How the next job that a service starts runs.
+// Duration and outcome of the next job that a service starts.
 struct NextJob {
     std::optional<Milliseconds> runs; // nullopt: the method's default
     bool fails = false;

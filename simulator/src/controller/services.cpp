@@ -87,7 +87,7 @@ struct Schedule {
 
 Schedule read_schedule(const std::string &start, const std::string &until, Milliseconds now) {
     Schedule schedule{parse_time(start, now), until.empty()};
-    // A text has whole seconds: the current second is not in the past.
+    // A time in text form has whole seconds. A time in the current second is not in the past.
     if (schedule.start && *schedule.start + 1000 <= now)
         schedule.start.reset();
     if (const auto end = parse_time(until, now); end && schedule.start)

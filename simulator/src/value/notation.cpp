@@ -258,7 +258,7 @@ std::optional<std::string> items_text(const std::vector<Item> &items) {
     return all;
 }
 
-// The type that belongs to the value's kind, which differs from the value's type after cimsim_with_type.
+// The type that belongs to the value's kind. It can differ from the value's type after cimsim_with_type.
 CMPIType own_type(const Value &value) {
     switch (value.kind) {
     case Kind::number:

@@ -55,7 +55,7 @@ struct Value {
     static Value with_tree(CMPIType type, Kind kind);
     static Value array(CMPIType element_type, std::vector<Value> elements);
 
-    Tree &edit(); // the tree of this value alone
+    Tree &edit(); // returns the tree to change it; first copies it if other values share it
 };
 
 // A key, an argument or a property.
