@@ -21,7 +21,7 @@ TESTS = {
     "platform": [("platform_tests",)],
     "simulator": [("simulator_tests",), ("xavo_tests",), ("update_test",), ("nightly_backup_test",)],
 }
-# Results of a trial. After those of NO_MUTANT the candidate is no mutant: it does not make another program.
+# Results of a trial. With a result in NO_MUTANT the candidate is no mutant: it does not make a different program.
 SURVIVES, NOT_COMPILED, SAME_CODE = "survives", "does not compile", "same code"
 NO_MUTANT = (NOT_COMPILED, SAME_CODE)
 HANGS = "detected: hangs"

@@ -158,8 +158,8 @@ class Finder:
             variable.type.is_pod() for variable in statement.get_children() if variable.kind == Kind.VAR_DECL)
 
     def leave_out(self, child, name, path, instead):
-        # Of an if or a block, the statements inside are left out one by one. Without a plain declaration nothing
-        # compiles.
+        # The statements inside an if or a block are left out one by one. A mutant without a plain declaration would
+        # not compile.
         if child.kind not in (Kind.COMPOUND_STMT, Kind.IF_STMT, Kind.NULL_STMT) + LABELS and \
                 not self.is_plain_declaration(child):
             self.add(name, path, "left out", self.extent(name, child, True), instead)
