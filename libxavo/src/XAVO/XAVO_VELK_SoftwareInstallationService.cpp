@@ -40,8 +40,8 @@ void read_job(Invocation &call, const char *argname, const char *error_format, c
     XAVO_log_MessageID(call.outputs());
 }
 
-// Converts decimal text to a signed 32-bit number also where long is wider. For a number out of range
-// returns the nearest one in range and sets errno to ERANGE.
+// Converts decimal text to a signed 32-bit number, also on machines where long is wider. If the number is
+// out of range, returns the nearest one in range and sets errno to ERANGE.
 int32_t parse_int32(const char *text, char **end) {
     errno = 0;
     const long number = strtol(text, end, 10);

@@ -23,7 +23,7 @@ MEMBER(XAVO_Proxy, mutex, 8 + WORD, sizeof(pthread_mutex_t));
 MEMBER(XAVO_Proxy, mutex_initialised, 8 + WORD + sizeof(pthread_mutex_t), 1);
 MEMBER(XAVO_Proxy, tail_magic, 12 + WORD + sizeof(pthread_mutex_t), 8);
 
-// The link, then the strings.
+// The pointer `next`, then the strings.
 #define ROW(name) PLACE_OF_##name,
 enum { PLACE_OF_next, XAVO_JOB_PROPERTIES(ROW) MEMBERS_OF_A_JOB };
 #undef ROW
@@ -33,7 +33,7 @@ ROW(next)
 XAVO_JOB_PROPERTIES(ROW)
 #undef ROW
 
-// The same on every machine.
+// These layouts are the same on every machine.
 MEMBER(XAVO_HTTP_SHARE_OPT_DATA, proxySupport, 0, 2);
 MEMBER(XAVO_HTTP_SHARE_OPT_DATA, proxyType, 2, 2);
 MEMBER(XAVO_HTTP_SHARE_OPT_DATA, proxyServer, 4, 65);

@@ -1,5 +1,5 @@
-// names.h - tables of names. A row contains its name: a pointer would be relocated in every process that
-// loads the library.
+// names.h - tables of names. A row holds the characters of its name: a pointer to them would be relocated
+// in every process that loads the library.
 #ifndef XAVO_NAMES_H
 #define XAVO_NAMES_H
 

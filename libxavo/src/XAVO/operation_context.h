@@ -6,8 +6,8 @@
 
 namespace xavo {
 
-// Checks also for functions that open no handle: errorcodep is not NULL; the handle is live. On failure both
-// log, and is_live sets the error code.
+// Two checks, also for functions that open no handle: errorcodep is not NULL; the handle is live. On failure
+// each check logs; is_live also sets the error code.
 bool has_errorcodep(ErrorContext context);
 bool is_live(ErrorContext context, const XAVO_Proxy *sp);
 
@@ -20,7 +20,7 @@ public:
     OperationContext(const OperationContext &) = delete;
     OperationContext &operator=(const OperationContext &) = delete;
 
-    // False: a check failed, and the operation returns.
+    // False when a check failed; the operation must then return.
     explicit operator bool() const { return sp_ != nullptr; }
     XAVO_Proxy *sp() const { return sp_; }
 
