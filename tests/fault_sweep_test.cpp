@@ -168,12 +168,12 @@ std::string without(std::string text, const std::string &word) {
     return at == std::string::npos ? text : text.erase(at, word.size());
 }
 
-// A row, with a handle or, where it opens one itself, none.
+// An operation of the table, called with a handle or, if it opens one itself, with NULL.
 struct Case {
     const Operation *op;
     bool null_handle;
     bool opens() const { return null_handle || op->reads == Reads::HANDLE; }
-    // What a call makes besides its own for a handle of its own.
+    // Returns `calls`, the number of calls that a temporary handle adds; 0 when there is none.
     unsigned extra(unsigned calls) const { return null_handle ? calls : 0; }
 };
 
@@ -185,7 +185,7 @@ std::string name_of(const Case &c) {
 
 void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
 
-// Those of the table; the making and the end of a temporary handle's mutex.
+// Number of mutex calls: those of the table, and two that create and destroy the mutex of a temporary handle.
 unsigned mutex_calls(const Case &c) { return c.op->mutexes + c.extra(2); }
 
 std::vector<Case> cases() {
@@ -220,7 +220,7 @@ struct Injected {
     bool and_all_later = false;
 };
 
-// After a failure in so many operations the rest of the sweep is left out: they all show the same.
+// Number of operations whose failures stop the sweep: further failures would show the same fault.
 constexpr unsigned ENOUGH = 3;
 
 class Sweep : public testing::TestWithParam<Case> {
@@ -228,7 +228,7 @@ protected:
     const Case &c = GetParam();
     const Operation &op = *c.op;
 
-    // Whether a test has anything to do.
+    // Returns whether the sweep continues.
     static bool goes_on() { return failing.size() < ENOUGH; }
     void TearDown() override {
         if (HasFailure())
@@ -287,7 +287,7 @@ protected:
                 EXPECT_TRUE(is_unlocked(sp)) << "the handle is still locked: " << result.failed << " failed";
                 result.pooled = cimsim_pooled();
             }
-            if (results.job == stale) { // left alone only by a call that never began
+            if (results.job == stale) { // unchanged only when no handle could be opened
                 EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
                 results.job = nullptr;
             }
@@ -336,8 +336,8 @@ protected:
 INSTANTIATE_TEST_SUITE_P(All, Sweep, testing::ValuesIn(cases()),
                          [](const auto &row) { return name_of(row.param); });
 
-// The order in which a call that ends before the method is called releases what it has made. What
-// could not be finished goes first.
+// Returns the order in which an operation that fails before its method call releases its objects. The object
+// that could not be completed is released first.
 std::string early_order(const Hit &hit) {
     const bool filling = hit.slot == "native_new_CMPIArray" || hit.slot == "native_new_CMPIString" ||
                          hit.slot == "CMPIArray.setElementAt";

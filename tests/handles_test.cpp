@@ -35,7 +35,7 @@ TEST_F(Guarded, RecordsTheReasonOfAFailure) {
         populate();
         prepare("answer_output MessageID string:X ; answer_output Message string:earlier ; answer_return "
                 "uint32:9");
-        Results earlier; // whose reason nobody takes
+        Results earlier; // its reason is not read
         operation("TestNetworkShare").call(sp, &ec, earlier);
         prepare(row[1]);
         XAVO_Reason reason = reason_of(row[0]);
@@ -61,11 +61,11 @@ TEST_F(Guarded, ProbesBeforeAMethodOnlyWhereTheConnectionIsDoubtful) {
     EXPECT_EQ(probes("TestNetworkShare"), 0U); // the list that went before was a good answer
     cimsim_refuse_user("root01ff");
     EXPECT_EQ(probes("get"), 0U);
-    EXPECT_EQ(probes("TestNetworkShare"), 0U); // and so is a refusal
+    EXPECT_EQ(probes("TestNetworkShare"), 0U); // a refusal is a good answer, too
     arm(Own::MUTEX, 0, false);
     XAVO_set_quiet_time(sp, 20);
     disarm();
-    EXPECT_EQ(own_calls(Own::MUTEX), 2U); // under its lock
+    EXPECT_EQ(own_calls(Own::MUTEX), 2U); // XAVO_set_quiet_time locks the handle
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_EQ(probes("TestNetworkShare"), 1U);
     XAVO_set_quiet_time(sp, 1000000);

@@ -61,13 +61,13 @@ enum class Given {
 };
 
 struct Operation {
-    unsigned char number; // stays the row's own: stored fuzz inputs name it by this
+    unsigned char number; // never changes: stored fuzz inputs identify the operation by it
     std::string name;     // of the row
     std::string function; // the name in its log lines
     Reads reads;
     void (*call)(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, Results &results);
     bool takes_null = false;  // opens a temporary handle for a NULL one
-    std::string request = {}; // what it asks the broker, or the beginning of that, without blanks
+    std::string request = {}; // the request that it sends, or its beginning, without blanks
     std::string success = {}; // the log of a call that succeeds
     Releases releases = {};
     // When nothing fails, as the line of the table says: calls into the client library before the handle is
@@ -89,7 +89,7 @@ const std::vector<Operation> &operations();
 const Operation &operation(const std::string &name);
 const Operation *numbered(unsigned number); // NULL: there is none
 
-// Through a handle that is open.
+// Creates the inputs that an operation needs, through an open handle.
 void create_inputs(const Operation &op, XAVO_Proxy *sp, Results &results);
 
 // Returns a request as the table compares it.

@@ -194,7 +194,7 @@ TEST_F(Outcome, IsSpNotValidWithoutAClient) {
 
 TEST_F(Outcome, FollowsFromTheAnswer) {
     cimsim_set_garbage(1);
-    { // it is there
+    { // the garbage is in the upper half of a value, if CMPIUint32 has more than 32 bits
         CMPIStatus status;
         const raw::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
         const raw::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));

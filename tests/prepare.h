@@ -1,4 +1,4 @@
-// prepare.h - what a controller is prepared with, and what it was asked, as text.
+// prepare.h - prepares the simulated controller from text, and returns its last request as text.
 #ifndef XAVO_TESTS_PREPARE_H
 #define XAVO_TESTS_PREPARE_H
 

@@ -1,5 +1,5 @@
 // steps_test.cpp - the order in which operations call the client library, use memory and the handle's lock,
-// log, and set what the caller's pointers lead to.
+// write log lines, and set the caller's variables.
 #include "operations.h"
 #include "prepare.h"
 #include "support.h"
@@ -9,7 +9,7 @@ using namespace test;
 
 namespace {
 
-// Calls that are no row of operations().
+// Makes a call by its name. Some calls are not in the table of operations().
 void call(const std::string &name, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &results) {
     XAVO_NET_INPUT_DATA share = full_share(2);
     XAVO_Proxy *opened = nullptr;

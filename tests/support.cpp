@@ -45,7 +45,7 @@ struct Steps {
     const XAVO_ErrorCode *code = nullptr;
     char *const *job = nullptr;
     const XAVO_Proxy *made = nullptr; // the handle whose mutex was initialised last
-    size_t traced = 0;                // of the trace, so many characters are in `text`
+    size_t traced = 0;                // number of characters of the trace that were added to `text`
     std::string text;
 } record;
 
@@ -285,7 +285,7 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
         return testing::AssertionSuccess();
     const auto lines = [](const std::string &text) {
         Row all = split(text, '\n');
-        all.resize(all.size() + 3); // beyond the end all are alike
+        all.resize(all.size() + 3); // beyond the end all lines are empty
         return all;
     };
     const Row wanted = lines(expected), got = lines(actual);

@@ -15,8 +15,8 @@
 
 namespace test {
 
-// The log since clear_log, a line each: "2 XAVO_free: ERROR: sp is NULL\n" (level, function, text). A
-// line in the wrong form (module, prefix, file name) is recorded as "malformed: ...".
+// Returns the log since clear_log, one line for each record: "2 XAVO_free: ERROR: sp is NULL\n" (level,
+// function, text). A line in the wrong form (module, prefix, file name) is recorded as "malformed: ...".
 std::string logged();
 void clear_log();
 
@@ -34,9 +34,10 @@ bool marks_kept();
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();
 
-// Records what the library does, in order: "  CMPIArgs#1.release" for a call into the client library (it is
-// on trace), and for a call of the library's own or a line of the log "NO_ERROR pthread_mutex_lock", with
-// what *code is at that moment and, where `job` is given, whether *job is NULL.
+// Records the steps of the library in their order. A call into the client library, taken from the
+// simulator's trace, is "  CMPIArgs#1.release". A call of the library's own is "NO_ERROR NULL
+// pthread_mutex_lock": the name of *code at that moment; "NULL" or "set" for *job, only if `job` is given;
+// the call. A line of the log is recorded in the same way.
 void record_steps(const XAVO_ErrorCode *code, char *const *job = nullptr);
 std::string steps(); // ends the record
 
@@ -56,7 +57,7 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
 // Returns the names of the objects that are not released, for a failure; of many, the first ones.
 std::string live_objects();
 
-// Checks, once every handle is freed: no leaked object except `lost`, no value in a pool, no more misuses, no
+// Checks, once every handle is freed: `lost` leaked objects, no value in a pool, `misuses` misuses, no
 // malformed line in the log.
 void expect_nothing_left(unsigned long misuses, unsigned long lost = 0);
 

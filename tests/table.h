@@ -36,7 +36,7 @@ struct Block {
 };
 std::vector<Block> blocks(const std::string &file);
 
-// Replaces in the file the lines of a value, in each block that has it: one text per block.
+// Replaces the lines of the value `key` in each block of the file that has it: one text for each block.
 void update(const std::string &file, const std::string &key, const std::vector<std::string> &texts);
 
 // Returns the first cell of every row, one per line.
@@ -45,7 +45,7 @@ std::string lines(const std::string &file);
 // The words of a command, as they are: a blank between quotation marks does not end one.
 Row words_in(const std::string &command);
 
-// A text in quotation marks, as it is without them; another as it is.
+// Returns a text without the quotation marks around it; a text that has none is returned unchanged.
 std::string unquoted(const std::string &text);
 
 void replace(std::string &text, const std::string &what, const std::string &with);

@@ -17,7 +17,7 @@ namespace {
 
 enum class Handles { SHARED, EACH, NONE };
 
-// All that the broker can be asked, on eight threads at once, each beginning with another operation.
+// Runs every operation that sends a request on eight threads at once. Each begins with another operation.
 template <typename Check>
 void run_on_eight_threads(Handles handles, XAVO_Proxy *shared, Check check) {
     std::atomic<unsigned> working{8};
@@ -115,8 +115,8 @@ std::string signals() {
     return text;
 }
 
-// How a program may stand to SIGPIPE when it calls, and how many are pending afterwards: beside one that is
-// pending for the process, the one that the call raises stays pending for the thread.
+// Settings of SIGPIPE before a call, and the number of pending signals after it. If one was pending for the
+// process, the one that the call raises stays pending for the thread.
 const struct {
     void (*disposition)(int);
     int how;

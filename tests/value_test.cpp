@@ -48,7 +48,7 @@ TEST_F(Handle, IsRejectedWhenAMagicWordIsWrong) {
                                                      {sp->tail_magic + 1, 0x78771855}};
     for (const auto &[word, magic] : words) {
         EXPECT_EQ(*word, magic);
-        *word ^= 3; // at one end the other end's word
+        *word ^= 3; // turns the first word of one end into that of the other end
         clear_log();
         XAVO_free(sp);
         XAVO_lock(sp);
@@ -262,7 +262,7 @@ TEST_F(Values, ArgumentListsAndRecordsArePrinted) {
 
 TEST_F(Values, AreNotTouchedWhenReadingThemFails) {
     CMPIArgs *args = printable();
-    const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1}; // and the text with it
+    const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1}; // the text is returned, too
     cimsim_fail("CMPIArgs.getArg", 1, &failing);
     EXPECT_EQ(XAVO_get_string_arg(args, "Text"), nullptr);
     args->ft->release(args);
