@@ -1,8 +1,8 @@
 /* nightly_backup.c - a backup that is started, followed to its end and explained when it fails.
  *
- * The job's name tells one night from another: run again with the same name, the program takes up the job
- * that it finds, also one that has completed, instead of starting a second one. So give it one with the date
- * in it. */
+ * The job's name distinguishes one night from another, so put the date into it. When a job of that name
+ * exists and has not failed, the program follows that job, also if it has completed, instead of starting a
+ * second one. */
 #include "nightly_backup.h"
 
 #include "record.h"

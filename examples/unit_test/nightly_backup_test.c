@@ -126,7 +126,7 @@ static void starts_another_job_after_a_failure(void) {
     CHECK(prints("JID_2: started"));
 }
 
-/* The request reaches the service, and its answer does not come; nor, at first, does the list of the jobs. */
+/* The request reaches the service, but its answer is lost; the next listing of the jobs fails, too. */
 static void takes_up_the_job_when_the_outcome_is_unknown(void) {
     static const cimsim_fault lost = {CMPI_RC_ERR_FAILED, NULL, 1};
     cimsim_fail("CMCIClient.invokeMethod", 1, &lost);
@@ -166,7 +166,7 @@ int main(void) {
         {"takes up the job when the outcome is unknown", takes_up_the_job_when_the_outcome_is_unknown},
         {"starts one job when any call fails", starts_one_job_when_any_call_fails},
     };
-    /* The program's workers are other processes: they meet the same controller where it lives in a file. */
+    /* The program's workers are other processes: they use the same controller if its state is in a file. */
     char folder[] = "/tmp/nightly_backup_XXXXXX", state[sizeof folder + 8], lock[sizeof folder + 16];
     if (mkdtemp(folder) == NULL)
         return 1;
