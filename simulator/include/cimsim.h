@@ -12,10 +12,10 @@
  *     use it again.
  *  4. Times. Times are seconds of simulated time.
  *  5. Start. A process starts with the controller that its environment names, or else with the
- *     demonstration controller: a few jobs, software identities and shares (see cimsim_load_demo). The first
- *     call of a function of this header replaces a controller that the environment names by the
- *     demonstration controller, so that a test never changes it; functions that only make values, and
- *     cimsim_use_state, which attaches the process to a state, do not do so. Tests begin with
+ *     demonstration controller: a few jobs, software identities and shares (see cimsim_load_demo). If the
+ *     environment names a controller, the first call of a function of this header replaces it with the
+ *     demonstration controller, so that a test never changes it. Functions that only make values do not
+ *     replace it, nor does cimsim_use_state, which attaches the process to a state. Tests begin with
  *     cimsim_reset().
  *  6. Slots. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
  *     "CMPIString.release"; the constructors by their own names: "cmciConnect". An unknown name aborts with
@@ -25,14 +25,14 @@
  *  CIMSIM_SCENE   the controller with which the process starts: switches, or a scene.
  *                 Switches are separated by commas: "lockdown", "unreachable" (no broker), "refuse=NAME"
  *                 (the broker refuses this user; NAME is the name that it receives: "guest01ff"), "empty"
- *                 (as after cimsim_reset). A value that contains a line end is the text of a scene. Any
- *                 other value that is not made of switches alone is a file with that text, if it contains a
- *                 slash or names an existing file. xavo-scene(5) describes the text. An error in it ends
+ *                 (as after cimsim_reset). A value that contains a line end is the text of a scene. A
+ *                 value that contains a slash or names an existing file, and is not made of switches alone,
+ *                 is the path of a file with that text. xavo-scene(5) describes the text. An error in it ends
  *                 the program when it connects; standard error names the line. An unknown switch is
  *                 reported on standard error and ignored.
  *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches,
- *                 scripted answers, added elements, faults (the calls of all processes count) and the
+ *                 scripted answers, added elements, faults (calls are counted in all processes) and the
  *                 broker's generation: a client that connected before a restart is on a dead
  *                 connection, whichever process restarted it. Traces and counts are each process's
  *                 own. Every exchange, every call while faults are planned, and every function here
@@ -40,8 +40,9 @@
  *                 afterwards, the whole file is written as FILE.new and renamed. FILE.new and FILE.lock get
  *                 the owner, group, permissions and access control list of FILE as far as the process
  *                 may set them, and otherwise fewer permissions. Only its owner can access a new file,
- *                 because it contains passwords. FILE.lock is adapted when its owner or root uses the
- *                 state: after a chmod that gives others access to FILE, use it once yourself.
+ *                 because it contains passwords. FILE.lock gets the permissions of FILE when its
+ *                 owner or root uses the state: after a chmod that gives others access to FILE, use the
+ *                 state once yourself.
  *                 The lock is not held while an answer is held back. If the file does not exist, it is
  *                 created from the controller with which the process started. A file that contains an
  *                 error, or cannot be read or written, is not changed: standard error says why,
@@ -113,7 +114,8 @@ cimsim_value *cimsim_null(CMPIType type);
 /* A value whose state is good and whose pointer is NULL. */
 cimsim_value *cimsim_no_object(CMPIType type);
 /* Change the state or the type code of a value, and return the same value. With the type code of a string,
- * chars, a reference, an instance or an array, a value of another kind is handed out as NULL. With
+ * chars, a reference, an instance or an array, a value of another kind is handed out as NULL, except that a
+ * string can be handed out as chars. With
  * CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime, an object of any kind is handed out and can be
  * released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
@@ -154,9 +156,9 @@ int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start,
  * yet: services name the jobs that they start "JID_1", "JID_2" and so on, and skip names in use. */
 void cimsim_set_job_property(const char *InstanceID, const char *property, cimsim_value *value);
 
-/* Sets how the next job that a service starts runs: for `runs` seconds (CIMSIM_USUAL: 3 s for an installation
- * or a reboot, 5 s for a backup or a restore); if `fails` is not 0, it fails halfway, with `message` as its
- * message (NULL: the usual one). Each further call is for the job after that. */
+/* Describes the next job that a service starts: it runs for `runs` seconds (CIMSIM_USUAL: 3 s for an
+ * installation or a reboot, 5 s for a backup or a restore); if `fails` is not 0, it fails halfway, with
+ * `message` as its message (NULL: the usual one). Each further call is for the job after that. */
 #define CIMSIM_USUAL 0xffffffffu
 void cimsim_next_job(unsigned int runs, int fails, const char *message);
 
@@ -171,9 +173,9 @@ void cimsim_add_element(unsigned int index, cimsim_value *value);
 /* ---- Services ----------------------------------------------------------------------------------- */
 
 /* clang-format off */
-/* Answers of the services. The client library sends digits, up to 65535, that were given as text for an
- * integer parameter (RebootJobType, ShareType and the like) as the integer; it sends other text unchanged,
- * which is not a valid value. A query (execQuery) returns no instances. The client's other slots,
+/* Answers of the services. If an integer parameter (RebootJobType, ShareType and the like) is given as text,
+ * the client library sends a number up to 65535 as an integer. It sends other text unchanged, which is not a
+ * valid value. A query (execQuery) returns no instances. The client's other slots,
  * createInstance, setInstance, deleteInstance, enumInstanceNames and getProperty among them, send their
  * request, and the answer is rc 7 without a message. Jobs that the services start take 3 s for an
  * installation or a reboot and 5 s for a backup or a restore. Times are "NOW" or yyyymmddhhmmss in UTC, not
@@ -228,8 +230,8 @@ void cimsim_hold_answers(unsigned int milliseconds);
 /* on: sets arbitrary bits above the low 32 in every uint32 that a method returns. */
 void cimsim_set_garbage(int on);
 
-/* Restarts the broker. `pipes` is a combination of the bits below, which say what raises SIGPIPE in the
- * calling thread, because it writes to the dead socket.
+/* Restarts the broker. `pipes` is a combination of the bits below. Each names calls that write to the dead
+ * socket and so raise SIGPIPE in the calling thread.
  *
  * CIMSIM_PIPE_CALLS: every exchange, until every client was released and a new one connects. All but
  * invokeMethod then give rc 1 with the message "Internal error - -1\n" (a backslash and an n, no end of
@@ -246,10 +248,10 @@ void cimsim_restart_broker(unsigned int pipes);
 
 /* Sets how long the release of the last client takes. The real library sometimes crashes if a thread ends
  * while another thread releases the process's last client: the end of the thread runs code that is being
- * unloaded. Not 0: if other threads have used the client library since the first client connected, the
- * release takes up to this many milliseconds of real time, and the end of one of these threads during it is
- * misuse. To avoid it, keep one client open until all threads are joined. 0 (the default, also after
- * cimsim_reset): the release returns at once, and this misuse is not detected. */
+ * unloaded. With a value other than 0, the release waits up to this many milliseconds of real time if other
+ * threads have used the client library since the first client connected. It is misuse if one of these threads
+ * ends during that time. To avoid it, keep one client open until all threads are joined. 0 (the default, also
+ * after cimsim_reset): the release returns at once, and this misuse is not detected. */
 void cimsim_set_unload_time(unsigned int milliseconds);
 
 /* Why the state cannot be read or written; NULL if it can, and if there is none. */
@@ -360,7 +362,7 @@ void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *f
  * happens before the call does its work, or, if `after` is not 0, after it: in an exchange, after the
  * controller has carried out the request and before the answer arrives. */
 void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after);
-/* The slot into which a fault was injected last since the latest one was planned, or NULL. */
+/* The slot of the latest injected fault, or NULL if none was injected after the latest was planned. */
 const char *cimsim_fault_hit(void);
 
 /* ---- Recorded calls ----------------------------------------------------------------------------- */
