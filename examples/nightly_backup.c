@@ -83,7 +83,7 @@ static char *start(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA *backup
         XAVO_answer_free(&answer);
         if (id != NULL) {
             fprintf(out, "%s: %s\n", id, done);
-            fflush(out); /* whatever happens from here on, the identifier is known */
+            fflush(out); /* the identifier is known even if the program ends now */
         }
         if (id != NULL || !again || now_ms() + pause >= end)
             return id;

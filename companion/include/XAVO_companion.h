@@ -134,7 +134,7 @@ const char *XAVO_wait_name(int end);
 
 /* Workers and what they share. A worker is started when a call needs it, serves one call at a time, and is
  * replaced after 1,000 calls, above a limit of memory, when it was given a secret, and when its call did not
- * end with an answer. It ends when the pool is freed or the process ends, whatever it does at that moment. */
+ * end with an answer. It ends when the pool is freed or the process ends, even during a call. */
 typedef struct XAVO_Pool XAVO_Pool;
 
 #define XAVO_MOST_WORKERS 1024u
@@ -248,10 +248,10 @@ void XAVO_answer_free(XAVO_Answer *answer);
 /* ---- Calls that block ---------------------------------------------------------------------------------- */
 
 /* Makes a call and waits for its end: for a free worker, too, within the deadline. *answer, which need not be
- * initialised, is filled in whatever the outcome, and to be freed. Returns answer->code, as the table above
- * says; with INVALID_VALUE (NOTHING_ASKED) when pool or request is NULL, a required argument is NULL, the
- * operation is unknown, the deadline out of range, or an identifier that becomes part of a reference has a
- * quotation mark. `answer` must not be NULL. Any thread. */
+ * initialised, is filled in on success and on failure, and is to be freed. Returns answer->code, as the table
+ * above says; with INVALID_VALUE (NOTHING_ASKED) when pool or request is NULL, a required argument is NULL,
+ * the operation is unknown, the deadline out of range, or an identifier that becomes part of a reference has
+ * a quotation mark. `answer` must not be NULL. Any thread. */
 XAVO_ErrorCode XAVO_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer);
 
 /* The same for one operation each, by the pool's user. Returns and errors of XAVO_call. Any thread. */
@@ -373,7 +373,7 @@ typedef struct XAVO_WaitResult {
 } XAVO_WaitResult;
 
 /* Follows a job by its identifier until it ends, as `options` say (NULL: all zero). *result, which need not
- * be initialised, is filled in whatever the end, and freed with XAVO_wait_free. Returns result->end.
+ * be initialised, is filled in for every end, and freed with XAVO_wait_free. Returns result->end.
  *
  * Each poll is a call. One that fails, finds no broker or no free worker, or cannot read the job does not end
  * the wait. These do: NOT_FOUND (GONE, NOT_FOUND); an invalid argument (ERROR with INVALID_VALUE: pool or

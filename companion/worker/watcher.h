@@ -1,4 +1,4 @@
-// watcher.h - the thread that ends the worker with its program, whatever the client library does.
+// watcher.h - the thread that ends the worker with its program, also while the client library hangs.
 #ifndef XAVO_WORKER_WATCHER_H
 #define XAVO_WORKER_WATCHER_H
 

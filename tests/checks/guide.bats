@@ -35,7 +35,8 @@ setup() {
 @test "the manual's examples can be linked" {
     local example
     for example in "$manual"/examples/*.c; do
-        compile "xavo xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs "$example" -o /dev/null
+        compile "xavo xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs \
+            "$example" -o /dev/null
     done
 }
 

@@ -137,11 +137,13 @@ load common
         ! LC_ALL=C.UTF-8 grep -P '[\x00-\x08\x0b-\x1f\x7f\x{80}-\x{9f}\x{202e}]' document || fail "$words"
         python3 -c 'import json; json.load(open("document", "rb"))'
     done
-    $XAVOCTL jobs --json | jq --exit-status '.jobs[-1].Name == "a\u001b[31mb\u0007\u007f\n\ufffd\ufffd(\u202e\u009b\ufffd\ufffd\ufffd é"'
+    $XAVOCTL jobs --json |
+        jq --exit-status '.jobs[-1].Name == "a\u001b[31mb\u0007\u007f\n\ufffd\ufffd(\u202e\u009b\ufffd\ufffd\ufffd é"'
 }
 
 @test "instances of every type" {
-    scene 'class VELK_Odd Name' 'instance VELK_Odd Name="a" True=boolean:1 Big=uint64:18446744073709551615 Small=sint8:-5' \
+    scene 'class VELK_Odd Name' \
+        'instance VELK_Odd Name="a" True=boolean:1 Big=uint64:18446744073709551615 Small=sint8:-5' \
         'instance VELK_Odd Name="b" Half=real64:0.5 Letter=char16:233 Time=datetime:20260101000000.000000+000 Null=null'
     $XAVOCTL instances VELK_Odd --json | tee log | grep -F 18446744073709551615
     jq --exit-status '.instances == [{Name: "a", True: true, Big: 18446744073709551615, Small: -5}, {Name: "b",
