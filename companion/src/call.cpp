@@ -20,20 +20,16 @@ constexpr uint64_t USUAL_READ_MS = 5000, USUAL_METHOD_MS = 60000;
 constexpr uint64_t FIRST_RETRY_MS = 20, LONGEST_RETRY_MS = 1000;
 constexpr unsigned int MOST_REPEATS = 3;
 
-constexpr uint8_t bit(State state) { return static_cast<uint8_t>(1U << state); }
-
-// Which states may follow each.
-constexpr uint8_t FOLLOWING[] = {
-    /* NEW */ bit(SENDING) | bit(PAUSED) | bit(ENDED),
-    /* SENDING */ bit(WAITING) | bit(PAUSED) | bit(ENDED),
-    /* WAITING */ bit(PAUSED) | bit(ENDED),
-    /* PAUSED */ bit(SENDING) | bit(PAUSED) | bit(ENDED),
-    /* ENDED */ bit(COLLECTED),
-    /* COLLECTED */ 0,
-};
+// Whether a call may go from one state to another.
+bool may_follow(State state, State next) {
+#define ROW(from, to) 1ULL << (from * 8 + to) |
+    constexpr uint64_t TRANSITIONS = XAVO_CALL_TRANSITIONS(ROW) 0;
+#undef ROW
+    return (TRANSITIONS >> (state * 8 + next) & 1) != 0;
+}
 
 void move(XAVO_Call *call, State next) {
-    if ((FOLLOWING[call->state] & bit(next)) == 0)
+    if (!may_follow(call->state, next))
         __builtin_trap(); // a method might be invoked twice
     call->state = next;
 }

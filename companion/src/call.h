@@ -3,17 +3,13 @@
 #define XAVO_COMPANION_CALL_H
 
 #include "pool.h"
+#include "transitions.h"
 
 namespace xavo_companion {
 
-enum State : uint8_t {
-    NEW,      // nothing was sent; it may have no worker yet
-    SENDING,  // a part of the request is sent
-    WAITING,  // the request is sent
-    PAUSED,   // before another attempt; no request is out
-    ENDED,    // its answer is in the call
-    COLLECTED // the program has it
-};
+#define STATE(name) name,
+enum State : uint8_t { XAVO_CALL_STATES(STATE) };
+#undef STATE
 
 } // namespace xavo_companion
 
