@@ -54,7 +54,8 @@ except for results, and for the name that TestNetworkShare makes of user and wor
                 self.compare(f"{name}, own", own - by_hand["own"], METHOD, has_ceiling=True)
             if own > CEILINGS.get(name, 0):
                 self.failures.append(f"{name}: {own:,.0f} own instructions, at most {CEILINGS.get(name, 0):,}")
-            total = self.compare(name, libxavo["total"] / by_hand["total"] - 1, QUERY if call["is_query"] else 1, "{:+.1%}")
+            total = self.compare(name, libxavo["total"] / by_hand["total"] - 1, QUERY if call["is_query"] else 1,
+                                 "{:+.1%}")
             guarded = "" if call["is_query"] else \
                 self.compare(f"{name}, guarded", call["guarded"]["own"] - own, GUARD)
             allocations = self.compare(f"{name}, allocations", libxavo["allocations"],

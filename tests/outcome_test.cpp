@@ -203,7 +203,7 @@ TEST_F(Outcome, FollowsFromTheAnswer) {
             sp->client->ft->invokeMethod(sp->client, on.get(), "X", in.get(), nullptr, &status);
         EXPECT_EQ(data.value.uint64 >> 32 != 0, sizeof(CMPIUint32) > 4);
     }
-    for (const Row &row : table("answers.txt"))
+    for (const Row &row : table("method_answers.txt"))
         for (const Operation &op : operations()) {
             const bool message_too = op.reads == Reads::MESSAGE_OR_JOB, good = row[2] == "NO_ERROR";
             if (row[0] != (op.reads == Reads::RETURN_VALUE ? "RETURN_VALUE"

@@ -49,7 +49,7 @@ TEST_F(Requests, HaveTheArgumentsOfTheirShareType) {
             const std::string method = call.substr(0, call.find(' ')), number = std::to_string(type);
             const bool full = method != call, restore = tolower(method[0]) == 'r', shares = method[0] == 'T';
             std::string expected;
-            for (const Row &row : table("arguments.txt")) {
+            for (const Row &row : table("request_arguments.txt")) {
                 const std::string text = row[full ? 3 : 4];
                 if (strcasestr(row[0].c_str(), method.c_str()) != nullptr &&
                     row[2].find(number) != std::string::npos && text != "absent")
@@ -74,7 +74,7 @@ TEST_F(Requests, HaveTheArgumentsOfTheirShareType) {
             expected = expected.empty() ? "" : method + "(" + expected.substr(2) + ")";
             const std::string asked = last_request();
             EXPECT_TEXT(expected, asked.substr(std::min(asked.size(), asked.find(") ") + 2)))
-                << "arguments.txt, " << call << ", share type " << type;
+                << "request_arguments.txt, " << call << ", share type " << type;
         }
 }
 

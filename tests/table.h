@@ -9,7 +9,7 @@
 
 namespace test {
 
-// The cells of a row; `where` is its place, "answers.txt:20".
+// The cells of a row; `where` is its place, "method_answers.txt:20".
 struct Row : std::vector<std::string> {
     using vector::vector;
     std::string where;
@@ -30,7 +30,7 @@ std::vector<Row> table(const std::string &file);
 // added to the value, each with its end of line. A block "{name}" defines a name by its lines, joined.
 struct Block {
     std::string name;
-    std::string where; // "steps.txt:12"
+    std::string where; // "call_order.txt:12"
     std::map<std::string, std::string> values;
     const std::string &operator[](const std::string &key) const; // "" where there is none
 };

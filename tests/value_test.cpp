@@ -288,7 +288,7 @@ TEST_F(Values, OfNullAreRejected) {
     EXPECT_EQ(XAVO_property_to_ntstring(sp, &ec, nullptr, "Name"), nullptr);
     EXPECT_TEXT("NO_ERROR 2 XAVO_property_to_ntstring: ERROR: instancep is NULL\n", steps());
     EXPECT_EQ(XAVO_build_string_array(nullptr), nullptr);
-    EXPECT_TEXT(lines("misused.txt"), logged());
+    EXPECT_TEXT(lines("null_arguments.txt"), logged());
 }
 
 } // namespace

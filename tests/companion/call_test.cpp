@@ -160,7 +160,7 @@ constexpr int READ = XAVO_OP_GET_JOB, METHOD = XAVO_OP_DELETE_JOB;
 
 // Every way in which a call can end, at every point. A method's journal shows at most one claim.
 TEST_F(Companion, EndsAsItsTableSays) {
-    for (const Row &row : table("calls.txt"))
+    for (const Row &row : table("companion_calls.txt"))
         for (const bool blocks : {true, false}) {
             SCOPED_TRACE(row.where + ": " + row[1] + (blocks ? ", blocking" : ", started"));
             ASSERT_EQ(truncate(journal.c_str(), 0), 0);

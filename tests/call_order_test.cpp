@@ -1,5 +1,5 @@
-// steps_test.cpp - the order in which operations call the client library, use memory and the handle's lock,
-// write log lines, and set the caller's variables.
+// call_order_test.cpp - the order in which operations call the client library, allocate and free memory, use
+// the handle's lock, write log lines, and set the caller's variables.
 #include "operations.h"
 #include "prepare.h"
 #include "support.h"
@@ -27,9 +27,9 @@ void call(const std::string &name, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &
         XAVO_free(opened);
 }
 
-TEST(Steps, AreInTheirOrder) {
+TEST(CallOrder, AreInTheirOrder) {
     std::vector<std::string> recorded;
-    for (const Block &block : blocks("steps.txt")) {
+    for (const Block &block : blocks("call_order.txt")) {
         SCOPED_TRACE(block.where + ", " + block.name);
         populate();
         XAVO_Proxy *sp = XAVO_new();
@@ -61,7 +61,7 @@ TEST(Steps, AreInTheirOrder) {
             XAVO_free(sp);
     }
     if (updating())
-        update("steps.txt", "steps", recorded);
+        update("call_order.txt", "steps", recorded);
 }
 
 } // namespace

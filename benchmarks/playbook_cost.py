@@ -1,5 +1,6 @@
-"""cost_of.py FILE COMMAND...: runs a command and writes to FILE what its ansible processes cost: seconds, seconds
-of CPU (with all that they started), and the most memory that they had at once, in KiB, shared pages counted once."""
+"""playbook_cost.py FILE COMMAND... - runs a command and writes to FILE what its ansible processes cost: seconds,
+seconds of CPU (including their child processes), and the most memory that they used at one time, in KiB; pages shared
+by processes count once."""
 import glob, os, resource, subprocess, sys, time
 
 begun = time.monotonic()

@@ -1,5 +1,5 @@
-"""fleet.py FEW MANY - prints the table of what the playbook costs for 20 and 120 controllers. Each argument is what
-tests/cost_of.py writes: seconds, seconds of CPU, and KiB of memory."""
+"""playbook_table.py FEW MANY - prints the table of what the playbook costs for 20 and 120 controllers. Each argument is
+what playbook_cost.py writes: seconds, seconds of CPU, and KiB of memory."""
 import sys
 
 COUNTS = 20, 120
