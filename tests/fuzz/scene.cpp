@@ -29,19 +29,19 @@ std::size_t instances() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string text(data, data + size);
-    forget_scene(sim);
+    clear_scene(sim);
     sim.broker = {};
     sim.recorder = {};
     try {
         apply_scene(sim, text);
-    } catch (const Mistake &mistake) {
+    } catch (const StatementError &error) {
         const auto ends = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-        assert(mistake.line >= 1 && mistake.line <= ends + 1);
+        assert(error.line >= 1 && error.line <= ends + 1);
         return 0;
     }
     instances();
     const std::string state = state_text(sim);
-    forget_scene(sim);
+    clear_scene(sim);
     apply_scene(sim, state);
     assert(state_text(sim) == state);
     return 0;

@@ -208,7 +208,7 @@ CMPIStatus Call::status() {
     // No object can exist without the back end. Programs ignore the status of a release, and
     // would leak its message.
     if (message && sim.heap.clients > 0 && role_ != Role::release)
-        status.msg = face_of<CMPIString>(&make(Value::string(*message), Holder::owned));
+        status.msg = cmpi_of<CMPIString>(&make(Value::string(*message), Holder::owned));
     return status;
 }
 

@@ -64,8 +64,8 @@ bool is_slot(std::string_view name);
 
 class Call {
 public:
-    template <class Face>
-    Call(const char *slot, const Face *of, CMPIStatus *rc, Role role = Role::slot)
+    template <class Cmpi>
+    Call(const char *slot, const Cmpi *of, CMPIStatus *rc, Role role = Role::slot)
         : Call(slot, object_of(of), rc, role) {}
     static Call release(const char *slot, Object *object) { return {slot, object, nullptr, Role::release}; }
     static Call construct(const char *name, CMPIStatus *rc) { return {name, nullptr, rc, Role::constructor}; }
@@ -107,10 +107,10 @@ public:
     void wait_for_threads(unsigned int milliseconds);
 
     // Records the object that a constructor made, and returns the program's pointer to it.
-    template <class Face>
-    Face *made(Object &object) {
+    template <class Cmpi>
+    Cmpi *made(Object &object) {
         made_ = &object;
-        return face_of<Face>(&object);
+        return cmpi_of<Cmpi>(&object);
     }
 
 private:

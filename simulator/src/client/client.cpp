@@ -60,8 +60,8 @@ Request request_for(const char *operation, const Tree &path) {
 }
 
 // The broker's answer: for a method call the next scripted one, if there is any; else the controller's.
-template <class Ask>
-Answer answer_to(const Request &request, Ask ask) {
+template <class Query>
+Answer answer_to(const Request &request, Query query) {
     Broker &broker = sim.broker;
     if (!broker.scripted_answers.empty() && request.is_method_call()) {
         ScriptedAnswer scripted = std::move(broker.scripted_answers.front());
@@ -70,7 +70,7 @@ Answer answer_to(const Request &request, Ask ask) {
     }
     if (broker.refused.count(request.user) != 0)
         return failed(CMPI_RC_ERR_ACCESS_DENIED, "The broker refuses the user \"" + request.user + "\".");
-    return ask();
+    return query();
 }
 
 // Whether the socket that all clients share is dead: the broker has ended, or was restarted after the socket
@@ -92,11 +92,11 @@ JournalEntry journal_entry(const Request &request, const Answer &answer) {
     return entry;
 }
 
-// One exchange: sends the request to the broker, gets the controller's answer from `ask`, and holds it back
+// One exchange: sends the request to the broker, gets the controller's answer from `query`, and holds it back
 // with the lock released. An exchange on a client on which another is still running counts as an overlap. If
 // the client is released in the meantime, the call becomes misuse.
-template <class Ask>
-Answer exchange(Call &call, Request request, Ask ask) {
+template <class Query>
+Answer exchange(Call &call, Request request, Query query) {
     Broker &broker = sim.broker;
     Client &client = *call.self->client;
     if (client.running++ > 0)
@@ -113,7 +113,7 @@ Answer exchange(Call &call, Request request, Ask ask) {
     } else {
         request.user = client.user;
         ++broker.requests;
-        answer = answer_to(request, ask);
+        answer = answer_to(request, query);
         if (broker.journal)
             sim.shared.record(journal_entry(request, answer));
         broker.last = std::move(request);
@@ -131,18 +131,18 @@ Answer exchange(Call &call, Request request, Ask ask) {
 }
 
 // An exchange that reads. The program owns the object that is returned.
-template <class Face, class Ask>
-Face *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Ask ask) {
+template <class Cmpi, class Query>
+Cmpi *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Query query) {
     const Object *const path = object_of(op);
     if (call.is_misuse() || !call.accepts(path, "object path") || !call.works())
         return nullptr;
     const std::shared_ptr<Tree> at = path->value.tree;
     Request request = request_for(operation, *at);
     request.flags = flags;
-    Answer answer = exchange(call, std::move(request), [&] { return ask(*at); });
+    Answer answer = exchange(call, std::move(request), [&] { return query(*at); });
     if (call.is_misuse() || answer.rc != CMPI_RC_OK)
         return nullptr;
-    return face_of<Face>(&make(std::move(answer.result), Holder::owned));
+    return cmpi_of<Cmpi>(&make(std::move(answer.result), Holder::owned));
 }
 
 // An exchange of any signature that no provider supports: the broker gets the request.
@@ -159,11 +159,12 @@ R unsupported_exchange(CMCIClient *self, CMPIObjectPath *op, Rest... rest) {
 }
 
 template <class Name, class R, class... Rest>
-constexpr auto unsupported_of(Name, R (*)(CMCIClient *, CMPIObjectPath *, Rest...)) {
+constexpr auto unsupported_exchange_of(Name, R (*)(CMCIClient *, CMPIObjectPath *, Rest...)) {
     return unsupported_exchange<Name, R, Rest...>;
 }
 
-#define UNSUPPORTED(slot) unsupported_of(CIMSIM_SLOT_NAME(CMCIClient, slot), CIMSIM_TYPE_OF(CMCIClient, slot))
+#define NO_PROVIDER(slot)                                                                                    \
+    unsupported_exchange_of(CIMSIM_SLOT_NAME(CMCIClient, slot), CIMSIM_TYPE_OF(CMCIClient, slot))
 
 void refuse_properties(Call &call, char *const *properties) {
     if (!call.is_misuse() && properties)
@@ -310,22 +311,22 @@ CMCIClientFT client_table = {
     client_release,
     NOT_SUPPORTED(CMCIClient, clone),
     client_getClass,
-    UNSUPPORTED(enumClassNames),
-    UNSUPPORTED(enumClasses),
+    NO_PROVIDER(enumClassNames),
+    NO_PROVIDER(enumClasses),
     client_getInstance,
-    UNSUPPORTED(createInstance),
-    UNSUPPORTED(setInstance),
-    UNSUPPORTED(deleteInstance),
+    NO_PROVIDER(createInstance),
+    NO_PROVIDER(setInstance),
+    NO_PROVIDER(deleteInstance),
     client_execQuery,
-    UNSUPPORTED(enumInstanceNames),
+    NO_PROVIDER(enumInstanceNames),
     client_enumInstances,
-    UNSUPPORTED(associators),
-    UNSUPPORTED(associatorNames),
-    UNSUPPORTED(references),
-    UNSUPPORTED(referenceNames),
+    NO_PROVIDER(associators),
+    NO_PROVIDER(associatorNames),
+    NO_PROVIDER(references),
+    NO_PROVIDER(referenceNames),
     client_invokeMethod,
-    UNSUPPORTED(setProperty),
-    UNSUPPORTED(getProperty),
+    NO_PROVIDER(setProperty),
+    NO_PROVIDER(getProperty),
 };
 
 } // namespace cimsim

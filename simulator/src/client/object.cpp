@@ -23,9 +23,6 @@ void Link::leave() {
 
 namespace {
 
-// Large enough for any test, and small enough for a program that runs for days.
-constexpr std::size_t quarantine_bound = remembered;
-
 struct KindFacts {
     const char *name;
     void *table;
@@ -64,13 +61,13 @@ pthread_key_t thread_key() {
     return key.key;
 }
 
-void into_quarantine(Object &object) {
+void move_to_quarantine(Object &object) {
     object.join(sim.heap.quarantine);
     ++sim.heap.quarantined;
-    shrink_quarantine(quarantine_bound);
+    shrink_quarantine(quarantine_size);
 }
 
-void leave_holder(Object &object) {
+void remove_from_holder(Object &object) {
     object.leave();
     if (object.holder == Holder::owned)
         --sim.heap.owned_count;
@@ -79,36 +76,36 @@ void leave_holder(Object &object) {
 }
 
 // Frees what a container has handed out for one of its elements.
-void end_member(Member &member, std::vector<std::string> &twice) {
-    std::free(member.chars);
-    if (member.object && member.object->life == Life::released) {
-        twice.push_back(member.object->name());
-        into_quarantine(*member.object);
-    } else if (member.object) {
-        member.object->holder = Holder::owned; // no container holds it any more
+void free_handed_out(HandedOut &element, std::vector<std::string> &twice) {
+    std::free(element.chars);
+    if (element.object && element.object->life == Life::released) {
+        twice.push_back(element.object->name());
+        move_to_quarantine(*element.object);
+    } else if (element.object) {
+        element.object->holder = Holder::owned; // no container holds it any more
         ++sim.heap.owned_count;
-        end_object(*member.object, twice);
+        end_object(*element.object, twice);
     }
-    member = {};
+    element = {};
 }
 
-void end_members(Object &object, std::vector<std::string> &twice) {
-    for (Member &member : object.members)
-        end_member(member, twice);
-    object.members.clear();
+void free_all_handed_out(Object &object, std::vector<std::string> &twice) {
+    for (HandedOut &element : object.handed_out)
+        free_handed_out(element, twice);
+    object.handed_out.clear();
 }
 
-Member &member_at(Object &container, std::size_t index) {
-    if (container.members.size() <= index)
-        container.members.resize(container.value.tree->elements.size());
-    return container.members[index];
+HandedOut &handed_out_at(Object &container, std::size_t index) {
+    if (container.handed_out.size() <= index)
+        container.handed_out.resize(container.value.tree->elements.size());
+    return container.handed_out[index];
 }
 
 void end_all(Link &ring) {
     std::vector<std::string> ignored;
     for (Link *link = ring.next; link != &ring; link = link->next) {
         auto &object = *static_cast<Object *>(link);
-        end_members(object, ignored);
+        free_all_handed_out(object, ignored);
         object.life = Life::unloaded;
     }
 }
@@ -136,7 +133,7 @@ bool unload() {
     return others;
 }
 
-void forget_unloaded(Link &ring) {
+void free_unloaded(Link &ring) {
     std::vector<std::string> ignored;
     for (Link *link = ring.next; link != &ring;) {
         auto &object = *static_cast<Object *>(link);
@@ -151,7 +148,7 @@ void forget_unloaded(Link &ring) {
 const char *kind_name(Kind kind) { return facts(kind).name; }
 
 Object::Object(Value value_, Holder holder_)
-    : face{this, facts(value_.kind).table}, kind(value_.kind), holder(holder_),
+    : cmpi{this, facts(value_.kind).table}, kind(value_.kind), holder(holder_),
       number(++sim.heap.numbers[static_cast<std::size_t>(value_.kind)]), value(std::move(value_)) {}
 
 std::string Object::name() const { return std::string(kind_name(kind)) + "#" + std::to_string(number); }
@@ -178,7 +175,7 @@ void end_thread(Thread &thread) {
     delete &thread;
 }
 
-void forget_thread() {
+void free_thread() {
     if (void *thread = pthread_getspecific(thread_key())) {
         pthread_setspecific(thread_key(), nullptr);
         end_thread(*static_cast<Thread *>(thread));
@@ -217,7 +214,7 @@ namespace {
 // fit its type code. With the code of chars, a string, a reference, an instance or an array, the value must
 // be of that kind, because the program uses it as such; only a string can also be handed out as chars. With
 // the other codes of objects, the value can be any object, because all of them can be released.
-Kind shown_kind(const Value &value) {
+Kind handed_out_kind(const Value &value) {
     const auto only = [&](Kind kind) { return value.kind == kind ? kind : Kind::none; };
     switch (value.type) {
     case CMPI_chars:
@@ -244,7 +241,7 @@ CMPIData data_of(const Value &value, void *pointer) {
     CMPIData data = no_data();
     data.type = value.type;
     data.state = value.state;
-    if (shown_kind(value) == Kind::number)
+    if (handed_out_kind(value) == Kind::number)
         store_number(value.type, value.bits, &data.value);
     else
         data.value.dataPtr.ptr = pointer;
@@ -254,51 +251,51 @@ CMPIData data_of(const Value &value, void *pointer) {
 } // namespace
 
 CMPIData hand_out(const Value &value, Holder holder) {
-    const Kind kind = shown_kind(value);
+    const Kind kind = handed_out_kind(value);
     if (kind == Kind::chars)                               // freed by its receiver
         return data_of(value, strdup(value.text.c_str())); // NOLINT(clang-analyzer-unix.Malloc)
-    return data_of(value, is_object(kind) ? &make(value, holder).face : nullptr);
+    return data_of(value, is_object(kind) ? &make(value, holder).cmpi : nullptr);
 }
 
 CMPIData hand_out_element(Object &container, std::size_t index) {
     const Value &value = container.value.tree->elements[index];
-    const Kind kind = shown_kind(value);
+    const Kind kind = handed_out_kind(value);
     if (kind != Kind::chars && !is_object(kind))
         return data_of(value, nullptr);
-    Member &member = member_at(container, index);
+    HandedOut &element = handed_out_at(container, index);
     if (kind == Kind::chars) {
-        if (!member.chars)
-            member.chars = strdup(value.text.c_str());
-        return data_of(value, member.chars);
+        if (!element.chars)
+            element.chars = strdup(value.text.c_str());
+        return data_of(value, element.chars);
     }
-    if (!member.object)
-        member.object = &make(value, Holder::member);
-    return data_of(value, &member.object->face);
+    if (!element.object)
+        element.object = &make(value, Holder::container);
+    return data_of(value, &element.object->cmpi);
 }
 
 void free_element(Object &container, std::size_t index, std::vector<std::string> &twice) {
-    end_member(member_at(container, index), twice);
+    free_handed_out(handed_out_at(container, index), twice);
 }
 
-void forget_element(Object &container, std::size_t index) {
+void detach_element(Object &container, std::size_t index) {
     const Value &value = container.value.tree->elements[index];
-    Member &member = member_at(container, index);
-    if (member.object && member.object->life == Life::released) {
-        into_quarantine(*member.object);
-    } else if (member.object) {
-        member.object->holder = Holder::owned;
-        member.object->join(sim.heap.owned);
+    HandedOut &element = handed_out_at(container, index);
+    if (element.object && element.object->life == Life::released) {
+        move_to_quarantine(*element.object);
+    } else if (element.object) {
+        element.object->holder = Holder::owned;
+        element.object->join(sim.heap.owned);
         ++sim.heap.owned_count;
-    } else if (is_object(shown_kind(value))) {
+    } else if (is_object(handed_out_kind(value))) {
         make(value, Holder::owned);
     }
-    member = {};
+    element = {};
 }
 
 Value value_of(const Object &object) {
     Value value = object.value;
-    for (std::size_t i = 0; i < object.members.size(); ++i)
-        if (const Object *element = object.members[i].object; element && element->life == Life::alive) {
+    for (std::size_t i = 0; i < object.handed_out.size(); ++i)
+        if (const Object *element = object.handed_out[i].object; element && element->life == Life::alive) {
             Value &old = value.edit().elements[i];
             Value now = value_of(*element);
             now.type = old.type;
@@ -330,20 +327,20 @@ Value value_behind(const CMPIData &data) {
 }
 
 void end_object(Object &object, std::vector<std::string> &twice) {
-    end_members(object, twice);
-    leave_holder(object);
+    free_all_handed_out(object, twice);
+    remove_from_holder(object);
     object.life = Life::released;
     object.value = {};
     object.client.reset();
-    if (object.holder != Holder::member) // the container of a member still has a pointer to it
-        into_quarantine(object);
+    if (object.holder != Holder::container) // its container still has a pointer to it
+        move_to_quarantine(object);
 }
 
 bool client_released() { return --sim.heap.clients == 0 && unload(); }
 
-void forget_unloaded() {
-    forget_unloaded(sim.heap.owned);
-    forget_unloaded(sim.heap.lost);
+void free_unloaded() {
+    free_unloaded(sim.heap.owned);
+    free_unloaded(sim.heap.lost);
 }
 
 void shrink_quarantine(std::size_t bound) {

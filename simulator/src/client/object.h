@@ -29,13 +29,13 @@ struct Link {
 };
 
 // The owner of an object: the program, the pool of a thread, or the container that it is in.
-enum class Holder : unsigned char { owned, pooled, member };
+enum class Holder : unsigned char { owned, pooled, container };
 enum class Life : unsigned char { alive, released, unloaded };
 
 struct Object;
 
 // What an array or an enumeration has handed out for one of its elements: an object, or characters.
-struct Member {
+struct HandedOut {
     Object *object = nullptr;
     char *chars = nullptr;
 };
@@ -63,15 +63,15 @@ struct Object : Link {
     struct {
         void *hdl;
         void *ft;
-    } face; // the structure to which the program's pointer to the object points
+    } cmpi; // the structure to which a CMPIString *, CMPIArgs *, ... of the program points
     Kind kind;
     Holder holder;
     Life life = Life::alive;
-    bool self_made = false;   // made by the program's constructor call or clone, not read or returned
-    unsigned long number;     // by kind, from 1
-    Thread *reader = nullptr; // of a pooled object
+    bool program_made = false; // made by the program's constructor call or clone, not read or returned
+    unsigned long number;      // by kind, from 1
+    Thread *reader = nullptr;  // of a pooled object
     Value value;
-    std::vector<Member> members; // parallel to value.tree->elements; empty if none was handed out
+    std::vector<HandedOut> handed_out; // parallel to value.tree->elements; empty if none was handed out
     std::size_t next_element = 0;
     std::unique_ptr<Client> client;
 
@@ -79,8 +79,9 @@ struct Object : Link {
     std::string name() const;
 };
 
-// Number of released objects that are kept in quarantine.
-constexpr std::size_t remembered = 4096;
+// Number of released objects that are kept in quarantine: enough for any test, and not too many for a program
+// that runs for days.
+constexpr std::size_t quarantine_size = 4096;
 
 struct Heap {
     Link owned;
@@ -100,19 +101,19 @@ const char *kind_name(Kind kind);
 
 Thread &this_thread();
 void end_thread(Thread &thread);
-void forget_thread(); // frees the calling thread's data before the thread ends
+void free_thread(); // frees the calling thread's data before the thread ends
 void empty_pool(Thread &thread);
 
 Object &make(Value value, Holder holder);
 
 // The program's pointer to an object, and the object of such a pointer; NULL for NULL.
-template <class Face>
-Face *face_of(Object *object) {
-    return object ? reinterpret_cast<Face *>(&object->face) : nullptr;
+template <class Cmpi>
+Cmpi *cmpi_of(Object *object) {
+    return object ? reinterpret_cast<Cmpi *>(&object->cmpi) : nullptr;
 }
-template <class Face>
-Object *object_of(const Face *face) {
-    return face ? static_cast<Object *>(face->hdl) : nullptr;
+template <class Cmpi>
+Object *object_of(const Cmpi *cmpi) {
+    return cmpi ? static_cast<Object *>(cmpi->hdl) : nullptr;
 }
 
 CMPIData no_data(); // type 0, state CMPI_notFound
@@ -120,9 +121,9 @@ CMPIData hand_out(const Value &value, Holder holder);
 CMPIData hand_out_element(Object &container, std::size_t index);
 
 // Both remove what was handed out for an element from its container. free_element frees it, and appends its
-// name to `twice` if the program had released it already; forget_element makes the program its owner.
+// name to `twice` if the program had released it already; detach_element makes the program its owner.
 void free_element(Object &container, std::size_t index, std::vector<std::string> &twice);
-void forget_element(Object &container, std::size_t index);
+void detach_element(Object &container, std::size_t index);
 
 // The value of an object, with the changes that were made to its elements.
 Value value_of(const Object &object);
@@ -137,7 +138,7 @@ void end_object(Object &object, std::vector<std::string> &twice);
 // and other threads have used the back end.
 bool client_released();
 // Frees the objects that the unloading of the back end made invalid.
-void forget_unloaded();
+void free_unloaded();
 void shrink_quarantine(std::size_t bound);
 
 } // namespace cimsim

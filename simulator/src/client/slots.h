@@ -12,7 +12,7 @@ namespace cimsim {
 
 // Converts a value that addArg, addKey, setProperty or setElementAt was given. The call fails if the type is
 // not supported.
-Value take(Call &call, const CMPIValue *value, CMPIType type);
+Value argument_value(Call &call, const CMPIValue *value, CMPIType type);
 
 void release_object(Call &call);
 Object *clone_object(Call &call);
@@ -26,17 +26,17 @@ Object *clone_object(Call &call);
         return Name{};                                                                                       \
     }()
 
-template <class Name, class Face>
-CMPIStatus release_slot(Face *self) {
+template <class Name, class Cmpi>
+CMPIStatus release_slot(Cmpi *self) {
     Call call = Call::release(Name::get(), object_of(self));
     release_object(call);
     return call.status();
 }
 
-template <class Name, class Face>
-Face *clone_slot(Face *self, CMPIStatus *rc) {
+template <class Name, class Cmpi>
+Cmpi *clone_slot(Cmpi *self, CMPIStatus *rc) {
     Call call(Name::get(), self, rc);
-    return face_of<Face>(clone_object(call));
+    return cmpi_of<Cmpi>(clone_object(call));
 }
 
 // Returns the argument of type Wanted, or zero if there is none.
@@ -63,30 +63,31 @@ R no_result(Call &call) {
 }
 
 // A slot of any signature that hands out nothing.
-template <class Name, class R, class Face, class... Rest>
-R refusing_slot(Face *self, Rest... rest) {
+template <class Name, class R, class Cmpi, class... Rest>
+R unsupported_slot(Cmpi *self, Rest... rest) {
     Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
     call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
     return no_result<R>(call);
 }
 
-template <class Name, class Face>
-constexpr auto release_of(Name, CMPIStatus (*)(Face *)) {
-    return release_slot<Name, Face>;
+template <class Name, class Cmpi>
+constexpr auto release_of(Name, CMPIStatus (*)(Cmpi *)) {
+    return release_slot<Name, Cmpi>;
 }
-template <class Name, class Face>
-constexpr auto clone_of(Name, Face *(*)(Face *, CMPIStatus *)) {
-    return clone_slot<Name, Face>;
+template <class Name, class Cmpi>
+constexpr auto clone_of(Name, Cmpi *(*)(Cmpi *, CMPIStatus *)) {
+    return clone_slot<Name, Cmpi>;
 }
-template <class Name, class R, class Face, class... Rest>
-constexpr auto refusal_of(Name, R (*)(Face *, Rest...)) {
-    return refusing_slot<Name, R, Face, Rest...>;
+template <class Name, class R, class Cmpi, class... Rest>
+constexpr auto unsupported_slot_of(Name, R (*)(Cmpi *, Rest...)) {
+    return unsupported_slot<Name, R, Cmpi, Rest...>;
 }
 
 #define CIMSIM_TYPE_OF(kind, slot) static_cast<decltype(kind##FT::slot)>(nullptr)
 #define RELEASE(kind) release_of(CIMSIM_SLOT_NAME(kind, release), CIMSIM_TYPE_OF(kind, release))
 #define CLONE(kind) clone_of(CIMSIM_SLOT_NAME(kind, clone), CIMSIM_TYPE_OF(kind, clone))
-#define NOT_SUPPORTED(kind, slot) refusal_of(CIMSIM_SLOT_NAME(kind, slot), CIMSIM_TYPE_OF(kind, slot))
+#define NOT_SUPPORTED(kind, slot)                                                                            \
+    unsupported_slot_of(CIMSIM_SLOT_NAME(kind, slot), CIMSIM_TYPE_OF(kind, slot))
 
 } // namespace cimsim
 

@@ -30,7 +30,7 @@ CMPIData read_item_at(Call &call, unsigned int index, CMPIString **name) {
     }
     const Item &item = tree(call).items[index];
     if (name)
-        *name = face_of<CMPIString>(&make(Value::string(item.name), Holder::pooled));
+        *name = cmpi_of<CMPIString>(&make(Value::string(item.name), Holder::pooled));
     return hand_out(item.value, Holder::pooled);
 }
 
@@ -42,9 +42,9 @@ CMPIStatus add_item(Call &call, const char *name, const CMPIValue *value, CMPITy
     if (call.works()) {
         if (!name)
             call.fail(CMPI_RC_ERR_INVALID_PARAMETER);
-        Value taken = take(call, value, type);
+        Value item = argument_value(call, value, type);
         if (call.result() == CMPI_RC_OK)
-            call.self->value.edit().put(name, std::move(taken), type);
+            call.self->value.edit().put(name, std::move(item), type);
     }
     return call.status();
 }
@@ -82,7 +82,7 @@ CMPIStatus set_part(Call &call, std::string Tree::*part, const char *text) {
 CMPIString *get_part(Call &call, std::string Tree::*part) {
     if (!call.works() || (tree(call).*part).empty())
         return nullptr;
-    return face_of<CMPIString>(&make(Value::string(tree(call).*part), Holder::pooled));
+    return cmpi_of<CMPIString>(&make(Value::string(tree(call).*part), Holder::pooled));
 }
 
 CMPIStatus copy_parts(Call &call, const CMPIObjectPath *source, bool host) {
@@ -161,7 +161,7 @@ CMPIString *path_toString(CMPIObjectPath *self, CMPIStatus *rc) {
     Call call("CMPIObjectPath.toString", self, rc);
     if (!call.works())
         return nullptr;
-    return face_of<CMPIString>(&make(Value::string(to_text(call.self->value)), Holder::pooled));
+    return cmpi_of<CMPIString>(&make(Value::string(to_text(call.self->value)), Holder::pooled));
 }
 
 // ---- CMPIInstance -------------------------------------------------------------------------------

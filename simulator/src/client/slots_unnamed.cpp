@@ -8,7 +8,7 @@
 
 namespace cimsim {
 
-Value take(Call &call, const CMPIValue *value, CMPIType type) {
+Value argument_value(Call &call, const CMPIValue *value, CMPIType type) {
     if (!value || type == CMPI_null)
         return Value::null(type == CMPI_chars ? CMPIType{CMPI_string} : type);
     if (type == CMPI_chars)
@@ -16,24 +16,24 @@ Value take(Call &call, const CMPIValue *value, CMPIType type) {
     if (is_number(type))
         return Value::number(type, load_number(type, value));
 
-    const bool taken = type == CMPI_string || type == CMPI_ref || type == CMPI_instance ||
-                       type == CMPI_args || type == CMPI_dateTime || (type & CMPI_ARRAY) != 0;
-    if (!taken) {
+    const bool supported = type == CMPI_string || type == CMPI_ref || type == CMPI_instance ||
+                           type == CMPI_args || type == CMPI_dateTime || (type & CMPI_ARRAY) != 0;
+    if (!supported) {
         call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
         return {};
     }
     // The address is that of a pointer, not of a whole CMPIValue.
-    const CMPIString *face;
-    std::memcpy(&face, value, sizeof face);
-    if (!face)
+    const CMPIString *pointer;
+    std::memcpy(&pointer, value, sizeof pointer);
+    if (!pointer)
         return Value::null(type);
-    const Object *object = object_of(face);
+    const Object *object = object_of(pointer);
     if (!call.accepts(object, "value"))
         return {};
-    Value taken_value = value_of(*object);
-    taken_value.type = type;
-    taken_value.state = CMPI_goodValue;
-    return taken_value;
+    Value result = value_of(*object);
+    result.type = type;
+    result.state = CMPI_goodValue;
+    return result;
 }
 
 void release_object(Call &call) {
@@ -49,7 +49,7 @@ Object *clone_object(Call &call) {
     if (!call.works())
         return nullptr;
     Object &clone = make(value_of(*call.self), Holder::owned);
-    clone.self_made = true;
+    clone.program_made = true;
     return &clone;
 }
 
@@ -92,23 +92,23 @@ void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType t
     Object &array = *call.self;
     if (index >= elements(call).size())
         return call.fail(CMPI_RC_ERR_NO_SUCH_PROPERTY);
-    Value taken = Value::unset(element_type(call));
+    Value element = Value::unset(element_type(call));
     if (type != CMPI_null)
-        taken = take(call, value, type);
+        element = argument_value(call, value, type);
     if (call.result() != CMPI_RC_OK)
         return;
-    if (taken.type != element_type(call))
+    if (element.type != element_type(call))
         return call.fail(CMPI_RC_ERR_TYPE_MISMATCH);
     // An array that the program made frees the old element; one that was read back does not.
     std::vector<std::string> twice;
-    if (array.self_made)
+    if (array.program_made)
         free_element(array, index, twice);
     else
-        forget_element(array, index);
+        detach_element(array, index);
     for (const std::string &name : twice)
         sim.recorder.misuse(name + " released twice: by itself and when " + array.name() +
                             " lost it as an element");
-    array.value.edit().elements[index] = std::move(taken);
+    array.value.edit().elements[index] = std::move(element);
 }
 
 CMPIStatus array_setElementAt(CMPIArray *self, CMPICount index, CMPIValue *value, CMPIType type) {
@@ -141,7 +141,7 @@ CMPIBoolean enumeration_hasNext(CMPIEnumeration *self, CMPIStatus *rc) {
 
 CMPIString *dateTime_getStringFormat(CMPIDateTime *self, CMPIStatus *rc) {
     Call call("CMPIDateTime.getStringFormat", self, rc);
-    return call.works() ? face_of<CMPIString>(&make(Value::string(call.self->value.text), Holder::pooled))
+    return call.works() ? cmpi_of<CMPIString>(&make(Value::string(call.self->value.text), Holder::pooled))
                         : nullptr;
 }
 
@@ -195,7 +195,7 @@ extern "C" CMPIArray *native_new_CMPIArray(CMPICount size, CMPIType type, CMPISt
         return nullptr;
     std::vector<Value> unset(size, Value::unset(type));
     Object &array = make(Value::array(type, std::move(unset)), Holder::owned);
-    array.self_made = true;
+    array.program_made = true;
     return call.made<CMPIArray>(array);
 }
 

@@ -15,7 +15,7 @@ struct cimsim_value {
 };
 
 static_assert(CIMSIM_USUAL_JOB_LIMIT == usual_job_limit && CIMSIM_NO_LIMIT == no_job_limit);
-static_assert(CIMSIM_REMEMBERED == remembered);
+static_assert(CIMSIM_REMEMBERED == quarantine_size);
 static_assert(CIMSIM_HANG == int(Effect::hang) && CIMSIM_CRASH == int(Effect::crash) &&
               CIMSIM_EXIT == int(Effect::exit) && CIMSIM_RESTART == int(Effect::restart));
 
@@ -46,7 +46,7 @@ struct Returned : Attachment {
     const char *keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
 };
 
-Returned &fresh_answer() {
+Returned &new_result() {
     Thread &thread = this_thread();
     if (!thread.attached)
         thread.attached = std::make_unique<Returned>();
@@ -121,7 +121,7 @@ void cimsim_reset(void) {
     sim.broker = {};
     sim.broker.generation = sim.connected = generation;
     sim.recorder = {};
-    forget_unloaded();
+    free_unloaded();
     ++sim.resets;
     sim.time_changed.notify_all();
 }
@@ -222,8 +222,8 @@ cimsim_value *cimsim_parse_value(const char *text) {
     try {
         std::optional<Value> value = parse_value(text_or_empty(text));
         return value ? boxed(std::move(*value)) : nullptr;
-    } catch (const Mistake &mistake) {
-        end_program("cimsim_parse_value", mistake.what());
+    } catch (const StatementError &error) {
+        end_program("cimsim_parse_value", error.what());
     }
 }
 
@@ -239,7 +239,7 @@ const char *cimsim_value_text(const CMPIData *data) {
     std::string text = value_text(value_behind(*data));
     if (text.empty())
         text = type_name(data->type) + ":object";
-    return fresh_answer().keep(std::move(text));
+    return new_result().keep(std::move(text));
 }
 
 void cimsim_discard(cimsim_value *value) { delete value; }
@@ -284,7 +284,7 @@ unsigned int cimsim_job_count(void) {
 
 int cimsim_job_at(unsigned int index, cimsim_job *job) {
     const ControlCall call(sim.lock);
-    Returned &returned = fresh_answer();
+    Returned &returned = new_result();
     const auto &jobs = sim.controller.jobs;
     if (index >= jobs.size() || !job)
         return -1;
@@ -390,7 +390,7 @@ void cimsim_set_unload_time(unsigned int milliseconds) {
 const char *cimsim_state_error(void) {
     const ControlCall call(sim.lock);
     const std::string &error = process.state.error();
-    return error.empty() ? nullptr : fresh_answer().keep(error);
+    return error.empty() ? nullptr : new_result().keep(error);
 }
 
 unsigned long cimsim_overlaps(void) {
@@ -402,7 +402,7 @@ unsigned long cimsim_overlaps(void) {
 
 const cimsim_request *cimsim_last_request(void) {
     const ControlCall call(sim.lock);
-    Returned &returned = fresh_answer();
+    Returned &returned = new_result();
     const auto &last = sim.broker.last;
     if (!last)
         return nullptr;
@@ -446,7 +446,7 @@ unsigned long cimsim_journal_count(void) {
 
 int cimsim_journal_at(unsigned long index, cimsim_journal_entry *entry) {
     const ControlCall call(sim.lock);
-    Returned &returned = fresh_answer();
+    Returned &returned = new_result();
     const auto &entries = process.state.journal.entries();
     if (index >= entries.size() || !entry)
         return -1;
@@ -513,7 +513,7 @@ void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
 
 const char *cimsim_fault_hit(void) {
     const ControlCall call(sim.lock);
-    return sim.recorder.last_injected.empty() ? nullptr : fresh_answer().keep(sim.recorder.last_injected);
+    return sim.recorder.last_injected.empty() ? nullptr : new_result().keep(sim.recorder.last_injected);
 }
 
 // ---- Recorded calls -----------------------------------------------------------------------------
@@ -540,7 +540,7 @@ void cimsim_trace(int on) {
 
 const char *cimsim_traced(void) {
     const ControlCall call(sim.lock);
-    return fresh_answer().keep(sim.recorder.trace);
+    return new_result().keep(sim.recorder.trace);
 }
 
 // ---- Accounting ---------------------------------------------------------------------------------
@@ -559,7 +559,7 @@ const char *cimsim_live(void) {
     const ControlCall call(sim.lock);
     std::string names;
     visit_live([&](const Object &object) { names += (names.empty() ? "" : " ") + object.name(); });
-    return fresh_answer().keep(std::move(names));
+    return new_result().keep(std::move(names));
 }
 
 void cimsim_count_misuse(int on) {
@@ -575,7 +575,7 @@ unsigned long cimsim_misuses(void) {
 
 const char *cimsim_last_misuse(void) {
     const ControlCall call(sim.lock);
-    return fresh_answer().keep(sim.recorder.last_misuse);
+    return new_result().keep(sim.recorder.last_misuse);
 }
 
 // ---- Workers ------------------------------------------------------------------------------------

@@ -82,8 +82,8 @@ const std::deque<JournalEntry> &Journal::entries() {
     try {
         for (const Statement &statement : parse(text))
             entries_.push_back(entry_of(statement));
-    } catch (const Mistake &mistake) {
-        std::fprintf(stderr, "cimsim: %s: %s\n", path_.c_str(), mistake.what());
+    } catch (const StatementError &error) {
+        std::fprintf(stderr, "cimsim: %s: %s\n", path_.c_str(), error.what());
     }
     return entries_;
 }

@@ -21,7 +21,7 @@ namespace cimsim {
 namespace {
 
 // Never destroyed, so that threads that still run while the process ends can use the simulator.
-alignas(Process) unsigned char room[sizeof(Process)];
+alignas(Process) unsigned char storage[sizeof(Process)];
 
 const std::string refuse = "refuse=";
 
@@ -40,7 +40,7 @@ bool is_known(const std::string &word) {
 
 void apply_words(const std::vector<std::string> &words) {
     if (std::count(words.begin(), words.end(), "empty") > 0) // first, since it would undo the other words
-        forget_scene(sim);
+        clear_scene(sim);
     for (const std::string &word : words) {
         if (!is_known(word))
             std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
@@ -57,8 +57,8 @@ void apply_words(const std::vector<std::string> &words) {
 std::string apply_text(const std::string &name, const std::string &text) {
     try {
         apply_scene(sim, text);
-    } catch (const Mistake &mistake) {
-        return name + ":" + std::to_string(mistake.line) + ": " + mistake.what();
+    } catch (const StatementError &error) {
+        return name + ":" + std::to_string(error.line) + ": " + error.what();
     }
     return {};
 }
@@ -101,13 +101,13 @@ __attribute__((destructor)) void unload() {
     renew(sim.controller);
     renew(sim.broker);
     renew(sim.recorder);
-    forget_thread();
+    free_thread();
     shrink_quarantine(0);
 }
 
 } // namespace
 
-Process &process = *new (room) Process;
+Process &process = *new (storage) Process;
 Simulator &sim = process.simulator;
 [[maybe_unused]] static const bool scene_is_set = read_scene();
 
@@ -117,7 +117,7 @@ void Process::leave_environment() {
     const bool dead = simulator.broker.generation != simulator.connected;
     attach(nullptr);
     state.set_scene_error({});
-    forget_scene(simulator);
+    clear_scene(simulator);
     simulator.controller.load_demo();
     controller_replaced(dead);
 }
@@ -143,10 +143,10 @@ namespace {
 
 // Sets the environment so that workers load the simulator from this library's folder, and no other client
 // library.
-void show_simulator_to_workers() {
+void set_worker_environment() {
     Dl_info self;
     const char *const given = std::getenv("LD_LIBRARY_PATH");
-    std::string path = dladdr(&room, &self) != 0 ? self.dli_fname : "";
+    std::string path = dladdr(&storage, &self) != 0 ? self.dli_fname : "";
     path = path.substr(0, path.find_last_of('/') + 1);
     if (!path.empty() && (!given || std::string(given).compare(0, path.size(), path) != 0))
         setenv("LD_LIBRARY_PATH", (path + (given && *given ? ":" : "") + (given ? given : "")).c_str(), 1);
@@ -157,7 +157,7 @@ void show_simulator_to_workers() {
 
 void Process::pools_changed(int change) {
     if (change > 0)
-        show_simulator_to_workers();
+        set_worker_environment();
     if (change > 0 && !state.in_use()) {
         const char *const given = std::getenv("TMPDIR");
         std::string folder = std::string(given && *given ? given : "/tmp") + "/cimsim-XXXXXX";
@@ -166,7 +166,7 @@ void Process::pools_changed(int change) {
             std::abort();
         }
         private_folder = folder;
-        maker = getpid();
+        folder_creator = getpid();
         from_environment = false;
         attach((folder + "/state").c_str());
         Session session(state); // its end writes the controller
@@ -175,7 +175,7 @@ void Process::pools_changed(int change) {
 }
 
 void Process::remove_private_state() {
-    if (private_folder.empty() || maker != getpid())
+    if (private_folder.empty() || folder_creator != getpid())
         return;
     for (const char *name : {"/state", "/state.lock", "/state.new", "/state.journal"})
         unlink((private_folder + name).c_str());

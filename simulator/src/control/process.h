@@ -18,7 +18,7 @@ struct Process {
 
     int pools = 0;              // number of pools of workers
     std::string private_folder; // of the state that pools_changed created
-    pid_t maker = 0;            // the process that created this folder; its children do not remove it
+    pid_t folder_creator = 0;   // the process that created this folder; its children do not remove it
 
     Process() : state(&simulator), simulator(state) {}
 

@@ -47,13 +47,13 @@ void apply_scene(Simulator &simulator, const std::string &text) {
     for (Statement &statement : parse(text)) {
         const StatementForm *const form = find_statement(statement.name);
         if (!form)
-            throw Mistake(statement.line, "there is no statement \"" + statement.name + "\"");
+            throw StatementError(statement.line, "there is no statement \"" + statement.name + "\"");
         separate_options(*form, statement);
         form->apply(simulator, statement);
     }
 }
 
-void forget_scene(Simulator &simulator) {
+void clear_scene(Simulator &simulator) {
     simulator.controller = {};
     Broker &broker = simulator.broker;
     broker.reachable = true;

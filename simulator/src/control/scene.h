@@ -8,12 +8,12 @@
 
 namespace cimsim {
 
-// Applies the statements of a text to the controller, the broker and the planned faults. Throws Mistake if
-// one is not valid; those before it stay applied.
+// Applies the statements of a text to the controller, the broker and the planned faults. Throws
+// StatementError if one is not valid; those before it stay applied.
 void apply_scene(Simulator &simulator, const std::string &text);
 
 // Resets everything that a state contains, to an empty controller.
-void forget_scene(Simulator &simulator);
+void clear_scene(Simulator &simulator);
 
 } // namespace cimsim
 

@@ -212,13 +212,13 @@ bool State::read() {
         return fail(path_ + ": " + std::strerror(errno));
     hold(file);
     try {
-        forget_scene(simulator_);
+        clear_scene(simulator_);
         if (text.empty() || text.back() != '\n')
-            throw Mistake(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
-                          "the last line does not end with a newline");
+            throw StatementError(static_cast<std::size_t>(1 + std::count(text.begin(), text.end(), '\n')),
+                                 "the last line does not end with a newline");
         apply_scene(simulator_, text);
-    } catch (const Mistake &mistake) {
-        return fail(path_ + ":" + std::to_string(mistake.line) + ": " + mistake.what());
+    } catch (const StatementError &error) {
+        return fail(path_ + ":" + std::to_string(error.line) + ": " + error.what());
     }
     // If state_text returns another text, for example after an edit by hand, end writes the file.
     text_ = text;

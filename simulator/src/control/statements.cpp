@@ -95,9 +95,9 @@ void apply_instance(Simulator &simulator, const Statement &s) {
 
 void apply_clock(Simulator &simulator, const Statement &s) {
     if (s.option("frozen"))
-        simulator.controller.clock.stop_at(s.number_option("frozen", 0, -latest, latest));
+        simulator.controller.clock.freeze_at(s.number_option("frozen", 0, -latest, latest));
     else
-        simulator.controller.clock.go_ahead(s.number_option("ahead", 0, -latest, latest));
+        simulator.controller.clock.set_ahead(s.number_option("ahead", 0, -latest, latest));
 }
 
 void apply_numbers(Simulator &simulator, const Statement &s) {
@@ -306,7 +306,7 @@ void write_next_job(const Simulator &simulator, StatementWriter &out) {
 
 // Constant-initialized, because scenes are read while the library is loaded, before constructors have run.
 constexpr StatementForm forms[] = {
-    {"empty", 0, 0, "", [](Simulator &to, const Statement &) { forget_scene(to); },
+    {"empty", 0, 0, "", [](Simulator &to, const Statement &) { clear_scene(to); },
      [](const Simulator &, StatementWriter &out) { out.line("empty"); }},
     {"demo", 0, 0, "", [](Simulator &to, const Statement &) { to.controller.load_demo(); }, nullptr},
     {"clock", 0, 0, "frozen ahead", apply_clock, write_clock},

@@ -34,7 +34,8 @@ Class jobs(Controller &controller) {
 }
 
 // A class that searches the list of its instances for the one whose keys are those of the path.
-Class plain(std::string name, std::vector<std::string> keys, std::function<std::vector<Value>()> list) {
+Class listed_class(std::string name, std::vector<std::string> keys,
+                   std::function<std::vector<Value>()> list) {
     const auto find = [keys, list](const Tree &path) -> std::optional<Value> {
         for (Value &instance : list()) {
             const auto is_in_path = [&](const std::string &key) {
@@ -71,20 +72,20 @@ std::optional<Class> find_class(Controller &controller, const std::string &name)
     if (is(job_class))
         return jobs(controller);
     if (is(identity_class))
-        return plain(identity_class, instance_id, [&] {
+        return listed_class(identity_class, instance_id, [&] {
             std::vector<Value> instances;
             for (const Identity &identity : controller.identities)
                 instances.push_back(identity_instance(identity));
             return instances;
         });
     if (is("VELK_ComputerSystem")) // known, but without instances and methods
-        return plain("VELK_ComputerSystem", service_keys, [] { return std::vector<Value>(); });
+        return listed_class("VELK_ComputerSystem", service_keys, [] { return std::vector<Value>(); });
     if (const Service *service = find_service(name))
-        return plain(name, service_keys,
-                     [service] { return std::vector<Value>{service_instance(*service)}; });
+        return listed_class(name, service_keys,
+                            [service] { return std::vector<Value>{service_instance(*service)}; });
     for (const AddedClass &added : controller.added)
         if (is(added.name))
-            return plain(added.name, added.keys, [&added] {
+            return listed_class(added.name, added.keys, [&added] {
                 std::vector<Value> instances;
                 for (const std::vector<Item> &items : added.instances) {
                     instances.push_back(instance_of(added.name));

@@ -82,7 +82,7 @@ Milliseconds Job::end() const { return *start + (fails ? runs / 2 : runs); }
 
 Phase Job::phase(Milliseconds now) const {
     if (!start)
-        return Phase::fresh;
+        return Phase::unscheduled;
     if (now < *start)
         return Phase::scheduled;
     if (now < end())

@@ -22,11 +22,11 @@ public:
     void freeze(bool on);
     void advance(Milliseconds time);
     Milliseconds ahead() const { return ahead_; } // offset from the wall clock
-    void go_ahead(Milliseconds of_the_wall_clock) {
+    void set_ahead(Milliseconds of_the_wall_clock) {
         frozen_.reset();
         ahead_ = of_the_wall_clock;
     }
-    void stop_at(Milliseconds time) { frozen_ = time; }
+    void freeze_at(Milliseconds time) { frozen_ = time; }
 
 private:
     Milliseconds ahead_ = 0;
@@ -38,7 +38,7 @@ std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now
 std::string format_time(Milliseconds time);
 
 enum class Task : unsigned char { other, backup, restore };
-enum class Phase : unsigned char { fresh, scheduled, running, completed, failed };
+enum class Phase : unsigned char { unscheduled, scheduled, running, completed, failed };
 
 // Properties of a job that a test has replaced; nullopt: the instance lacks the property.
 using Overrides = std::map<std::string, std::optional<Value>>;

@@ -146,7 +146,7 @@ Answer setup_job_queue(Controller &controller, const Arguments &arguments) {
         Job *job = controller.find_job(to_text(element));
         if (!job)
             return refuse(job_unknown, to_text(element));
-        if (job->phase(now) != Phase::fresh && job->phase(now) != Phase::scheduled)
+        if (job->phase(now) != Phase::unscheduled && job->phase(now) != Phase::scheduled)
             return refuse(job_not_waiting, job->id);
         queue.push_back(job);
     }

@@ -221,8 +221,8 @@ private:
             std::vector<Statement> parts = cimsim::parse(text);
             if (parts.size() == 1)
                 return std::move(parts[0]);
-        } catch (const Mistake &mistake) {
-            statement_.fail(mistake.what());
+        } catch (const StatementError &error) {
+            statement_.fail(error.what());
         }
         statement_.fail("\"" + text + "\" is not one line");
     }
@@ -374,7 +374,7 @@ std::optional<Value> parse_value(const Statement &statement, const Word &word) {
 std::optional<Value> parse_value(const std::string &text) {
     const std::vector<Statement> statements = parse("value " + text);
     if (statements.size() != 1 || statements[0].words.size() != 1 || !statements[0].options.empty())
-        throw Mistake(1, "value: \"" + text + "\" is not one value");
+        throw StatementError(1, "value: \"" + text + "\" is not one value");
     return parse_value(statements[0], statements[0].words[0]);
 }
 

@@ -17,10 +17,11 @@ std::optional<CMPIType> type_named(std::string_view name);
 // The name of a type; empty when it has none.
 std::string type_name(CMPIType type);
 
-// The value that a word denotes; nullopt for "lacking". Throws Mistake, with the statement's line and name.
+// The value that a word denotes; nullopt for "lacking". Throws StatementError, with the statement's line and
+// name.
 std::optional<Value> parse_value(const Statement &statement, const Word &word);
 
-// The same for a text that contains nothing else. Throws Mistake.
+// The same for a text that contains nothing else. Throws StatementError.
 std::optional<Value> parse_value(const std::string &text);
 
 // The notation of a value, "lacking" for nullopt; empty if the value has no notation.

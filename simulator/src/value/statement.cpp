@@ -54,7 +54,7 @@ private:
     void quoted_part(std::string &text) {
         for (++at_;; ++at_) {
             if (at_ >= line_.size())
-                throw Mistake(number_, "a quotation mark is missing");
+                throw StatementError(number_, "a quotation mark is missing");
             if (line_[at_] == '"')
                 break;
             text += line_[at_] == '\\' ? escaped() : line_[at_];
@@ -73,7 +73,7 @@ private:
             if (high >= 0 && low >= 0)
                 return static_cast<char>(high * 16 + low);
         }
-        throw Mistake(number_, "a backslash is followed by \\, \", n or x and two hexadecimal digits");
+        throw StatementError(number_, "a backslash is followed by \\, \", n or x and two hexadecimal digits");
     }
 
     std::size_t number_, at_ = 0;
@@ -128,7 +128,7 @@ std::vector<Statement> parse(const std::string &text) {
         Word value;
         statement.name = scanner.word(&has_value, &value).text;
         if (has_value)
-            throw Mistake(number, "a line begins with the name of a statement");
+            throw StatementError(number, "a line begins with the name of a statement");
         while (!scanner.at_end()) {
             Word word = scanner.word(&has_value, &value);
             if (has_value)

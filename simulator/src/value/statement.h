@@ -11,8 +11,8 @@
 namespace cimsim {
 
 // An error in a scene, a state or a value, with its line.
-struct Mistake : std::runtime_error {
-    Mistake(std::size_t line_, const std::string &what) : std::runtime_error(what), line(line_) {}
+struct StatementError : std::runtime_error {
+    StatementError(std::size_t line_, const std::string &what) : std::runtime_error(what), line(line_) {}
     std::size_t line;
 };
 
@@ -29,7 +29,7 @@ struct Statement {
     // NAME=VALUE, in their order; the Word is empty for NAME alone.
     std::vector<std::pair<std::string, Word>> options;
 
-    [[noreturn]] void fail(const std::string &what) const { throw Mistake(line, name + ": " + what); }
+    [[noreturn]] void fail(const std::string &what) const { throw StatementError(line, name + ": " + what); }
     const Word *option(const char *wanted) const;
     std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
     // Both read a decimal number between `least` and `most`; fail if it is not one.
