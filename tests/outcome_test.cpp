@@ -2,7 +2,7 @@
 // answer.
 #include "operations.h"
 #include "prepare.h"
-#include "simulator/raw.h"
+#include "simulator/cmpi_helpers.h"
 #include "support.h"
 #include "table.h"
 
@@ -196,8 +196,8 @@ TEST_F(Outcome, FollowsFromTheAnswer) {
     cimsim_set_garbage(1);
     { // the garbage is in the upper half of a value, if CMPIUint32 has more than 32 bits
         CMPIStatus status;
-        const raw::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
-        const raw::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
+        const cmpi::Own<CMPIObjectPath> on(newCMPIObjectPath("root/velk", "VELK_QMService", nullptr));
+        const cmpi::Own<CMPIArgs> in(native_new_CMPIArgs(nullptr));
         prepare("answer_return uint32:0");
         const CMPIData data =
             sp->client->ft->invokeMethod(sp->client, on.get(), "X", in.get(), nullptr, &status);

@@ -1,6 +1,6 @@
 // thread_test.cpp - several threads at once, broker restarts, and SIGPIPE.
 #include "operations.h"
-#include "simulator/raw.h"
+#include "simulator/cmpi_helpers.h"
 #include "support.h"
 
 #include <atomic>
@@ -63,8 +63,8 @@ protected:
 
 // An exchange without libxavo.
 void ask(CMCIClient *client) {
-    const raw::Own<CMPIObjectPath> job(newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr));
-    const raw::Own<CMPIConstClass> answer(client->ft->getClass(client, job.get(), 0, nullptr, nullptr));
+    const cmpi::Own<CMPIObjectPath> job(newCMPIObjectPath("root/velk", "VELK_LifecycleJob", nullptr));
+    const cmpi::Own<CMPIConstClass> answer(client->ft->getClass(client, job.get(), 0, nullptr, nullptr));
 }
 
 TEST_F(Threads, GetTheirOwnAnswersFromEveryKindOfHandle) {
@@ -145,7 +145,7 @@ TEST_F(BrokenBroker, RaisesNoSignalInTheProgram) {
     const auto connect = [] { return cmciConnect("localhost", nullptr, nullptr, "user", "", nullptr); };
     CMCIClient *const client = connect();
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_CONNECT | CIMSIM_PIPE_RELEASE);
-    EXPECT_TRUE(is_sent([&] { ask(client); }) && is_sent(connect) && is_sent([&] { raw::release(client); }));
+    EXPECT_TRUE(is_sent([&] { ask(client); }) && is_sent(connect) && is_sent([&] { cmpi::release(client); }));
     cimsim_restart_broker(0);
     for (const auto &setting : SIGNAL_SETTINGS)
         for (const Operation &op : operations()) {

@@ -10,7 +10,7 @@
 // commands` does not attach itself to them. The commands of both are separated by " , ".
 #include "../prepare.h"
 #include "../table.h"
-#include "raw.h"
+#include "cmpi_helpers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -34,7 +34,7 @@
 #include <utility>
 #include <vector>
 
-using namespace raw;
+using namespace cmpi;
 
 namespace {
 
@@ -54,11 +54,11 @@ std::atomic<int> pipes;
 // Commands beside those of the two interfaces.
 namespace commands {
 
-Own<CMPIObjectPath> path(const char *class_name) { return raw::path(class_name); }
-Own<CMPIObjectPath> job(const char *InstanceID) { return job_path(InstanceID); }
+Own<CMPIObjectPath> path(const char *class_name) { return cmpi::path(class_name); }
+Own<CMPIObjectPath> job_path(const char *InstanceID) { return cmpi::job_path(InstanceID); }
 
 // A job as cimsim_job_at gives it.
-std::string shown(unsigned index) {
+std::string job_at(unsigned index) {
     cimsim_job job;
     if (cimsim_job_at(index, nullptr) != -1 || cimsim_job_at(index, &job) != 0)
         return "none";
@@ -67,7 +67,7 @@ std::string shown(unsigned index) {
 }
 
 // An entry of the journal.
-std::string recorded(unsigned index) {
+std::string journal_at(unsigned index) {
     cimsim_journal_entry entry;
     if (cimsim_journal_at(index, nullptr) != -1 || cimsim_journal_at(index, &entry) != 0)
         return "none";
@@ -76,24 +76,24 @@ std::string recorded(unsigned index) {
            (entry.has_returned ? " " + std::to_string(entry.returned) : "");
 }
 
-std::string request() {
-    const cimsim_request *const asked = cimsim_last_request();
-    if (asked == nullptr)
+std::string last_request() {
+    const cimsim_request *const last = cimsim_last_request();
+    if (last == nullptr)
         return "none";
-    return asked->operation + (" " + std::to_string(asked->flags)) + " " + asked->user + " " +
+    return last->operation + (" " + std::to_string(last->flags)) + " " + last->user + " " +
            test::last_request();
 }
 
 // The arguments of the last request.
-std::string asked_for() {
-    const std::string asked = test::last_request();
-    const auto begin = asked.find('(', asked.find(") ")) + 1;
-    return asked.substr(begin, asked.size() - 1 - begin);
+std::string last_arguments() {
+    const std::string last = test::last_request();
+    const auto begin = last.find('(', last.find(") ")) + 1;
+    return last.substr(begin, last.size() - 1 - begin);
 }
 
 // The status of each kind of exchange, "0011", and the message.
-std::string exchanges(CMCIClient *on) {
-    const auto at = raw::path(), of = job_path("job"), service = raw::service("VELK_JobService");
+std::string exchange_statuses(CMCIClient *on) {
+    const auto at = cmpi::path(), of = cmpi::job_path("job"), service = cmpi::service_path("VELK_JobService");
     const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
     CMPIStatus st = {};
     std::string codes, message;
@@ -132,30 +132,30 @@ std::string shell(const std::string &line) {
 }
 
 // An object with another one's function table, and no handle.
-CMPIString *empty_object(CMPIString *like) {
+CMPIString *object_without_handle(CMPIString *like) {
     static CMPIString made;
     made = {nullptr, like == nullptr ? nullptr : like->ft};
     return &made;
 }
 
-void jobs(unsigned count, const char *name) {
+void add_jobs(unsigned count, const char *name) {
     while (count-- > 0)
         cimsim_add_job((name + std::to_string(count)).c_str(), "", CIMSIM_NEVER, 1, 0);
 }
 
-void transport(const char *name) {
+void set_sfcc_client(const char *name) {
     name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
 }
 
 // Waits until this number of requests has reached the broker, and 10 ms more.
-void asked(unsigned long times) {
+void wait_for_requests(unsigned long times) {
     while (cimsim_request_count() < times)
         std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 // Waits until a slot was called this number of times.
-void called(const char *slot, unsigned long times) {
+void wait_for_calls(const char *slot, unsigned long times) {
     while (cimsim_calls(slot) < times)
         std::this_thread::yield();
 }
@@ -172,7 +172,7 @@ std::string minute(int seconds) {
 }
 
 struct Held {
-    void *face;
+    void *pointer;
     std::string kind;
     bool owned; // the script owns it and has not released it yet
 };
@@ -224,7 +224,7 @@ public:
         if (const auto found = objects.find(name);
             found != objects.end() && std::exchange(found->second.owned, false)) {
             auto *const any =
-                static_cast<CMPIString *>(found->second.face); // release is every table's first slot
+                static_cast<CMPIString *>(found->second.pointer); // release is every table's first slot
             any->ft->release(any);
         }
     }
@@ -311,9 +311,9 @@ private:
         type_ = cimsim_type_named(head == "null" ? rest : head.c_str());
         if (head == "null")
             return;
-        to = type_ == CMPI_chars ? raw::value(rest) : &value_;
+        to = type_ == CMPI_chars ? cmpi::value(rest) : &value_;
         if (rest[0] == '@')
-            value_.dataPtr.ptr = objects.at(rest + 1).face;
+            value_.dataPtr.ptr = objects.at(rest + 1).pointer;
         else if (type_ == CMPI_real32)
             value_.real32 = std::stof(rest);
         else if (type_ == CMPI_real64)
@@ -350,7 +350,7 @@ private:
     template <class Object>
     auto take(Object *&to) -> std::void_t<decltype(to->ft)> {
         const char *const name = next();
-        to = name == nullptr ? nullptr : static_cast<Object *>(objects.at(name).face);
+        to = name == nullptr ? nullptr : static_cast<Object *>(objects.at(name).pointer);
     }
 
     // Results by their types.
@@ -365,7 +365,7 @@ private:
             return made == nullptr ? "NULL" : "";
         if constexpr (std::is_same_v<Object, CMPIString>)
             return text(made);
-        raw::release(made);
+        cmpi::release(made);
         return kind_of(made);
     }
     std::string render(const CMPIData &data) {
@@ -410,8 +410,8 @@ private:
     std::string call(void (*function)(Rest...)) {
         return call_with(function, std::tuple(), std::tuple<Rest...>()), "";
     }
-    template <class Face, class R, class... Rest>
-    std::string call_slot(Face *self, R (*slot)(Face *, Rest...)) {
+    template <class Cmpi, class R, class... Rest>
+    std::string call_slot(Cmpi *self, R (*slot)(Cmpi *, Rest...)) {
         return render(call_with(slot, std::tuple(self), std::tuple<Rest...>()));
     }
 
@@ -427,18 +427,18 @@ private:
         name_ = nullptr;
         pipes = 0;
         if (objects.count("client") != 0)
-            client = static_cast<CMCIClient *>(objects["client"].face);
+            client = static_cast<CMCIClient *>(objects["client"].pointer);
         const bool connects = words_[0] == "cmciConnect";
         if (connects)
             testing::internal::CaptureStderr();
-        std::string outcome = does(next());
+        std::string outcome = execute(next());
         const auto add = [&](const std::string &more) { outcome += (outcome.empty() ? "" : ", ") + more; };
         if (name_ != nullptr)
-            add("named " + raw::text(name_));
+            add("named " + cmpi::text(name_));
         if (st.rc != CMPI_RC_OK || st.msg != nullptr)
-            add("rc " + std::to_string(st.rc) + (st.msg == nullptr ? "" : ": " + raw::text(st.msg)));
+            add("rc " + std::to_string(st.rc) + (st.msg == nullptr ? "" : ": " + cmpi::text(st.msg)));
         if (st.msg != nullptr)
-            raw::release(st.msg);
+            cmpi::release(st.msg);
         for (unsigned long n = attached ? cimsim_misuses() : 0; n != 0; n = 0, cimsim_count_misuse(1))
             add("misuse: " +
                 std::regex_replace(std::string(cimsim_last_misuse()), std::regex("#[0-9]+"), "#") +
@@ -454,7 +454,7 @@ private:
         return std::regex_replace(outcome, std::regex(about_now), "TIME");
     }
 
-    std::string does(const std::string &what) {
+    std::string execute(const std::string &what) {
         slot_.clear();
 #define KIND(kind)
 #define COMMAND(name, function)                                                                              \
@@ -469,24 +469,24 @@ private:
             const Own<CMPIInstance> job(client->ft->getInstance(client, at.get(), 0, nullptr, nullptr));
             return job == nullptr ? "no job" : in_notation(job->ft->getProperty(job.get(), next(), &st));
         }
-        if (what == "ask")
-            return ask(next());
-        if (what == "out" ||
-            what == "out_bits") { // a value, or a number's bits, handed out as a method's output
+        if (what == "invoke")
+            return invoke(next());
+        if (what == "hand_out" ||
+            what == "hand_out_bits") { // a value, or a number's bits, handed out as a method's output
             const Own<CMPIArgs> outputs(native_new_CMPIArgs(nullptr));
             cimsim_value *value = nullptr;
-            if (what == "out")
+            if (what == "hand_out")
                 take(value);
             else
                 value = call_with(cimsim_number, std::tuple(), std::tuple<CMPIType, CMPIUint64>());
             cimsim_answer_output("Out", value);
-            const auto on = raw::service("VELK_JobService");
+            const auto on = cmpi::service_path("VELK_JobService");
             client->ft->invokeMethod(client, on.get(), "SetupJobQueue", outputs.get(), outputs.get(), &st);
             return render(outputs->ft->getArg(outputs.get(), "Out", &st));
         }
         if (what == "sh") // its output and its status, on one line
             return commands::shell(rest_);
-        if (what == "forget") // the names of all objects, after the release of the last client
+        if (what == "forget_objects") // the names of all objects, after the release of the last client
             return objects.clear(), "";
         if (what == "thread" || what == "start") {
             auto other = std::make_shared<Interpreter>(*this);
@@ -497,7 +497,7 @@ private:
             started_.push_back(outcome);
             return "";
         }
-        if (what == "all_wait_but") { // checks that control functions wait while the state is locked
+        if (what == "check_waits_except") { // checks that control functions wait while the state is locked
             const int lock = open("state.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
             std::string outcome;
             for (const std::string &name : control_functions()) {
@@ -505,7 +505,7 @@ private:
                     continue;
                 flock(lock, LOCK_EX);
                 Interpreter other;
-                auto call = std::async(std::launch::async, [&] { return other.does(name); });
+                auto call = std::async(std::launch::async, [&] { return other.execute(name); });
                 if (call.wait_for(std::chrono::milliseconds(5)) == std::future_status::ready)
                     outcome += name + " does not wait ";
                 flock(lock, LOCK_UN);
@@ -513,7 +513,7 @@ private:
             }
             return close(lock), outcome;
         }
-        if (what == "ended")
+        if (what == "count_ended")
             return std::to_string(std::count_if(started_.begin(), started_.end(), [](auto &call) {
                 return call.wait_for(std::chrono::milliseconds(10)) == std::future_status::ready;
             }));
@@ -540,7 +540,7 @@ private:
         const std::string &kind = held.kind;
 #define SLOT(object, number, slot)                                                                           \
     if (kind == #object && slot_ == #slot)                                                                   \
-        return call_slot(static_cast<object *>(held.face), static_cast<object *>(held.face)->ft->slot);
+        return call_slot(static_cast<object *>(held.pointer), static_cast<object *>(held.pointer)->ft->slot);
 #define KIND(object) SLOT(object, -1, release) SLOT(object, 0, clone)
 #define COMMAND(name, function)
 #include "client/slots.def"
@@ -551,11 +551,12 @@ private:
 
     // Calls a service's method with the arguments Name=value, Name=[job], Name=@software. Returns the return
     // value and the outputs, "0" or "2 MessageID=JQ001 Message=no"; "" on failure, with the status in `st`.
-    std::string ask(const std::string &method) {
+    std::string invoke(const std::string &method) {
         const auto has = [&](const char *part) { return method.find(part) != method.npos; };
-        const auto on = raw::service(has("Queue")                      ? "VELK_JobService"
-                                     : has("Install") || has("Reboot") ? "VELK_SoftwareInstallationService"
-                                                                       : "VELK_QMService");
+        const auto on =
+            cmpi::service_path(has("Queue")                      ? "VELK_JobService"
+                               : has("Install") || has("Reboot") ? "VELK_SoftwareInstallationService"
+                                                                 : "VELK_QMService");
         const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
         while (const char *const word = next()) {
             const std::string name = std::string(word).substr(0, std::strcspn(word, "=")),
@@ -587,8 +588,8 @@ private:
         for (unsigned i = 0; i < out->ft->getArgCount(out.get(), nullptr); ++i) {
             CMPIString *name = nullptr;
             const CMPIData output = out->ft->getArgAt(out.get(), i, &name, nullptr);
-            answer += " " + raw::text(name) + "=" +
-                      (output.type == CMPI_string ? raw::text(output.value.string) : in_notation(output));
+            answer += " " + cmpi::text(name) + "=" +
+                      (output.type == CMPI_string ? cmpi::text(output.value.string) : in_notation(output));
         }
         return answer;
     }

@@ -1,9 +1,9 @@
-// raw.cpp - calls of the client library without libxavo.
-#include "raw.h"
+// cmpi_helpers.cpp - calls of the client library without libxavo.
+#include "cmpi_helpers.h"
 
 #include <cstdlib>
 
-namespace raw {
+namespace cmpi {
 
 CMCIClient *connect(const char *user) {
     setenv("SFCC_CLIENT", "SfcbLocal", 1);
@@ -20,7 +20,7 @@ Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name) {
     return made;
 }
 
-Own<CMPIObjectPath> service(const char *class_name) {
+Own<CMPIObjectPath> service_path(const char *class_name) {
     auto made = path(class_name);
     const bool jobs = class_name == std::string("VELK_JobService"),
                image = class_name == std::string("VELK_QMService");
@@ -42,4 +42,4 @@ std::string text(CMPIString *string) {
     return characters == nullptr ? "NULL" : characters;
 }
 
-} // namespace raw
+} // namespace cmpi

@@ -1,13 +1,14 @@
-// raw.h - calls of the client library without libxavo: connects, makes object paths, and owns objects.
-#ifndef SIMULATOR_TESTS_RAW_H
-#define SIMULATOR_TESTS_RAW_H
+// cmpi_helpers.h - calls of the client library without libxavo: connects, makes object paths, and owns
+// objects.
+#ifndef SIMULATOR_TESTS_CMPI_HELPERS_H
+#define SIMULATOR_TESTS_CMPI_HELPERS_H
 
 #include <CimClientLib/cmci.h>
 #include <CimClientLib/native.h>
 #include <memory>
 #include <string>
 
-namespace raw {
+namespace cmpi {
 
 struct Release {
     template <class T>
@@ -29,11 +30,11 @@ CMCIClient *connect(const char *user);
 Own<CMPIObjectPath> path(const char *class_name = "VELK_LifecycleJob");
 // The path of an instance: a job's or a software identity's with this InstanceID, or a service's.
 Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name = "VELK_LifecycleJob");
-Own<CMPIObjectPath> service(const char *class_name);
+Own<CMPIObjectPath> service_path(const char *class_name);
 
 // The characters, or "NULL".
 std::string text(CMPIString *string);
 
-} // namespace raw
+} // namespace cmpi
 
 #endif
