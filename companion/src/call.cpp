@@ -34,6 +34,8 @@ void move(XAVO_Call *call, State next) {
     call->state = next;
 }
 
+// Whether a request is with a worker.
+bool is_out(const XAVO_Call &call) { return call.state == SENDING || call.state == WAITING; }
 bool is_read(const XAVO_Call &call) { return !is_method(call.operation); }
 
 XAVO_ErrorCode code_of(int kind) {
@@ -64,16 +66,21 @@ void trim(const char *message) {
 // ---------------------------------------------------------------------------------------
 
 void watch(XAVO_Call *call, int operation, uint32_t events) {
-    epoll_event event = {};
+    const Process &process = call->worker->process;
+    epoll_event event = {}, end = {};
     event.events = events;
-    if (call->epoll >= 0)
-        epoll_ctl(call->epoll, operation, call->worker->process.socket, &event);
+    end.events = EPOLLIN;
+    if (!is_adopted(call->epoll) || !is_ours(process))
+        return;
+    epoll_ctl(call->epoll, operation, process.socket, &event);
+    if (is_adopted(process.pidfd))
+        epoll_ctl(call->epoll, operation, process.pidfd, &end);
 }
 
 constexpr uint64_t NEVER = 0, AT_ONCE = 1; // long past
 
 void set_timer(XAVO_Call *call, uint64_t at) {
-    if (call->timer < 0 || call->timer_at == at)
+    if (call->timer_at == at || !is_adopted(call->timer))
         return;
     call->timer_at = at;
     itimerspec time = {};
@@ -86,14 +93,13 @@ void set_timer(XAVO_Call *call, uint64_t at) {
 // -----------------------------------------------------------------------------------------------
 
 void drop_process(XAVO_Call *call) {
-    if (call->worker->process.socket >= 0 && is_ours(call->worker->process))
-        watch(call, EPOLL_CTL_DEL, 0);
+    watch(call, EPOLL_CTL_DEL, 0);
     end_worker(call->worker);
 }
 
 // Whether the method of the request that is out was invoked, or may be. Afterwards it will not be.
 bool was_invoked(XAVO_Call *call) {
-    if ((call->state != SENDING && call->state != WAITING) || is_read(*call))
+    if (!is_out(*call) || is_read(*call))
         return false;
     Shared *shared = call->worker->process.shared;
     claim(shared, call->worker->sequence, CLAIM_CALLER);
@@ -283,9 +289,7 @@ void send_request(XAVO_Call *call) {
 
 // Whether a worker that has been idle still lives. Lines of its log may be there.
 bool lives(const Worker &worker) {
-    pollfd socket = {worker.process.socket, 0, 0};
-    const timespec at_once = {};
-    return is_ours(worker.process) && ppoll(&socket, 1, &at_once, nullptr) == 0;
+    return is_ours(worker.process) && !wait_for_process(worker.process, 0, 0);
 }
 
 void attempt(XAVO_Call *call) {
@@ -324,11 +328,17 @@ void attempt(XAVO_Call *call) {
 
 // Reads what the worker has sent, up to the answer.
 void receive(XAVO_Call *call) {
-    while (call->state == SENDING || call->state == WAITING) {
+    bool ended = false;
+    while (is_out(*call)) {
         Frame *frame = nullptr;
         switch (call->worker->receiver.receive(call->worker->process.socket, MSG_DONTWAIT, &frame)) {
         case Receiver::AGAIN:
-            return;
+            if (ended)
+                return worker_died(call);
+            ended = has_ended(call->worker->process);
+            if (!ended)
+                return;
+            break; // what it sent before its end is read first
         case Receiver::END:
             worker_died(call);
             return;
@@ -359,7 +369,7 @@ void receive(XAVO_Call *call) {
 void step(XAVO_Call *call) {
     if (call->state == NEW || (call->state == PAUSED && now_ms() >= call->resume_at))
         attempt(call);
-    if (call->state == SENDING || call->state == WAITING) {
+    if (is_out(*call)) {
         if (!is_ours(call->worker->process)) {
             worker_died(call);
         } else {
@@ -564,11 +574,9 @@ void hand_over(XAVO_Call *call, XAVO_Answer *answer) {
 void wait_for_event(XAVO_Call *call) {
     const uint64_t at = next_time(*call), now = now_ms();
     const uint64_t left = at > now ? at - now : 0;
-    const timespec time = {static_cast<time_t>(left / 1000), static_cast<long>(left % 1000) * 1000000};
-    const int events = call->state == SENDING ? POLLIN | POLLOUT : POLLIN;
-    pollfd socket = {call->state == PAUSED ? -1 : call->worker->process.socket, static_cast<short>(events),
-                     0};
-    ppoll(&socket, 1, &time, nullptr);
+    const Process none;
+    wait_for_process(call->state == PAUSED ? none : call->worker->process,
+                     call->state == SENDING ? POLLIN | POLLOUT : POLLIN, left);
 }
 
 } // namespace

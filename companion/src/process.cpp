@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/epoll.h>
@@ -50,11 +51,10 @@ constexpr unsigned PROCESS_GROUP = 1U << 2; // PIDFD_SIGNAL_PROCESS_GROUP
 constexpr int MARK = 61;
 
 struct Start {
-    int socket, memory, caller; // the worker's
+    Process *process;
     char *const *argv, *const *environment;
     char *second_stack; // its top
     bool shares_memory;
-    int pidfd;
 };
 
 XAVO_SHARES_MEMORY void report(int socket, int error) {
@@ -71,15 +71,15 @@ XAVO_SHARES_MEMORY void report(int socket, int error) {
 
 // The process that becomes the worker.
 XAVO_SHARES_MEMORY int become_worker(void *argument) {
-    auto *start = static_cast<Start *>(argument);
+    const auto *start = static_cast<Start *>(argument);
+    const Process &process = *start->process;
     syscall(SYS_setsid);
     // First out of the way of the numbers that they get.
-    const auto socket = static_cast<int>(syscall(SYS_fcntl, start->socket, F_DUPFD, FIRST_FREE));
-    const auto memory = static_cast<int>(syscall(SYS_fcntl, start->memory, F_DUPFD, FIRST_FREE));
-    const auto caller =
-        start->caller < 0 ? -1 : static_cast<int>(syscall(SYS_fcntl, start->caller, F_DUPFD, FIRST_FREE));
-    if (socket < 0 || memory < 0 || (caller < 0 && start->caller >= 0)) {
-        report(start->socket, EMFILE);
+    const auto socket = static_cast<int>(syscall(SYS_fcntl, process.workers_socket, F_DUPFD, FIRST_FREE));
+    const auto memory = static_cast<int>(syscall(SYS_fcntl, process.memory, F_DUPFD, FIRST_FREE));
+    const auto caller = static_cast<int>(syscall(SYS_fcntl, process.caller, F_DUPFD, FIRST_FREE));
+    if (socket < 0 || memory < 0 || (caller < 0 && process.caller >= 0)) {
+        report(process.workers_socket, EMFILE);
         syscall(SYS_exit_group, 127);
     }
     syscall(SYS_dup3, socket, WORKER_SOCKET, 0);
@@ -104,12 +104,14 @@ XAVO_SHARES_MEMORY int become_worker(void *argument) {
 // The process between the program and the worker: it ends as soon as the worker's program runs.
 XAVO_SHARES_MEMORY int stand_between(void *argument) {
     auto *start = static_cast<Start *>(argument);
-    const int flags = start->shares_memory ? CLONE_VM | CLONE_VFORK | CLONE_PIDFD : 0;
-    int pidfd = -1;
-    const int worker = clone(become_worker, start->second_stack, flags | SIGCHLD, start, &pidfd);
-    if (worker < 0)
-        report(start->socket, errno);
-    start->pidfd = pidfd;
+    Process *process = start->process;
+    int flags = SIGCHLD;
+    if (start->shares_memory)
+        flags |= CLONE_VM | CLONE_VFORK;
+    if (start->shares_memory && process->caller >= 0) // else a pidfd cannot be watched
+        flags |= CLONE_PIDFD;
+    if (clone(become_worker, start->second_stack, flags, start, &process->pidfd) < 0)
+        report(process->workers_socket, errno);
     syscall(SYS_exit_group, 0);
     return 0;
 }
@@ -131,7 +133,7 @@ int run_start(Start *start) {
     int options = static_cast<int>(__WCLONE);
     pid_t between = clone(stand_between, first_stack, CLONE_VM | CLONE_VFORK | CLONE_FILES, start);
     if (between < 0 &&
-        errno == EINVAL) { // qemu-user knows neither shared memory nor an exit without a signal
+        errno == EINVAL) { // qemu-user supports neither of these flags, nor an exit without a signal
         start->shares_memory = false;
         options = 0;
         between = clone(stand_between, first_stack, SIGCHLD, start);
@@ -148,50 +150,53 @@ int run_start(Start *start) {
 constexpr size_t SHARED_SIZE = 4096; // a page, or within one
 
 // Memory for the claim, as a descriptor that cannot be made shorter. 0, or an errno.
-int share_memory(Process *process, int *memory) {
-    *memory = adopt(static_cast<int>(syscall(SYS_memfd_create, "xavo", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
-    rlimit limit;
-    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < SHARED_SIZE)
+int share_memory(Process *process) {
+    const int memory =
+        adopt(static_cast<int>(syscall(SYS_memfd_create, "xavo", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
+    process->memory = memory;
+    struct {
+        uint64_t current, most;
+    } limit;
+    if (syscall(SYS_prlimit64, 0, RLIMIT_FSIZE, nullptr, &limit) == 0 && limit.current < SHARED_SIZE)
         return EFBIG; // ftruncate would raise SIGXFSZ
-    if (*memory < 0 || ftruncate(*memory, static_cast<off_t>(SHARED_SIZE)) != 0)
+    if (memory < 0 || ftruncate(memory, static_cast<off_t>(SHARED_SIZE)) != 0)
         return errno;
-    fcntl(*memory, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
-    void *shared = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, *memory, 0);
+    fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
+    void *shared = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
     if (shared == MAP_FAILED)
         return errno;
     process->shared = static_cast<Shared *>(shared);
     return 0;
 }
 
-// 0, or an errno; then what was made so far is in *process and *start.
-int prepare(Process *process, Start *start) {
+// 0, or an errno; then what was made so far is in *process. Each descriptor is noted there as soon as there
+// is one, so that a child forked by another thread closes it with the others.
+int prepare(Process *process) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return errno;
     process->socket = adopt(ends[0]);
     const int error = errno;
-    start->socket = adopt(ends[1]);
+    process->workers_socket = adopt(ends[1]);
     if (process->socket < 0)
         return error;
     struct stat status;
-    if (start->socket < 0 || fstat(process->socket, &status) != 0)
+    if (process->workers_socket < 0 || fstat(process->socket, &status) != 0)
         return errno;
     process->device = status.st_dev;
     process->inode = status.st_ino;
-    const int refused = share_memory(process, &start->memory);
+    const int refused = share_memory(process);
     if (refused != 0)
         return refused;
-    start->caller = static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0));
-    if (start->caller >= 0)
-        start->caller = adopt(start->caller);
-    else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
+    process->caller = adopt(static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0)));
+    if (process->caller >= 0)
+        return 0;
+    if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
         return errno;
-    else { // a lock of this process's, which no child has, and which goes with it
-        struct flock lock = {};
-        lock.l_type = F_WRLCK;
-        lock.l_len = 1;
-        fcntl(start->memory, F_SETLK, &lock);
-    }
+    struct flock lock = {}; // of this process's, which no child has, and which goes with it
+    lock.l_type = F_WRLCK;
+    lock.l_len = 1;
+    fcntl(process->memory, F_SETLK, &lock);
     return 0;
 }
 
@@ -209,28 +214,45 @@ int adopt(int descriptor) {
     return descriptor;
 }
 
+bool is_adopted(int descriptor) { return fcntl(descriptor, F_GETSIG) == MARK; }
+
 void close_adopted(int *descriptor) {
     const int old = *descriptor;
     *descriptor = -1;
-    if (old >= 0 && fcntl(old, F_GETSIG) == MARK)
+    if (is_adopted(old))
         close(old);
 }
 
 bool is_ours(const Process &process) {
     struct stat status;
-    return process.socket >= 0 && fstat(process.socket, &status) == 0 && status.st_ino == process.inode &&
+    return fstat(process.socket, &status) == 0 && status.st_ino == process.inode &&
            status.st_dev == process.device;
+}
+
+bool wait_for_process(const Process &process, short events, uint64_t ms) {
+    const timespec time = {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
+    pollfd watched[] = {{process.socket, events, 0}, {process.pidfd, POLLIN, 0}};
+    return ppoll(watched, 2, &time, nullptr) > 0;
+}
+
+bool has_ended(const Process &process) {
+    Process end;
+    end.pidfd = process.pidfd;
+    return wait_for_process(end, 0, 0);
 }
 
 void close_process(Process *process) {
     Process old = *process;
     *process = {};
-    if (old.socket >= 0 && old.inode != 0 &&
-        !is_ours(old)) // closed behind our back, and others perhaps with it
+    if (old.inode != 0 && !is_ours(old)) // closed behind our back, and others perhaps with it
         old.socket = old.pidfd = old.memory = -1;
+    if (old.workers_socket >= 0) // a start is under way, and the pidfd not adopted
+        old.pidfd = adopt(old.pidfd);
     close_adopted(&old.socket);
     close_adopted(&old.pidfd);
     close_adopted(&old.memory);
+    close_adopted(&old.workers_socket);
+    close_adopted(&old.caller);
     if (old.shared != nullptr)
         munmap(old.shared, SHARED_SIZE);
 }
@@ -238,27 +260,27 @@ void close_process(Process *process) {
 void end_process(Process *process) {
     if (is_ours(*process)) {
         shutdown(process->socket, SHUT_RDWR);
-        const int pidfd = process->pidfd;
-        if (pidfd >= 0 && fcntl(pidfd, F_GETSIG) == MARK &&
-            syscall(SYS_pidfd_send_signal, pidfd, SIGKILL, nullptr, PROCESS_GROUP) != 0)
-            syscall(SYS_pidfd_send_signal, pidfd, SIGKILL, nullptr, 0);
+        if (is_adopted(process->pidfd) &&
+            syscall(SYS_pidfd_send_signal, process->pidfd, SIGKILL, nullptr, PROCESS_GROUP) != 0)
+            syscall(SYS_pidfd_send_signal, process->pidfd, SIGKILL, nullptr, 0);
     }
     close_process(process);
 }
 
 int start_process(Process *process, char *const *argv, char *const *environment) {
-    Start start = {-1, -1, -1, argv, environment, nullptr, false, -1};
-    int error = prepare(process, &start);
+    Start start = {process, argv, environment, nullptr, false};
+    int error = prepare(process);
     if (error == 0)
         error = run_start(&start);
-    close_adopted(&start.socket);
-    if (start.pidfd >= 0)
-        process->pidfd = adopt(start.pidfd);
-    if (start.caller < 0) // closing it would give up the lock
-        process->memory = start.memory;
-    else
-        close_adopted(&start.memory);
-    close_adopted(&start.caller);
+    if (process->pidfd >= 0) {
+        process->pidfd = adopt(process->pidfd);
+        if (process->pidfd < 0)
+            error = errno;
+    }
+    close_adopted(&process->workers_socket);
+    if (process->caller >= 0) // else closing it would give up the lock
+        close_adopted(&process->memory);
+    close_adopted(&process->caller);
     if (error != 0)
         end_process(process);
     return error;
