@@ -19,6 +19,8 @@ namespace {
 constexpr uint64_t USUAL_READ_MS = 5000, USUAL_METHOD_MS = 60000;
 constexpr uint64_t FIRST_RETRY_MS = 20, LONGEST_RETRY_MS = 1000;
 constexpr unsigned int MOST_REPEATS = 3;
+// More than a socket holds of frames that were sent one by one: an answer behind them is reached at once.
+constexpr unsigned int MOST_FRAMES_AT_ONCE = 1024;
 
 // Whether a call may go from one state to another.
 bool may_follow(State state, State next) {
@@ -326,10 +328,10 @@ void attempt(XAVO_Call *call) {
     watch(call, EPOLL_CTL_ADD, call->state == SENDING ? EPOLLIN | EPOLLOUT : EPOLLIN);
 }
 
-// Reads what the worker has sent, up to the answer.
+// Reads what the worker has sent, up to the answer, and not for ever where it sends without end.
 void receive(XAVO_Call *call) {
     bool ended = false;
-    while (is_out(*call)) {
+    for (unsigned int frames = 0; is_out(*call) && frames < MOST_FRAMES_AT_ONCE; ++frames) {
         Frame *frame = nullptr;
         switch (call->worker->receiver.receive(call->worker->process.socket, MSG_DONTWAIT, &frame)) {
         case Receiver::AGAIN:

@@ -164,6 +164,8 @@ void free_frame(Frame *frame) {
 }
 
 void Receiver::reset() {
+    if (frame_ != nullptr) // the rest was not written, and may be large
+        frame_->length = static_cast<uint32_t>(received_ - sizeof header_);
     free_frame(frame_);
     frame_ = nullptr;
     received_ = 0;

@@ -161,6 +161,8 @@ constexpr int READ = XAVO_OP_GET_JOB, METHOD = XAVO_OP_DELETE_JOB;
 
 // Every way in which a call can end, at every point. A method's journal shows at most one claim.
 TEST_F(Companion, EndsAsItsTableSays) {
+    rusage before, after;
+    getrusage(RUSAGE_SELF, &before);
     for (const Row &row : table("companion_calls.txt"))
         for (const bool blocks : {true, false}) {
             SCOPED_TRACE(row.where + ": " + row[1] + (blocks ? ", blocking" : ", started"));
@@ -177,6 +179,8 @@ TEST_F(Companion, EndsAsItsTableSays) {
             EXPECT_LT(ms_since(start), late ? 1500 : 10000);
             EXPECT_EQ(journalled(), row[3]);
         }
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 32 << 10); // half of the largest frame is not touched
     EXPECT_EQ(log, "2 a line\n2 a line\n2 a line\n2 a line\n");
 }
 
@@ -266,6 +270,22 @@ TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
     XAVO_pool_free(pool);
     pool = nullptr;
     EXPECT_EQ(collect(started), "UNKNOWN_ERROR CANCELLED NONE 1");
+    XAVO_call_free(started);
+}
+
+// So that a worker that sends without end holds no call beyond its deadline.
+TEST_F(Companion, ReadsManyFramesInParts) {
+    make_pool();
+    XAVO_Answer answer;
+    const XAVO_Request made = request(READ, "frames=8192 answer=0", 0);
+    XAVO_Call *started = XAVO_call_start(pool, &made, &answer);
+    int parts = 0;
+    for (; XAVO_call_collect(started, &answer) == 0; ++parts) {
+        pollfd ready = {XAVO_call_descriptor(started), POLLIN, 0};
+        EXPECT_EQ(poll(&ready, 1, 10000), 1);
+    }
+    EXPECT_GE(parts, 8);
+    XAVO_answer_free(&answer);
     XAVO_call_free(started);
 }
 

@@ -14,6 +14,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace xavo_companion;
 
@@ -105,6 +106,9 @@ void obey(const ReceivedRequest &received, const std::string &script) {
         } else if (word == "hang") {
             for (;;)
                 pause();
+        } else if (word == "frames") { // of a later release, at once
+            const std::vector<FrameHeader> frames(values[0], {PROTOCOL_VERSION, 77, 0});
+            send_all(frames.data(), frames.size() * sizeof frames[0]);
         } else if (word == "failed") {
             Writer failed(FRAME_FAILED);
             failed.text(TAG_MESSAGE, "cannot load it\n");
