@@ -1,116 +1,90 @@
-// outcome_test.cpp - operations with bad arguments, with a handle that has no client, and with every kind of
-// answer.
+// outcome_test.cpp - error codes, and which of them an operation reports: for invalid arguments, for a handle
+// without a client, and for every kind of answer.
 #include "operations.h"
 #include "prepare.h"
 #include "simulator/cmpi_helpers.h"
 #include "support.h"
 #include "table.h"
 
+#include <algorithm>
 #include <cstring>
-#include <functional>
 
 using namespace test;
 
 namespace {
 
-constexpr XAVO_ErrorCode INVALID = XAVO_INVALID_VALUE;
+TEST(ErrorCodes, HaveTheirNames) {
+    std::string listed;
+#define ROW(constant, value, name, meaning)                                                                  \
+    listed += std::to_string(constant) + " " + XAVO_EC_to_string(constant) + (*meaning ? "\n" : "?");
+    XAVO_ERROR_CODES(ROW)
+#undef ROW
+    EXPECT_TEXT(lines("codes.txt"), listed);
+    for (const int other : {-1, 18, 8225, 8227, 65536}) // the last one's low 16 bits are a code
+        EXPECT_STREQ(XAVO_EC_to_string(other), "unknown") << other;
+}
 
-using Call = std::function<void(XAVO_Proxy *, XAVO_ErrorCode *, char **job)>;
+TEST(ErrorCodes, AreTranslatedFromBrokerStatuses) {
+    std::string translated;
+    for (const int rc : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 255, INT32_MAX})
+        translated += std::to_string(rc) + " " +
+                      XAVO_EC_to_string(XAVO_translate_error_code(static_cast<CMPIrc>(rc))) + "\n";
+    EXPECT_TEXT(lines("statuses.txt"), translated);
+}
 
 using Outcome = WithHandle;
 
 // ---- Arguments --------------------------------------------------------------------------------------
 
-struct BadArguments {
-    int line; // of this file
-    const char *function;
-    Call call;
-    std::string complaint;
-    bool takes_null = true;  // a NULL handle
-    bool clears_job = false; // *JID_InstanceID is overwritten before the check
-    XAVO_ErrorCode code = INVALID;
-    unsigned made = 0; // calls into the client library before it is judged, and to clean up after it
-};
-
-std::vector<BadArguments> bad_arguments() {
-    const char *const WRONG_SHARE = "Invalid access type is NULL", *const NO_JID = "JID_InstanceID is NULL";
-    const char *const NO_METHOD = "Service method is NULL or not allowed";
+// Calls a function with the arguments of a row in invalid_arguments.txt, whose head describes them.
+void call(const std::string &name, const Row &given, XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
     static char *const no_jobs[] = {nullptr};
-    static XAVO_BAR_INPUT_DATA image = full_image(2), endless = full_image(2), type3 = full_image(3),
-                               type7 = full_image(7), no_start = full_image(4);
-    static XAVO_NET_INPUT_DATA type4 = full_share(4), endless_share = full_share(2);
-    memset(endless.untilTime, 'x', sizeof endless.untilTime);
-    memset(endless_share.ipaddr, 'x', sizeof endless_share.ipaddr);
-    no_start.startTime[0] = '\0';
-#define CALL(function, ...)                                                                                  \
-    __LINE__, #function, [](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {                                \
-        (void)job;                                                                                           \
-        function(sp, ec, __VA_ARGS__);                                                                       \
+    const auto text = [&](size_t i) { return given[i] == "NULL" ? nullptr : given[i].c_str(); };
+    char **const variable = given.back() == "NULL" ? nullptr : job;
+    const std::string &record = given[name == "XAVO_invoke_BackupRestore" ? 1 : 0];
+    const auto share_type = static_cast<uint16_t>(atoi(record.c_str()));
+    XAVO_BAR_INPUT_DATA image = full_image(share_type);
+    XAVO_NET_INPUT_DATA share = full_share(share_type);
+    if (record.find("unterminated") != record.npos) {
+        memset(image.untilTime, 'x', sizeof image.untilTime);
+        memset(share.ipaddr, 'x', sizeof share.ipaddr);
     }
-    std::vector<BadArguments> rows = {
-        {CALL(XAVO_invoke_DeleteJobQueue, nullptr), "JobID is NULL"},
-        {CALL(XAVO_invoke_SetupJobQueue, nullptr, nullptr, nullptr), "StartTimeInterval is NULL"},
-        {CALL(XAVO_invoke_SetupJobQueue, "", nullptr, nullptr), "JobArray is NULL"},
-        {CALL(XAVO_invoke_SetupJobQueue, "", nullptr, no_jobs), "", true, false, XAVO_OUT_OF_MEMORY, 11},
-        {CALL(XAVO_get_VELK_LifecycleJob, nullptr), "InstanceID is NULL"},
-        {CALL(XAVO_invoke_InstallFromURI, nullptr, nullptr, nullptr), "URI is NULL"},
-        {CALL(XAVO_invoke_InstallFromURI, "http://x", nullptr, nullptr), "InstanceID is NULL"},
-        {CALL(XAVO_invoke_InstallFromURI, "http://x", "BIOS", nullptr), NO_JID},
-        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, nullptr, nullptr), "InstanceID is NULL"},
-        {CALL(XAVO_invoke_InstallFromSoftwareIdentity, "BIOS", nullptr), NO_JID},
-        {CALL(XAVO_invoke_CreateRebootJob, nullptr, nullptr), "RebootJobType is NULL"},
-        {CALL(XAVO_invoke_CreateRebootJob, "", nullptr), NO_JID},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", nullptr, job), "Input Data is missing"},
-        {CALL(XAVO_invoke_BackupRestore, "x", &endless, job),
-         "Input Data is not valid"}, // before the method's name is looked at
-        {CALL(XAVO_invoke_BackupRestore, nullptr, &image, nullptr), NO_METHOD},
-        {CALL(XAVO_invoke_BackupRestore, "Backup", &image, job), NO_METHOD},
-        {CALL(XAVO_invoke_BackupRestore, "restoreimage", &image, nullptr), NO_JID},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type3, job), WRONG_SHARE, true, true, INVALID, 10},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &type7, job), WRONG_SHARE, true, true, INVALID, 10},
-        {CALL(XAVO_invoke_BackupRestore, "BackupImage", &no_start, job), "start time is NULL", true, true,
-         INVALID, 12},
-        {CALL(XAVO_invoke_TestNetworkShare, nullptr), "Input Data is missing"},
-        {CALL(XAVO_invoke_TestNetworkShare, &endless_share), "Input Data is not valid"},
-        {CALL(XAVO_invoke_TestNetworkShare, &type4), WRONG_SHARE, true, false, INVALID, 10},
-        {CALL(XAVO_enumerate, nullptr, nullptr), "path is NULL", false},
-        {CALL(XAVO_enumerate, "root/velk", nullptr), "classname is NULL", false},
-        {CALL(XAVO_build_object_path_key_value, nullptr, nullptr, "k", "v"), "path is NULL", false},
-        {CALL(XAVO_build_object_path_key_value, "n", nullptr, nullptr, "v"), "objectname is NULL", false},
-        {CALL(XAVO_build_object_path_key_value, "n", "C", nullptr, nullptr), "key is NULL", false},
-        {CALL(XAVO_build_object_path_key_value, "n", "C", "k", nullptr), "value is NULL", false},
-    };
+    if (record.find("without_start") != record.npos)
+        image.startTime[0] = '\0';
+#define CALL(function, ...)                                                                                  \
+    if (name == #function)                                                                                   \
+        return void(function(sp, ec, __VA_ARGS__));
+    CALL(XAVO_invoke_DeleteJobQueue, text(0))
+    CALL(XAVO_invoke_SetupJobQueue, text(0), text(1), text(2) == nullptr ? nullptr : no_jobs)
+    CALL(XAVO_get_VELK_LifecycleJob, text(0))
+    CALL(XAVO_invoke_InstallFromURI, text(0), text(1), variable)
+    CALL(XAVO_invoke_InstallFromSoftwareIdentity, text(0), variable)
+    CALL(XAVO_invoke_CreateRebootJob, text(0), variable)
+    CALL(XAVO_invoke_BackupRestore, text(0), text(1) == nullptr ? nullptr : &image, variable)
+    CALL(XAVO_invoke_TestNetworkShare, text(0) == nullptr ? nullptr : &share)
+    CALL(XAVO_enumerate, text(0), text(1))
+    CALL(XAVO_build_object_path_key_value, text(0), text(1), text(2), text(3))
 #undef CALL
-    const std::pair<const char *, std::vector<const char *>> types[] = {
-        {"RebootJobType is zero length", {""}},
-        {"RebootJobType is out of range", {"65536", "-1", "2147483647", "-2147483648"}},
-        // 4294967297 is 1 in its low 32 bits
-        {"RebootJobType is invalid", {"2147483648", "-2147483649", "4294967297", "99999999999999999999x"}},
-        {"RebootJobType has invalid characters", {"7 ", "7a", "0x10", "abc", "65536x", "  "}},
-    };
-    for (const auto &[complaint, texts] : types)
-        for (const char *text : texts)
-            rows.push_back({__LINE__, "XAVO_invoke_CreateRebootJob",
-                            [text](XAVO_Proxy *sp, XAVO_ErrorCode *ec, char **job) {
-                                XAVO_invoke_CreateRebootJob(sp, ec, text, job);
-                            },
-                            complaint, true, true});
-    return rows;
+    abort();
 }
 
 std::string last_line(const std::string &log) {
     return log.size() < 2 ? log : log.substr(log.rfind('\n', log.size() - 2) + 1);
 }
 
-TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
+TEST_F(Outcome, InvalidArgumentsAreRejectedBeforeAnyRequest) {
     char before[] = "before";
     XAVO_Proxy invalid = *sp;
     invalid.tail_magic[1] ^= 1U;
-    for (const BadArguments &row : bad_arguments()) {
-        const testing::ScopedTrace trace(__FILE__, row.line,
-                                         std::string(row.function) + ", " + row.complaint);
-        const std::string complaint = row.complaint.empty() ? "" : error(row.function, row.complaint);
-        const auto check = [&](XAVO_Proxy *handle, XAVO_ErrorCode *errorcodep, XAVO_ErrorCode code,
+    for (const Row &row : table("invalid_arguments.txt")) {
+        SCOPED_TRACE(row.where + ", " + row[0] + "(" + row[1] + ")");
+        Row given;
+        for (const std::string &word : words_in(row[1]))
+            given.push_back(unquoted(word));
+        const std::string complaint = row[2].empty() ? "" : error(row[0], row[2]);
+        const std::string code = row.size() > 3 ? row[3] : "INVALID_VALUE";
+        const unsigned calls_of_row = row.size() > 4 ? static_cast<unsigned>(std::stoul(row[4])) : 0;
+        const auto check = [&](XAVO_Proxy *handle, XAVO_ErrorCode *errorcodep, const std::string &expected,
                                const std::string &log, bool clears, unsigned made) {
             char *job = before;
             ec = -1;
@@ -118,39 +92,39 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
             const unsigned long calls = cimsim_calls(nullptr);
             arm(Own::MUTEX, 0, false);
             record_steps(errorcodep);
-            row.call(handle, errorcodep, &job);
+            call(row[0], given, handle, errorcodep, &job);
             const std::string recorded = steps();
             disarm();
             // An argument that is checked before the lock is rejected without waiting for it.
-            const unsigned locks = row.made != 0 && made != 0, opened = handle == nullptr && made != 0;
+            const unsigned locks = calls_of_row != 0 && made != 0, opened = handle == nullptr && made != 0;
             EXPECT_EQ(own_calls(Own::MUTEX), 2 * locks + 2 * opened);
             // The code is NO_ERROR when the line is written; XAVO_enumerate sets NO_ERROR after the lock
             // only.
-            const bool late = std::string(row.function) == "XAVO_enumerate";
-            const std::string last = (late ? "unknown " : "NO_ERROR ") + log;
+            const std::string last = (row[0] == "XAVO_enumerate" ? "unknown " : "NO_ERROR ") + log;
             if (!log.empty() && errorcodep != nullptr && recorded.find(log) != std::string::npos) {
                 EXPECT_NE(recorded.find(last), std::string::npos)
                     << "expected code and line: " << last << "actual steps:\n"
                     << recorded;
             }
-            EXPECT_TEXT(XAVO_EC_to_string(code), XAVO_EC_to_string(ec));
+            EXPECT_TEXT(expected, XAVO_EC_to_string(ec));
             EXPECT_EQ(job, clears ? nullptr : before);
             EXPECT_EQ(cimsim_calls(nullptr) - calls, made);
             const std::string lines = logged();
-            if (!log.empty()) {
-                EXPECT_TEXT(log, last_line(lines));
-            }
+            EXPECT_TEXT(log, log.empty() ? log : last_line(lines));
             EXPECT_EQ(lines.find("ERROR") == std::string::npos, log.empty()) << lines;
             EXPECT_EQ(cimsim_owned(), 1U) << live_objects();
         };
-        check(sp, &ec, row.code, complaint, row.clears_job, row.made);
-        check(&invalid, &ec, XAVO_SP_NOT_VALID, error(row.function, "sp is not valid"), false, 0);
+        const std::string not_valid = error(row[0], "sp is not valid");
+        const bool clears = given.back() == "cleared";
+        check(sp, &ec, code, complaint, clears, calls_of_row);
+        check(&invalid, &ec, "SP_NOT_VALID", not_valid, false, 0);
         for (XAVO_Proxy *any : {sp, &invalid})
-            check(any, nullptr, -1, error(row.function, "errorcodep is NULL"), false, 0);
-        if (row.takes_null)
-            check(nullptr, &ec, row.code, complaint, row.clears_job, row.made + 2);
+            check(any, nullptr, "unknown", error(row[0], "errorcodep is NULL"), false, 0);
+        if (std::any_of(operations().begin(), operations().end(),
+                        [&](const Operation &op) { return op.function == row[0] && op.takes_null; }))
+            check(nullptr, &ec, code, complaint, clears, calls_of_row + 2);
         else
-            check(nullptr, &ec, XAVO_SP_NOT_VALID, error(row.function, "sp is not valid"), false, 0);
+            check(nullptr, &ec, "SP_NOT_VALID", not_valid, false, 0);
     }
     EXPECT_EQ(cimsim_request_count(), 0U);
     clear_log();
@@ -158,7 +132,7 @@ TEST_F(Outcome, BadArgumentsAreRefusedAndNothingIsSent) {
     EXPECT_EQ(logged(), error("XAVO_modify_VELK_LifecycleJob", "errorcodep is NULL"));
 }
 
-TEST_F(Outcome, IsARequestWithTheRebootTypeAsANumber) {
+TEST_F(Outcome, RebootTypeIsSentAsANumber) {
     const std::pair<const char *, const char *> texts[] = {{"0", "0"},  {"65535", "65535"}, {"-0", "0"},
                                                            {"+7", "7"}, {" 7", "7"},        {"\t007", "7"}};
     for (const auto &[text, sent] : texts) {
@@ -169,7 +143,7 @@ TEST_F(Outcome, IsARequestWithTheRebootTypeAsANumber) {
     }
 }
 
-TEST_F(Outcome, IsSpNotValidWithoutAClient) {
+TEST_F(Outcome, IsSpNotValidWhenTheHandleHasNoClient) {
     CMCIClient *const real = sp->client;
     CMCIClientFT empty = {};
     CMCIClient without_slots = {real->hdl, &empty}, without_table = {real->hdl, nullptr};
@@ -192,7 +166,7 @@ TEST_F(Outcome, IsSpNotValidWithoutAClient) {
 
 // ---- Answers ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, FollowsFromTheAnswer) {
+TEST_F(Outcome, DependsOnTheAnswer) {
     cimsim_set_garbage(1);
     { // the garbage is in the upper half of a value, if CMPIUint32 has more than 32 bits
         CMPIStatus status;
@@ -236,7 +210,7 @@ TEST_F(Outcome, FollowsFromTheAnswer) {
         }
 }
 
-TEST_F(Outcome, FollowsFromTheMessageIdentifier) {
+TEST_F(Outcome, DependsOnTheMessageIdentifier) {
     for (const Row &row : table("messages.txt"))
         for (const Operation &op : operations()) {
             if (op.reads != Reads::MESSAGE_OR_JOB && op.reads != Reads::MESSAGE)
@@ -272,7 +246,7 @@ TEST_F(Outcome, FollowsFromTheMessageIdentifier) {
 
 // ---- Records ----------------------------------------------------------------------------------------
 
-TEST_F(Outcome, IsAListWithoutUnreadableJobs) {
+TEST_F(Outcome, UnreadableJobsAreLeftOut) {
     for (const Row &row : table("records.txt")) {
         SCOPED_TRACE(row.where + ": " + row[0]);
         populate();
@@ -291,7 +265,7 @@ TEST_F(Outcome, IsAListWithoutUnreadableJobs) {
     }
 }
 
-TEST_F(Outcome, IsTheCodeOfTheControllersRefusal) {
+TEST_F(Outcome, RefusalOfTheControllerHasItsOwnCode) {
     for (const Row &row : table("refusals.txt")) {
         Results results;
         prepare(row[0]);

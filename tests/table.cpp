@@ -70,18 +70,19 @@ std::vector<Row> table(const std::string &file) {
             line += next.substr(next.find_first_not_of(' ') - 1);
         if (line.empty() || line[0] == '#')
             continue;
+        const bool defines = line[0] == '{' && line.find(" | ") == line.rfind(" | ");
         Row row;
         row.where = file + ":" + std::to_string(first);
         for (size_t at = 0, end; at < line.size(); at = end + 3) {
             end = std::min(line.find(" | ", at), line.size());
             std::string cell = line.substr(at, end - at);
             cell.erase(cell.find_last_not_of(' ') + 1);
-            if (line[0] != '{' || at != 0)
+            if (!defines || at != 0)
                 for (size_t i = 0; i < names.size(); i += 2)
                     replace(cell, names[i], names[i + 1]);
             row.push_back(cell == "-" ? "" : cell);
         }
-        if (line[0] == '{')
+        if (defines)
             names.insert(names.end(), row.begin(), row.end());
         else
             rows.push_back(row);

@@ -21,9 +21,9 @@ inline void PrintTo(const Row &row, std::ostream *os) { *os << row.where; }
 // Splits a text; an empty last part is left out.
 Row split(const std::string &text, char at);
 
-// Reads the rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment. A row "{name} |
-// text" defines a name that later rows use. An indented line continues the row. Aborts when the file cannot
-// be read.
+// Reads the rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment. A row of two cells,
+// "{name} | text", defines a name that later rows use. An indented line continues the row. Aborts when the
+// file cannot be read.
 std::vector<Row> table(const std::string &file);
 
 // A block of a file: its name is not indented; "  key value" sets a value; lines indented by four blanks are

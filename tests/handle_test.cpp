@@ -1,0 +1,129 @@
+// handle_test.cpp - opening, checking and freeing handles.
+#include "operations.h"
+#include "support.h"
+
+#include <cstddef>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace test;
+
+namespace {
+
+class Handle : public testing::Test {
+protected:
+    Handle() {
+        populate();
+        clear_log();
+    }
+    ~Handle() override { expect_nothing_left(0); }
+};
+
+TEST_F(Handle, ConnectsAsItsUser) {
+    setenv("SFCC_CLIENT", "elsewhere", 1);
+    const std::pair<const char *, const char *> users[] = {{nullptr, "root01ff"},
+                                                           {"operator", "operator01ff"}};
+    for (const auto &[user, sent] : users) {
+        XAVO_Proxy *sp = XAVO_new_with_uname(user);
+        ASSERT_NE(sp, nullptr);
+        XAVO_ErrorCode ec = -1;
+        XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
+        EXPECT_STREQ(cimsim_last_request()->user, sent);
+        XAVO_free(sp);
+    }
+    EXPECT_TEXT("8 XAVO_new_with_uname: using root default userid\n"
+                "8 XAVO_new_with_uname: using username=[operator]\n",
+                logged());
+}
+
+// Frees, locks and unlocks the handle; returns the log.
+std::string log_of_use(XAVO_Proxy *sp) {
+    clear_log();
+    XAVO_free(sp);
+    XAVO_lock(sp);
+    XAVO_unlock(sp);
+    return logged();
+}
+
+TEST_F(Handle, IsRejectedWhenNullOrWithAWrongMagicWord) {
+    XAVO_Proxy *sp = XAVO_new();
+    const std::pair<uint32_t *, uint32_t> words[] = {{sp->head_magic, 0x60845501},
+                                                     {sp->head_magic + 1, 0x78771855},
+                                                     {sp->tail_magic, 0x60845502},
+                                                     {sp->tail_magic + 1, 0x78771855}};
+    const std::string log = error("XAVO_lock", "sp is not valid") + error("XAVO_unlock", "sp is not valid");
+    EXPECT_TEXT(error("XAVO_free", "sp is NULL") + log, log_of_use(nullptr));
+    for (const auto &[word, magic] : words) {
+        EXPECT_EQ(*word, magic);
+        *word ^= 3; // turns the first word of one end into that of the other end
+        EXPECT_TEXT(error("XAVO_free", "sp is not valid") + log, log_of_use(sp));
+        *word ^= 3;
+    }
+    XAVO_free(sp);
+}
+
+TEST_F(Handle, WithoutAClientIsFreed) {
+    XAVO_Proxy *sp = XAVO_new();
+    CMCIClient *const client = sp->client;
+    sp->client = nullptr;
+    clear_log();
+    XAVO_free(sp);
+    EXPECT_TEXT("", logged());
+    client->ft->release(client);
+}
+
+TEST_F(Handle, IsNullAfterAFailureToOpenIt) {
+    struct {
+        Own fails;
+        unsigned nth, mutex_calls;
+        const char *log;
+    } const ways[] = {
+        {Own::ALLOCATION, 1, 0, "out of memory\n"},
+        {Own::MUTEX, 1, 1, "pthread_mutex_init() failed\n"},
+        {Own::ALLOCATION, 2, 2, "out of memory\n"},
+        {Own::MUTEX, 2, 2,
+         "unable to open connection to server\n2 XAVO_free: ERROR: pthread_mutex_destroy() failed\n"}};
+    cimsim_set_reachable(0);
+    for (const auto &way : ways) {
+        SCOPED_TRACE(way.log);
+        const unsigned long calls = cimsim_calls(nullptr);
+        clear_log();
+        arm(way.fails, way.nth, true);
+        EXPECT_EQ(XAVO_new(), nullptr);
+        disarm();
+        EXPECT_EQ(own_calls(Own::MUTEX), way.mutex_calls);
+        EXPECT_EQ(cimsim_calls(nullptr) - calls, way.fails == Own::MUTEX && way.nth == 2 ? 1U : 0U);
+        EXPECT_EQ(outcome_lines(operation("open"), logged()),
+                  std::string("2 XAVO_new_with_uname: ERROR: ") + way.log);
+    }
+}
+
+TEST_F(Handle, IsInvalidBeforeItsClientIsReleased) {
+    static XAVO_Proxy *sp;
+    static bool live;
+    sp = XAVO_new();
+    CMCIClient *const client = sp->client;
+    CMCIClientFT table = *client->ft;
+    CMCIClient substitute = {client->hdl, &table};
+    table.release = [](CMCIClient *) {
+        live = XAVO_is_valid(sp) != 0 || sp->mutex_initialised != 0;
+        return CMPIStatus{CMPI_RC_OK, nullptr};
+    };
+    sp->client = &substitute;
+    live = true;
+    XAVO_free(sp);
+    EXPECT_FALSE(live);
+    client->ft->release(client);
+}
+
+TEST_F(Handle, IsCheckedByItsHeadMagicFirst) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char *const unreadable = static_cast<char *>(memory) + page;
+    ASSERT_EQ(mprotect(unreadable, page, PROT_NONE), 0);
+    constexpr size_t readable = offsetof(XAVO_Proxy, tail_magic) / alignof(XAVO_Proxy) * alignof(XAVO_Proxy);
+    EXPECT_EQ(XAVO_is_valid(reinterpret_cast<XAVO_Proxy *>(unreadable - readable)), 0);
+    munmap(memory, 2 * page);
+}
+
+} // namespace
