@@ -1,6 +1,6 @@
-// query.h - reads instances from the broker, by the client's function getInstance or enumInstances.
-#ifndef XAVO_QUERY_H
-#define XAVO_QUERY_H
+// read_instances.h - reads instances from the broker, by the client's function getInstance or enumInstances.
+#ifndef XAVO_READ_INSTANCES_H
+#define XAVO_READ_INSTANCES_H
 
 #include "cmpi.h"
 #include "exchange.h"
@@ -15,7 +15,8 @@ using Reader = Object *(*CMCIClientFT::*)(CMCIClient *, CMPIObjectPath *, CMPIFl
 // handle's lock. NULL on failure, with the code set; NULL with the code unchanged when the broker answers
 // with success and no object.
 template <typename Object>
-Object *query(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path, Reader<Object> slot) {
+Object *read_instances(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path,
+                       Reader<Object> slot) {
     if (!can_call(sp, slot)) {
         *errorcodep = XAVO_SP_NOT_VALID;
         return nullptr;
