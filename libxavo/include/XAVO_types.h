@@ -13,7 +13,7 @@
 
 typedef int XAVO_ErrorCode;
 
-/* Expands ROW(constant, value, name, meaning) for every code. Programs can make their own tables with it. */
+/* Expands ROW(constant, value, name, meaning) for every code. A program can make its own tables with it. */
 /* clang-format off */
 #define XAVO_ERROR_CODES(ROW) \
     ROW(XAVO_NO_ERROR,                      0, "NO_ERROR",                   "success") \
@@ -43,28 +43,30 @@ enum { XAVO_ERROR_CODES(XAVO_ERROR_CONSTANT) };
 
 /* These codes have more than one meaning:
  *
- * UNABLE_TO_OPEN_CONNECTION  From a call that was given a handle: the service cannot reach the share. From
- *                            a call without one, it can also mean that no handle could be opened; then the
- *                            log says "unable to open connection to server".
- * INVALID_VALUE              An argument fails its check, which is logged; the broker refuses the namespace,
- *                            the class or a parameter; the service's message says so; or the method's return
- *                            value is not a CMPI_uint32 that is present.
- * OUT_OF_MEMORY              There is no memory left, here or in the client library; the list of jobs is
- *                            empty; or a property has no characters.
- * NOT_FOUND                  The broker does not know the instance; the reference to a new job has no
- *                            identifier; the message of a share test cannot be read; or, with some releases
- *                            of the broker, the instance lacks a property.
- * UNKNOWN_ERROR              The service refuses, and this library has no code for its reason; the broker
- *                            gives a status that has no code of its own (rc 1, rc 8 and above); the answer
- *                            could not be read; or the connection is broken. In the last case fetching any
- *                            job through the same handle (XAVO_get_VELK_LifecycleJob) reports UNKNOWN_ERROR,
- *                            too; otherwise the connection works. Where the function says that the service's
- *                            message is logged, it follows "MessageID=" and "Message=" in the log. */
+ *  UNABLE_TO_OPEN_CONNECTION  The service cannot reach the share. If the call was made without a handle,
+ *                             the code can also mean that no handle could be opened; then the log says
+ *                             "unable to open connection to server".
+ *  INVALID_VALUE              An argument fails its check, which is logged; the broker refuses the
+ *                             namespace, the class or a parameter; the service's message says so; or the
+ *                             method's return value is not a CMPI_uint32 that is present.
+ *  OUT_OF_MEMORY              There is no memory left, here or in the client library; the list of jobs is
+ *                             empty; or a property has no characters.
+ *  NOT_FOUND                  The broker does not know the instance; the reference to a new job has no
+ *                             identifier; the message of a share test cannot be read; or, with some
+ *                             releases of the broker, the instance lacks a property.
+ *  UNKNOWN_ERROR              The service refuses the request, and this library has no code for the reason;
+ *                             the broker gives a status that has no code of its own (rc 1, rc 8 and above);
+ *                             the answer cannot be read; or the connection is broken. To find out whether
+ *                             it is broken, call XAVO_get_VELK_LifecycleJob through the same handle with an
+ *                             identifier that no job has: the result is UNKNOWN_ERROR for a broken
+ *                             connection, and NOT_FOUND for one that works. If the comment of a function
+ *                             says that the service's message is logged, the log has it after "MessageID="
+ *                             and "Message=". */
 
 /* ---- Jobs as records: VELK_LifecycleJob --------------------------------------------------------- */
 
-/* One job. Every string is either NULL (the property has no value) or a copy that the record owns;
- * numbers and times are text, as the controller gives them. */
+/* One job. Each string is a copy that the record owns, or NULL if the property has no value. Numbers and
+ * times are text, as the controller gives them. */
 typedef struct XAVO_VELK_LifecycleJob {
     struct XAVO_VELK_LifecycleJob *next; /* the next record of a list; NULL in the last one */
     char *InstanceID;                    /* the job's identifier */
@@ -79,7 +81,8 @@ typedef struct XAVO_VELK_LifecycleJob {
     char *Name;
 } XAVO_VELK_LifecycleJob;
 
-/* Expands ROW(name) for every string of a job, in the order of the record. ROW gets the property's name. */
+/* Expands ROW(name) for every string of a job, in the order of the record. `name` is the name of the member
+ * and of the property. */
 #define XAVO_JOB_PROPERTIES(ROW)                                                                             \
     ROW(InstanceID)                                                                                          \
     ROW(ElapsedTimeSinceCompletion)                                                                          \
@@ -94,16 +97,19 @@ typedef struct XAVO_VELK_LifecycleJob {
 
 /* ---- Backup, restore, share test: VELK_QMService ------------------------------------------------ */
 
-/* The records are part of the binary interface. Start from one of all zero bytes. Every buffer holds a string
- * that ends inside the buffer. An empty string, or the number 0, means "not given" and is not sent, unless
- * the member's comment says otherwise. A member that the share type does not use is not sent:
+/* The records are part of the binary interface. Set all bytes of a record to zero before you fill it in.
+ * The string in a buffer must end inside the buffer. An empty string and the number 0 mean "not given":
+ * they are not sent, unless the member's comment says otherwise. These members are sent only with some
+ * share types:
  *
- *     share type   server, share, image   user, password      options of XAVO_HTTP_SHARE_OPT_DATA
- *     0            yes                    no                  no
- *     2            yes                    yes                 no
- *     4            no                     no                  no       (backup and restore only)
- *     5, 6         yes                    backup and restore  yes
- */
+ *     share type   server, share, image   user, password             options of XAVO_HTTP_SHARE_OPT_DATA
+ *     0            yes                    no                         no
+ *     2            yes                    yes                        no
+ *     4            no                     no                         no
+ *     5, 6         yes                    backup and restore: yes    yes
+ *                                         share test: no
+ *
+ * Share type 4 is valid for backup and restore only. */
 
 /* Proxy and certificate options of a share reached over HTTP. */
 typedef struct XAVO_HTTP_SHARE_OPT_DATA {
@@ -116,13 +122,13 @@ typedef struct XAVO_HTTP_SHARE_OPT_DATA {
     uint16_t ignoreCertWarning;
 } XAVO_HTTP_SHARE_OPT_DATA;
 
-/* A network share to be tested. With share type 2, user name, password and workgroup are sent even when they
- * are empty; this library joins workgroup and user name with a backslash for the service when both are
- * given, so store each in its own member. */
+/* A network share to be tested. With share type 2, the user name, the password and the workgroup are sent
+ * even when they are empty. If workgroup and user name are both given, this library joins them with a
+ * backslash for the service: store each in its own member. */
 typedef struct XAVO_NET_INPUT_DATA {
     char uname[65];     /* sent joined with the workgroup */
-    char passwd[65];    /* sent as it is */
-    char workgroup[65]; /* of the user; also sent as it is */
+    char passwd[65];    /* sent unchanged */
+    char workgroup[65]; /* of the user; also sent by itself */
     char ipaddr[65];    /* the server's address; sent even when it is empty */
     char sharename[257];
     uint16_t shareType; /* 0, 2, 5 or 6; always sent */
@@ -135,10 +141,10 @@ typedef struct XAVO_BAR_INPUT_DATA {
     char uname[65];
     char passwd[65];
     char passphrase[33];
-    char ipaddr[65]; /* the server's address; sent to a share on a server even when it is empty */
+    char ipaddr[65]; /* the server's address; sent with share types 0, 2, 5 and 6 even when it is empty */
     char sharename[257];
-    char imagename[65]; /* sent to a share on a server even when it is empty */
-    char startTime[33]; /* required; text that the service judges, like untilTime */
+    char imagename[65]; /* sent with share types 0, 2, 5 and 6 even when it is empty */
+    char startTime[33]; /* required; text whose form the service defines, like untilTime */
     char untilTime[33];
     uint16_t shareType;        /* 0, 2, 4, 5 or 6; always sent */
     uint16_t preserveVDConfig; /* sent by a restore only, as its lowest bit: 0 or 1 */
