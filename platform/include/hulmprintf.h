@@ -1,4 +1,4 @@
-/* hulmprintf.h - the platform's log, with levels. */
+/* hulmprintf.h - writes to the platform's log. */
 #ifndef HULMPRINTF_H
 #define HULMPRINTF_H
 
@@ -6,24 +6,26 @@
 extern "C" {
 #endif
 
-/* Logs one line, which `format` ends with "\n".
+/* Logs one line. `level` is 2 for an error and 8 for a trace. `module` is the number of the component that
+ * logs. `format` is a format of printf that ends with "\n".
  *
- * `level` 2 is an error, 8 a trace; `module` is the number of the component that logs. The library that comes
- * with this header writes each line to standard error in one piece, so that lines of several threads do not
- * mix, and keeps errno. It drops lines above the level in the environment variable HULM_LEVEL (2 when it is
- * not set), which it reads once, when it is loaded.
+ * libxavo_platform, the library that comes with this header, writes each line to standard error in one piece,
+ * so that the lines of several threads do not mix. It does not change errno. When it is loaded, it reads the
+ * highest level that it writes from the environment variable HULM_LEVEL; without a number there, this level
+ * is 2.
  *
- * A program with a log of its own defines this function itself: libraries use the first definition that the
- * loader finds, and the program is searched first. Include this header in the source that defines the
- * function (it exports the function even with -fvisibility=hidden) and link with -rdynamic. Or put it into a
- * shared library, and link that before libxavo or name it in LD_PRELOAD. It can be called on any thread,
- * also while a handle is locked: it must not call libxavo, and it must keep errno. */
+ * A program can have its own definition of this function, in one of two ways. In the program: include this
+ * header in the source with the definition, which exports the function even with -fvisibility=hidden, and
+ * link with -rdynamic. In a shared library: link it before libxavo, or name it in LD_PRELOAD. libxavo then
+ * calls this definition, because the loader finds it first.
+ *
+ * libxavo calls the function on any thread, also while a handle is locked. A definition of it must not call
+ * libxavo and must not change errno. */
 void hulmprintf(int level, int module, const char *format, ...)
     __attribute__((format(printf, 3, 4), visibility("default")));
 
-/* Drops lines above `level` from now on; 0 drops all. Only the library that comes with this header has this
- * function: look it up with dlsym, since another platform library does not have it. Do not call it while
- * another thread logs. */
+/* Sets the highest level that is written; 0 writes no line. Do not call it while another thread logs. Another
+ * platform library does not have this function: look it up with dlsym. */
 void hulm_set_level(int level) __attribute__((visibility("default")));
 
 #ifdef __cplusplus

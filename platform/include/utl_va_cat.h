@@ -6,8 +6,9 @@
 extern "C" {
 #endif
 
-/* Joins the strings from `first` to the NULL that ends the list, utl_va_cat("a", "b", (char *)0), into new
- * memory that the caller frees with free. Returns NULL when the result cannot be allocated. */
+/* Returns a new string that joins the arguments, which the caller frees with free. The last argument must be
+ * a null pointer: utl_va_cat("a", "b", (char *)0) returns "ab". Returns NULL if the result cannot be
+ * allocated. */
 char *utl_va_cat(const char *first, ...) __attribute__((sentinel));
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-/* hulmprintf.c - the log, on standard error. */
+/* hulmprintf.c - writes the log to standard error. */
 #include "hulmprintf.h"
 
 #include <errno.h>
@@ -8,7 +8,7 @@
 
 static long max_level = 2;
 
-/* Runs at load time, when no other thread can change the environment yet. */
+/* Runs when the library is loaded, before other threads can change the environment. */
 __attribute__((constructor)) static void read_level(void) {
     const char *text = getenv("HULM_LEVEL");
     if (text == NULL)
@@ -43,7 +43,7 @@ void hulmprintf(int level, int module, const char *format, ...) {
             length = vsnprintf(large, size, format, args);
             va_end(args);
         } else {
-            /* The whole line cannot be allocated: write its beginning. */
+            /* Memory is exhausted: write the beginning of the line. */
             length = sizeof small - 1;
             small[length - 1] = '\n';
         }
