@@ -15,7 +15,8 @@ using namespace xavo;
 
 namespace {
 
-// The two pairs mark a live handle; they differ so that the head cannot be mistaken for the tail.
+// The values of the magic members in a live handle. The head has other values than the tail, so that one
+// cannot be mistaken for the other.
 constexpr uint32_t HEAD_MAGIC[2] = {0x60845501, 0x78771855};
 constexpr uint32_t TAIL_MAGIC[2] = {0x60845502, 0x78771855};
 
@@ -66,7 +67,7 @@ XAVO_Proxy *XAVO_new_with_uname(const char *uname) {
         XAVO_ERROR(__func__, "out of memory");
         return nullptr;
     }
-    // Set before anything can fail: XAVO_free, which every failure below calls, accepts only a live handle.
+    // Set the magic first: every failure below calls XAVO_free, which accepts only a live handle.
     copy_magic(sp->head_magic, HEAD_MAGIC);
     copy_magic(sp->tail_magic, TAIL_MAGIC);
 

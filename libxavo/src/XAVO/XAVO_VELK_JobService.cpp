@@ -1,4 +1,4 @@
-// XAVO_VELK_JobService.cpp - the controller's job queue.
+// XAVO_VELK_JobService.cpp - deletes jobs and sets up the job queue.
 #include <XAVO.h>
 
 #include "invocation.h"

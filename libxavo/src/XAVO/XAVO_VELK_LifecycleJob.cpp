@@ -1,4 +1,4 @@
-// XAVO_VELK_LifecycleJob.cpp - jobs as plain records: listing, fetching, deleting, printing.
+// XAVO_VELK_LifecycleJob.cpp - lists, fetches, deletes and prints jobs, as plain records.
 #include <XAVO.h>
 
 #include "object_path.h"
@@ -21,7 +21,8 @@ struct Property {
 constexpr Property PROPERTIES[] = {XAVO_JOB_PROPERTIES(ROW)};
 #undef ROW
 
-// Returns a new record of an instance; NULL on failure, with the code set. No record is returned half filled.
+// Returns a new record with the properties of an instance. Returns NULL, with the error code set, if a
+// property cannot be read or memory is exhausted.
 XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
                                                            CMPIInstance *instancep) {
     *errorcodep = XAVO_NO_ERROR;
@@ -40,8 +41,10 @@ XAVO_VELK_LifecycleJob *XAVO_instance_to_VELK_LifecycleJob(XAVO_Proxy *sp, XAVO_
     return job;
 }
 
-// Returns the instance of a job; NULL with the code unchanged when the broker gives none. Only the
-// query runs under the lock: the path is built before it, and the caller converts the instance after it.
+// Returns the instance of a job, which the caller releases. Returns NULL on failure, with the error code set.
+// Returns NULL with NO_ERROR if the broker answers with success and no instance. The handle is locked only
+// while the instance is read: this function builds the path before the lock, and the caller converts the
+// instance after the unlock.
 CMPIInstance *fetch_instance(const OperationContext &context, const char *InstanceID) {
     CMPIObjectPath *path = XAVO_build_object_path_key_value(context.sp(), context.errorcodep, NAMESPACE,
                                                             LIFECYCLE_JOB, "InstanceID", InstanceID);

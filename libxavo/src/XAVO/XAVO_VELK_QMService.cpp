@@ -1,4 +1,4 @@
-// XAVO_VELK_QMService.cpp - backup, restore, share test, and the records that describe them.
+// XAVO_VELK_QMService.cpp - backup, restore and share test, and the checks of their records.
 #include <XAVO.h>
 
 #include "invocation.h"
@@ -15,11 +15,12 @@ using namespace xavo;
 
 namespace {
 
-// The tables of this file describe how the members of a record are checked and sent. The record is a template
-// parameter of the row, so that a row or a table cannot be used for another record; the type and the width of
-// the member follow from its declaration. Rows contain their names: pointers to them would be relocated.
+// The tables of this file say how the members of a record are checked and sent. The record's type is a
+// template parameter of each row, so that no row can be used for a record of another type. The type and the
+// width of a member are taken from its declaration. A row holds the characters of its name: a pointer to them
+// would be relocated in every process that loads the library.
 
-// A member of a record, by its offset.
+// A member of a record. `in` returns its address in a given record.
 template <typename Record>
 struct Member {
     uint16_t offset;
@@ -76,6 +77,7 @@ constexpr Buffer<XAVO_BAR_INPUT_DATA> BAR_BUFFERS[] = {
 };
 #undef BUFFER
 
+// Return whether the strings end inside their buffers. If not, log an error line with the name in `function`.
 bool is_terminated(const void *buffer, size_t width, const char *error_format, const char *function) {
     if (XAVO_Validate_StringBuffer(static_cast<const char *>(buffer), width) != 0)
         return true;
@@ -124,9 +126,12 @@ CMPIObjectPath *XAVO_build_QMService_path(XAVO_ErrorCode *errorcodep) {
     return build_service_path(errorcodep, "VELK_QMService", "VELK:ComputerSystem", "VELK:QMService");
 }
 
-// Reads the identifier of the message with which the service refuses a request. The code becomes NO_ERROR
-// when there is none; UNKNOWN_ERROR, with a new string in *messageid, when there is one; OUT_OF_MEMORY when
-// it cannot be copied; NOT_FOUND when it cannot be read.
+// Reads the identifier of the message that the service sends when it refuses a request. Sets the error code:
+//
+//     NO_ERROR       there is no message
+//     UNKNOWN_ERROR  there is a message; *messageid is its identifier, a new string that the caller frees
+//     OUT_OF_MEMORY  the identifier cannot be copied
+//     NOT_FOUND      the identifier cannot be read
 void XAVO_dig_out_QM_result(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, char **messageid) {
     CMPIData data;
     const CMPIrc rc = read_arg(outarglist, "MessageID", __func__, &data);
@@ -147,7 +152,8 @@ void XAVO_dig_out_QMjob_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, cha
     read_job_id({errorcodep, __func__}, outarglist, "Job", jobid);
 }
 
-// The error code of a message identifier. The last row of a table has the code NO_ERROR.
+// A row of a table of message identifiers: the identifier and its error code. The last row has the code
+// NO_ERROR.
 struct MessageCode {
     uint16_t code;
     char id[7];
@@ -167,7 +173,7 @@ constexpr MessageCode XAVO_message_id_map[] = {
     {XAVO_NO_ERROR, ""},
 };
 
-// The share test has fewer messages, and one that backup and restore do not have.
+// The share test has fewer messages. Backup and restore do not have the first one.
 constexpr MessageCode SHARE_TEST_MESSAGES[] = {
     {XAVO_MISSING_REQUIRED_PARAMETER, "QM016"},
     {XAVO_INVALID_VALUE, "QM017"},
@@ -175,7 +181,8 @@ constexpr MessageCode SHARE_TEST_MESSAGES[] = {
     {XAVO_NO_ERROR, ""},
 };
 
-// Returns the code of an identifier in any letter case; UNKNOWN_ERROR when the table does not have it.
+// Returns the error code of an identifier, which may be in any letter case; UNKNOWN_ERROR if the table does
+// not have it.
 XAVO_ErrorCode look_up(const MessageCode *entry, const char *id) {
     for (; entry->code != XAVO_NO_ERROR; ++entry)
         if (strcasecmp(entry->id, id) == 0)
@@ -183,6 +190,7 @@ XAVO_ErrorCode look_up(const MessageCode *entry, const char *id) {
     return XAVO_UNKNOWN_ERROR;
 }
 
+// Returns a set of share types: bit n stands for the share type n.
 template <typename... Types>
 constexpr uint8_t share_types(Types... types) {
     return static_cast<uint8_t>(((1U << types) | ...));
@@ -191,14 +199,17 @@ constexpr uint8_t ANY_SHARE = share_types(0, 1, 2, 3, 4, 5, 6);
 constexpr uint8_t NETWORK_SHARES = share_types(0, 2, 5, 6);
 constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 
+// Returns whether the share type is in the set.
 bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
-// An argument whose value is a member of a record: the member, how and when it is sent, the argument's name.
+// How an argument is sent: as which CMPI type, and with which share types. IF_SET: unless it is empty or 0.
 struct SendRule {
     CMPIType type;
     uint8_t share_types;
-    enum : uint8_t { ALWAYS, IF_SET } when; // set: not empty, or not 0
+    enum : uint8_t { ALWAYS, IF_SET } when;
 };
+
+// An argument of a method, whose value is a member of a record.
 template <typename Record, size_t longest_name = sizeof "IgnoreCertWarning">
 struct Argument {
     Member<Record> member;
@@ -221,6 +232,7 @@ constexpr Argument<XAVO_HTTP_SHARE_OPT_DATA> HTTP_ARGUMENTS[] = {
     ARGUMENT("IgnoreCertWarning", XAVO_HTTP_SHARE_OPT_DATA, ignoreCertWarning, HTTP_SHARES, IF_SET),
 };
 
+// Adds an argument, unless its rule excludes it. Returns false on failure.
 bool add_argument(Invocation &call, const char *name, const void *member, SendRule rule,
                   CMPIUint16 share_type) {
     if (!allowed(rule.share_types, share_type))
@@ -233,7 +245,7 @@ bool add_argument(Invocation &call, const char *name, const void *member, SendRu
     return (rule.when == SendRule::IF_SET && *number == 0) || call.add(name, number);
 }
 
-// Adds the arguments of a table that are sent with this share type.
+// Adds the arguments of a table that are sent with this share type. Returns false on failure.
 template <typename Record, size_t longest_name, size_t count>
 bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&arguments)[count],
                    const Record *record, CMPIUint16 share_type) {
@@ -243,7 +255,7 @@ bool add_arguments(Invocation &call, const Argument<Record, longest_name> (&argu
     return true;
 }
 
-// Checks the share type. Called only after the argument lists are made.
+// Checks the share type. It is called after make_argument_lists, whose failure is reported first.
 bool accepts_share_type(ErrorContext call, uint8_t share_types, CMPIUint16 type) {
     return XAVO_REQUIRE(call, allowed(share_types, type), XAVO_INVALID_VALUE, "Invalid access type is NULL");
 }
@@ -279,14 +291,14 @@ bool has_start_time(ErrorContext call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
-// Adds the option that only a restore has, also when it is 0. Only its lowest bit is sent; the other bits are
-// cleared in the caller's record.
+// Adds the option that only a restore has. It is sent also if it is 0. All bits but the lowest are cleared
+// before, in the caller's record.
 bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
     data->preserveVDConfig &= 1U;
     return call.add("PreserveVDConfig", &data->preserveVDConfig);
 }
 
-// Reads the outcome of a method that reports a refusal by a message and success by naming a job.
+// Reads the outcome of a method that sends a message if it refuses, and names a job if it succeeds.
 void read_message_or_job(Invocation &call, char **JID_InstanceID) {
     call.reset_returned();
     char *message = nullptr;
@@ -355,7 +367,7 @@ constexpr Argument<XAVO_NET_INPUT_DATA> SHARE_TEST_ARGUMENTS_LAST[] = {
     ARGUMENT("ShareType", XAVO_NET_INPUT_DATA, shareType, ANY_SHARE, ALWAYS),
 };
 
-// Returns WORKGROUP\USER when both are given, else the user name, as a new string; NULL when memory is
+// Returns WORKGROUP\USER if both are given, else the user name, as a new string. Returns NULL if memory is
 // exhausted.
 char *combined_user_name(const XAVO_NET_INPUT_DATA *data, const char *operation) {
     char *combined = nullptr;
@@ -382,7 +394,7 @@ bool add_user_name(Invocation &call, const XAVO_NET_INPUT_DATA *data) {
     return added;
 }
 
-// Reads the outcome of a method that reports a refusal by a message and success by no message.
+// Reads the outcome of a method that sends a message if it refuses, and none if it succeeds.
 void read_message(Invocation &call) {
     char *message = nullptr;
     XAVO_dig_out_QM_result(call.errorcodep, call.outputs(), &message);
@@ -410,5 +422,5 @@ void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
         add_arguments(call, SHARE_TEST_ARGUMENTS_LAST, data, data->shareType) &&
         call.invoke_quietly("TestNetworkShare"))
         read_message(call);
-    call.reset_returned(); // released before the outputs, on success and failure
+    call.reset_returned(); // before the outputs, after success and after failure
 }

@@ -1,4 +1,4 @@
-// XAVO_VELK_SoftwareInstallationService.cpp - installations and reboot jobs.
+// XAVO_VELK_SoftwareInstallationService.cpp - starts installations and creates reboot jobs.
 #include <XAVO.h>
 
 #include "invocation.h"
@@ -25,8 +25,8 @@ void XAVO_dig_out_job_id(XAVO_ErrorCode *errorcodep, CMPIArgs *outarglist, const
     read_job_id({errorcodep, __func__}, outarglist, argname, JID_InstanceID);
 }
 
-// Reads the outcome of a method that reports success by naming a job; its return value is ignored.
-// `error_format` is the format of the line for a job that cannot be read.
+// Reads the outcome of a method that names a job if it succeeds. The method's return value is ignored.
+// `error_format` is the format of the error line for a job that cannot be read.
 void read_job(Invocation &call, const char *argname, const char *error_format, char **JID_InstanceID) {
     call.reset_returned();
     XAVO_dig_out_job_id(call.errorcodep, call.outputs(), argname, JID_InstanceID);
@@ -40,8 +40,8 @@ void read_job(Invocation &call, const char *argname, const char *error_format, c
     XAVO_log_MessageID(call.outputs());
 }
 
-// Converts decimal text to a signed 32-bit number, also on machines where long is wider. If the number is
-// out of range, returns the nearest one in range and sets errno to ERANGE.
+// Converts decimal text to a number of 32 bits, as strtol does on machines where long has 32 bits. If the
+// number is out of range, returns the nearest one in range; errno is then ERANGE, and otherwise 0.
 int32_t parse_int32(const char *text, char **end) {
     errno = 0;
     const long number = strtol(text, end, 10);
@@ -51,7 +51,8 @@ int32_t parse_int32(const char *text, char **end) {
     return static_cast<int32_t>(nearest);
 }
 
-// Converts the text of a reboot type, 0 to 65535. On failure logs, sets the code and returns false.
+// Converts the text of a reboot type, 0 to 65535. On failure logs an error line, sets the error code and
+// returns false.
 bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *type) {
     if (!XAVO_REQUIRE(context, *text != '\0', XAVO_INVALID_VALUE, "RebootJobType is zero length"))
         return false;
@@ -64,7 +65,7 @@ bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *typ
            XAVO_REQUIRE(context, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
 }
 
-// The common part of both installations, after their checks. `URI` is NULL when the method has no such
+// Calls an installation method, after the operation's own checks. `URI` is NULL if the method has no such
 // argument.
 void install(const OperationContext &context, const char *method, const char *URI, const char *InstanceID,
              char **JID_InstanceID) {

@@ -1,4 +1,4 @@
-// XAVO_utils.cpp - CMPI values: method results, strings, properties, printers.
+// XAVO_utils.cpp - reads, frees and prints CMPI values.
 #include <XAVO.h>
 
 #include "cmpi.h"
@@ -82,8 +82,8 @@ void XAVO_free_CMPIArray_content(CMPIArray *array) {
     for (CMPICount i = 0; i < count; ++i) {
         CMPIData element = array->ft->getElementAt(array, i, nullptr);
         XAVO_free_CMPIData_value(&element);
-        // Needed also when nothing was freed: the array's release function frees every element that is not
-        // null.
+        // Set the element to null, also if nothing was freed: the array's release function frees every
+        // element that is not null.
         CMPIValue none = {};
         if (Status(array->ft->setElementAt(array, i, &none, CMPI_null)).code() != CMPI_RC_OK)
             XAVO_ERROR(__func__, "setElementAt() call failed");
@@ -98,7 +98,7 @@ char *XAVO_get_string_arg(CMPIArgs *args, const char *name) {
         XAVO_free_CMPIData_value(&data);
         return nullptr;
     }
-    // The string object is not released here: it is left to the client library.
+    // The client library still owns the string object, and frees it.
     const char *text = characters(data);
     return text == nullptr ? nullptr : strdup(text);
 }
@@ -208,7 +208,7 @@ __attribute__((format(printf, 2, 3))) void print_line(int indent, const char *fo
     va_end(values);
 }
 
-// Prints the name and the value of a key or an argument, and frees both.
+// Prints the name and the value of a key or of an argument, and frees both.
 void print_item(int indent, const char *name_label, CMPIString *name, const char *data_label, CMPIData data) {
     if (name != nullptr) {
         XAVO_pr_CMPIString(indent + 8, name_label, name);

@@ -6,7 +6,8 @@
 
 namespace xavo {
 
-// Releases an object and sets the pointer to NULL. The status is ignored: nothing can be done about it.
+// Releases an object and sets the pointer to NULL. The release function's status is ignored: the library
+// cannot release the object in another way.
 template <typename Object>
 void release(Object *&object) {
     if (object != nullptr) {
@@ -29,7 +30,7 @@ public:
         release(object_);
         return object_ = object;
     }
-    // Gives up ownership without releasing.
+    // Returns the object and gives up its ownership, without releasing it.
     Object *detach() {
         Object *object = object_;
         object_ = nullptr;
@@ -37,7 +38,7 @@ public:
     }
 
     Object *get() const { return object_; }
-    // For calls that take the address of the variable that holds the object.
+    // Returns the address of the pointer, for calls that take a value by its address.
     Object **address() { return &object_; }
     Object *operator->() const { return object_; }
     explicit operator bool() const { return object_ != nullptr; }
@@ -46,7 +47,7 @@ private:
     Object *object_;
 };
 
-// The status of one call. Reading the code releases the message; read it exactly once.
+// The status of one call. `code` and `check` release the status's message: call one of them, exactly once.
 class Status {
 public:
     Status() = default;
@@ -61,7 +62,7 @@ public:
         release(status_.msg);
         return status_.rc;
     }
-    // Returns whether the call succeeded; if not, sets the error code.
+    // Returns whether the call succeeded. If not, sets the error code by the status.
     bool check(XAVO_ErrorCode *errorcodep) {
         const CMPIrc rc = code();
         if (rc != CMPI_RC_OK)
@@ -76,10 +77,11 @@ private:
 // A value is present when its state is CMPI_goodValue or CMPI_keyValue.
 inline bool is_present(const CMPIData &data) { return (data.state & ~CMPI_keyValue) == CMPI_goodValue; }
 
-// Only the low 32 bits of a uint32 of the client library are defined.
+// Returns the defined bits of a CMPIUint32, which can be 64 bits wide.
 inline CMPIUint32 low_32_bits(CMPIUint32 value) { return value & 0xffffffffU; }
 
-// addKey and addArg take a string as the character pointer itself, any other value by its address.
+// Return a value in the form that addKey and addArg take: the character pointer itself for a string, the
+// address of the variable for any other value.
 inline CMPIValue *text_value(const char *text) {
     return reinterpret_cast<CMPIValue *>(const_cast<char *>(text));
 }
@@ -89,8 +91,8 @@ CMPIValue *value_at(Variable *variable) {
     return static_cast<CMPIValue *>(const_cast<void *>(static_cast<const void *>(variable)));
 }
 
-// Returns the characters of a string value; NULL when it is not a string or has no characters. Only
-// the type is checked: a value whose state is not good can still hold a string.
+// Returns the characters of a string value; NULL if it is not a string or has no characters. The state is not
+// checked: a value can hold a string even if its state is not CMPI_goodValue.
 inline const char *characters(const CMPIData &data) {
     if (data.type != CMPI_string || data.value.string == nullptr)
         return nullptr;

@@ -1,5 +1,5 @@
-// exchange.h - guards around an exchange with the broker: the handle's lock, the block of SIGPIPE, and the
-// check that the client has the function to be called.
+// exchange.h - for an exchange with the broker: locks the handle, blocks SIGPIPE, and checks that the client
+// has the function to call.
 #ifndef XAVO_EXCHANGE_H
 #define XAVO_EXCHANGE_H
 
@@ -8,8 +8,8 @@
 
 namespace xavo {
 
-// Holds the handle's lock. Declare it before the objects of the exchange, so that it unlocks after their
-// release.
+// Holds the handle's lock until the scope ends. Declare it before the objects of the exchange, so that they
+// are released before the unlock.
 class Lock {
 public:
     explicit Lock(XAVO_Proxy *sp) : sp_(sp) { XAVO_lock(sp_); }
@@ -28,12 +28,13 @@ private:
     XAVO_Proxy *sp_;
 };
 
-// Keeps the SIGPIPE of one exchange from the program. The client library writes to its socket unprotected:
-// after the broker has gone, the signal would end every program that does not ignore it. This class blocks
-// SIGPIPE for the calling thread and removes the one that the exchange raised. If SIGPIPE was already
-// pending, the thread had blocked it, and this class removes none: it cannot distinguish the earlier signal
-// from the one that the exchange raised. If the earlier one is pending for the process, the one that the
-// exchange raised stays pending for the thread.
+// Blocks SIGPIPE for the calling thread during one exchange, and removes the SIGPIPE that the exchange
+// raised. The client library raises it when it writes to its socket after the broker has gone. Without the
+// block, the signal would end every program that does not ignore it.
+//
+// If SIGPIPE was blocked and pending before the exchange, no signal is removed, since the earlier one cannot
+// be distinguished from the one that the exchange raised. If the earlier one is pending for the process, the
+// thread then keeps a second one, which the exchange raised.
 class SigpipeBlock {
 public:
     SigpipeBlock();
@@ -46,7 +47,7 @@ private:
     bool active_;
 };
 
-// Returns whether the handle has a client that has this function.
+// Returns whether the handle has a client, and the client's function table has this function.
 template <typename Slot>
 bool can_call(const XAVO_Proxy *sp, Slot CMCIClientFT::*slot) {
     return sp->client != nullptr && sp->client->ft != nullptr && sp->client->ft->*slot != nullptr;

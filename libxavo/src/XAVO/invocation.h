@@ -4,9 +4,9 @@
 //
 //     call.set_path(path) && call.make_argument_lists() && call.add(...) && call.invoke(method)
 //
-// Each step returns false when the call has failed: the code is set, what must be logged is logged, and the
-// destructor releases the rest, from the last of the members below to the first. After invoke the operation
-// reads the outcome.
+// Each step returns false on failure, after it has set the error code and written the log line, if the
+// failure has one. The operation then returns, and the destructor releases the remaining objects and unlocks
+// the handle. If invoke returns true, the operation reads the outcome.
 #ifndef XAVO_INVOCATION_H
 #define XAVO_INVOCATION_H
 
@@ -18,39 +18,42 @@ namespace xavo {
 
 class Invocation : public ErrorContext {
 public:
-    // Locks the handle. The steps log under the operation's name.
+    // Locks the handle. The log lines of the steps have the operation's name.
     explicit Invocation(const OperationContext &context);
     ~Invocation();
     Invocation(const Invocation &) = delete;
     Invocation &operator=(const Invocation &) = delete;
 
-    // Sets the instance whose method is called, and owns the path. Returns false for NULL: the function that
-    // builds the path has failed and set the code.
+    // Sets the path of the instance whose method is called, and owns it. Returns false for NULL: the function
+    // that builds the path has then failed and set the error code.
     bool set_path(CMPIObjectPath *path);
 
-    // Makes the lists of input and output arguments.
+    // Creates the lists of input and output arguments.
     bool make_argument_lists();
 
     // Add an argument: a string, a number, an array, or the path that set_target has set. The client library
-    // copies the value; a number is passed by the given address. The array is owned from now on, also on
-    // failure.
+    // copies the value. It gets a number by the address that the caller passes here. add_array owns the
+    // array, also on failure.
     bool add(const char *name, const char *text);
     bool add(const char *name, const CMPIUint16 *number);
     bool add_array(const char *name, CMPIArray *strings);
     bool add_target(const char *name);
-    // Sets and owns the second path of a method that has a target. Call it before make_argument_lists.
+    // Sets the path of the method's target, and owns it. Call it before make_argument_lists. Returns false
+    // for NULL, as set_path does.
     bool set_target(CMPIObjectPath *path);
 
-    // Call the method. On a failing status invoke logs it with the service's message; invoke_quietly only
-    // sets the code.
+    // Call the method and set the error code by its status. On a failing status both return false; invoke
+    // also logs the status and the service's message. If the handle has no client, both set SP_NOT_VALID.
     bool invoke(const char *method);
     bool invoke_quietly(const char *method);
 
-    // Reads the outcome of a method that reports by its return value: 0 is success.
+    // Sets the error code by the method's return value, for methods that return 0 on success. Logs any other
+    // number and the service's message.
     void read_return_value();
 
+    // Returns the list of output arguments; the invocation owns it.
     CMPIArgs *outputs() const { return out_.get(); }
-    // Releases the method's return value early, for methods whose return value has no meaning.
+    // Releases the method's return value before the call ends, for methods whose return value has no meaning.
     void reset_returned() { returned_.reset(); }
 
 private:
@@ -74,13 +77,14 @@ private:
     };
 
     bool add(const char *name, CMPIValue *value, CMPIType type);
-    // Returns false when the handle has no client. Stores the status of the call in rc_.
+    // Calls the method, stores the status in rc_ and sets the error code. Returns false if the handle has no
+    // client.
     bool exchange(const char *method);
 
     XAVO_Proxy *sp_;
     CMPIrc rc_ = CMPI_RC_OK;
 
-    // A call that fails early releases these from the last to the first: path_ first, the lock at the end.
+    // The destructor releases what is left of these from the last to the first: path_ first, lock_ last.
     Lock lock_;
     Returned returned_;
     Owner<CMPIArray> array_;

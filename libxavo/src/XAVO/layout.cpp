@@ -1,5 +1,5 @@
-// layout.cpp - compile-time checks of the layouts that programs are compiled against. Offsets are in bytes;
-// those that depend on the machine are given in terms of the size of a pointer, WORD.
+// layout.cpp - compile-time checks of the public structures' layouts, which programs are compiled with.
+// Offsets and sizes are in bytes; WORD is the size of a pointer.
 #include <XAVO.h>
 
 #define MEMBER(record, member, offset, size)                                                                 \
@@ -23,7 +23,7 @@ MEMBER(XAVO_Proxy, mutex, 8 + WORD, sizeof(pthread_mutex_t));
 MEMBER(XAVO_Proxy, mutex_initialised, 8 + WORD + sizeof(pthread_mutex_t), 1);
 MEMBER(XAVO_Proxy, tail_magic, 12 + WORD + sizeof(pthread_mutex_t), 8);
 
-// The pointer `next`, then the strings.
+// The record of a job: the pointer `next`, then the strings.
 #define ROW(name) PLACE_OF_##name,
 enum { PLACE_OF_next, XAVO_JOB_PROPERTIES(ROW) MEMBERS_OF_A_JOB };
 #undef ROW

@@ -1,5 +1,5 @@
-// names.h - tables of names. A row holds the characters of its name: a pointer to them would be relocated
-// in every process that loads the library.
+// names.h - tables of names by their codes. A row holds the characters of its name: a pointer to them would
+// be relocated in every process that loads the library.
 #ifndef XAVO_NAMES_H
 #define XAVO_NAMES_H
 
@@ -14,6 +14,7 @@ struct Name {
     char name[size];
 };
 
+// Returns the name of a code; "unknown" if the table does not have it.
 template <size_t size, size_t count>
 const char *name_of(const Name<size> (&names)[count], int code) {
     for (const Name<size> &row : names)

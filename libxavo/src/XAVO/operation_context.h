@@ -6,13 +6,14 @@
 
 namespace xavo {
 
-// Two checks, also for functions that open no handle: errorcodep is not NULL; the handle is live. On failure
-// each check logs; is_live also sets the error code.
+// Return whether errorcodep is not NULL, and whether sp is a live handle. If not, both log an error line, and
+// is_live also sets the error code. Functions that open no temporary handle call them directly.
 bool has_errorcodep(ErrorContext context);
 bool is_live(ErrorContext context, const XAVO_Proxy *sp);
 
-// Checks errorcodep and sp, the arguments that every operation has, and sets the error code. The operation
-// uses the caller's handle or, when the caller gave NULL, a temporary one that is freed with this object.
+// Checks errorcodep and sp, which are arguments of every operation, and sets the error code. The operation
+// uses the caller's handle. If the caller passed NULL, it uses a temporary handle, which the destructor
+// frees.
 class OperationContext : public ErrorContext {
 public:
     OperationContext(XAVO_Proxy *sp, XAVO_ErrorCode *code, const char *function);
@@ -20,7 +21,7 @@ public:
     OperationContext(const OperationContext &) = delete;
     OperationContext &operator=(const OperationContext &) = delete;
 
-    // False when a check failed; the operation must then return.
+    // Returns whether the checks succeeded; if not, the operation must return.
     explicit operator bool() const { return sp_ != nullptr; }
     XAVO_Proxy *sp() const { return sp_; }
 

@@ -1,4 +1,4 @@
-// outputs.h - reading a method's output arguments.
+// outputs.h - reads a method's output arguments.
 #ifndef XAVO_OUTPUTS_H
 #define XAVO_OUTPUTS_H
 
@@ -6,16 +6,18 @@
 
 namespace xavo {
 
-// Reads one argument and traces a failing status. On success the caller frees the value.
+// Stores the value of one argument in *data and returns the status. Logs a failing status as a trace with the
+// name in `function`. On success the caller frees the value.
 CMPIrc read_arg(CMPIArgs *args, const char *name, const char *function, CMPIData *data);
 
-// Returns a copy for the caller; NULL and the code OUT_OF_MEMORY when it cannot be allocated.
+// Returns a copy of the text, which the caller frees. If it cannot be allocated, sets the error code
+// OUT_OF_MEMORY and returns NULL.
 char *new_string(XAVO_ErrorCode *errorcodep, const char *text);
 
-// Stores the identifier of the job that a method has created in *jobid, as a new string: the key "InstanceID"
-// of the reference in its output `argname`. The caller has set *jobid to NULL. Without such an output neither
-// the code nor *jobid changes; any other failure sets the code. The traces are logged under the name in
-// `reader`.
+// Stores the identifier of a new job in *jobid, as a new string that the caller frees. It is the key
+// "InstanceID" of the reference in the output `argname`. The caller has set *jobid to NULL before. If there
+// is no such output, the error code and *jobid are not changed; any other failure sets the error code. Traces
+// are logged with the name in `reader`.
 void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, char **jobid);
 
 } // namespace xavo

@@ -1,4 +1,4 @@
-// read_instances.h - reads instances from the broker, by the client's function getInstance or enumInstances.
+// read_instances.h - reads one instance or all instances of a class from the broker.
 #ifndef XAVO_READ_INSTANCES_H
 #define XAVO_READ_INSTANCES_H
 
@@ -11,9 +11,9 @@ namespace xavo {
 template <typename Object>
 using Reader = Object *(*CMCIClientFT::*)(CMCIClient *, CMPIObjectPath *, CMPIFlags, char **, CMPIStatus *);
 
-// Returns the object that the slot returns for `path`, for the caller to release. The caller holds the
-// handle's lock. NULL on failure, with the code set; NULL with the code unchanged when the broker answers
-// with success and no object.
+// Calls the slot for `path` and returns its result: an instance or an enumeration of instances, which the
+// caller releases. Returns NULL on failure, with the error code set. Returns NULL with the error code
+// unchanged if the broker answers with success and no object. The caller holds the handle's lock.
 template <typename Object>
 Object *read_instances(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path,
                        Reader<Object> slot) {
