@@ -1,9 +1,10 @@
-/* nightly_backup_test.c - tests nightly_backup on the simulated controller, failures included. */
+/* nightly_backup_test.c - tests the nightly backup where a second backup, or one that is lost, could result.
+ */
 #include "nightly_backup.h"
 #include <cimsim.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
+#include <time.h>
 
 static int failures;
 #define CHECK(condition)                                                                                     \
@@ -12,11 +13,12 @@ static int failures;
          : (void)(++failures, printf("%s:%d: failed: %s\n%s", __FILE__, __LINE__, #condition, printed)))
 
 static char *printed;                       /* the output of the last run */
+static unsigned int deadline_ms;            /* of the next run */
 static void (*at_poll)(unsigned long poll); /* called after each poll; may be NULL */
 
-static unsigned int deadline_ms;
+static int prints(const char *text) { return printed != NULL && strstr(printed, text) != NULL; }
 
-/* The clock advances by one second after each poll, and only then. */
+/* The controller's clock advances by one second after each poll, and only then. */
 static int polled(void *context, const XAVO_Poll *poll) {
     (void)context;
     cimsim_advance(1);
@@ -31,62 +33,86 @@ static void prepare(void) {
     cimsim_freeze_time(1);
     cimsim_add_share("192.0.2.10", "backups", 2, "operator", "secret");
     at_poll = NULL;
-    deadline_ms = 10000;
+    deadline_ms = 20000;
 }
 
 static backup_end backup(void) {
-    static XAVO_BAR_INPUT_DATA data = {.shareType = 2,
-                                       .ipaddr = "192.0.2.10",
-                                       .sharename = "backups",
-                                       .uname = "operator",
-                                       .passwd = "secret",
-                                       .imagename = "image",
-                                       .startTime = "NOW",
-                                       .JobName = "nightly"};
+    static const XAVO_BAR_INPUT_DATA data = {.shareType = 2,
+                                             .ipaddr = "192.0.2.10",
+                                             .sharename = "backups",
+                                             .uname = "operator",
+                                             .passwd = "secret",
+                                             .imagename = "image",
+                                             .startTime = "NOW",
+                                             .JobName = "nightly"};
     const XAVO_WaitOptions how = {
         .deadline_ms = deadline_ms, .first_pause_ms = 1, .longest_pause_ms = 1, .polled = polled};
     XAVO_Pool *pool = XAVO_pool_new(NULL, NULL);
     size_t size = 0;
+    struct timespec begun, ended;
     free(printed);
     printed = NULL;
     FILE *out = open_memstream(&printed, &size);
+    clock_gettime(CLOCK_MONOTONIC, &begun);
     const backup_end end = nightly_backup(out, pool, &data, &how);
+    clock_gettime(CLOCK_MONOTONIC, &ended);
     fclose(out);
     XAVO_pool_free(pool);
+    CHECK(ended.tv_sec - begun.tv_sec <= deadline_ms / 1000 + 2); /* whatever happens */
     return end;
 }
 
-static int prints(const char *text) { return strstr(printed, text) != NULL; }
+/* A job that the program started, and did not wait for. */
+static void leave_a_running_job(void) {
+    cimsim_next_job(100000, 0, NULL);
+    deadline_ms = 300;
+    CHECK(backup() == BACKUP_UNFINISHED);
+    CHECK(prints("JID_1: started") && prints("DEADLINE"));
+}
 
-static void backs_up(void) {
+static void expect_the_identifier(unsigned long poll) { CHECK(poll > 1 || prints("JID_1: started\n")); }
+static void prints_the_identifier_before_it_waits(void) {
+    at_poll = expect_the_identifier;
     CHECK(backup() == BACKUP_DONE);
-    CHECK(prints("JID_1: started") && prints("COMPLETED, NO_ERROR: The job completed successfully."));
+    CHECK(prints("COMPLETED, NO_ERROR: The job completed successfully."));
 }
 
-static void reports_a_refusal_of_the_service(void) {
+static void reports_refusals_once(void) {
     cimsim_set_lockdown(1);
-    CHECK(backup() == BACKUP_REFUSED);
-    CHECK(
-        prints("SYSTEM_IN_LOCKDOWN_MODE, SERVICE, effect ANSWERED, PXN095: The system is in lockdown mode."));
-}
-
-static void reports_a_refused_user(void) {
+    CHECK(backup() == BACKUP_NOT_STARTED);
+    CHECK(strcmp(printed, "not started: SYSTEM_IN_LOCKDOWN_MODE, SERVICE, effect ANSWERED, PXN095: "
+                          "The system is in lockdown mode.\n") == 0);
     cimsim_refuse_user("root01ff");
-    CHECK(backup() == BACKUP_REFUSED);
-    CHECK(prints("PERMISSION_ERROR, BROKER, effect ANSWERED: The broker refuses the user"));
+    CHECK(backup() == BACKUP_NOT_STARTED);
+    CHECK(prints("not listed: PERMISSION_ERROR, BROKER, effect ANSWERED: The broker refuses the user"));
 }
 
-static void reports_a_failed_job(void) {
+static void starts_another_job_after_a_failure(void) {
     cimsim_next_job(4, 1, "The share is full.");
     CHECK(backup() == BACKUP_FAILED);
     CHECK(prints("FAILED, NO_ERROR: The share is full."));
+    CHECK(backup() == BACKUP_DONE);
+    CHECK(prints("JID_2: started"));
 }
 
-static void gives_up_at_the_deadline(void) {
-    cimsim_next_job(100000, 0, NULL);
-    deadline_ms = 500;
+static void finds_the_job_of_an_earlier_run(void) {
+    leave_a_running_job();
     CHECK(backup() == BACKUP_UNFINISHED);
-    CHECK(prints("DEADLINE"));
+    CHECK(prints("JID_1: found"));
+    cimsim_set_job_property("JID_1", "JobStatus", cimsim_null(CMPI_string));
+    CHECK(backup() == BACKUP_UNFINISHED);
+    CHECK(prints("JID_1: found"));
+    cimsim_set_job_property("JID_1", "JobStatus", cimsim_string("Completed"));
+    CHECK(backup() == BACKUP_DONE);
+    CHECK(prints("JID_1: found") && cimsim_job_count() == 1);
+}
+
+static void starts_no_job_after_an_incomplete_listing(void) {
+    static const cimsim_fault fault = {CMPI_RC_ERR_NOT_SUPPORTED, NULL, 0};
+    leave_a_running_job();
+    cimsim_fail("CMPIInstance.getProperty", 1, &fault);
+    CHECK(backup() == BACKUP_UNFINISHED);
+    CHECK(prints("not all jobs can be read") && prints("JID_1: found") && cimsim_job_count() == 1);
 }
 
 static void restart(unsigned long poll) {
@@ -98,55 +124,59 @@ static void continues_after_restarts_of_the_broker(void) {
     CHECK(backup() == BACKUP_DONE);
 }
 
-static void be_unreachable_at_first(unsigned long poll) { cimsim_set_reachable(poll >= 3); }
-static void continues_after_the_broker_was_unreachable(void) {
-    at_poll = be_unreachable_at_first;
+static void continues_after_the_broker_was_absent(void) {
+    static const cimsim_fault absent = {CMPI_RC_ERR_FAILED, NULL, 0};
+    cimsim_fail("cmciConnect", 1, &absent);
+    cimsim_fail("cmciConnect", 2, &absent);
     CHECK(backup() == BACKUP_DONE);
+    CHECK(prints("not listed: UNABLE_TO_OPEN_CONNECTION, NO_BROKER, effect NONE"));
+}
+
+static void gives_up_at_the_deadline_without_a_broker(void) {
     cimsim_set_reachable(0);
     deadline_ms = 500;
-    CHECK(backup() == BACKUP_REFUSED);
-    CHECK(prints("UNABLE_TO_OPEN_CONNECTION, NO_BROKER, effect NONE"));
+    CHECK(backup() == BACKUP_NOT_STARTED);
 }
 
-static void takes_up_the_job_of_an_earlier_run(void) {
-    cimsim_next_job(100000, 0, NULL);
-    deadline_ms = 500;
-    CHECK(backup() == BACKUP_UNFINISHED); /* for the controller, as if the program had been killed */
-    CHECK(backup() == BACKUP_UNFINISHED);
-    CHECK(prints("JID_1: taken up"));
-    cimsim_advance(100000);
-    deadline_ms = 10000;
-    CHECK(backup() == BACKUP_DONE); /* the job has ended in the meantime */
-    CHECK(prints("JID_1: taken up") && cimsim_job_count() == 1);
+/* The start is disrupted before or after the controller acted. */
+static void starts_one_job_when_the_start_is_disrupted(void) {
+    for (int what = CIMSIM_HANG; what <= CIMSIM_RESTART; ++what) {
+        for (int after = 0; after <= 1; ++after) {
+            prepare();
+            cimsim_disrupt("CMCIClient.invokeMethod", 1, what, after);
+            deadline_ms = what == CIMSIM_HANG ? 500 : 20000;
+            CHECK(backup() == (what == CIMSIM_HANG ? BACKUP_UNFINISHED : BACKUP_DONE));
+            CHECK(cimsim_fault_hit() != NULL && cimsim_job_count() == (what != CIMSIM_HANG || after));
+        }
+    }
 }
 
-static void starts_another_job_after_a_failure(void) {
-    reports_a_failed_job();
+/* The service reports success, but started no job. */
+static void starts_the_job_when_no_identifier_came(void) {
+    cimsim_answer_return(cimsim_number(CMPI_uint32, 0));
     CHECK(backup() == BACKUP_DONE);
-    CHECK(prints("JID_2: started"));
+    CHECK(prints("not started: ") && prints("JID_1: started"));
 }
 
-/* The request reaches the service, but its answer is lost; the next listing of the jobs fails, too. */
-static void takes_up_the_job_when_the_outcome_is_unknown(void) {
-    static const cimsim_fault lost = {CMPI_RC_ERR_FAILED, NULL, 1};
-    cimsim_fail("CMCIClient.invokeMethod", 1, &lost);
-    cimsim_fail("CMCIClient.enumInstances", 2, &lost);
-    CHECK(backup() == BACKUP_DONE);
-    CHECK(prints("effect UNKNOWN") && prints("JID_1: taken up") && cimsim_job_count() == 1);
-}
-
-/* Every call into the client library fails once. */
+/* Every call into the client library fails once, or crashes its process. */
 static void starts_one_job_when_any_call_fails(void) {
     static const cimsim_fault fault = {CMPI_RC_ERR_FAILED, "out of order", 0};
-    unsigned long nth = 0;
-    do {
-        prepare();
-        cimsim_next_job(1, 0, NULL); /* one that needs few polls */
-        cimsim_fail(NULL, ++nth, &fault);
-        const backup_end end = backup();
-        CHECK(cimsim_job_count() <= 1 && (end != BACKUP_DONE || cimsim_job_count() == 1));
-    } while (cimsim_fault_hit() != NULL);
-    CHECK(nth > 50);
+    for (int crashes = 0; crashes <= 1; ++crashes) {
+        unsigned long nth = 0;
+        do {
+            prepare();
+            cimsim_next_job(1, 0, NULL); /* one that needs few polls */
+            ++nth;
+            if (crashes)
+                cimsim_disrupt(CIMSIM_EVERY_SLOT, nth, CIMSIM_CRASH, 0);
+            else
+                cimsim_fail(CIMSIM_EVERY_SLOT, nth, &fault);
+            const backup_end end = backup();
+            CHECK(cimsim_job_count() <= 1 && (end != BACKUP_DONE || cimsim_job_count() == 1));
+            CHECK(end == BACKUP_DONE || !crashes);
+        } while (cimsim_fault_hit() != NULL);
+        CHECK(nth > 50);
+    }
 }
 
 int main(void) {
@@ -154,27 +184,18 @@ int main(void) {
         const char *name;
         void (*run)(void);
     } tests[] = {
-        {"backs up", backs_up},
-        {"reports a refusal of the service", reports_a_refusal_of_the_service},
-        {"reports a refused user", reports_a_refused_user},
-        {"reports a failed job", reports_a_failed_job},
-        {"gives up at the deadline", gives_up_at_the_deadline},
-        {"continues after restarts of the broker", continues_after_restarts_of_the_broker},
-        {"continues after the broker was unreachable", continues_after_the_broker_was_unreachable},
-        {"takes up the job of an earlier run", takes_up_the_job_of_an_earlier_run},
+        {"prints the identifier before it waits", prints_the_identifier_before_it_waits},
+        {"reports refusals once", reports_refusals_once},
         {"starts another job after a failure", starts_another_job_after_a_failure},
-        {"takes up the job when the outcome is unknown", takes_up_the_job_when_the_outcome_is_unknown},
+        {"finds the job of an earlier run", finds_the_job_of_an_earlier_run},
+        {"starts no job after an incomplete listing", starts_no_job_after_an_incomplete_listing},
+        {"continues after restarts of the broker", continues_after_restarts_of_the_broker},
+        {"continues after the broker was absent", continues_after_the_broker_was_absent},
+        {"gives up at the deadline without a broker", gives_up_at_the_deadline_without_a_broker},
+        {"starts one job when the start is disrupted", starts_one_job_when_the_start_is_disrupted},
+        {"starts the job when no identifier came", starts_the_job_when_no_identifier_came},
         {"starts one job when any call fails", starts_one_job_when_any_call_fails},
     };
-    /* The program's workers are other processes: they use the same controller if its state is in a file. */
-    char folder[] = "/tmp/nightly_backup_XXXXXX", state[sizeof folder + 8], lock[sizeof folder + 16];
-    if (mkdtemp(folder) == NULL)
-        return 1;
-    snprintf(state, sizeof state, "%s/state", folder);
-    snprintf(lock, sizeof lock, "%s.lock", state);
-    setenv("CIMSIM_STATE", state, 1);
-    if (cimsim_use_state(state) != 0)
-        return 1;
     for (size_t i = 0; i < sizeof tests / sizeof *tests; ++i) {
         const int before = failures;
         prepare();
@@ -182,8 +203,5 @@ int main(void) {
         printf("%-6s %s\n", failures == before ? "ok" : "FAILED", tests[i].name);
     }
     free(printed);
-    unlink(state);
-    unlink(lock);
-    rmdir(folder);
     return failures == 0 ? 0 : 1;
 }
