@@ -143,6 +143,8 @@ os.setxattr(sys.argv[1], "security.capability", bytes.fromhex("0100000200200000"
     expect_rows
 }
 
+@test "an event loop ends all calls, though workers hang and crash" { expect_rows; }
+
 @test "bash-completion finds the completion, which asks the program" { expect_rows; }
 
 @test "scenes and states can have relative names" { expect_rows; }
