@@ -1,63 +1,64 @@
 /* update.c - installs software: looks up the target, starts the job, waits for its end. */
 #include "update.h"
 #include <string.h>
-#include <XAVO.h>
 
-/* Looks for the software identity and prints the others that come before it. Returns NOT_FOUND when it does
- * not exist. */
-static XAVO_ErrorCode find_identity(XAVO_Proxy *sp, FILE *out, const char *identity) {
-    XAVO_ErrorCode ec;
-    CMPIEnumeration *all = XAVO_enumerate(sp, &ec, "root/velk", "VELK_SoftwareIdentity");
+static void print_answer(FILE *out, const char *step, const XAVO_Answer *answer) {
+    fprintf(out, "%s: %s, %s, effect %s%s%s\n", step, XAVO_code_name(answer->code),
+            XAVO_kind_name(answer->kind), XAVO_effect_name(answer->effect), answer->message ? ": " : "",
+            answer->message ? answer->message : "");
+}
+
+/* The text of a property; "" if the instance does not have it, or it is null. */
+static const char *text_of(const XAVO_Instance *instance, const char *name) {
+    for (size_t i = 0; i < instance->count; ++i) {
+        const XAVO_Property *property = &instance->properties[i];
+        if (strcmp(property->name, name) == 0 && property->count > 0 && property->text[0] != NULL)
+            return property->text[0];
+    }
+    return "";
+}
+
+/* Whether the software identity exists. Prints those that exist if it does not. */
+static int exists(FILE *out, XAVO_Pool *pool, const char *identity, unsigned int deadline_ms) {
+    XAVO_Answer answer;
     int found = 0;
-    while (all != NULL && !found && all->ft->hasNext(all, NULL)) {
-        const CMPIData element = all->ft->getNext(all, NULL);
-        if (element.state != CMPI_goodValue || element.type != CMPI_instance || element.value.inst == NULL)
-            continue;
-        char *id = XAVO_property_to_ntstring(sp, &ec, element.value.inst, "InstanceID");
-        found = id != NULL && strcmp(id, identity) == 0;
-        if (id != NULL && !found)
-            fprintf(out, "available: %s\n", id);
-        XAVO_free_ntstring(id);
+    XAVO_list_instances(pool, "VELK_SoftwareIdentity", deadline_ms, &answer);
+    for (size_t i = 0; i < answer.instance_count && !found; ++i)
+        found = strcmp(text_of(&answer.instances[i], "InstanceID"), identity) == 0;
+    if (!found) {
+        print_answer(out, "no such target", &answer);
+        for (size_t i = 0; i < answer.instance_count; ++i)
+            fprintf(out, "available: %s\n", text_of(&answer.instances[i], "InstanceID"));
     }
-    if (all != NULL)
-        all->ft->release(all);
-    return ec == XAVO_NO_ERROR && !found ? XAVO_NOT_FOUND : ec;
+    XAVO_answer_free(&answer);
+    return found;
 }
 
-/* Polls the job until it ends. Each poll opens its own handle, so that polling continues after the broker was
- * restarted. */
-static update_end follow(FILE *out, const char *id, unsigned int limit, void (*pause)(unsigned int)) {
-    const unsigned int step = 2;
-    for (unsigned int waited = 0;; waited += step) {
-        XAVO_ErrorCode ec;
-        XAVO_VELK_LifecycleJob *job = XAVO_get_VELK_LifecycleJob(NULL, &ec, id);
-        const char *status = job != NULL && job->JobStatus != NULL ? job->JobStatus : "";
-        const int done = strcmp(status, "Completed") == 0;
-        const int failed = strcmp(status, "Failed") == 0 || ec == XAVO_NOT_FOUND;
-        fprintf(out, "%s: %s %s\n", id, XAVO_EC_to_string(ec),
-                job != NULL && job->Message != NULL ? job->Message : "");
-        XAVO_free_VELK_LifecycleJob(job);
-        if (done || failed)
-            return done ? UPDATE_DONE : UPDATE_FAILED;
-        if (waited >= limit)
-            return UPDATE_UNFINISHED;
-        pause(step);
-    }
+static update_end wait_for_job(FILE *out, XAVO_Pool *pool, const char *id, const XAVO_WaitOptions *how) {
+    XAVO_WaitResult result;
+    const int end = XAVO_wait_for_job(pool, id, how, &result);
+    fprintf(out, "%s: %s, %s\n", id, XAVO_wait_name(end),
+            result.job && result.job->Message ? result.job->Message : XAVO_code_name(result.code));
+    XAVO_wait_free(&result);
+    if (end == XAVO_WAIT_COMPLETED)
+        return UPDATE_DONE;
+    return end == XAVO_WAIT_FAILED || end == XAVO_WAIT_GONE || end == XAVO_WAIT_NOT_FOUND ? UPDATE_FAILED
+                                                                                          : UPDATE_UNKNOWN;
 }
 
-update_end update_software(FILE *out, const char *uri, const char *identity, unsigned int limit,
-                           void (*pause)(unsigned int seconds)) {
-    XAVO_ErrorCode ec = XAVO_UNABLE_TO_OPEN_CONNECTION;
-    char *id = NULL;
-    XAVO_Proxy *sp = XAVO_new();
-    if (sp != NULL) {
-        ec = find_identity(sp, out, identity); /* changes nothing; fails if the connection is broken */
-        if (ec == XAVO_NO_ERROR)
-            XAVO_invoke_InstallFromURI(sp, &ec, uri, identity, &id);
-        XAVO_free(sp);
-    }
-    fprintf(out, "install %s onto %s: %s\n", uri, identity, XAVO_EC_to_string(ec));
-    const update_end end = id != NULL ? follow(out, id, limit, pause) : UPDATE_NOT_STARTED;
-    XAVO_free_ntstring(id);
+update_end update_software(FILE *out, XAVO_Pool *pool, const char *uri, const char *identity,
+                           const XAVO_WaitOptions *how) {
+    XAVO_Answer answer;
+    update_end end = UPDATE_UNKNOWN;
+    if (!exists(out, pool, identity, how->deadline_ms))
+        return UPDATE_NOT_STARTED;
+    XAVO_install_from_uri(pool, uri, identity, how->deadline_ms, &answer);
+    print_answer(out, "install", &answer);
+    if (answer.job_id != NULL)
+        end = wait_for_job(out, pool, answer.job_id, how);
+    else if (answer.effect == XAVO_EFFECT_NONE || answer.kind == XAVO_KIND_SERVICE ||
+             (answer.kind == XAVO_KIND_BROKER && answer.effect == XAVO_EFFECT_ANSWERED))
+        end = UPDATE_NOT_STARTED;
+    XAVO_answer_free(&answer);
     return end;
 }
