@@ -27,8 +27,9 @@ void call(const std::string &name, XAVO_Proxy *sp, XAVO_ErrorCode *ec, Results &
         XAVO_free(opened);
 }
 
-TEST(CallOrder, AreInTheirOrder) {
+TEST(CallOrder, IsThatOfTheTable) {
     std::vector<std::string> recorded;
+    unsigned different = 0; // a fault in a common function changes all blocks: three are shown
     for (const Block &block : blocks("call_order.txt")) {
         SCOPED_TRACE(block.where + ", " + block.name);
         populate();
@@ -54,7 +55,8 @@ TEST(CallOrder, AreInTheirOrder) {
             cimsim_fail(nullptr, 0, nullptr);
             results.job = results.job == stale ? nullptr : results.job;
         }
-        if (!updating()) {
+        different += block["steps"] != recorded.back();
+        if (!updating() && different <= 3) {
             EXPECT_TEXT(block["steps"], recorded.back());
         }
         if (sp != nullptr)

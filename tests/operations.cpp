@@ -130,6 +130,9 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
 const char *const READS[] = {"RETURN_VALUE", "JOB",    "MESSAGE_OR_JOB", "MESSAGE",
                              "RECORDS",      "OBJECT", "HANDLE",         "NOTHING"};
 
+constexpr const char COUNTS[] =
+    "%lu before the lock, %lu under it, %lu after; %lu allocations, %lu mutex calls, %lu pooled\n";
+
 // Splits a cell into its three parts.
 Row parts(const std::string &text) {
     Row all = split(text, '|');
@@ -160,9 +163,8 @@ Operation read(const Block &block) {
     const auto list = [](const std::string &each) { return each.empty() ? "" : each + " "; };
     op.releases = {list(released[0]), list(released[1]), list(released[2])};
     op.job = {job[0], job[1], job[2]};
-    op.counts = block["counts"];
-    sscanf(op.counts.c_str(), COUNTS, &op.before_lock, &op.locked, &op.unlocked, &op.allocations, &op.mutexes,
-           &op.pooled);
+    sscanf(block["counts"].c_str(), COUNTS, &op.counts.before_lock, &op.counts.locked, &op.counts.unlocked,
+           &op.counts.allocations, &op.counts.mutex_calls, &op.counts.pooled);
     op.instances = block["records"].empty() ? 1 : number("records");
     op.given = block["given"] == "ARGS" ? Given::ARGS
                : block["given"].empty() ? Given::NOTHING
@@ -171,6 +173,13 @@ Operation read(const Block &block) {
 }
 
 } // namespace
+
+std::string to_text(const Counts &counts) {
+    char text[120];
+    snprintf(text, sizeof text, COUNTS, counts.before_lock, counts.locked, counts.unlocked,
+             counts.allocations, counts.mutex_calls, counts.pooled);
+    return text;
+}
 
 const std::vector<Operation> &operations() {
     static const std::vector<Operation> rows = [] {

@@ -60,6 +60,13 @@ enum class Given {
     INSTANCE,
 };
 
+// Number of calls into the client library before the handle is locked, under the lock and after; of the
+// library's own allocations and mutex calls; of values left to the client library.
+struct Counts {
+    unsigned long before_lock, locked, unlocked, allocations, mutex_calls, pooled;
+};
+std::string to_text(const Counts &counts); // as a line of the table
+
 struct Operation {
     unsigned char number; // never changes: stored fuzz inputs identify the operation by it
     std::string name;     // of the row
@@ -70,20 +77,12 @@ struct Operation {
     std::string request = {}; // the request that it sends, or its beginning, without blanks
     std::string success = {}; // the log of a call that succeeds
     Releases releases = {};
-    // When nothing fails, as the line of the table says: calls into the client library before the handle is
-    // locked, under the lock and after; allocations of the library's own; calls on a mutex.
-    std::string counts = {};
-    unsigned before_lock = 0, locked = 0, unlocked = 0, allocations = 0, mutexes = 0;
-    unsigned pooled = 0; // values left to the client library
+    Counts counts = {}; // when nothing fails
     JobNames job = {};
     Given given = Given::NOTHING;
     unsigned instances = 1; // read into records
     std::string where = {}; // "operations.txt:20"
 };
-
-// The line of an operation's counts, for printf and scanf.
-constexpr const char COUNTS[] =
-    "%u before the lock, %u under it, %u after; %u allocations, %u mutex calls, %u pooled\n";
 
 const std::vector<Operation> &operations();
 const Operation &operation(const std::string &name);

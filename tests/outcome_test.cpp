@@ -112,7 +112,7 @@ TEST_F(Outcome, InvalidArgumentsAreRejectedBeforeAnyRequest) {
             const std::string lines = logged();
             EXPECT_TEXT(log, log.empty() ? log : last_line(lines));
             EXPECT_EQ(lines.find("ERROR") == std::string::npos, log.empty()) << lines;
-            EXPECT_EQ(cimsim_owned(), 1U) << live_objects();
+            expect_owned(1);
         };
         const std::string not_valid = error(row[0], "sp is not valid");
         const bool clears = given.back() == "cleared";
@@ -228,7 +228,7 @@ TEST_F(Outcome, DependsOnTheMessageIdentifier) {
                 cimsim_answer_output("MessageID", cimsim_string(row[0].c_str()));
                 prepare(
                     "answer_output Job reference:\"root/velk VELK_LifecycleJob InstanceID=string:JID_9\"");
-                arm(Own::ALLOCATION, way != 1 ? 0 : image ? 1 : op.allocations + 1, false);
+                arm(Own::ALLOCATION, way != 1 ? 0 : image ? 1 : op.counts.allocations + 1, false);
                 cimsim_fail("CMPIArgs.getArg", way / 2, &failing);
                 op.call(sp, &ec, results);
                 disarm();

@@ -30,7 +30,7 @@ void with_log(Body body) {
 struct Plan {
     bool armed = false;
     test::Own kind = test::Own::ALLOCATION;
-    unsigned nth = 0;
+    unsigned long nth = 0;
     bool from_then_on = false;
     unsigned seen[2] = {};
     bool marks_kept = false;
@@ -243,7 +243,7 @@ void clear_log() {
     with_log([] { log_lines.clear(); });
 }
 
-void arm(Own kind, unsigned nth, bool from_then_on) {
+void arm(Own kind, unsigned long nth, bool from_then_on) {
     plan = Plan();
     plan.kind = kind;
     plan.nth = nth;
@@ -354,8 +354,22 @@ std::string live_objects() {
     return "live objects: " + (end == std::string::npos ? all : all.substr(0, end) + " and more");
 }
 
+void expect_owned(unsigned long expected) {
+    static struct Leaks {
+        unsigned found = 0;
+        ~Leaks() {
+            found > 3 ? printf("Leaks: %u further checks found objects that were not released\n", found - 3)
+                      : 0;
+        }
+    } leaks;
+    const auto *running = testing::UnitTest::GetInstance()->current_test_info();
+    if (cimsim_owned() != expected && ++leaks.found <= 3)
+        ADD_FAILURE_AT(running->file(), running->line())
+            << cimsim_owned() << " objects are not released, expected " << expected << "; " << live_objects();
+}
+
 void expect_nothing_left(unsigned long misuses, unsigned long lost) {
-    EXPECT_EQ(cimsim_owned(), lost) << live_objects();
+    expect_owned(lost);
     EXPECT_EQ(cimsim_pooled(), 0U) << live_objects();
     EXPECT_EQ(cimsim_misuses(), misuses) << cimsim_last_misuse();
     EXPECT_EQ(logged().find("malformed"), std::string::npos) << logged();
@@ -370,7 +384,6 @@ WithHandle::~WithHandle() {
     if (sp == nullptr)
         return;
     EXPECT_TRUE(is_unlocked(sp));
-    EXPECT_EQ(cimsim_owned(), 1U) << live_objects(); // the handle's client
     XAVO_free(sp);
     expect_nothing_left(0);
 }

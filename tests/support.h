@@ -23,7 +23,7 @@ void clear_log();
 // Faults in the library's own calls, counted from arm() on. Allocations are calloc, strdup and
 // utl_va_cat; mutex calls are pthread_mutex_init, _lock, _unlock and _destroy.
 enum class Own { ALLOCATION, MUTEX };
-void arm(Own kind, unsigned nth, bool from_then_on); // nth 0: only counts
+void arm(Own kind, unsigned long nth, bool from_then_on); // nth 0: only counts
 void disarm();
 // The first call that failed ("strdup"), or ""; the number of calls of a kind since arm; whether a handle
 // still had a magic word when its mutex was destroyed.
@@ -56,6 +56,11 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
 
 // Returns the names of the objects that are not released, for a failure; of many, the first ones.
 std::string live_objects();
+
+// Checks the number of objects that are not released. Reports only the first three leaks, each with the file
+// and line of the running test: the tests after a leak of a common function find the same one. The program's
+// last line of output is the number of the others.
+void expect_owned(unsigned long expected);
 
 // Checks, once every handle is freed: `lost` leaked objects, no value in a pool, `misuses` misuses, no
 // malformed line in the log.
