@@ -4,17 +4,17 @@
  *   calls                              prints a line for each operation: its name, whether it is a query, and
  *                                      how many allocations libxavo makes besides those of the results
  *   calls OPERATION SIDE TIMES [JOBS]  runs that side TIMES times, each in `counted`, on a controller with
- *                                      JOBS jobs (10); SIDE is libxavo, by-hand or guarded
+ *                                      JOBS jobs (10); SIDE is libxavo or by-hand
  *   calls OPERATION time TIMES [JOBS]  checks that both sides make the same calls into the client library,
  *                                      runs them alternately, and prints the median nanoseconds of each
  *
  * The code by hand is as short as possible: it checks nothing, locks nothing and trusts every answer. */
 #include <cimsim.h>
-#include <handles.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <XAVO.h>
 
 /* The results of a call. */
 typedef struct outcome {
@@ -286,7 +286,7 @@ typedef void side(XAVO_Proxy *sp, outcome *o);
 static const struct operation {
     const char *name;
     side *libxavo, *by_hand;
-    int query;       /* changes nothing; a guard is only for method calls */
+    int query;       /* changes nothing */
     int allocations; /* of libxavo besides the results: one for "WORKGROUP\USER" */
 } OPERATIONS[] = {
     {"DeleteJobQueue", delete_job, delete_job_by_hand, 0, 0},
@@ -412,11 +412,8 @@ int main(int argc, char **argv) {
     } else if (strcmp(argv[2], "time") == 0) {
         t.count = 2;
         same_calls(op, sp);
-    } else if (strcmp(argv[2], "guarded") == 0) {
-        check("the handle could not be guarded",
-              XAVO_guard(sp) == XAVO_NO_ERROR && XAVO_set_quiet_time(sp, ~0U) == XAVO_NO_ERROR);
     }
-    /* The first call has costs of its own, such as the probe of a guarded handle. */
+    /* The first call has costs of its own. */
     prepare(2);
     nanoseconds(t.sides[0], sp);
     prepare(t.jobs);

@@ -74,15 +74,13 @@ def add_times(figures, operation, times, jobs=10):
 
 def measure():
     operations = [line.split() for line in output().splitlines()]
-    wanted = [(name, side, 20) for name, is_query, _ in operations for side in (*SIDES.values(), "guarded")
-              if not (side == "guarded" and is_query == "1")]
+    wanted = [(name, side, 20) for name, _, _ in operations for side in SIDES.values()]
     wanted += [("list", side, 1, jobs) for jobs in reversed(SIZES) for side in SIDES.values()]
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         found = dict(zip(wanted, pool.map(lambda each: count(*each), wanted)))
     data = {"calls": [], "listings": []}
     for name, is_query, further in operations:
-        call = {"name": name, "is_query": is_query == "1", "further_allocations": int(further),
-                "guarded": found.get((name, "guarded", 20))}
+        call = {"name": name, "is_query": is_query == "1", "further_allocations": int(further)}
         call.update({key: found[name, side, 20] for key, side in SIDES.items()})
         add_times(call, name, 2001)
         data["calls"].append(call)
