@@ -8,6 +8,8 @@ which a line between two @ is replaced:
     @codes@                 the error codes
     @example NAME@          docs/manual/examples/NAME.c
     @guide HEADING@         that section of the guide, without its commands
+    @commands@              the commands of xavoctl and their options, from its help
+    @options@, @statuses@   the options of all commands, and the exit statuses
 pandoc writes them and the guide as HTML in build/manual/html. --check fails if an exported function has no page, a page
 names an error code, a constant or a page that does not exist, a link has no target, an example does not compile, the
 picture differs from its source, or mandoc reports a page.
@@ -51,7 +53,7 @@ HEADERS = [
            "simulator/libcmpisfcc.map"),
 ]
 ENVIRONMENT = {"CIMSIM_ONLY", "CIMSIM_SCENE", "CIMSIM_STATE", "SFCC_CLIENT", "HULM_LEVEL", "LD_LIBRARY_PATH",
-               "LD_PRELOAD"}
+               "LD_PRELOAD", "NO_COLOR"}
 FUNCTION = re.compile(r"\b((?:XAVO|cimsim)_\w+)\(")
 HEADING = re.compile(r"^/\* -+ (.*?) -+ \*/$")
 
@@ -291,7 +293,33 @@ def guide_section(heading):
     return re.sub(r"^###", "##", text, flags=re.M)
 
 
-def own_page(source, headers, codes, pages):
+def tool_help(build, *command):
+    """The help of a command, or the overview, as its parts: the lines before the first heading, and by heading the
+    pairs of a term and its text."""
+    text = subprocess.run([f"{build}/tools/xavoctl", "help", *command], check=True, capture_output=True, text=True).stdout
+    parts = re.split(r"^(\S.*):$", text, flags=re.M)
+    pairs = [[re.split(r" {2,}", line.strip(), maxsplit=2 if heading == "Commands" else 1)
+              for line in part.splitlines() if line.startswith("  ")] for heading, part in zip(parts[1::2], parts[2::2])]
+    return parts[0], dict(zip(parts[1::2], pairs))
+
+
+def definitions(pairs, indent=""):
+    return "\n".join(f"{indent}**{escape(term.strip())}**\n{indent}:   {escape(text)}\n" for term, text in pairs)
+
+
+def command_list(build):
+    """Each command with its options."""
+    found = []
+    for name, *_ in tool_help(build)[1]["Commands"]:
+        usage, parts = tool_help(build, name)
+        lines = [line for line in usage.splitlines() if line]
+        summary = " ".join([lines[1].split(": ", 1)[1], *lines[2:]])
+        words = lines[0][len("usage: xavoctl "):].replace(" [OPTION...]", "")
+        found.append(definitions([(words, summary)]) + "\n" + definitions(parts.get("Options", []), "    "))
+    return "\n".join(found)
+
+
+def own_page(source, headers, codes, pages, build):
     """A page of docs/manual, with its lines between two @ replaced."""
     by_path = {str(header.path): header for header in headers}
     words = {
@@ -301,6 +329,9 @@ def own_page(source, headers, codes, pages):
         "codes": lambda _: code_list(codes),
         "example": lambda name: show(example(name)),
         "guide": guide_section,
+        "commands": lambda _: command_list(build),
+        "options": lambda _: definitions(tool_help(build)[1]["With every command, before or after it"]),
+        "statuses": lambda _: definitions(tool_help(build)[1]["Exit status"]),
     }
     text = source.read_text().replace("@VERSION@", version())
     return re.sub(r"^@(\w+)(?: (.*))?@$", lambda m: words[m.group(1)](m.group(2)), text, flags=re.M)
@@ -359,21 +390,14 @@ def main():
     written = [(section.page(), "3", header_page(header, section, codes, pages))
                for header in headers for section in sections_with_page(header)]
     for source in sorted(SOURCES.glob("*.md")):
-        written.append((*source.stem.rsplit(".", 1), own_page(source, headers, codes, pages)))
+        written.append((*source.stem.rsplit(".", 1), own_page(source, headers, codes, pages, given.build)))
     for name, section, markdown in written:
         write_page(name, section, markdown, pages)
     for function, page in pages.items():
         if function != page:
             (OUT / "man3" / f"{function}.3").write_text(f".so man3/{page}.3\n")
 
-    # xavoctl prints its own page, from the tables that define its command line.
-    tool = subprocess.run([f"{given.build}/tools/xavoctl", "help", "--man"], check=True, capture_output=True).stdout
-    (OUT / "man1" / "xavoctl.1").write_bytes(tool)
-    body = subprocess.run(["pandoc", "--from", "man", "--to", "markdown"], input=tool, check=True,
-                          capture_output=True).stdout.decode()
-    write_html("xavoctl.1.html", "xavoctl(1)", body, pages)
-
-    # Adds the date, which neither pandoc nor xavoctl knows.
+    # Adds the date, which pandoc does not know.
     changed = date()
     for page in OUT.glob("man*/*"):
         page.write_text(re.sub(r'^(\.TH \S+ \S+) ""', rf'\1 "{changed}"', page.read_text(), flags=re.M))
@@ -396,7 +420,7 @@ def main():
     for picture in Path("docs").glob("*.svg"):
         (html / picture.name).write_bytes(picture.read_bytes())
     subprocess.run(["dot", "-Tsvg", "docs/call.dot", "-o", str(html / "call.svg")], check=True)
-    print(f"{len(written) + 1} pages in {OUT}, for {len(pages)} functions")
+    print(f"{len(written)} pages in {OUT}, for {len(pages)} functions")
     if given.check:
         faults = check_pages(headers, pages, codes, written, given.build) + check_links(html)
         for fault in faults:
@@ -434,7 +458,6 @@ def check_pages(headers, pages, codes, written, build):
     reasons = {word[len("XAVO_KIND_"):] for word in declared if word.startswith("XAVO_KIND_")}
     bare = set(codes) | {re.sub("^(XAVO_(KIND_|EFFECT_|OP_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
     known = {f"{name}({section})" for name, section, _ in written} | {f"{function}(3)" for function in pages}
-    known.add("xavoctl(1)")
     for name, section, markdown in written:
         page = f"{name}({section})"
         text = markdown.replace("\\", "")
