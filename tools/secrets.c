@@ -1,50 +1,13 @@
-/* secrets.c - passwords and passphrases: read from files, descriptors or the terminal, and wiped. */
+/* secrets.c - passwords and passphrases: where they are read from, and that they are wiped. */
 #include "xavoctl.h"
 
 #include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <termios.h>
 #include <unistd.h>
 
 enum { MOST_BYTES = 512 }; /* more than any record holds */
-
-/* Reads to the end of the file, of the line from a terminal, or until the text is full. Returns the number of
- * bytes; -1 with errno; -2 when the deadline or a signal ended it. */
-static ssize_t read_all(struct run *run, int fd, char *text, bool line) {
-    size_t length = 0;
-    while (length < MOST_BYTES) {
-        if (wait_for_input(run, fd, 0) != EVENT_FRAME)
-            return -2;
-        const ssize_t count = read(fd, text + length, MOST_BYTES - length);
-        if (count < 0 && (errno == EINTR || errno == EAGAIN))
-            continue;
-        if (count < 0)
-            return -1;
-        length += (size_t)count;
-        if (count == 0 || (line && text[length - 1] == '\n'))
-            break;
-    }
-    return (ssize_t)length;
-}
-
-/* Asks without echo, whatever standard input is. */
-static ssize_t ask(struct run *run, int fd, const struct option_row *option, char *text) {
-    struct termios before, silent;
-    if (tcgetattr(fd, &before) != 0)
-        return -1;
-    silent = before;
-    silent.c_lflag &= ~(tcflag_t)(ECHO | ECHOE | ECHOK | ECHONL);
-    silent.c_lflag |= ICANON | ISIG;
-    if (tcsetattr(fd, TCSAFLUSH, &silent) != 0)
-        return -1;
-    (void)dprintf(fd, "%.*s: ", (int)(strlen(option->name) - strlen("-prompt")), option->name);
-    const ssize_t length = read_all(run, fd, text, true);
-    (void)tcsetattr(fd, TCSAFLUSH, &before);
-    (void)dprintf(fd, "\n");
-    return length;
-}
 
 /* A descriptor's number; -1 for what is none, or the tool's own. */
 static int descriptor_of(const struct run *run, const char *text) {
@@ -74,15 +37,19 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     char text[MOST_BYTES];
     bool mine;
     const int fd = open_secret(run, secret, &mine);
-    ssize_t length = -1;
+    char prompt[32];
+    (void)snprintf(prompt, sizeof prompt, "%.*s: ", (int)(strlen(option->name) - strlen("-prompt")),
+                   option->name);
+    ptrdiff_t length = -1;
     if (fd >= 0)
-        length = option->kind == SECRET_PROMPT ? ask(run, fd, option, text) : read_all(run, fd, text, false);
+        length = option->kind == SECRET_PROMPT ? ask_silently(run, fd, prompt, text, sizeof text)
+                                               : read_input(run, fd, text, sizeof text, false);
     const int error = errno;
     if (mine && fd >= 0)
         close(fd);
 
-    size_t size;
-    char *const buffer = option_buffer(request, option, &size);
+    char *const buffer = (char *)request + option->offset;
+    const size_t size = option->size;
     if (length > 0 && text[length - 1] == '\n')
         --length;
     if (length == -1)
@@ -109,14 +76,13 @@ static void add_prompts(struct request *request) {
     if (!isatty(STDIN_FILENO))
         return;
     for (size_t pair = 0; pair < 2; ++pair) {
-        const struct option_row *const user = first_row(pairs[pair][0]);
-        const struct option_row *const prompt = first_row(pairs[pair][1]);
-        size_t size;
-        if (!takes(request->command, user) || option_buffer(request, user, &size)[0] == '\0')
+        const struct option_row *const user = find_option(request->command, pairs[pair][0]);
+        const struct option_row *const prompt = find_option(request->command, pairs[pair][1]);
+        if (user == NULL || *((char *)request + user->offset) == '\0')
             continue;
         bool given = false;
         for (int i = 0; i < request->secret_count; ++i)
-            given |= request->secrets[i].option->place.offset == prompt->place.offset;
+            given |= request->secrets[i].option->offset == prompt->offset;
         if (!given)
             request->secrets[request->secret_count++] = (struct secret){prompt, NULL};
     }
@@ -133,8 +99,7 @@ bool read_secrets(struct run *run) {
 
 void wipe_secrets(struct request *request) {
     for (int i = 0; i < request->secret_count; ++i) {
-        size_t size;
-        char *const buffer = option_buffer(request, request->secrets[i].option, &size);
-        explicit_bzero(buffer, size);
+        const struct option_row *option = request->secrets[i].option;
+        explicit_bzero((char *)request + option->offset, option->size);
     }
 }

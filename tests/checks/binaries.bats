@@ -57,7 +57,7 @@ exports() {
 @test "what the libraries and xavoctl link" {
     assert_equal "$(needed "$libxavo")" "libc.so.6 libcmpisfcc.so.1 libxavo_platform.so.1"
     assert_equal "$(needed "$companion")" "libc.so.6"
-    assert_equal "$(needed "$tool" | sed 's/ld-linux[^ ]* //')" "libc.so.6 libxavo.so.1"
+    assert_equal "$(needed "$tool" | sed 's/ld-linux[^ ]* //')" "libc.so.6 libxavo_companion.so.1"
 }
 
 # One entry is the C run-time's own; a second would be a static constructor.

@@ -31,13 +31,13 @@ load common
     while IFS='|' read -r number words wanted; do
         run bash -c 'source <($XAVOCTL completion bash); COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _xavoctl
             echo "${COMPREPLY[*]}"' - xavoctl $words
-        [[ $output == "${wanted# }" ]] || fail "rows.txt:$number: $words"
+        [[ $output == "${wanted# }" ]] || fail "commands.txt:$number: $words"
     done < <(rows)
 }
 
-# Where each option goes: what libxavo would be handed.
+# Where each option goes: what the companion would be handed.
 @test "records" {
-    [[ -n ${XAVOCTL_RECORD-} ]] || skip "XAVOCTL_RECORD names what is put before libxavo"
+    [[ -n ${XAVOCTL_PRINT_RECORDS-} ]] || skip "XAVOCTL_PRINT_RECORDS names what is put before the companion"
     local http='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file <(echo 5)
         --proxy-port 6 --ignore-cert-warning 7' share='--share-type 8 --address 9 --share 10 --share-user 11
         --password-file <(echo 12)' image='--image 13 --passphrase-file <(echo 14) --until 16 --job-name 17
@@ -45,14 +45,14 @@ load common
     local proxy='support=1 type=2 server=3 uname=4 passwd=5 port=6 ignore=7'
     export ASAN_OPTIONS=verify_asan_link_order=0
     while IFS='|' read -r words wanted; do
-        run eval "LD_PRELOAD=$XAVOCTL_RECORD $XAVOCTL ${words//$'\n'/ }"
+        run eval "LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL ${words//$'\n'/ }"
         [[ ${lines[0]} == "$wanted" && ${lines[1]} == "$proxy" ]] || fail "$words"
     done <<END
-backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|BackupImage uname=11 passwd=12 passphrase=14 ipaddr=9 \
+backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE uname=11 passwd=12 passphrase=14 ipaddr=9 \
 sharename=10 imagename=13 start=NOW until=16 type=8 preserve=0 job=17 check=18 tavix=
-restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config|RestoreImage uname=11 \
+restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config --timeout 7|7 s RESTORE_IMAGE uname=11 \
 passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=8 preserve=1 job=17 check=18 tavix=
-test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|test uname=11 passwd=12 workgroup=19 ipaddr=9 \
+test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|60 s test uname=11 passwd=12 workgroup=19 ipaddr=9 \
 sharename=10 type=8
 END
 }
@@ -111,10 +111,13 @@ END
     terminal -- $XAVOCTL reboot 1 --wait
     [[ $status == 0 && $output == *$'\r''JID_4 [#'*'% 0:0'*' Running'*$'\r''JID_4 ['*'100%'*' Completed'* ]]
     [[ $output == *$'\e[32mcompleted\e[0m'* ]]
+    rm state
     NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --wait
     [[ $output != *$'\e['[0-9]* ]]
+    rm state
     run --separate-stderr $XAVOCTL reboot 1 --wait
     [[ $stderr == 'JID_4  '*'% Running'$'\n'*$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
+    rm state
     run $XAVOCTL reboot 1 --wait --quiet
     [[ $output == JID_4 ]]
 }
@@ -125,7 +128,7 @@ END
     [[ $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 && $output == *'% 0:0'* ]]
-    sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "cancelled" and .job.InstanceID == "JID_1"'
+    sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "interrupted" and .job.InstanceID == "JID_1"'
     scene 'hold 60000'
     run timeout --preserve-status 2 $XAVOCTL doctor
     [[ $status == 143 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
@@ -146,7 +149,7 @@ END
     touch go
     wait $parent || [[ $? == 143 ]]
     wait
-    jq --exit-status '.end == "cancelled"' document
+    jq --exit-status '.end == "interrupted"' document
 }
 
 @test "waiting for the end" {
@@ -159,7 +162,7 @@ END
 
 # bats test_tags=native
 # On a clock that is a hundred times as fast.
-@test "the time without --timeout" {
+@test "a wait without --timeout goes on" {
     echo '#include <sys/syscall.h>
         #include <time.h>
         #include <unistd.h>
@@ -178,12 +181,7 @@ END
     local words
     for words in 'wait JID_1' 'reboot 1 --wait'; do
         LD_PRELOAD=$PWD/clock.so run timeout 1.5 $XAVOCTL $words
-        [[ $status == 124 && $output == *cancelled* ]] || fail "$words"
-    done
-    scene 'hold 60000'
-    for words in jobs 'reboot 1'; do
-        LD_PRELOAD=$PWD/clock.so run timeout 10 $XAVOCTL $words
-        [[ $status == 6 ]] || fail "$words"
+        [[ $status == 124 && $output == *interrupted* ]] || fail "$words"
     done
 }
 
@@ -202,8 +200,12 @@ END
     local words target
     for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
         for target in /dev/full closed pipe limit; do
+            rm -f state
             case $target in
-            limit) run bash -c "ulimit -f 0; $XAVOCTL $words >file" ;;
+            limit) # a worker could not be started
+                [[ $words == help || $words == errors* ]] || continue
+                run bash -c "ulimit -f 0; $XAVOCTL $words >file"
+                ;;
             closed) run bash -c '$XAVOCTL '"$words >&-" ;;
             pipe) run bash -c '{ sleep 0.1; $XAVOCTL '"$words; echo \$? >status; } | true; exit \$(<status)" ;;
             *) run bash -c '$XAVOCTL '"$words >$target" ;;
@@ -238,15 +240,6 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     [[ $stderr != *XAVO_* ]]
     run --separate-stderr $XAVOCTL delete JID_9 --verbose
     [[ $stderr == *'XAVO_invoke_DeleteJobQueue: ERROR'* ]]
-}
-
-# bats test_tags=native
-@test "another platform's log is left alone" {
-    echo '#include <stdio.h>
-        void hulmprintf(int level, int module, const char *format, ...) { fputs("logged elsewhere\n", stderr); }' |
-        gcc -shared -fPIC -x c - -o log.so
-    ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=$PWD/log.so run $XAVOCTL delete JID_9
-    [[ $output == *'logged elsewhere'* ]]
 }
 
 # As it stands there, but for what time changes (the width of a percentage, too) and for the bar. However long the

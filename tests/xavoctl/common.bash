@@ -5,7 +5,8 @@ setup() {
     : "${XAVOCTL:?names the program}"
     cd "$BATS_TEST_TMPDIR" || return
     printf 'secret\n' >password
-    unset NO_COLOR HULM_LEVEL CIMSIM_SCENE CIMSIM_STATE
+    unset NO_COLOR HULM_LEVEL CIMSIM_SCENE
+    export CIMSIM_STATE=$PWD/state # a command has several workers
     export share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
 }
 
@@ -30,22 +31,23 @@ until_gone() {
     fail "$1 is still in $2"
 }
 
-# A scene of these lines, from now on.
+# A scene of these lines, from now on, and a controller that begins with it.
 scene() {
     printf '%s\n' "$@" >scene
     export CIMSIM_SCENE=$PWD/scene
+    rm -f state
 }
 
-# Prints the rows of rows.txt that belong to the test, each after its number and "|"; where there is none, one that
+# Prints the rows of commands.txt that belong to the test, each after its number and "|"; where there is none, one that
 # fails.
 rows() {
     awk -v title="== $BATS_TEST_DESCRIPTION" '/^== / { ours = $0 == title; next }
         ours && NF && !/^#/ { print NR "|" $0; found = 1 }
-        END { if (!found) print "0|255 | none |" }' "$BATS_TEST_DIRNAME/rows.txt"
+        END { if (!found) print "0|255 | none |" }' "$BATS_TEST_DIRNAME/commands.txt"
 }
 
-# The rows of rows.txt that belong to the test: the command ends with this status, and prints something like that on
-# either stream. Each runs once more with --json: the same status, and one document, which says what failed.
+# The rows of commands.txt that belong to the test: the command ends with this status, and prints something like that on
+# either stream, with a controller of its own. Each runs once more with --json: the same status, and one document, which says what failed.
 table() {
     local number status_wanted pattern words
     while IFS='|' read -r number status_wanted pattern words; do
@@ -54,14 +56,16 @@ table() {
             continue
         fi
         pattern=$(xargs <<<"$pattern")
+        rm -f state
         eval "run $XAVOCTL $words"
-        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "rows.txt:$number:$words: $status"
+        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "commands.txt:$number:$words: $status"
+        rm -f state
         eval "run --separate-stderr $XAVOCTL --json $words"
-        [[ $status == "$((status_wanted))" ]] || fail "rows.txt:$number: --json$words: $status"
+        [[ $status == "$((status_wanted))" ]] || fail "commands.txt:$number: --json$words: $status"
         jq --slurp --exit-status --argjson status "$((status_wanted))" '
             length == 1 and (.[0] | if $status == 0 then has("error") | not
                                     else (.error | test("^[A-Z_]+$")) and (.code | type == "number") end)
-            ' <<<"$output" >/dev/null || fail "rows.txt:$number: --json$words: not one document that fits $status"
+            ' <<<"$output" >/dev/null || fail "commands.txt:$number: --json$words: not one document that fits $status"
     done < <(rows)
 }
 

@@ -1,0 +1,28 @@
+/* install.c - the command install. */
+#include "../output/output.h"
+#include "../xavoctl.h"
+
+static const struct option_row options[] = {
+    {"target", "ID", "identifier of the software identity", TEXT, true, 0, IN_REQUEST(target)},
+    {"uri", "URI", "where the software is fetched from", TEXT, false, 0, IN_REQUEST(uri)},
+    {0},
+};
+
+static void perform(struct run *run) {
+    const struct request *asked = &run->request;
+    const XAVO_Request request = {.operation = asked->uri != NULL ? XAVO_OP_INSTALL_FROM_URI
+                                                                  : XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY,
+                                  .uri = asked->uri,
+                                  .id = asked->target};
+    start_job(run, request, NULL);
+}
+
+const struct command install_command = {
+    .name = "install",
+    .arguments = "",
+    .summary = "install software",
+    .details = PRINTS_ID " Without --uri the controller installs what it holds.",
+    .options = {options, wait_options},
+    .perform = perform,
+    .print = put_end_of_job,
+};

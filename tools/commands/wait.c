@@ -1,0 +1,24 @@
+/* wait.c - the command wait. */
+#include "../output/output.h"
+#include "../xavoctl.h"
+
+static void perform(struct run *run) {
+    name_jobs(run);
+    wait_for_jobs(run, false);
+}
+
+static void print(struct run *run) { put_done(run, NULL); }
+
+const struct command wait_command = {
+    .name = "wait",
+    .arguments = "ID...",
+    .summary = "wait for jobs to end",
+    .details =
+        "All of them at once, without --timeout for as long as it takes. A broker that restarts meanwhile is "
+        "waited for.",
+    .least = 1,
+    .most = -1,
+    .flags = WAITS | MANY_JOBS,
+    .perform = perform,
+    .print = print,
+};

@@ -1,0 +1,258 @@
+/* jobs.c - jobs that are started, looked for and waited for.
+ *
+ * The companion's waiting functions block; here a signal ends a wait at once and a bar is redrawn meanwhile,
+ * so the polls are calls of their own. */
+#include "output/output.h"
+#include "xavoctl.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+enum { FIRST_PAUSE = 200, LONGEST_PAUSE = 2000, ANSWER_TIMEOUT = 5000, LONGEST_ANSWER_TIMEOUT = 160000 };
+enum { SEARCH_TIME = 5000 };
+
+bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name) {
+    return job->Name != NULL && strcmp(job->Name, name) == 0;
+}
+
+void name_jobs(struct run *run) {
+    for (size_t i = 0; i < run->outcome_count; ++i)
+        run->outcomes[i].job_id = strdup(run->request.arguments[i]);
+}
+
+/* ---- Waiting ----------------------------------------------------------------------------------------- */
+
+static void end_wait(struct outcome *outcome, int end, int kind, const char *message) {
+    outcome->waited = true;
+    outcome->end = end;
+    if (kind != XAVO_KIND_NONE)
+        fail(outcome, kind, message);
+}
+
+/* A wait for several jobs. */
+struct wait {
+    struct run *run;
+    bool *seen; /* each job was there before */
+    size_t polls;
+    bool reached;    /* a broker answered */
+    int kind;        /* why the last poll brought no answer, or XAVO_KIND_NONE */
+    int64_t timeout; /* of the next answer: one that was requested when the broker ended never comes */
+};
+
+static const XAVO_VELK_LifecycleJob *find_job(const XAVO_VELK_LifecycleJob *jobs, const char *id) {
+    while (jobs != NULL && (jobs->InstanceID == NULL || strcmp(jobs->InstanceID, id) != 0))
+        jobs = jobs->next;
+    return jobs;
+}
+
+static bool same_text(const char *a, const char *b) { return a && b ? strcmp(a, b) == 0 : a == b; }
+
+static bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob *b) {
+#define ROW(name) || !same_text(a->name, b->name)
+    return a == NULL || b == NULL XAVO_JOB_PROPERTIES(ROW);
+#undef ROW
+}
+
+static void judge(struct outcome *outcome, const XAVO_VELK_LifecycleJob *job) {
+    const char *status = job->JobStatus != NULL ? job->JobStatus : "";
+    if (strcasecmp(status, "Completed") == 0) {
+        end_wait(outcome, XAVO_WAIT_COMPLETED, XAVO_KIND_NONE, NULL);
+    } else if (strcasecmp(status, "Failed") == 0) {
+        end_wait(outcome, XAVO_WAIT_FAILED, KIND_JOB_FAILED, job->Message);
+        outcome->message_id = job->MessageID != NULL ? strdup(job->MessageID) : NULL;
+    }
+}
+
+/* Whether an answer says that there is no such job: a complete listing without it, or the broker's word. */
+static bool is_absent(const XAVO_Answer *answer) {
+    return answer->effect == XAVO_EFFECT_ANSWERED &&
+           (answer->code == XAVO_NOT_FOUND || (answer->code == XAVO_NO_ERROR && answer->unreadable == 0));
+}
+
+static bool is_pending(const struct outcome *outcome) {
+    return !outcome->waited && outcome->kind == XAVO_KIND_NONE;
+}
+
+/* The first job that has not ended, or NULL. */
+static struct outcome *first_pending(struct run *run) {
+    for (size_t i = 0; i < run->outcome_count; ++i)
+        if (is_pending(&run->outcomes[i]))
+            return &run->outcomes[i];
+    return NULL;
+}
+
+/* Takes what a poll brought for one job. */
+static void take_poll(struct wait *wait, size_t index, const XAVO_Answer *answer, bool news) {
+    struct run *run = wait->run;
+    struct outcome *outcome = &run->outcomes[index];
+    const XAVO_VELK_LifecycleJob *job =
+        run->outcome_count == 1 ? answer->jobs : find_job(answer->jobs, outcome->job_id);
+    if (job != NULL && differ(outcome->job, job)) {
+        keep_job(outcome, job);
+        news = true;
+    }
+    wait->seen[index] |= job != NULL;
+    if (news)
+        print_progress(run, outcome, wait->kind);
+    if (job != NULL)
+        judge(outcome, job);
+    else if (is_absent(answer) && wait->seen[index])
+        end_wait(outcome, XAVO_WAIT_GONE, KIND_JOB_GONE, NULL);
+    else if (is_absent(answer))
+        fail_absent(outcome, answer);
+    else if (answer->kind == XAVO_KIND_NOTHING_ASKED ||
+             (answer->kind == XAVO_KIND_NO_WORKER && !wait->reached))
+        (void)take_outcome(outcome, answer);
+    if (!is_pending(outcome))
+        end_progress(run);
+}
+
+static void poll_jobs(struct wait *wait) {
+    struct run *run = wait->run;
+    const XAVO_Request request = {.operation = run->outcome_count == 1 ? XAVO_OP_GET_JOB : XAVO_OP_LIST_JOBS,
+                                  .id = run->outcomes->job_id};
+    XAVO_Answer answer;
+    perform_call(run, request, wait->timeout, &answer);
+    ++wait->polls;
+    const int before = wait->kind;
+    const bool answered = answer.effect == XAVO_EFFECT_ANSWERED;
+    wait->kind = answered ? XAVO_KIND_NONE : answer.kind;
+    wait->reached |= answered;
+    if (answered)
+        wait->timeout = ANSWER_TIMEOUT;
+    else if (answer.kind == XAVO_KIND_DEADLINE && wait->timeout < LONGEST_ANSWER_TIMEOUT)
+        wait->timeout *= 2;
+    for (size_t i = 0; i < run->outcome_count && run->signal == 0; ++i)
+        if (is_pending(&run->outcomes[i]))
+            take_poll(wait, i, &answer, wait->kind != before);
+    XAVO_answer_free(&answer);
+}
+
+/* Pauses between polls; the bar goes on. */
+static enum event pause_wait(struct wait *wait, int64_t ms) {
+    struct run *run = wait->run;
+    const int64_t end = now() + ms;
+    enum event event = run->signal != 0 ? EVENT_SIGNAL : EVENT_TICK;
+    for (int64_t left = ms; event == EVENT_TICK && left > 0; left = end - now()) {
+        event = wait_for_event(run, -1, left < 1000 ? left : 1000, run->deadline);
+        draw_bar(run, first_pending(run), wait->kind);
+    }
+    return event;
+}
+
+/* Ends the waits that a signal or the deadline cut short. */
+static void cut_waits(struct wait *wait, bool interrupted) {
+    for (struct outcome *outcome; (outcome = first_pending(wait->run)) != NULL;) {
+        const int kind = interrupted            ? XAVO_KIND_CANCELLED
+                         : outcome->job != NULL ? KIND_JOB_GOES_ON
+                         : wait->reached        ? KIND_JOB_UNREADABLE
+                                                : KIND_JOB_NOT_SEEN;
+        end_wait(outcome, interrupted ? XAVO_WAIT_CANCELLED : XAVO_WAIT_DEADLINE, kind, NULL);
+    }
+}
+
+static int64_t longer(int64_t pause) { return pause * 3 / 2 < LONGEST_PAUSE ? pause * 3 / 2 : LONGEST_PAUSE; }
+
+void wait_for_jobs(struct run *run, bool seen) {
+    struct wait wait = {
+        .run = run, .seen = calloc(run->outcome_count, sizeof *wait.seen), .timeout = ANSWER_TIMEOUT};
+    if (wait.seen == NULL) {
+        fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
+        run->outcomes->code = XAVO_OUT_OF_MEMORY;
+        return;
+    }
+    for (size_t i = 0; i < run->outcome_count; ++i)
+        wait.seen[i] = seen;
+    enum event event = EVENT_TICK;
+    for (int64_t pause = FIRST_PAUSE; event == EVENT_TICK; pause = longer(pause)) {
+        poll_jobs(&wait);
+        if (first_pending(run) == NULL)
+            break;
+        event = pause_wait(&wait, pause);
+    }
+    cut_waits(&wait, event == EVENT_SIGNAL);
+    free(wait.seen);
+}
+
+/* ---- Looking for a job ------------------------------------------------------------------------------- */
+
+/* Whether the listing holds all the jobs that there are. */
+static bool is_complete(const XAVO_Answer *answer) {
+    return answer->code == XAVO_NO_ERROR && answer->unreadable == 0;
+}
+
+static void list_jobs(struct run *run, XAVO_Answer *answer) {
+    perform_call(run, (XAVO_Request){.operation = XAVO_OP_LIST_JOBS}, ANSWER_TIMEOUT, answer);
+}
+
+/* Counts the jobs of a name that were not there before; *found is the last of them. */
+static int count_new(const XAVO_Answer *before, const XAVO_Answer *after, const char *name,
+                     const XAVO_VELK_LifecycleJob **found) {
+    int count = 0;
+    for (const XAVO_VELK_LifecycleJob *job = after->jobs; job != NULL; job = job->next)
+        if (has_name(job, name) && job->InstanceID != NULL &&
+            find_job(before->jobs, job->InstanceID) == NULL) {
+            *found = job;
+            ++count;
+        }
+    return count;
+}
+
+/* Looks for a job that may have been started: one of the name that was not there before. The outcome, which
+ * is unknown, says what was found. Only complete listings decide. */
+static void look_for_job(struct run *run, const char *name, const XAVO_Answer *before) {
+    struct outcome *outcome = run->outcomes;
+    const int64_t deadline = run->deadline;
+    int64_t end = now() + SEARCH_TIME, pause = FIRST_PAUSE;
+    (void)fprintf(stderr, "xavoctl: %s; looking for the job named ", sentence_of(outcome));
+    put_line(stderr, name);
+    run->deadline = end; /* the run's own may be over */
+    XAVO_Answer after = {0};
+    enum event event = EVENT_TICK;
+    do {
+        XAVO_answer_free(&after);
+        list_jobs(run, &after);
+        if (is_complete(&after))
+            break;
+        event = wait_for_event(run, -1, pause, end);
+        pause = longer(pause);
+    } while (event == EVENT_TICK);
+    run->deadline = deadline;
+    const XAVO_VELK_LifecycleJob *found = NULL;
+    const int count = is_complete(&after) ? count_new(before, &after, name, &found) : 0;
+    if (count == 1 && is_complete(before)) {
+        forget_failure(outcome);
+        outcome->job_id = strdup(found->InstanceID);
+        keep_job(outcome, found);
+    } else {
+        add_to_message(outcome, !is_complete(before)   ? "the jobs before it are not known"
+                                : !is_complete(&after) ? "the jobs could not be listed"
+                                : count == 0           ? "there is no new job of that name"
+                                                       : "there are several new jobs of that name");
+    }
+    XAVO_answer_free(&after);
+}
+
+/* ---- Starting jobs ----------------------------------------------------------------------------------- */
+
+void start_job(struct run *run, XAVO_Request request, const char *name) {
+    struct outcome *outcome = run->outcomes;
+    XAVO_Answer before = {0};
+    if (name != NULL)
+        list_jobs(run, &before);
+    perform_and_note(run, request, outcome, &run->answer);
+    wipe_secrets(&run->request);
+    if (run->answer.job_id != NULL)
+        outcome->job_id = strdup(run->answer.job_id);
+    else if (name != NULL && outcome->effect == XAVO_EFFECT_UNKNOWN && run->signal == 0)
+        look_for_job(run, name, &before);
+    XAVO_answer_free(&before);
+    run->began = now();
+    if (outcome->job_id != NULL && !run->request.json) {
+        put_line(stdout, outcome->job_id); /* before anything else can fail */
+        (void)fflush(stdout);
+    }
+    if (run->request.wait && outcome->job_id != NULL && outcome->kind == XAVO_KIND_NONE)
+        wait_for_jobs(run, true);
+}

@@ -1,0 +1,53 @@
+/* table.c - colours, and tables in columns. */
+#include "output.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+bool has_colours(FILE *stream) {
+    const char *none = getenv("NO_COLOR"), *terminal = getenv("TERM");
+    return (none == NULL || *none == '\0') && terminal != NULL && strcmp(terminal, "dumb") != 0 &&
+           isatty(fileno(stream));
+}
+
+void put_coloured(FILE *stream, enum colour colour, const char *text) {
+    static const char *const codes[] = {"", "\033[31m", "\033[32m", "\033[33m"};
+    const bool coloured = colour != PLAIN_COLOUR && has_colours(stream);
+    if (coloured)
+        (void)fputs(codes[colour], stream);
+    put_visible(stream, text);
+    if (coloured)
+        (void)fputs("\033[0m", stream);
+}
+
+enum colour colour_of_status(const char *status) {
+    return strcasecmp(status, "Completed") == 0 ? GREEN
+           : strcasecmp(status, "Failed") == 0  ? RED
+           : strcasecmp(status, "Running") == 0 ? YELLOW
+                                                : PLAIN_COLOUR;
+}
+
+void put_table(const char *const *titles, size_t columns, const char *const *cells, size_t rows,
+               size_t status) {
+    size_t *widths = calloc(columns, sizeof *widths);
+    for (size_t i = 0; widths != NULL && i < (rows + 1) * columns; ++i) {
+        const char *cell = i < columns ? titles[i] : cells[i - columns];
+        const size_t width = cell ? visible_width(cell) : 0;
+        if (width > widths[i % columns])
+            widths[i % columns] = width;
+    }
+    for (size_t i = 0; i < (rows + 1) * columns; ++i) {
+        const size_t column = i % columns;
+        const char *cell = i < columns ? titles[i] : cells[i - columns];
+        if (cell == NULL)
+            cell = "";
+        put_coloured(stdout, i >= columns && column == status ? colour_of_status(cell) : PLAIN_COLOUR, cell);
+        if (column + 1 == columns)
+            (void)putchar('\n');
+        else
+            (void)printf("%*s", widths ? (int)(widths[column] - visible_width(cell)) + 2 : 1, "");
+    }
+    free(widths);
+}

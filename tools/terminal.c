@@ -1,0 +1,39 @@
+/* terminal.c - what is typed on the terminal, and other input. */
+#include "xavoctl.h"
+
+#include <errno.h>
+#include <termios.h>
+#include <unistd.h>
+
+ptrdiff_t read_input(struct run *run, int fd, char *text, size_t size, bool line) {
+    size_t length = 0;
+    while (length < size) {
+        if (wait_for_event(run, fd, -1, run->deadline) != EVENT_INPUT)
+            return -2;
+        const ssize_t count = read(fd, text + length, size - length);
+        if (count < 0 && (errno == EINTR || errno == EAGAIN))
+            continue;
+        if (count < 0)
+            return -1;
+        length += (size_t)count;
+        if (count == 0 || (line && text[length - 1] == '\n'))
+            break;
+    }
+    return (ptrdiff_t)length;
+}
+
+ptrdiff_t ask_silently(struct run *run, int fd, const char *prompt, char *text, size_t size) {
+    struct termios before, silent;
+    if (tcgetattr(fd, &before) != 0)
+        return -1;
+    silent = before;
+    silent.c_lflag &= ~(tcflag_t)(ECHO | ECHOE | ECHOK | ECHONL);
+    silent.c_lflag |= ICANON | ISIG;
+    if (tcsetattr(fd, TCSAFLUSH, &silent) != 0)
+        return -1;
+    (void)dprintf(fd, "%s", prompt);
+    const ptrdiff_t length = read_input(run, fd, text, size, true);
+    (void)tcsetattr(fd, TCSAFLUSH, &before);
+    (void)dprintf(fd, "\n");
+    return length;
+}
