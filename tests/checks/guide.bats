@@ -43,7 +43,7 @@ setup() {
 @test "the examples of the manual's overviews" {
     compile xavo-companion "$manual/examples/xavo.c" -o xavo.example
     compile "xavo xavo-companion xavo-simulator" "$manual/examples/cimsim.c" -o cimsim.example
-    run -0 xavo-simulate ./cimsim.example # its workers find the simulator, too
+    run -0 ./cimsim.example # its workers find the simulator, too
     expect 0 "JID_4: COMPLETED, " xavo-simulate ./xavo.example 192.0.2.10 public image
 }
 

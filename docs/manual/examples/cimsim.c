@@ -1,7 +1,6 @@
 /* Tests of a backup that is waited for. Exit status 0: all is as it must be. */
 #include <assert.h>
 #include <cimsim.h>
-#include <stdlib.h>
 #include <XAVO_companion.h>
 
 /* A second goes by after each poll. */
@@ -38,10 +37,6 @@ static void prepare(void) {
 }
 
 int main(void) {
-    /* The program's workers are processes of their own: they meet the same controller in a file. */
-    assert(setenv("CIMSIM_STATE", "backup.state", 1) == 0);
-    assert(cimsim_use_state("backup.state") == 0);
-
     prepare();
     assert(back_up() == XAVO_WAIT_COMPLETED);
 
