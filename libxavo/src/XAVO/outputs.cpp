@@ -30,12 +30,12 @@ char *new_string(XAVO_ErrorCode *errorcodep, const char *text) {
     return copy;
 }
 
-void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, char **jobid) {
-    XAVO_ErrorCode *const errorcodep = reader.errorcodep;
+void read_job_id(ErrorContext context, CMPIArgs *outputs, const char *argname, char **jobid) {
+    XAVO_ErrorCode *const errorcodep = context.errorcodep;
     CMPIData job;
-    CMPIrc rc = read_arg(outputs, argname, reader.operation, &job);
+    CMPIrc rc = read_arg(outputs, argname, context.operation, &job);
     if (rc == CMPI_RC_ERR_NOT_FOUND)
-        return XAVO_TRACE(reader.operation, "Job not found");
+        return XAVO_TRACE(context.operation, "Job not found");
     if (rc != CMPI_RC_OK) {
         *errorcodep = XAVO_translate_error_code(rc);
         return;
@@ -48,7 +48,7 @@ void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, ch
     Status status;
     CMPIData key = job.value.ref->ft->getKey(job.value.ref, "InstanceID", status.out());
     XAVO_free_CMPIData_value(&job); // the key was read as a copy and stays valid
-    rc = traced_code(status, reader.operation);
+    rc = traced_code(status, context.operation);
     if (rc != CMPI_RC_OK) {
         *errorcodep = XAVO_translate_error_code(rc);
         return;

@@ -17,8 +17,8 @@ char *new_string(XAVO_ErrorCode *errorcodep, const char *text);
 // Stores the identifier of a new job in *jobid, as a new string that the caller frees. It is the key
 // "InstanceID" of the reference in the output `argname`. The caller has set *jobid to NULL before. If there
 // is no such output, the error code and *jobid are not changed; any other failure sets the error code. Traces
-// are logged with the name in `reader`.
-void read_job_id(ErrorContext reader, CMPIArgs *outputs, const char *argname, char **jobid);
+// are logged with the name in `context`.
+void read_job_id(ErrorContext context, CMPIArgs *outputs, const char *argname, char **jobid);
 
 } // namespace xavo
 
