@@ -133,8 +133,9 @@ const char *XAVO_wait_name(int end);
 /* ---- The pool ------------------------------------------------------------------------------------------ */
 
 /* Workers and what they share. A worker is started when a call needs it, serves one call at a time, and is
- * replaced after 1,000 calls, above a limit of memory, when it was given a secret, and when its call did not
- * end with an answer. It ends when the pool is freed or the process ends, even during a call. */
+ * replaced after 1,000 calls, above a limit of memory, when it was given a secret (a password, a passphrase,
+ * or a URI with an "@"), and when its call did not end with an answer. It ends when the pool is freed or the
+ * process ends, even during a call. */
 typedef struct XAVO_Pool XAVO_Pool;
 
 #define XAVO_MOST_WORKERS 1024u

@@ -339,16 +339,6 @@ namespace {
 
 bool has_secret(const XAVO_HTTP_SHARE_OPT_DATA &http) { return http.proxyPasswd[0] != '\0'; }
 
-// "user:password@" before the host; any user information counts.
-bool has_user_information(const char *uri) {
-    const char *authority = strstr(uri, "//");
-    authority = authority != nullptr ? authority + 2 : uri;
-    while (*authority != '\0' && *authority != '/' && *authority != '?' && *authority != '#')
-        if (*authority++ == '@')
-            return true;
-    return false;
-}
-
 } // namespace
 
 bool has_secret(const XAVO_Request &request) {
@@ -362,7 +352,8 @@ bool has_secret(const XAVO_Request &request) {
         return request.share != nullptr &&
                (request.share->passwd[0] != '\0' || has_secret(request.share->http));
     case XAVO_OP_INSTALL_FROM_URI:
-        return request.uri != nullptr && has_user_information(request.uri);
+        // "user:password@" before the host. Wherever it is: a password may have any character.
+        return request.uri != nullptr && strchr(request.uri, '@') != nullptr;
     default:
         return false;
     }

@@ -283,7 +283,7 @@ struct ReceivedRequest {
     bool decode(Frame *frame);
 };
 
-// Whether a request, which may lack members, holds a password, a passphrase, or a URI with user information.
+// Whether a request, which may lack members, holds a password, a passphrase, or a URI that may have one.
 bool has_secret(const XAVO_Request &request);
 
 // An answer's fields that are not the caller's.
