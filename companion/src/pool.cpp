@@ -29,13 +29,14 @@ constexpr char LIBRARY[] = "/libxavo_companion.so", BESIDE_LIBRARY[] = "/xavo/" 
 
 // The worker's program beside this library; where the library is part of the program, as it was configured.
 char *usual_path() {
-    Dl_info library = {};
-    const bool known =
-        dladdr(reinterpret_cast<void *>(&usual_path), &library) != 0 && library.dli_fname != nullptr;
+    Dl_info library;
+    const bool known = dladdr(reinterpret_cast<void *>(&usual_path), &library) != 0;
     const char *name = known ? strrchr(library.dli_fname, '/') : nullptr;
-    if (name == nullptr || strstr(name, LIBRARY) != name)
+    if (name == nullptr || strstr(name, LIBRARY) == nullptr)
         return strdup(XAVO_CONFIGURED_WORKER);
     char *resolved = realpath(library.dli_fname, nullptr); // the program may change its folder
+    if (resolved == nullptr) // it has changed its root: the start says what is missing
+        resolved = strdup(library.dli_fname);
     if (resolved == nullptr)
         return nullptr;
     *strrchr(resolved, '/') = '\0';

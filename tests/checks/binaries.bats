@@ -117,3 +117,16 @@ hardened_within() {
     assert_equal "$(exported "$worker")" hulmprintf
     assert_equal "$(needed "$worker")" libc.so.6
 }
+
+@test "the companion says where it looked for the worker when its folder has gone" {
+    cp "$companion" "$BATS_TEST_TMPDIR/libxavo_companion.so.1"
+    run python3 -c '
+import ctypes, os, sys
+library = ctypes.CDLL(sys.argv[1])
+os.remove(sys.argv[1])
+library.XAVO_pool_new.restype = ctypes.c_void_p
+answer = (ctypes.c_char_p * 40)()
+library.XAVO_pool_prestart(ctypes.c_void_p(library.XAVO_pool_new(None, None)), 1, 0, answer)
+print(answer[4].decode())' "$BATS_TEST_TMPDIR/libxavo_companion.so.1"
+    assert_output "No such file or directory: $BATS_TEST_TMPDIR/xavo/1/xavo-worker"
+}
