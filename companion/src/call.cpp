@@ -708,3 +708,4 @@ void XAVO_call_free(XAVO_Call *call) {
     XAVO_call_cancel(call);
     free_call(call);
 }
+        call->request.~Writer(); // wipes
