@@ -42,15 +42,16 @@ extern "C" {
 
 /* ---- Operations ---------------------------------------------------------------------------------------- */
 
-/* What can be requested: ROW(constant, value, name, members of XAVO_Request that must not be NULL). The first
+/* What can be requested: ROW(constant, value, name, members of XAVO_Request that it takes; of those with a
+ * question mark NULL stands for the usual, the others must not be NULL). All take `user`, too. The first
  * three read, the others call a method. */
 /* clang-format off */
 #define XAVO_OPERATIONS(ROW) \
     ROW(XAVO_OP_LIST_JOBS,                       1, "LIST_JOBS",                       "") \
     ROW(XAVO_OP_GET_JOB,                         2, "GET_JOB",                         "id") \
-    ROW(XAVO_OP_LIST_INSTANCES,                  3, "LIST_INSTANCES",                  "class_name") \
+    ROW(XAVO_OP_LIST_INSTANCES,                  3, "LIST_INSTANCES",                  "class_name name_space?") \
     ROW(XAVO_OP_DELETE_JOB,                     16, "DELETE_JOB",                      "id") \
-    ROW(XAVO_OP_SETUP_JOB_QUEUE,                17, "SETUP_JOB_QUEUE",                 "start_time job_ids") \
+    ROW(XAVO_OP_SETUP_JOB_QUEUE,                17, "SETUP_JOB_QUEUE",                 "start_time until_time? job_ids") \
     ROW(XAVO_OP_INSTALL_FROM_URI,               18, "INSTALL_FROM_URI",                "uri id") \
     ROW(XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY, 19, "INSTALL_FROM_SOFTWARE_IDENTITY",  "id") \
     ROW(XAVO_OP_CREATE_REBOOT_JOB,              20, "CREATE_REBOOT_JOB",               "reboot_type") \
@@ -152,8 +153,9 @@ typedef struct XAVO_PoolOptions {
     const char *emulator;    /* a program that runs the worker, given the worker's path; NULL: none */
     int log_level; /* lines of libxavo above this level are not sent; 0: 2, XAVO_LOG_NOTHING: none */
     /* Called with each line of a worker's log, without its line feed, by XAVO_call_collect and by the
-     * functions that block, on their thread, with nothing held. NULL: lines go to the function hulmprintf if
-     * the program has it. */
+     * functions that block, on their thread, with nothing held; after XAVO_pool_free has returned, only by an
+     * XAVO_call_collect that another thread began before. NULL: lines go to the function hulmprintf if the
+     * program has it. */
     void (*log)(void *context, int level, const char *line);
     void *context; /* handed to log */
     void *reserved[8];
@@ -183,8 +185,8 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
 
 /* ---- Request and answer -------------------------------------------------------------------------------- */
 
-/* An operation and its arguments; which are needed, XAVO_OPERATIONS says. The others are ignored. What the
- * operations take is told with the functions of XAVO.h. */
+/* An operation and its arguments. Members that it does not take, as XAVO_OPERATIONS says, are neither looked
+ * at nor sent. What the operations take is told with the functions of XAVO.h. */
 typedef struct XAVO_Request {
     int operation;            /* XAVO_OP_... */
     unsigned int deadline_ms; /* 0: the usual one */

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -67,16 +68,17 @@ void trim(const char *message) {
 // ---- What is watched
 // ---------------------------------------------------------------------------------------
 
-void watch(XAVO_Call *call, int operation, uint32_t events) {
+// Watches the worker of a call that does not block. 0, or an errno.
+int watch(XAVO_Call *call, int operation, uint32_t events) {
     const Process &process = call->worker->process;
     epoll_event event = {}, end = {};
     event.events = events;
     end.events = EPOLLIN;
-    if (!is_adopted(call->epoll) || !is_ours(process))
-        return;
-    epoll_ctl(call->epoll, operation, process.socket, &event);
-    if (is_adopted(process.pidfd))
-        epoll_ctl(call->epoll, operation, process.pidfd, &end);
+    const bool failed =
+        is_adopted(call->epoll) && is_ours(process) &&
+        (epoll_ctl(call->epoll, operation, process.socket, &event) != 0 ||
+         (is_adopted(process.pidfd) && epoll_ctl(call->epoll, operation, process.pidfd, &end) != 0));
+    return failed ? errno : 0;
 }
 
 constexpr uint64_t NEVER = 0, AT_ONCE = 1; // long past
@@ -86,8 +88,7 @@ void set_timer(XAVO_Call *call, uint64_t at) {
         return;
     call->timer_at = at;
     itimerspec time = {};
-    time.it_value.tv_sec = static_cast<time_t>(at / 1000);
-    time.it_value.tv_nsec = static_cast<long>(at % 1000) * 1000000;
+    time.it_value = timespec_of(at);
     timerfd_settime(call->timer, TFD_TIMER_ABSTIME, &time, nullptr);
 }
 
@@ -131,15 +132,20 @@ void end(XAVO_Call *call, bool keep) {
 void end_without_answer(XAVO_Call *call, int kind, const char *words = nullptr, const char *subject = "",
                         int status = 0) {
     const bool invoked = call->worker != nullptr && was_invoked(call);
-    if (words != nullptr || call->answer.message == nullptr) {
+    if (words != nullptr || status != 0 || call->answer.message == nullptr) {
         XAVO_answer_free(&call->answer);
-        fail_answer(&call->answer, kind, code_of(kind), status, words, subject);
+        fail_answer(&call->answer, kind, words, subject, status);
     }
     call->answer.kind = kind;
     call->answer.code = code_of(kind);
     call->answer.status = status;
     call->answer.effect = invoked ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_NONE;
     end(call, call->state == PAUSED);
+}
+
+// `words` NULL: those of the errno `status`.
+void end_without_worker(XAVO_Call *call, const char *words, int status = 0) {
+    end_without_answer(call, XAVO_KIND_NO_WORKER, words, call->pool->argv[0], status);
 }
 
 void attempt(XAVO_Call *call);
@@ -182,8 +188,7 @@ void worker_died(XAVO_Call *call) {
     const uint32_t stage = __atomic_load_n(&shared->stage, __ATOMIC_SEQ_CST);
     note_death(call->pool);
     if (stage == STAGE_STARTING) {
-        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker ended before it was ready",
-                           call->pool->argv[0]);
+        end_without_worker(call, "the worker ended before it was ready");
         return;
     }
     const int kind = stage == STAGE_OPENING ? XAVO_KIND_NO_BROKER : XAVO_KIND_CRASHED;
@@ -192,7 +197,7 @@ void worker_died(XAVO_Call *call) {
         return;
     }
     XAVO_answer_free(&call->answer);
-    fail_answer(&call->answer, kind, code_of(kind));
+    fail_answer(&call->answer, kind);
     repeat_or_end(call, is_read(*call), false);
 }
 
@@ -251,19 +256,13 @@ void take_answer(XAVO_Call *call, Frame *frame) {
 void take_failure(XAVO_Call *call, Frame *frame) {
     XAVO_Answer failure = {};
     AnswerExtra extra;
-    char buffer[128];
     if (decode_answer(frame, &failure, &extra) != DECODED) {
         free_frame(frame);
-        end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker's answer is not valid");
+        end_without_worker(call, "the worker's answer is not valid");
         return;
     }
-    const int error = failure.status;
-    if (failure.message != nullptr) {
-        trim(failure.message);
-        end_without_answer(call, XAVO_KIND_NO_WORKER, failure.message, "", error);
-    } else {
-        end_without_answer(call, XAVO_KIND_NO_WORKER, words_for(error, buffer), call->pool->argv[0], error);
-    }
+    trim(failure.message);
+    end_without_worker(call, failure.message, failure.status);
     XAVO_answer_free(&failure);
 }
 
@@ -300,6 +299,7 @@ void attempt(XAVO_Call *call) {
         end_worker(worker);
         note_death(call->pool);
     }
+    int error = 0;
     if (worker->process.socket < 0) {
         uint64_t may_start_at;
         {
@@ -310,13 +310,13 @@ void attempt(XAVO_Call *call) {
             pause_until(call, may_start_at);
             return;
         }
-        const int error = start_process(&worker->process, call->pool->argv, call->pool->environment);
-        if (error != 0) {
-            char buffer[128];
-            end_without_answer(call, XAVO_KIND_NO_WORKER, words_for(error, buffer), call->pool->argv[0],
-                               error);
-            return;
-        }
+        error = start_process(&worker->process, call->pool->argv, call->pool->environment);
+    }
+    if (error == 0)
+        error = watch(call, EPOLL_CTL_ADD, EPOLLIN);
+    if (error != 0) {
+        end_without_worker(call, nullptr, error);
+        return;
     }
     move(call, SENDING);
     call->sent = 0;
@@ -325,7 +325,8 @@ void attempt(XAVO_Call *call) {
     set_sequence(call->request.data(), worker->sequence);
     open_claim(worker->process.shared, worker->sequence);
     send_request(call);
-    watch(call, EPOLL_CTL_ADD, call->state == SENDING ? EPOLLIN | EPOLLOUT : EPOLLIN);
+    if (call->state == SENDING)
+        watch(call, EPOLL_CTL_MOD, EPOLLIN | EPOLLOUT);
 }
 
 // Reads what the worker has sent, up to the answer, and not for ever where it sends without end.
@@ -345,8 +346,7 @@ void receive(XAVO_Call *call) {
             worker_died(call);
             return;
         case Receiver::VERSION:
-            end_without_answer(call, XAVO_KIND_NO_WORKER, "the worker speaks another protocol",
-                               call->pool->argv[0]);
+            end_without_worker(call, "the worker speaks another protocol");
             return;
         case Receiver::BROKEN:
             end_unusable(call, false);
@@ -394,70 +394,69 @@ uint64_t next_time(const XAVO_Call &call) {
 // ---- Requests
 // ----------------------------------------------------------------------------------------------
 
-constexpr struct {
-    const char *name;
-    size_t offset;
-} MEMBERS[] = {
-    {"id", offsetof(XAVO_Request, id)},
-    {"class_name", offsetof(XAVO_Request, class_name)},
-    {"start_time", offsetof(XAVO_Request, start_time)},
-    {"job_ids", offsetof(XAVO_Request, job_ids)},
-    {"uri", offsetof(XAVO_Request, uri)},
-    {"reboot_type", offsetof(XAVO_Request, reboot_type)},
-    {"image", offsetof(XAVO_Request, image)},
-    {"share", offsetof(XAVO_Request, share)},
+// The pointers of a request, in their order, which are all that is behind its two numbers.
+constexpr const char *MEMBERS[] = {"user",    "id",  "class_name",  "name_space", "start_time", "until_time",
+                                   "job_ids", "uri", "reboot_type", "image",      "share"};
+constexpr size_t FIRST_MEMBER = offsetof(XAVO_Request, user);
+static_assert(offsetof(XAVO_Request, share) == FIRST_MEMBER + (std::size(MEMBERS) - 1) * sizeof(void *),
+              "all");
+
+// Which members an operation takes, and which it needs: a bit for each.
+struct Taken {
+    uint8_t operation;
+    uint16_t taken, needed;
 };
 
-// The members that `names` lists, separated by spaces, as bits: each is a pointer, and its bit the place
-// among them.
-constexpr uint32_t bits_of(const char *names) {
-    uint32_t bits = 0;
+// Reads the last column of XAVO_OPERATIONS. Every operation takes a user.
+constexpr Taken taken_by(int operation, const char *names) {
+    Taken taken = {static_cast<uint8_t>(operation), 1, 0};
     while (*names != '\0') {
-        for (const auto &member : MEMBERS) {
-            size_t length = 0;
-            while (member.name[length] != '\0' && member.name[length] == names[length])
+        unsigned int bit = 0;
+        for (size_t i = 0, length = 0; i < std::size(MEMBERS); ++i, length = 0) {
+            while (MEMBERS[i][length] != '\0' && MEMBERS[i][length] == names[length])
                 ++length;
-            if (member.name[length] == '\0' && (names[length] == ' ' || names[length] == '\0'))
-                bits |= 1U << (member.offset / sizeof(void *));
+            if (MEMBERS[i][length] == '\0' &&
+                (names[length] == ' ' || names[length] == '?' || names[length] == '\0'))
+                bit = 1U << i;
         }
-        while (*names != '\0' && *names++ != ' ')
-            ;
+        while (*names != ' ' && *names != '?' && *names != '\0')
+            ++names;
+        taken.taken = static_cast<uint16_t>(taken.taken | bit);
+        if (*names != '?')
+            taken.needed = static_cast<uint16_t>(taken.needed | bit);
+        while (*names == ' ' || *names == '?')
+            ++names;
     }
-    return bits;
+    return taken;
 }
 
-// Whether all members that `needed` has are given.
-bool has_all(const XAVO_Request &request, uint32_t needed) {
-    const void *value;
-    for (auto *at = reinterpret_cast<const char *>(&request); needed != 0; needed >>= 1, at += sizeof value) {
-        memcpy(&value, at, sizeof value);
-        if ((needed & 1) != 0 && value == nullptr)
+#define ROW(constant, value, name, members) taken_by(constant, members),
+constexpr Taken OPERATIONS[] = {taken_by(OP_NOTHING, ""), XAVO_OPERATIONS(ROW)};
+#undef ROW
+
+// Copies what the operation takes: nothing else of a request is looked at. False: it is not valid.
+bool copy_taken(const XAVO_Request &given, XAVO_Request *request) {
+    *request = {};
+    request->operation = given.operation;
+    request->deadline_ms = given.deadline_ms;
+    const Taken *row = OPERATIONS;
+    while (row->operation != given.operation)
+        if (++row == std::end(OPERATIONS))
+            return false;
+    size_t offset = FIRST_MEMBER;
+    const void *member;
+    for (unsigned int bit = 1; bit <= row->taken; bit <<= 1U, offset += sizeof member) {
+        if ((row->taken & bit) == 0)
+            continue;
+        memcpy(&member, reinterpret_cast<const char *>(&given) + offset, sizeof member);
+        memcpy(reinterpret_cast<char *>(request) + offset, &member, sizeof member);
+        if (member == nullptr && (row->needed & bit) != 0)
             return false;
     }
-    return true;
-}
-
-bool is_valid(const XAVO_Request &request) {
-    uint32_t needed = 0;
-    switch (request.operation) {
-#define NEEDED(constant, value, name, members)                                                               \
-    case constant: {                                                                                         \
-        constexpr uint32_t BITS = bits_of(members);                                                          \
-        needed = BITS;                                                                                       \
-        break;                                                                                               \
-    }
-        XAVO_OPERATIONS(NEEDED)
-#undef NEEDED
-    case OP_NOTHING:
-        break;
-    default:
-        return false;
-    }
     // Inside a reference the client library does not carry a quotation mark.
-    const bool refers = request.operation == XAVO_OP_INSTALL_FROM_URI ||
-                        request.operation == XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY;
-    return request.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && has_all(request, needed) &&
-           !(refers && strchr(request.id, '"') != nullptr);
+    const bool refers = given.operation == XAVO_OP_INSTALL_FROM_URI ||
+                        given.operation == XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY;
+    return given.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && !(refers && strchr(given.id, '"') != nullptr);
 }
 
 void destroy_call(XAVO_Call *call) {
@@ -487,17 +486,22 @@ int make_descriptors(XAVO_Call *call) {
 }
 
 void of_another_process(XAVO_Answer *answer) {
-    fail_answer(answer, XAVO_KIND_NO_WORKER, code_of(XAVO_KIND_NO_WORKER), 0,
-                "the pool belongs to the process that forked this one");
+    fail_answer(answer, XAVO_KIND_NO_WORKER, "the pool belongs to the process that forked this one");
 }
 
-void no_memory(XAVO_Answer *answer) { fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_OUT_OF_MEMORY); }
+void refuse(XAVO_Answer *answer, XAVO_ErrorCode code) {
+    fail_answer(answer, XAVO_KIND_NOTHING_ASKED);
+    answer->code = code;
+}
+
+enum Form { STARTED, BLOCKING, PRESTARTING }; // the last one blocks, but does not wait for a worker
 
 // A call whose request is written, with a worker. NULL with *answer.
-XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer, bool blocks) {
+XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer, Form form) {
     *answer = {};
-    if (pool == nullptr || request == nullptr || !is_valid(*request)) {
-        fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
+    XAVO_Request complete;
+    if (pool == nullptr || request == nullptr || !copy_taken(*request, &complete)) {
+        refuse(answer, XAVO_INVALID_VALUE);
         return nullptr;
     }
     if (pool->owner != getpid()) {
@@ -506,11 +510,10 @@ XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *
     }
     void *memory = malloc(sizeof(XAVO_Call));
     if (memory == nullptr) {
-        no_memory(answer);
+        refuse(answer, XAVO_OUT_OF_MEMORY);
         return nullptr;
     }
     auto *call = new (memory) XAVO_Call(pool);
-    XAVO_Request complete = *request;
     if (complete.user == nullptr)
         complete.user = pool->user;
     const uint64_t usual = is_method(complete.operation) ? USUAL_METHOD_MS : USUAL_READ_MS;
@@ -518,23 +521,21 @@ XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *
     call->operation = complete.operation;
     call->secret = has_secret(complete);
     write_request(&call->request, complete, call->deadline, pool->log_level);
-    char buffer[128];
-    const int error = blocks ? 0 : make_descriptors(call);
+    const int error = form == STARTED ? make_descriptors(call) : 0;
     if (error != 0) {
-        fail_answer(answer, XAVO_KIND_NO_WORKER, code_of(XAVO_KIND_NO_WORKER), error,
-                    words_for(error, buffer));
+        fail_answer(answer, XAVO_KIND_NO_WORKER, nullptr, "", error);
     } else if (!call->request.finish()) {
-        no_memory(answer);
+        refuse(answer, XAVO_OUT_OF_MEMORY);
     } else {
         const Locked locked(&pool->lock);
-        call->worker = blocks ? wait_for_worker(pool, call->deadline) : take_worker(pool);
+        call->worker = form == BLOCKING ? wait_for_worker(pool, call->deadline) : take_worker(pool);
         if (call->worker != nullptr) {
             call->next = pool->calls;
             pool->calls = call;
             return call;
         }
-        const int kind = blocks ? XAVO_KIND_DEADLINE : XAVO_KIND_BUSY;
-        fail_answer(answer, kind, code_of(kind), 0, "all workers are at work");
+        const int kind = form == BLOCKING ? XAVO_KIND_DEADLINE : XAVO_KIND_BUSY;
+        fail_answer(answer, kind, "all workers are at work");
     }
     destroy_call(call);
     return nullptr;
@@ -581,6 +582,20 @@ void wait_for_event(XAVO_Call *call) {
                      call->state == SENDING ? POLLIN | POLLOUT : POLLIN, left);
 }
 
+// Carries a blocking call out, and frees it.
+void complete(XAVO_Call *call, XAVO_Answer *answer) {
+    for (;;) {
+        step(call);
+        if (call->log != nullptr)
+            deliver_log(*call->pool, take_log(call));
+        if (call->state == ENDED)
+            break;
+        wait_for_event(call);
+    }
+    hand_over(call, answer);
+    free_call(call);
+}
+
 } // namespace
 
 XAVO_Call *next_uncancelled(XAVO_Pool *pool) {
@@ -592,14 +607,14 @@ XAVO_Call *next_uncancelled(XAVO_Pool *pool) {
     return call;
 }
 
-const char *words_for(int error, char (&buffer)[128]) { return strerror_r(error, buffer, sizeof buffer); }
-
-void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status, const char *words,
-                 const char *subject) {
+void fail_answer(XAVO_Answer *answer, int kind, const char *words, const char *subject, int status) {
     *answer = {};
     answer->kind = kind;
-    answer->code = code;
+    answer->code = code_of(kind);
     answer->status = status;
+    char buffer[128];
+    if (words == nullptr && status != 0)
+        words = strerror_r(status, buffer, sizeof buffer);
     if (words == nullptr)
         return;
     const size_t first = strlen(words), second = strlen(subject) + 1;
@@ -628,25 +643,56 @@ void XAVO_answer_free(XAVO_Answer *answer) {
 
 XAVO_ErrorCode XAVO_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer) {
     const NotCancelled not_cancelled;
-    XAVO_Call *call = make_call(pool, request, answer, true);
-    if (call == nullptr)
-        return answer->code;
-    for (;;) {
-        step(call);
-        if (call->log != nullptr)
-            deliver_log(*pool, take_log(call));
-        if (call->state == ENDED)
-            break;
-        wait_for_event(call);
-    }
-    hand_over(call, answer);
-    free_call(call);
+    XAVO_Call *call = make_call(pool, request, answer, BLOCKING);
+    if (call != nullptr)
+        complete(call, answer);
     return answer->code;
+}
+
+XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigned int deadline_ms,
+                                  XAVO_Answer *answer) {
+    const NotCancelled not_cancelled;
+    XAVO_Answer first = {};
+    unsigned int ready = 0;
+    if (pool == nullptr || workers > pool->count)
+        refuse(&first, XAVO_INVALID_VALUE);
+    else
+        ready = taken_workers(pool);
+    if (pool != nullptr && workers == 0)
+        workers = pool->count;
+    XAVO_Request request = {};
+    request.operation = OP_NOTHING;
+    request.deadline_ms = deadline_ms;
+    // Each call has a worker to itself, so that as many calls as workers start them all.
+    XAVO_Call *calls = nullptr;
+    for (; first.code == XAVO_NO_ERROR && ready < workers; ++ready)
+        if (XAVO_Call *call = make_call(pool, &request, &first, PRESTARTING)) {
+            attempt(call);
+            call->following = calls;
+            calls = call;
+        }
+    if (first.kind == XAVO_KIND_BUSY) // the others are at work
+        XAVO_answer_free(&first);
+    while (XAVO_Call *call = calls) {
+        calls = call->following;
+        if (first.code == XAVO_NO_ERROR) {
+            XAVO_answer_free(&first);
+            complete(call, &first);
+        } else {
+            XAVO_call_free(call);
+        }
+    }
+    const XAVO_ErrorCode code = first.code;
+    if (answer != nullptr)
+        *answer = first;
+    else
+        XAVO_answer_free(&first);
+    return code;
 }
 
 XAVO_Call *XAVO_call_start(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer) {
     const NotCancelled not_cancelled;
-    XAVO_Call *call = make_call(pool, request, answer, false);
+    XAVO_Call *call = make_call(pool, request, answer, STARTED);
     if (call == nullptr)
         return nullptr;
     const Locked locked(&call->lock);
@@ -680,7 +726,7 @@ int XAVO_call_collect(XAVO_Call *call, XAVO_Answer *answer) {
     if (lines != nullptr)
         deliver_log(*call->pool, lines);
     if (again)
-        fail_answer(answer, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
+        refuse(answer, XAVO_INVALID_VALUE);
     return ended ? 1 : 0;
 }
 
@@ -702,10 +748,10 @@ void XAVO_call_free(XAVO_Call *call) {
     if (call->owner != getpid()) { // another thread may have been changing the rest
         close_adopted(&call->epoll);
         close_adopted(&call->timer);
+        call->request.~Writer(); // wipes
         free(call);
         return;
     }
     XAVO_call_cancel(call);
     free_call(call);
 }
-        call->request.~Writer(); // wipes

@@ -23,6 +23,7 @@ struct XAVO_Call {
     int operation = 0;
     bool secret = false;
     uint64_t deadline = 0;
+    XAVO_Call *following = nullptr; // of those that start workers beforehand
 
     // Under the pool's lock.
     XAVO_Call *next = nullptr; // in the pool's list
@@ -49,12 +50,9 @@ namespace xavo_companion {
 XAVO_Call *next_uncancelled(XAVO_Pool *pool);
 
 // Makes *answer one without effect. Its message is "words: subject", or `words` where the subject is empty;
-// `words` NULL: none.
-void fail_answer(XAVO_Answer *answer, int kind, XAVO_ErrorCode code, int status = 0,
-                 const char *words = nullptr, const char *subject = "");
-
-// An error of the system in words, which may be in the buffer.
-const char *words_for(int error, char (&buffer)[128]);
+// `words` NULL: those of the errno `status`, or none where that is 0.
+void fail_answer(XAVO_Answer *answer, int kind, const char *words = nullptr, const char *subject = "",
+                 int status = 0);
 
 } // namespace xavo_companion
 

@@ -1,11 +1,9 @@
-// operations.cpp - a function for each operation, starting workers beforehand, and names.
+// operations.cpp - a function for each operation, and names.
 #include "call.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <poll.h>
 
 using namespace xavo_companion;
 
@@ -25,15 +23,6 @@ XAVO_ErrorCode call_with(XAVO_Pool *pool, const void *value, unsigned int deadli
     XAVO_Request request = request_for(operation, deadline_ms);
     memcpy(reinterpret_cast<char *>(&request) + offset, &value, sizeof value);
     return XAVO_call(pool, &request, answer);
-}
-
-// Waits for the end of a call without deadline of its own: the call has one.
-void collect(XAVO_Call *call, XAVO_Answer *answer) {
-    while (XAVO_call_collect(call, answer) == 0) {
-        pollfd ready = {XAVO_call_descriptor(call), POLLIN, 0};
-        ppoll(&ready, 1, nullptr, nullptr);
-    }
-    XAVO_call_free(call);
 }
 
 } // namespace
@@ -101,42 +90,6 @@ XAVO_ErrorCode XAVO_test_network_share(XAVO_Pool *pool, const XAVO_NET_INPUT_DAT
                                        unsigned int deadline_ms, XAVO_Answer *answer) {
     return call_with(pool, share, deadline_ms, answer, XAVO_OP_TEST_NETWORK_SHARE,
                      offsetof(XAVO_Request, share));
-}
-
-XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigned int deadline_ms,
-                                  XAVO_Answer *answer) {
-    const NotCancelled not_cancelled;
-    const XAVO_Request request = request_for(OP_NOTHING, deadline_ms);
-    XAVO_Answer first = {};
-    if (pool != nullptr && workers == 0)
-        workers = pool->count;
-    XAVO_Call **calls = nullptr;
-    if (pool == nullptr || workers > pool->count)
-        fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_INVALID_VALUE);
-    else if ((calls = static_cast<XAVO_Call **>(malloc(workers * sizeof *calls))) == nullptr)
-        fail_answer(&first, XAVO_KIND_NOTHING_ASKED, XAVO_OUT_OF_MEMORY);
-    // Each call has a worker to itself, so that as many calls as workers start them all.
-    unsigned int started = 0;
-    while (first.code == XAVO_NO_ERROR && started < workers &&
-           (calls[started] = XAVO_call_start(pool, &request, &first)) != nullptr)
-        ++started;
-    if (first.kind == XAVO_KIND_BUSY) // the others are at work
-        XAVO_answer_free(&first);
-    for (unsigned int i = 0; i < started; ++i) {
-        if (first.code == XAVO_NO_ERROR) {
-            XAVO_answer_free(&first);
-            collect(calls[i], &first);
-        } else {
-            XAVO_call_free(calls[i]);
-        }
-    }
-    free(calls);
-    const XAVO_ErrorCode code = first.code;
-    if (answer != nullptr)
-        *answer = first;
-    else
-        XAVO_answer_free(&first);
-    return code;
 }
 
 // ---- Names

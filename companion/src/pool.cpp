@@ -126,13 +126,20 @@ Worker *take_worker(XAVO_Pool *pool) {
 }
 
 Worker *wait_for_worker(XAVO_Pool *pool, uint64_t deadline) {
-    const timespec until = {static_cast<time_t>(deadline / 1000),
-                            static_cast<long>(deadline % 1000) * 1000000};
+    const timespec until = timespec_of(deadline);
     for (;;) {
         Worker *worker = take_worker(pool);
         if (worker != nullptr || pthread_cond_timedwait(&pool->changed, &pool->lock, &until) != 0)
             return worker;
     }
+}
+
+unsigned int taken_workers(XAVO_Pool *pool) {
+    const Locked locked(&pool->lock);
+    unsigned int taken = 0;
+    for (unsigned int i = 0; i < pool->count; ++i)
+        taken += pool->workers[i].taken ? 1 : 0;
+    return taken;
 }
 
 void give_worker_back(XAVO_Pool *pool, Worker *worker) {
@@ -207,7 +214,6 @@ XAVO_Pool *XAVO_pool_new(const XAVO_PoolOptions *options, XAVO_ErrorCode *code) 
     pthread_condattr_init(&monotonic);
     pthread_condattr_setclock(&monotonic, CLOCK_MONOTONIC);
     pthread_cond_init(&pool->changed, &monotonic);
-    pthread_condattr_destroy(&monotonic);
     pool->owner = getpid();
     pool->count = given.workers != 0 ? given.workers : USUAL_WORKERS;
     count_pool(1);
@@ -231,7 +237,6 @@ void XAVO_pool_free(XAVO_Pool *pool) {
         return;
     }
     pthread_mutex_lock(&pool->lock);
-    pool->freed = true;
     while (XAVO_Call *call = next_uncancelled(pool)) {
         ++call->pins;
         pthread_mutex_unlock(&pool->lock);

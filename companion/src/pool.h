@@ -60,8 +60,7 @@ struct XAVO_Pool {
     pthread_cond_t changed; // a worker is free, or a call unpinned; on the monotonic clock
     xavo_companion::Worker *workers;
     XAVO_Call *calls;      // all that are not freed
-    bool freed;            // by the program: no call goes on
-    bool ended;            // and by the library, but for its memory: the last call frees that
+    bool ended;            // freed by the program: the last call frees its memory
     unsigned int deaths;   // in a row, without a good answer in between
     uint64_t may_start_at; // no worker is started before
 };
@@ -74,6 +73,7 @@ enum { MOST_CALLS_OF_A_WORKER = 1000 };
 Worker *take_worker(XAVO_Pool *pool);
 // The same, waiting for one until `deadline`.
 Worker *wait_for_worker(XAVO_Pool *pool, uint64_t deadline);
+unsigned int taken_workers(XAVO_Pool *pool);
 void give_worker_back(XAVO_Pool *pool, Worker *worker);
 
 // Notes that a worker died of itself, or that an answer showed that they live. A pause comes before the next

@@ -202,6 +202,10 @@ int prepare(Process *process) {
 
 } // namespace
 
+timespec timespec_of(uint64_t ms) {
+    return {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
+}
+
 int adopt(int descriptor) {
     if (descriptor >= 0 && descriptor < 3) {
         const int higher = fcntl(descriptor, F_DUPFD_CLOEXEC, 3), error = errno;
@@ -230,7 +234,7 @@ bool is_ours(const Process &process) {
 }
 
 bool wait_for_process(const Process &process, short events, uint64_t ms) {
-    const timespec time = {static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
+    const timespec time = timespec_of(ms);
     pollfd watched[] = {{process.socket, events, 0}, {process.pidfd, POLLIN, 0}};
     return ppoll(watched, 2, &time, nullptr) > 0;
 }

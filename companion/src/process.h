@@ -4,6 +4,7 @@
 
 #include "protocol.h"
 
+#include <ctime>
 #include <sys/types.h>
 
 namespace xavo_companion {
@@ -21,6 +22,8 @@ struct Process {
     ino_t inode = 0; // of the socket
     Shared *shared = nullptr;
 };
+
+timespec timespec_of(uint64_t ms);
 
 // Starts `argv` with `environment`. 0, or the errno of what the system refused; a program that cannot be
 // executed is reported by a FAILED frame.

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
+#include <poll.h>
 
 namespace xavo_companion {
 
@@ -164,15 +164,12 @@ void Wait::end_all(int end) {
             results[i].end = end;
 }
 
-// Waits. The cancellation point: nothing is held.
-void pause_for(uint64_t ms) {
-    timespec until = {};
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    const uint64_t end = static_cast<uint64_t>(until.tv_nsec) / 1000000 + ms;
-    until.tv_sec += static_cast<time_t>(end / 1000);
-    until.tv_nsec = static_cast<long>(end % 1000) * 1000000;
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR)
-        ;
+// The cancellation point: nothing is held.
+void pause_until(uint64_t end) {
+    for (uint64_t now; (now = now_ms()) < end;) {
+        const timespec left = timespec_of(end - now);
+        ppoll(nullptr, 0, &left, nullptr);
+    }
 }
 
 void run(Wait *wait) {
@@ -204,7 +201,7 @@ void run(Wait *wait) {
         if (!wait->goes_on())
             return;
         pause = pause < longest ? pause : longest;
-        pause_for(wait->deadline - now < pause ? wait->deadline - now : pause);
+        pause_until(wait->deadline - now < pause ? wait->deadline : now + pause);
         pause += pause / 2 + 1;
     }
 }
