@@ -1,4 +1,5 @@
-# binaries.bats - the libraries and xavoctl as they are built: what they export and link, and how they are hardened.
+# binaries.bats - the built libraries and programs: the functions that they export, the libraries that they link, and
+# how they are hardened.
 # shellcheck shell=bash disable=SC2154
 load common
 
@@ -20,19 +21,16 @@ declared() {
         grep -oE '\bXAVO_[A-Za-z0-9_]+ *\(' | tr -d ' (' | sort -u
 }
 
-# exports LIBRARY VERSION-SCRIPT HEADER NODE: it exports what its header declares and its version script lists, each
-# function under a node like this one.
+# exports LIBRARY VERSION-SCRIPT HEADER NODE: checks that the library exports the functions that its header declares and
+# its version script lists, each under a node whose name begins with NODE.
 exports() {
     assert_equal "$(exported "$1")" "$(sed -n 's/^ *\(XAVO_[A-Za-z0-9_]*\);$/\1/p' "$2" | sort)"
     assert_equal "$(exported "$1")" "$(declared "$3")"
     assert_equal "$(nm --dynamic --defined-only "$1" | grep -c " T .*@@$4[0-9.]*$")" "$(exported "$1" | wc -l)"
 }
 
-@test "libxavo exports what its header declares" {
+@test "libxavo and the companion export the functions that their headers declare, and no others" {
     exports "$libxavo" libxavo/libxavo.map libxavo/include/XAVO.h XAVO_
-}
-
-@test "the companion exports what its header declares" {
     exports "$companion" companion/libxavo_companion.map companion/include/XAVO_companion.h XAVO_COMPANION_
 }
 
@@ -47,14 +45,14 @@ exports() {
     done
 }
 
-# What the tests make fail, and no other function: strings that came by another way would not be tested.
+# The tests make these functions fail; memory from another function would not be tested.
 @test "libxavo allocates by three functions" {
     assert_equal "$(nm --dynamic --undefined-only "$libxavo" | sed 's/.* U //; s/@.*//' |
         grep -E 'alloc|dup|memalign|asprintf|^_Zn|getline|getdelim|memstream|va_cat' | sort | paste -sd' ')" \
         "calloc strdup utl_va_cat"
 }
 
-@test "what the libraries and xavoctl link" {
+@test "the libraries and xavoctl link only the libraries that they need" {
     assert_equal "$(needed "$libxavo")" "libc.so.6 libcmpisfcc.so.1 libxavo_platform.so.1"
     assert_equal "$(needed "$companion")" "libc.so.6"
     assert_equal "$(needed "$tool" | sed 's/ld-linux[^ ]* //')" "libc.so.6 libxavo_companion.so.1"
@@ -74,7 +72,7 @@ exports() {
     for library in "$libxavo" "$companion" "$platform"; do
         run -0 readelf --dyn-syms --wide "$library"
         assert_output --partial ' __stack_chk_fail@'
-        # The companion calls nothing that has a fortified form.
+        # The companion calls no function that has a fortified form.
         [[ $library == "$companion" ]] || assert_line --regexp ' __[a-z]+_chk@'
         run -0 readelf --segments --dynamic --wide "$library"
         assert_output --partial GNU_RELRO
@@ -94,7 +92,7 @@ hardened_within() {
     ((size <= $1)) || fail "$2: $size bytes, stripped"
 }
 
-@test "xavoctl and the worker are hardened, and small" {
+@test "xavoctl and the worker are hardened, and do not exceed their sizes" {
     hardened_within 204800 "$tool"
     hardened_within 65536 "$worker"
 }
@@ -107,12 +105,12 @@ hardened_within() {
     strip --strip-unneeded "$library"
     read -r text _ < <(size "$library" | tail -n 1)
     ((text <= 24576)) || fail "$text bytes"
-    # A thread that is cancelled in a pause of a wait runs its callers' destructors.
+    # When a thread is cancelled while it waits, the destructors of its callers run: this needs unwind tables.
     readelf --debug-dump=frames "$library" | grep -q "pc=0*$(nm --dynamic "$library" |
         sed -n 's/^0*\([0-9a-f]*\) T XAVO_wait_for_jobs@.*/\1/p')\.\."
 }
 
-# libxavo takes its log from there.
+# The worker provides the log function that libxavo calls.
 @test "the worker exports the log, and loads libxavo by itself" {
     assert_equal "$(exported "$worker")" hulmprintf
     assert_equal "$(needed "$worker")" libc.so.6

@@ -322,19 +322,12 @@ private:
             store(std::stoull(rest));
     }
     void store(CMPIUint64 number) { // in the member of its own width, for any byte order
-        switch (type_ == CMPI_boolean  ? 0
-                : type_ == CMPI_char16 ? 1
-                : type_ & CMPI_UINT    ? type_ >> 4 & 3
-                                       : 3) {
-        case 0:
-            return void(value_.uint8 = static_cast<CMPIUint8>(number));
-        case 1:
-            return void(value_.uint16 = static_cast<CMPIUint16>(number));
-        case 2:
-            return void(value_.uint32 = static_cast<CMPIUint32>(number));
-        default:
-            value_.uint64 = number;
-        }
+        const unsigned width = type_ == CMPI_boolean  ? 1
+                               : type_ == CMPI_char16 ? 2
+                               : type_ & CMPI_UINT    ? 1U << (type_ >> 4 & 3)
+                                                      : 8;
+        const unsigned unused = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 8 - width : 0;
+        std::memcpy(&value_, reinterpret_cast<const char *>(&number) + unused, width);
     }
     void take(cimsim_value *&to) {
         const char *const text = next_value();
