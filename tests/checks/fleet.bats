@@ -8,7 +8,7 @@ load common
 # Of each kind of controller: its scene, and what comes of the backup.
 kinds=("lockdown|SYSTEM_IN_LOCKDOWN_MODE +The system is in lockdown mode\."
     'next-job runs=1 fails message="The disk is full."|failed +The disk is full\.'
-    "|completed"
+    $'fault cmciConnect 1\nfault cmciConnect 2\nnext-job runs=2|completed'
     "empty|UNABLE_TO_OPEN_CONNECTION +The share on 192\.0\.2\.10 cannot be reached\."
     "next-job runs=4|completed"
     "|unreadable answer +.*.*nowhere.*No such file"
