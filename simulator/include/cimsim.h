@@ -32,10 +32,10 @@
  *                 reported on standard error and ignored.
  *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches,
- *                 scripted answers, added elements, faults (calls are counted in all processes) and the
+ *                 scripted answers, added elements, faults (their calls are counted in all processes) and the
  *                 broker's generation: a client that connected before a restart is on a dead
- *                 connection, whichever process restarted it. Traces and counts are each process's
- *                 own. Every exchange, every call while faults are planned, and every function here
+ *                 connection, whichever process restarted it. Each process has its own traces
+ *                 and counts. Every exchange, every call while faults are planned, and every function here
  *                 locks FILE.lock and reads the file again if it changed. If the controller has changed
  *                 afterwards, the whole file is written as FILE.new and renamed. FILE.new and FILE.lock get
  *                 the owner, group, permissions and access control list of FILE as far as the process
@@ -43,10 +43,10 @@
  *                 because it contains passwords. FILE.lock gets the permissions of FILE when its
  *                 owner or root uses the state: after a chmod that gives others access to FILE, use the
  *                 state once yourself.
- *                 The lock is not held while an answer is held back. If the file does not exist, it is
- *                 created from the controller with which the process started. A file that contains an
- *                 error, or cannot be read or written, is not changed: standard error says why,
- *                 connecting gives NULL, and exchanges give rc 1. A value without a notation (an unknown
+ *                 No process has the lock while it delays an answer (cimsim_hold_answers). If the file
+ *                 does not exist, it is created from the controller with which the process started. A file
+ *                 that contains an error, or cannot be read or written, is not changed: standard error says
+ *                 why, connecting gives NULL, and exchanges give rc 1. A value without a notation (an unknown
  *                 type code, an array under another type) is not written, and is lost when the file is
  *                 read again. */
 #ifndef CIMSIM_H
@@ -140,14 +140,14 @@ typedef struct cimsim_job {
     const char *InstanceID;
     const char *Name;
     const char *JobStatus;    /* "New", "Scheduled", "Running", "Completed", "Failed" */
-    const char *JobStartTime; /* as SetupJobQueue was given it; "NOW" for one that starts at once */
+    const char *JobStartTime; /* the time that was given to SetupJobQueue; "NOW" if it started at once */
     const char *JobUntilTime; /* empty when there is none */
     unsigned int PercentComplete;
 } cimsim_job;
 
 /* Adds a job that starts `start` seconds from now, runs for `runs` seconds and then completes or,
  * when `fails` is not 0, fails halfway. CIMSIM_NEVER as `start`: it waits until SetupJobQueue schedules it.
- * Returns 0, or -1 when there is a job of that name. */
+ * Returns 0, or -1 if a job with that InstanceID exists. */
 #define CIMSIM_NEVER 0xffffffffu
 int cimsim_add_job(const char *InstanceID, const char *name, unsigned int start, unsigned int runs,
                    int fails);
@@ -264,7 +264,7 @@ unsigned long cimsim_overlaps(void);
 
 typedef struct cimsim_item {
     const char *name;
-    CMPIType type; /* as it was handed to addKey or addArg: CMPI_chars, not CMPI_string */
+    CMPIType type; /* the type that was given to addKey or addArg: CMPI_chars, not CMPI_string */
     /* As it was sent: characters; numbers in decimal, also when digits were given as text for an integer;
      * arrays as [a,b]; references as ns:Class.Key="v". */
     const char *text;
@@ -294,7 +294,7 @@ unsigned long cimsim_request_count(void);
 /* ---- The journal -------------------------------------------------------------------------------- */
 
 /* on: starts a new journal of every request that reaches the broker, from all processes that share the state;
- * off: stops it. Each process appends to FILE.journal; without a state the journal is in memory. */
+ * off: ends the journal. Each process appends to FILE.journal; without a state the journal is in memory. */
 void cimsim_journal(int on);
 
 typedef struct cimsim_journal_entry {
@@ -362,7 +362,8 @@ void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *f
  * happens before the call does its work, or, if `after` is not 0, after it: in an exchange, after the
  * controller has carried out the request and before the answer arrives. */
 void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after);
-/* The slot of the latest injected fault, or NULL if none was injected after the latest was planned. */
+/* The slot in which the latest fault was injected; NULL if none was injected since the last one was
+ * planned. */
 const char *cimsim_fault_hit(void);
 
 /* ---- Recorded calls ----------------------------------------------------------------------------- */
@@ -370,7 +371,7 @@ const char *cimsim_fault_hit(void);
 /* Calls of one slot, or of all for CIMSIM_EVERY_SLOT, since cimsim_reset. */
 unsigned long cimsim_calls(const char *slot);
 
-/* on: starts a new record of every call; off: stops it. */
+/* on: starts a new record of every call; off: ends the record. */
 void cimsim_trace(int on);
 /* The record: one word per call, separated by blanks, "newCMPIObjectPath=CMPIObjectPath#1
  * CMPIObjectPath#1.addKey CMPIArgs#2.release"; objects are numbered by kind from 1, in the order in

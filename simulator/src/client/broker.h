@@ -14,7 +14,7 @@
 
 namespace cimsim {
 
-// An answer that a test has scripted. Default of the result: uint32 0 on success, no value on failure.
+// An answer that a test has scripted. Without a result: uint32 0 on success, no value on failure.
 struct ScriptedAnswer {
     CMPIrc rc = CMPI_RC_OK;
     std::optional<std::string> message;
@@ -36,7 +36,8 @@ struct JournalEntry {
 struct RequestItem {
     std::string name;
     CMPIType type;
-    std::string text, value;
+    std::string text;  // the characters or digits that were sent
+    std::string value; // the same in the notation of values
 };
 
 struct Request {
@@ -50,12 +51,12 @@ struct Request {
 
 struct Broker {
     bool reachable = true;
-    bool garbage = false;
-    unsigned int hold_ms = 0;
-    unsigned long generation = 0;                          // number of restarts
+    bool garbage = false;         // each returned uint32 has arbitrary bits above the low 32
+    unsigned int hold_ms = 0;     // delay of each answer, in simulated time
+    unsigned long generation = 0; // number of restarts
     bool pipe_at_connect = false, pipe_at_release = false; // connecting or releasing a client raises SIGPIPE
     std::set<std::string> refused;
-    unsigned long overlaps = 0;
+    unsigned long overlaps = 0; // exchanges that began on a client while another was running on it
     unsigned long requests = 0;
     std::optional<Request> last;
     bool journal = false;                              // requests are recorded, see JournalEntry

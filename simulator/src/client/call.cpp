@@ -11,7 +11,8 @@
 
 namespace cimsim {
 
-// Injects one fault at a time: another that is due waits for the next call of its slot.
+// Returns the fault that is due in this call. If several are due, the others are due in the next calls of
+// their slots.
 std::optional<Fault> CallRecorder::take_fault(const char *slot) {
     std::optional<Fault> injected;
     for (auto planned = faults.begin(); planned != faults.end();) {
@@ -109,8 +110,8 @@ Call::~Call() {
         sim.recorder.record(std::string(slot_) + "=" + sim.recorder.trace_name(made_));
 }
 
-// The planned faults are in the state: another process may have planned them, and each is injected once, in
-// one process. The session writes the remaining ones before the fault has its effect, which may end this
+// The planned faults are in the state, because another process may have planned them, and only one process
+// may inject each. The session removes the fault from the state before its effect, which may end this
 // process.
 void Call::take_fault() {
     sim.shared.refresh();
@@ -205,7 +206,7 @@ CMPIStatus Call::status() {
     const bool injected = fault_ && fault_->effect != Effect::restart && !misused_;
     const std::optional<std::string> &message = injected ? fault_->message : message_;
     CMPIStatus status = {injected ? fault_->rc : result_, nullptr};
-    // No object can exist without the back end. Programs ignore the status of a release, and
+    // Without an open client there can be no message object. Programs ignore the status of a release, so they
     // would leak its message.
     if (message && sim.heap.clients > 0 && role_ != Role::release)
         status.msg = cmpi_of<CMPIString>(&make(Value::string(*message), Holder::owned));

@@ -15,8 +15,8 @@
 
 namespace cimsim {
 
-// What else a fault does to the process or the broker; cimsim.h has the same values.
-enum class Effect { none, hang, crash, exit, restart, count };
+// What a fault does to the process or the broker, besides making the call fail; cimsim.h has the same values.
+enum class Effect { none, hang, crash, exit, restart };
 
 struct Fault {
     CMPIrc rc = CMPI_RC_ERR_FAILED;
@@ -58,8 +58,10 @@ struct CallRecorder {
     void misuse(const std::string &what);
 };
 
+// What the called function is. `connect`: the constructor of a client, which needs no open client.
 enum class Role { slot, release, constructor, connect };
 
+// Whether the client library has a slot or a constructor of this name, such as "CMPIArgs.addArg".
 bool is_slot(std::string_view name);
 
 class Call {
@@ -74,7 +76,7 @@ public:
     Call(const Call &) = delete;
     Call &operator=(const Call &) = delete;
 
-    Object *const self;
+    Object *const self; // the object whose slot was called; NULL for a constructor
 
     // Whether misuse was detected: the call must not touch its object.
     bool is_misuse() const { return misused_; }
@@ -86,7 +88,7 @@ public:
     bool is_alive(const Object *object);
     bool accepts(const Object *object, const char *role);
 
-    // The call's own status; an injected fault replaces it.
+    // The call's own result. status() returns it with its message, or those of an injected fault instead.
     CMPIrc result() const { return result_; }
     void fail(CMPIrc rc, std::optional<std::string> message = {});
     CMPIStatus status();
@@ -99,8 +101,8 @@ public:
         lock_.lock();
     }
 
-    // Releases the lock until this much simulated time has passed or the simulator is reset. For 0, yields
-    // once, so that another thread can make a call.
+    // Releases the lock until this much simulated time has passed or the simulator is reset. For 0, releases
+    // it for a moment, so that another thread can make a call.
     void wait(std::int64_t milliseconds);
 
     // Releases the lock for this much real time, or until a thread that has used the back end ends.

@@ -59,7 +59,8 @@ Request request_for(const char *operation, const Tree &path) {
     return request;
 }
 
-// The broker's answer: for a method call the next scripted one, if there is any; else the controller's.
+// The broker's answer: for a method call the next scripted answer, if there is one; otherwise that of
+// `query`, unless the user is refused.
 template <class Query>
 Answer answer_to(const Request &request, Query query) {
     Broker &broker = sim.broker;
@@ -92,9 +93,9 @@ JournalEntry journal_entry(const Request &request, const Answer &answer) {
     return entry;
 }
 
-// One exchange: sends the request to the broker, gets the controller's answer from `query`, and holds it back
-// with the lock released. An exchange on a client on which another is still running counts as an overlap. If
-// the client is released in the meantime, the call becomes misuse.
+// One exchange: sends the request to the broker, gets the controller's answer from `query`, and delays it
+// without the lock. An exchange that begins while another is running on the same client counts as an overlap.
+// If the client is released during the delay, the call is misuse.
 template <class Query>
 Answer exchange(Call &call, Request request, Query query) {
     Broker &broker = sim.broker;
@@ -102,7 +103,7 @@ Answer exchange(Call &call, Request request, Query query) {
     if (client.running++ > 0)
         ++broker.overlaps;
     Answer answer;
-    Session session(sim.shared); // not while the answer is held back
+    Session session(sim.shared); // ended before the answer is delayed
     const bool good = session.good(), dead = good && is_dead(), method_call = request.is_method_call();
     if (!good) {
         answer = failed(CMPI_RC_ERR_FAILED, sim.shared.error());
@@ -145,7 +146,8 @@ Cmpi *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlag
     return cmpi_of<Cmpi>(&make(std::move(answer.result), Holder::owned));
 }
 
-// An exchange of any signature that no provider supports: the broker gets the request.
+// An exchange of any signature that no provider supports. The broker gets the request, and answers with
+// CMPI_RC_ERR_NOT_SUPPORTED.
 template <class Name, class R, class... Rest>
 R unsupported_exchange(CMCIClient *self, CMPIObjectPath *op, Rest... rest) {
     Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
@@ -293,8 +295,8 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     return data;
 }
 
-// Whether a setting of cmciConnect has the value that local mode requires; if not, reports both values on
-// standard error.
+// Whether an argument of cmciConnect, or SFCC_CLIENT, has the value that local mode requires. If not, reports
+// both values on standard error.
 bool is_local(const char *what, const char *given, const char *wanted) {
     const auto shown = [](const char *text) { return text ? text : "not given"; };
     const bool same = given && wanted ? std::string(given) == wanted : given == wanted;
@@ -351,7 +353,8 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
     }
     if (first) { // further clients use the socket of the first
         bool local = is_local("SFCC_CLIENT", std::getenv("SFCC_CLIENT"), "SfcbLocal");
-        local = is_local("host", host, "localhost") && local; // evaluated first: reports each wrong one
+        local =
+            is_local("host", host, "localhost") && local; // is_local first, so that each error is reported
         local = is_local("scheme", scheme, nullptr) && local;
         local = is_local("port", port, nullptr) && local;
         if (!local || !session.good() || !broker.reachable) {

@@ -34,7 +34,7 @@ enum class Life : unsigned char { alive, released, unloaded };
 
 struct Object;
 
-// What an array or an enumeration has handed out for one of its elements: an object, or characters.
+// What an array or an enumeration has handed out for one of its elements: an object, characters, or nothing.
 struct HandedOut {
     Object *object = nullptr;
     char *chars = nullptr;
@@ -67,9 +67,9 @@ struct Object : Link {
     Kind kind;
     Holder holder;
     Life life = Life::alive;
-    bool program_made = false; // made by the program's constructor call or clone, not read or returned
+    bool program_made = false; // an array that the program constructed, or any clone
     unsigned long number;      // by kind, from 1
-    Thread *reader = nullptr;  // of a pooled object
+    Thread *reader = nullptr;  // of a pooled object: the thread that read it
     Value value;
     std::vector<HandedOut> handed_out; // parallel to value.tree->elements; empty if none was handed out
     std::size_t next_element = 0;
@@ -85,10 +85,10 @@ constexpr std::size_t quarantine_size = 4096;
 
 struct Heap {
     Link owned;
-    Link lost; // from pools of other threads than the one that released the last client
+    Link lost; // objects in the pools of the other threads when a thread released the last client
     std::size_t owned_count = 0, pooled_count = 0;
     std::size_t clients = 0; // number of open clients; the back end is loaded if there are any
-    Link quarantine;         // released, kept to detect use after release
+    Link quarantine;         // released objects, kept to detect use after release
     std::size_t quarantined = 0;
     unsigned long numbers[static_cast<std::size_t>(Kind::count)] = {};
     std::map<unsigned long, Thread *> threads;
@@ -127,7 +127,7 @@ void detach_element(Object &container, std::size_t index);
 
 // The value of an object, with the changes that were made to its elements.
 Value value_of(const Object &object);
-// The value behind data that was handed out; misuse if its object is dead.
+// The value of data that was handed out. Misuse if its object was released.
 Value value_behind(const CMPIData &data);
 
 // Frees an object and its elements. Appends the names of elements that the program had released already to

@@ -1,5 +1,5 @@
-// slots.h - the parts of the function tables that all kinds of objects share: the slots release and clone, a
-// slot that reports CMPI_RC_ERR_NOT_SUPPORTED, and the conversion of values that slots are given.
+// slots.h - the parts that all function tables share: the slots release and clone, a slot that reports
+// CMPI_RC_ERR_NOT_SUPPORTED, and the conversion of a slot's argument to a value.
 #ifndef CIMSIM_SLOTS_H
 #define CIMSIM_SLOTS_H
 
@@ -10,8 +10,8 @@
 
 namespace cimsim {
 
-// Converts a value that addArg, addKey, setProperty or setElementAt was given. The call fails if the type is
-// not supported.
+// Converts the value argument of addArg, addKey, setProperty or setElementAt. Makes the call fail if the type
+// is not supported.
 Value argument_value(Call &call, const CMPIValue *value, CMPIType type);
 
 void release_object(Call &call);
@@ -62,7 +62,7 @@ R no_result(Call &call) {
         return R{};
 }
 
-// A slot of any signature that hands out nothing.
+// A slot of any signature, which always fails with CMPI_RC_ERR_NOT_SUPPORTED.
 template <class Name, class R, class Cmpi, class... Rest>
 R unsupported_slot(Cmpi *self, Rest... rest) {
     Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));

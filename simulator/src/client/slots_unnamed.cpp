@@ -22,7 +22,7 @@ Value argument_value(Call &call, const CMPIValue *value, CMPIType type) {
         call.fail(CMPI_RC_ERR_NOT_SUPPORTED);
         return {};
     }
-    // The address is that of a pointer, not of a whole CMPIValue.
+    // `value` points to a pointer, and may be smaller than a CMPIValue.
     const CMPIString *pointer;
     std::memcpy(&pointer, value, sizeof pointer);
     if (!pointer)
@@ -37,7 +37,7 @@ Value argument_value(Call &call, const CMPIValue *value, CMPIType type) {
 }
 
 void release_object(Call &call) {
-    if (call.is_misuse()) // not works(): a release in which a fault is injected still releases
+    if (call.is_misuse()) // is_misuse and not works: a release that fails by an injected fault still releases
         return;
     std::vector<std::string> twice;
     end_object(*call.self, twice);
@@ -126,7 +126,7 @@ CMPIData enumeration_getNext(CMPIEnumeration *self, CMPIStatus *rc) {
         return no_data();
     if (call.self->next_element < elements(call).size())
         return hand_out_element(*call.self, call.self->next_element++);
-    CMPIData past_the_end = no_data(); // no failure, and a value not to be used
+    CMPIData past_the_end = no_data(); // status 0, but a value that must not be used
     past_the_end.type = CMPI_instance;
     past_the_end.state = CMPI_badValue;
     return past_the_end;

@@ -37,7 +37,7 @@ private:
     Session session_{process.state};
 };
 
-// The strings that control functions have returned to the calling thread; each function replaces them.
+// The strings that the last control function returned to this thread; the next function replaces them.
 struct Returned : Attachment {
     std::deque<std::string> texts;
     std::vector<cimsim_item> items;

@@ -24,7 +24,7 @@ std::string line_of(const JournalEntry &entry) {
 
 JournalEntry entry_of(const Statement &s) {
     if (s.words.size() != 6)
-        s.fail("it takes 6 words");
+        s.fail("it needs 6 words");
     JournalEntry entry;
     entry.process = static_cast<long>(s.number(s.words[0], 0, LONG_MAX));
     entry.operation = s.words[1].text;

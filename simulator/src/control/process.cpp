@@ -1,5 +1,5 @@
-// process.cpp - starts the simulator when the library is loaded, from the environment; attaches it to
-// another controller; and frees it when the process ends.
+// process.cpp - sets up the simulator from the environment when the library is loaded, attaches it to another
+// controller, and frees it when the process ends.
 #include "control/process.h"
 
 #include "control/scene.h"
@@ -25,12 +25,12 @@ alignas(Process) unsigned char storage[sizeof(Process)];
 
 const std::string refuse = "refuse=";
 
-std::vector<std::string> words_of(const std::string &scene) {
-    std::vector<std::string> words;
+std::vector<std::string> switches_of(const std::string &scene) {
+    std::vector<std::string> switches;
     std::istringstream text(scene);
     for (std::string word; std::getline(text, word, ',');)
-        words.push_back(word);
-    return words;
+        switches.push_back(word);
+    return switches;
 }
 
 bool is_known(const std::string &word) {
@@ -38,12 +38,12 @@ bool is_known(const std::string &word) {
            word.compare(0, refuse.size(), refuse) == 0;
 }
 
-void apply_words(const std::vector<std::string> &words) {
-    if (std::count(words.begin(), words.end(), "empty") > 0) // first, since it would undo the other words
+void apply_switches(const std::vector<std::string> &switches) {
+    if (std::count(switches.begin(), switches.end(), "empty") > 0) // first, because it would undo the others
         clear_scene(sim);
-    for (const std::string &word : words) {
+    for (const std::string &word : switches) {
         if (!is_known(word))
-            std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown word \"%s\"\n", word.c_str());
+            std::fprintf(stderr, "cimsim: CIMSIM_SCENE: unknown switch \"%s\"\n", word.c_str());
         else if (word == "lockdown")
             sim.controller.lockdown = true;
         else if (word == "unreachable")
@@ -74,12 +74,12 @@ bool read_scene() {
     sim.controller.load_demo();
     const char *given = std::getenv("CIMSIM_SCENE");
     const std::string scene = given ? given : "";
-    const std::vector<std::string> words = words_of(scene);
+    const std::vector<std::string> switches = switches_of(scene);
     if (scene.find('\n') != std::string::npos)
         process.state.set_scene_error(apply_text("the text", scene));
-    else if (std::all_of(words.begin(), words.end(), is_known) ||
+    else if (std::all_of(switches.begin(), switches.end(), is_known) ||
              (scene.find('/') == std::string::npos && access(scene.c_str(), F_OK) != 0))
-        apply_words(words);
+        apply_switches(switches);
     else
         process.state.set_scene_error(apply_file(scene));
     process.state.use(std::getenv("CIMSIM_STATE"));

@@ -38,8 +38,8 @@ struct Process {
     // Removes the state that pools_changed created.
     void remove_private_state();
 
-    // Called after the process got another controller. `dead`: the open connections were dead before, and
-    // stay dead. Answers that are held back are returned.
+    // Called after the process got another controller. `dead`: the open connections were dead before and stay
+    // dead. Ends the delay of all answers.
     void controller_replaced(bool dead);
 };
 

@@ -7,34 +7,34 @@ namespace cimsim {
 
 namespace {
 
-// Moves options without a value from the words to the options. The parser cannot do this, because it does not
-// know the form. Then checks the options and the number of words.
+// Moves options without a value, such as "fails", from the words to the options: the parser does not know
+// which words are options of this form. Then checks the options and the number of words.
 void separate_options(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
-    const auto knows = [&](const std::string &name) {
+    const auto is_option = [&](const std::string &name) {
         return name.find(' ') == name.npos && known.find(" " + name + " ") != known.npos;
     };
-    const auto stands_alone = [&](const std::string &name) {
-        return (name == "fails" || name == "with-result" || name == "from") && knows(name);
+    const auto has_no_value = [&](const std::string &name) {
+        return (name == "fails" || name == "with-result" || name == "from") && is_option(name);
     };
     for (const auto &option : s.options)
-        if (stands_alone(option.first))
+        if (has_no_value(option.first))
             s.fail(option.first + " takes no value");
     for (auto word = s.words.begin(); word != s.words.end();)
-        if (!word->quoted && stands_alone(word->text)) {
+        if (!word->quoted && has_no_value(word->text)) {
             s.options.emplace_back(word->text, Word());
             word = s.words.erase(word);
         } else {
             ++word;
         }
     for (auto option = s.options.begin(); option != s.options.end(); ++option) {
-        if (!knows(option->first) && !knows("*"))
+        if (!is_option(option->first) && !is_option("*"))
             s.fail("there is no option \"" + option->first + "\"");
         if (s.option(option->first.c_str()) != &option->second)
             s.fail(option->first + " is given twice");
     }
     if (s.words.size() < form.least || s.words.size() > form.most)
-        s.fail("it takes " + std::to_string(form.least) +
+        s.fail("it needs " + std::to_string(form.least) +
                (form.most == any_number_of_words ? " words or more"
                 : form.least == 1                ? " word"
                                                  : " words") +

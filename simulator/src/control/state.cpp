@@ -78,7 +78,7 @@ void take_over_rights(int file, const Rights &state) {
     const gid_t group = state.status.st_gid;
     const bool in_group = fchown(file, owner, group) == 0 || fchown(file, same_owner, group) == 0;
     if (state.acl.empty())
-        fremovexattr(file, acl_attribute); // a default list of the folder
+        fremovexattr(file, acl_attribute); // which the folder's default list may have set
     else if (!in_group || fsetxattr(file, acl_attribute, state.acl.data(), state.acl.size(), 0) != 0)
         mode &= ~static_cast<mode_t>(S_IRWXG | S_IRWXO);
     if (!in_group)
@@ -101,8 +101,8 @@ int open_lock(const std::string &path) {
     }
 }
 
-// Creates a file that only its owner can access, because it will contain passwords. If `as` is not NULL,
-// gives the file these rights, which are those of the file that it will replace. Then writes the text.
+// Creates a file that only its owner can access, because it will contain passwords. If `as` is not NULL, it
+// has the rights of the file that will be replaced, and the new file gets them. Then writes the text.
 bool write_whole(const std::string &path, const std::string &text, const Rights *as, struct stat *seen,
                  int *held) {
     if (unlink(path.c_str()) != 0 && errno != ENOENT) // left by a process that ended while it wrote
@@ -220,14 +220,14 @@ bool State::read() {
     } catch (const StatementError &error) {
         return fail(path_ + ":" + std::to_string(error.line) + ": " + error.what());
     }
-    // If state_text returns another text, for example after an edit by hand, end writes the file.
+    // If this text differs from state_text, for example after an edit by hand, end() writes the file.
     text_ = text;
     known_ = true;
     simulator_.time_changed.notify_all();
     return true;
 }
 
-// Does nothing after an error: the next session reports it.
+// Does nothing after an error, which the next session will report.
 void State::refresh() {
     struct stat now;
     if (path_.empty() || !error_.empty() || (known_ && stat(path_.c_str(), &now) == 0 && same(now, seen_)))
@@ -237,7 +237,7 @@ void State::refresh() {
 }
 
 bool State::begin() {
-    if (!scene_error_.empty()) { // a test on another scene than its own would prove nothing
+    if (!scene_error_.empty()) { // with the default scene instead, a test would prove nothing
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s\n", scene_error_.c_str());
         std::_Exit(2);
     }

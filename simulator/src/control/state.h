@@ -29,10 +29,10 @@ public:
     bool in_use() const override { return !path_.empty(); }
 
     void refresh() override;
-    // Locks the file and reads what other processes have written; does nothing without a file. False: it
-    // cannot be locked or read, which was reported on standard error. After true, end must be called.
+    // Locks the file and reads what other processes have written; does nothing without a file. Returns false,
+    // and reports on standard error, if it cannot be locked or read. After true, end must be called.
     bool begin() override;
-    // Writes what was changed, and unlocks. False: it cannot be written, which was reported.
+    // Writes what was changed, and unlocks. Returns false, and reports, if it cannot be written.
     bool end() override;
     void record(const JournalEntry &entry) override { journal.record(entry); }
     const std::string &error() const override { return error_; } // empty after a good session

@@ -28,11 +28,11 @@ public:
     StatementWriter &option(const std::string &name, std::int64_t number) {
         return word(name + "=" + std::to_string(number));
     }
-    // The same; writes nothing if the text is empty.
+    // NAME="TEXT"; nothing if the text is empty.
     StatementWriter &option_if_any(const std::string &name, const std::string &text) {
         return text.empty() ? *this : option(name, text);
     }
-    // NAME, if it is set.
+    // NAME if `is_set`, else nothing.
     StatementWriter &flag(const std::string &name, bool is_set) { return is_set ? word(name) : *this; }
 
     std::string done() const { return text_ + "\n"; }

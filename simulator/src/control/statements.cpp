@@ -14,10 +14,12 @@ namespace {
 // ---- Reading ------------------------------------------------------------------------------------
 
 constexpr Milliseconds second = 1000;
-constexpr std::int64_t most = 0xffffffff;                // for counts and durations in seconds
-constexpr Milliseconds latest = 100'000'000'000'000'000; // three million years
+constexpr std::int64_t most = 0xffffffff; // the greatest count or duration in seconds
+constexpr Milliseconds latest =
+    100'000'000'000'000'000; // the last valid time, three million years after 1970
 constexpr std::int64_t most_jobs = 2'000'000'000;
-constexpr const char *effects[] = {"hang", "crash", "exit", "restart"}; // after Effect::none
+constexpr const char *effects[] = {"hang", "crash", "exit",
+                                   "restart"}; // in the order of Effect, without none
 
 std::int64_t count(const Statement &s) { return s.number(s.words[0], 0, most); }
 
@@ -38,14 +40,14 @@ void apply_job(Simulator &simulator, const Statement &s) {
     const std::string task = s.text_option("task", "other"), start = s.text_option("start", "never");
     job.task = task == "backup" ? Task::backup : task == "restore" ? Task::restore : Task::other;
     if (job.task == Task::other && task != "other")
-        s.fail("task is backup, restore or other");
+        s.fail("task must be backup, restore or other");
     if (const Word *at = s.option("at"))
         job.start = s.number(*at, -latest, latest);
     else if (start != "never")
         job.start = controller.clock.now() + s.number_option("start", 0, 0, most) * second;
     if (job.start)
         job.start_text = s.text_option("start-text", start == "0" ? "NOW" : format_time(*job.start));
-    // Numbers rise in the order of creation.
+    // A later job has a higher number.
     const auto next = static_cast<std::int64_t>(controller.last_number) + 1;
     if (next > most_jobs)
         s.fail("no number is left for another job");
@@ -119,7 +121,7 @@ void apply_fault(Simulator &simulator, const Statement &s) {
     if (const Word *then = s.option("then")) {
         const auto *const found = std::find(std::begin(effects), std::end(effects), then->text);
         if (found == std::end(effects))
-            s.fail("then is hang, crash, exit or restart");
+            s.fail("then must be hang, crash, exit or restart");
         plan.fault.effect = static_cast<Effect>(found - std::begin(effects) + 1);
     }
     simulator.recorder.faults.push_back(std::move(plan));
@@ -295,11 +297,12 @@ void write_next_job(const Simulator &simulator, StatementWriter &out) {
 } // namespace
 
 // clang-format off
-// A statement without words: it sets the member to this value, and is written if the member has it.
+// A statement without words. Reading it sets the member to `value`; it is written if the member has that
+// value.
 #define SWITCH(name, member, value)                                                                          \
     {name, 0, 0, "", [](Simulator &to, const Statement &) { to.member = value; },                            \
      [](const Simulator &from, StatementWriter &out) { if (from.member == value) out.line(name); }}
-// A statement with one number, which is the member's value.
+// A statement with one number, the value of the member.
 #define COUNT(name, member)                                                                                  \
     {name, 1, 1, "", [](Simulator &to, const Statement &s) { to.member = static_cast<unsigned int>(count(s)); }, \
      [](const Simulator &from, StatementWriter &out) { out.line(name).number(static_cast<std::int64_t>(from.member)); }}

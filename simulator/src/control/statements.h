@@ -13,8 +13,8 @@ constexpr std::size_t any_number_of_words = 1000;
 // One kind of statement.
 struct StatementForm {
     const char *name;
-    std::size_t least, most; // number of words
-    const char *options;     // NAME=VALUE or NAME alone, separated by blanks; "*": any name
+    std::size_t least, most; // the lowest and the highest number of words
+    const char *options;     // the names of its options, separated by blanks; "*": any name
     void (*apply)(Simulator &simulator, const Statement &statement);
     // Writes the statements of this form that reproduce the simulator's data. NULL: another form writes them.
     void (*write)(const Simulator &simulator, StatementWriter &out);

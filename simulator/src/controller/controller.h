@@ -12,7 +12,7 @@
 
 namespace cimsim {
 
-using Milliseconds = std::int64_t; // since 1970 for a point in time, as the controller sees it
+using Milliseconds = std::int64_t; // a duration, or a point in simulated time: since 1970
 
 // Simulated time: the wall clock plus an offset, or frozen.
 class Clock {
@@ -33,7 +33,8 @@ private:
     std::optional<Milliseconds> frozen_;
 };
 
-// A point in time in the form that the services expect: "NOW" or yyyymmddhhmmss, in UTC.
+// Both convert a time between the form of the services, "NOW" or yyyymmddhhmmss in UTC, and a number.
+// parse_time returns nullopt if the text has neither form.
 std::optional<Milliseconds> parse_time(const std::string &text, Milliseconds now);
 std::string format_time(Milliseconds time);
 
@@ -57,7 +58,7 @@ struct Job {
     Milliseconds runs = 0;
     bool fails = false;
     std::string start_text, until_text;
-    std::string failure; // its message if it has failed; empty: the default
+    std::string failure; // the message of the job when it has failed; empty: the default
     Overrides overrides;
 
     Milliseconds end() const; // of a job that has a start
@@ -78,7 +79,7 @@ struct Identity {
     std::string id, name, version;
 };
 
-// A class that a test has added. Instances hold its keys and further properties, as they were given.
+// A class that a test or a scene has added. Its instances have its keys and further properties.
 struct AddedClass {
     std::string name;
     std::vector<std::string> keys;
@@ -97,7 +98,7 @@ struct Controller {
     std::vector<Identity> identities;
     std::vector<Share> shares;
     bool lockdown = false;
-    std::deque<NextJob> next_jobs;                     // one for each of the next jobs that services start
+    std::deque<NextJob> next_jobs;                     // for the next jobs that services start, in order
     std::map<std::string, Overrides> future_overrides; // of jobs that do not exist yet
     std::vector<AddedClass> added;
 

@@ -47,9 +47,9 @@ constexpr Refusal job_unknown{"JQ001", "There is no job {}."};
 constexpr Refusal job_running{"JQ002", "Job {} is running and cannot be deleted."};
 constexpr Refusal job_not_waiting{"JQ003", "Job {} has been started before and cannot be scheduled."};
 constexpr Refusal queue_start{"JQ004", "The start time {} is not valid."};
-constexpr Refusal queue_until{"JQ005", "The until time {} is not valid or lies before the start time."};
+constexpr Refusal queue_until{"JQ005", "The until time {} is not valid or is before the start time."};
 constexpr Refusal queue_parameter{"JQ006", "The parameter {} is missing."};
-constexpr Refusal uri_scheme{"SWI001", "The scheme of the URI is not one that the controller takes."};
+constexpr Refusal uri_scheme{"SWI001", "The controller does not support the scheme of the URI."};
 constexpr Refusal reboot_type{"SWI002", "There is no reboot job of type {}."};
 constexpr Refusal share_parameter{"QM016", "The parameter {} is missing."};
 constexpr Refusal share_value{"QM017", "The value of {} is not valid."};
@@ -57,7 +57,7 @@ constexpr Refusal share_unreachable{"QM023", "The share on {} cannot be reached.
 constexpr Refusal multiple_exports{"QM051", "Another backup job is scheduled already."};
 constexpr Refusal multiple_imports{"QM052", "Another restore job is scheduled already."};
 constexpr Refusal image_start{"WUD017", "The start time {} is not valid."};
-constexpr Refusal image_until{"WUD018", "The until time {} is not valid or lies before the start time."};
+constexpr Refusal image_until{"WUD018", "The until time {} is not valid or is before the start time."};
 constexpr Refusal too_many_jobs{"KTB017", "The controller holds as many jobs as it can."};
 constexpr Refusal backup_running{"KTB018", "A backup is running."};
 constexpr Refusal restore_running{"KTB019", "A restore is running."};
@@ -165,7 +165,8 @@ Answer install(Controller &controller, const Arguments &arguments, bool from_uri
         return failed(CMPI_RC_ERR_INVALID_PARAMETER, "The parameter URI is missing.");
     const Value *target = arguments.find("Target");
     if (!target || target->kind != Kind::path)
-        return failed(CMPI_RC_ERR_INVALID_PARAMETER, "The parameter Target is missing or no reference.");
+        return failed(CMPI_RC_ERR_INVALID_PARAMETER,
+                      "The parameter Target is missing or is not a reference.");
     const Answer found = controller.get(*target->tree);
     if (found.rc != CMPI_RC_OK || !same_name(target->tree->class_name.c_str(), identity_class))
         return failed(CMPI_RC_ERR_NOT_FOUND, "There is no software " + to_text(*target) + ".");
@@ -244,10 +245,10 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
     for (const Share &share : controller.shares) {
         if (share.address != address || share.type != type->type || (!name.empty() && share.name != name))
             continue;
-        // TestNetworkShare sends credentials for type 2 only.
-        const bool asks = share.user && (for_image || type->type == 2);
-        if (!asks || (is_user(arguments.text("UserName"), *share.user) &&
-                      arguments.text("Password") == share.password))
+        // A share test checks the credentials of type 2 only, because it sends them for no other type.
+        const bool needs_credentials = share.user && (for_image || type->type == 2);
+        if (!needs_credentials || (is_user(arguments.text("UserName"), *share.user) &&
+                                   arguments.text("Password") == share.password))
             return std::nullopt;
         return refuse(share_value, "UserName or Password");
     }

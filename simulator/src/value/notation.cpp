@@ -48,7 +48,7 @@ public:
 
 private:
     const Statement &statement_;
-    mutable int depth_ = 0; // of the value that is being parsed
+    mutable int depth_ = 0; // number of values that contain the one that is being parsed, and 1
 
     // The text before the first colon, and the text after it.
     struct Parts {
@@ -95,7 +95,7 @@ private:
                     return with_state(value, static_cast<CMPIValueState>(value.state | state.flag));
                 }
         }
-        statement_.fail("\"" + text + "\" is not a value: it takes \"text\", null, lacking or TYPE:VALUE");
+        statement_.fail("\"" + text + "\" is not a value: write \"text\", null, lacking or TYPE:VALUE");
     }
 
     static Value blank() {
@@ -175,8 +175,8 @@ private:
         const Statement parts = parts_of(text);
         const bool is_path = type == CMPI_ref;
         if (parts.words.size() != (is_path ? 1 : 0))
-            statement_.fail(is_path ? "a reference is NAMESPACE CLASS KEY=VALUE..."
-                                    : "an instance is CLASS NAME=VALUE...");
+            statement_.fail(is_path ? "a reference is written reference:\"NAMESPACE CLASS KEY=VALUE...\""
+                                    : "an instance is written instance:\"CLASS NAME=VALUE...\"");
         Value value = Value::with_tree(type, is_path ? Kind::path : Kind::instance);
         if (is_path)
             value.tree->name_space = parts.name;
@@ -191,7 +191,7 @@ private:
         const Statement parts = parts_of(text);
         const auto type = type_named(parts.name);
         if (!type || !parts.options.empty())
-            statement_.fail("an array is array:\"TYPE VALUE...\"");
+            statement_.fail("an array is written array:\"TYPE VALUE...\"");
         std::vector<Value> elements;
         for (const Word &part : parts.words)
             elements.push_back(parse_element(*type, part));
@@ -224,13 +224,13 @@ private:
         } catch (const StatementError &error) {
             statement_.fail(error.what());
         }
-        statement_.fail("\"" + text + "\" is not one line");
+        statement_.fail("\"" + text + "\" has not exactly one line");
     }
 };
 
 // ---- Writing ------------------------------------------------------------------------------------
 
-// The text, quoted only if it needs to be.
+// The text, in quotation marks if it would otherwise not be read as one word.
 std::string word(const std::string &text) {
     const auto is_plain = [](char c) { return c > ' ' && c < 0x7f && !std::strchr("\"\\=,;|#()", c); };
     return !text.empty() && std::all_of(text.begin(), text.end(), is_plain) ? text : quoted(text);

@@ -28,8 +28,8 @@ public:
         return at_ == line_.size();
     }
     bool at_comment() const { return line_[at_] == '#'; }
-    // The next word. If an equals sign that is not quoted follows, this is the name, and `value` the text
-    // after it.
+    // Returns the next word. If it has the form NAME=VALUE, sets *has_value, returns NAME and stores VALUE.
+    // An equals sign in quotation marks does not separate them.
     Word word(bool *has_value, Word *value) {
         Word name = part(true);
         *has_value = at_ < line_.size() && line_[at_] == '=';
@@ -73,7 +73,8 @@ private:
             if (high >= 0 && low >= 0)
                 return static_cast<char>(high * 16 + low);
         }
-        throw StatementError(number_, "a backslash is followed by \\, \", n or x and two hexadecimal digits");
+        throw StatementError(number_,
+                             "after a backslash there must be \\, \", n, or x and two hexadecimal digits");
     }
 
     std::size_t number_, at_ = 0;
@@ -128,7 +129,8 @@ std::vector<Statement> parse(const std::string &text) {
         Word value;
         statement.name = scanner.word(&has_value, &value).text;
         if (has_value)
-            throw StatementError(number, "a line begins with the name of a statement");
+            throw StatementError(number,
+                                 "a line must begin with the name of a statement, not with NAME=VALUE");
         while (!scanner.at_end()) {
             Word word = scanner.word(&has_value, &value);
             if (has_value)

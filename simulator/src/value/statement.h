@@ -26,13 +26,14 @@ struct Statement {
     std::size_t line = 0;
     std::string name;
     std::vector<Word> words;
-    // NAME=VALUE, in their order; the Word is empty for NAME alone.
+    // NAME=VALUE, in the order of the line; for NAME alone, the Word is empty.
     std::vector<std::pair<std::string, Word>> options;
 
     [[noreturn]] void fail(const std::string &what) const { throw StatementError(line, name + ": " + what); }
     const Word *option(const char *wanted) const;
     std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
-    // Both read a decimal number between `least` and `most`; fail if it is not one.
+    // Both return a decimal number; they fail if it is not one or is not between `least` and `most`.
+    // number_option returns `otherwise` if the option is not given.
     std::int64_t number_option(const char *wanted, std::int64_t otherwise, std::int64_t least,
                                std::int64_t most) const;
     std::int64_t number(const Word &word, std::int64_t least, std::int64_t most) const;
@@ -41,7 +42,7 @@ struct Statement {
 // The statements of a text. Ignores empty lines and lines that begin with #.
 std::vector<Statement> parse(const std::string &text);
 
-// The text in quotation marks, with escapes, from which parse reads the same text.
+// The text in quotation marks, with special characters escaped. parse reads the same text from it.
 std::string quoted(const std::string &text);
 
 } // namespace cimsim

@@ -74,9 +74,9 @@ void Tree::put(const char *name, Value value, CMPIType given) {
 
 namespace {
 
-// Calls `use` with zeros of two C types: the member of CMPIValue that holds a number of this type, and the
-// type with the number's own width and sign. They differ for 32-bit integers, which CMPIValue stores in a
-// long. False if the type is not a number's.
+// Calls `use` with zeros of two C types: that of the member of CMPIValue that stores a number of this type,
+// and the integer type with the number's own width and sign. They differ for 32-bit integers, which CMPIValue
+// stores in a long. Returns false if the type is not that of a number.
 template <class Use>
 bool with_number_type(CMPIType type, Use use) {
     switch (type) {

@@ -40,7 +40,7 @@ struct Value {
     CMPIType type = CMPI_null;
     CMPIValueState state = CMPI_nullValue;
     Kind kind = Kind::none;
-    bool blank = false; // a string object without characters
+    bool blank = false; // a string object whose character pointer is NULL
     CMPIUint64 bits = 0;
     std::string text;
     std::shared_ptr<Tree> tree; // shared between copies until one of them is edited
@@ -48,8 +48,8 @@ struct Value {
     Value() = default;
     Value(CMPIType type_, Kind kind_) : type(type_), state(CMPI_goodValue), kind(kind_) {}
 
-    static Value unset(CMPIType type); // null, with a NULL pointer
-    static Value null(CMPIType type);  // null, as the real library hands it out
+    static Value unset(CMPIType type); // state null, with a NULL pointer
+    static Value null(CMPIType type);  // state null, as the real library hands it out: a string has an object
     static Value string(std::string text);
     static Value number(CMPIType type, CMPIUint64 bits);
     static Value with_tree(CMPIType type, Kind kind);
@@ -62,7 +62,7 @@ struct Value {
 struct Item {
     std::string name;
     Value value;
-    CMPIType given = value.type; // the type under which the program handed it in
+    CMPIType given = value.type; // the type that the program gave to addKey, addArg or setProperty
 };
 
 // The contents of a path, an instance, an argument list, an array or an enumeration.
@@ -80,11 +80,11 @@ bool same_name(const char *a, const char *b); // ignores case
 // The text, or an empty one for NULL.
 inline const char *text_or_empty(const char *text) { return text ? text : ""; }
 
-// The number of a text of digits; nullopt if it has other characters or is greater than `most`.
+// The number that a text of digits denotes; nullopt if it has other characters or is greater than `most`.
 std::optional<CMPIUint64> whole_number(const std::string &text, CMPIUint64 most);
 
 bool is_number(CMPIType type);
-CMPIUint64 load_number(CMPIType type, const void *from); // reads no more than the type's own width
+CMPIUint64 load_number(CMPIType type, const void *from); // reads no more bytes than the type has
 void store_number(CMPIType type, CMPIUint64 bits, CMPIValue *to);
 
 // The value as text: characters, decimal numbers, [a,b], ns:Class.Key="v".
