@@ -23,12 +23,12 @@ void release(T *object) {
     Release()(object);
 }
 
-// The pointer that a slot takes as a value: to characters, or to the variable of any other type.
+// The argument of a slot with a value: a pointer to characters, or to a variable of another type.
 inline CMPIValue *value(const void *given) { return static_cast<CMPIValue *>(const_cast<void *>(given)); }
 
 CMCIClient *connect(const char *user);
 Own<CMPIObjectPath> path(const char *class_name = "VELK_LifecycleJob");
-// The path of an instance: a job's or a software identity's with this InstanceID, or a service's.
+// The path of a job or a software identity, by its InstanceID; and that of a service.
 Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name = "VELK_LifecycleJob");
 Own<CMPIObjectPath> service_path(const char *class_name);
 

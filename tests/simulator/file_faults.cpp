@@ -1,8 +1,10 @@
 // file_faults.cpp - replaces functions of the C library that the simulator calls for its files. The
-// environment variable SCRIPT_FAULT selects a fault. interrupt: the first attempt of each open, lock, read
-// and write is interrupted, and a file that others can open before its mode is set is reported. full: the
-// disk is full after the first half of a file. plant: another process creates a link with the name of a new
-// file.
+// environment variable SCRIPT_FAULT selects a fault:
+//  interrupt   each open, lock, read and write fails once with EINTR before it works; also reports a file
+//  that
+//              other users can open before its mode is set
+//  full        the disk is full after the first half of a file
+//  plant       another process creates a link with the name of the new file
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #!/bin/bash
-# includes.sh FOLDER: fails when a source of the simulator includes one of a layer above its own. The layers, each a
-# folder: value, controller, client, control. The control header belongs to the uppermost.
+# includes.sh FOLDER - fails if a source of the simulator includes a source of a layer above its own. Each layer is a
+# folder; from the lowest: value, controller, client, control. The control header belongs to the layer control.
 set -euo pipefail
 cd "$1"
 

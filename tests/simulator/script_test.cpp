@@ -1,13 +1,20 @@
-// script_test.cpp - runs scripts/*.txt: calls into the client library and of the control header, with their
-// outcomes.
+// script_test.cpp - runs scripts/*.txt: calls of the client library and of the control header, with their
+// expected outcomes.
 //
-// A line is `command argument... => outcome`; several commands are separated by " ; ". A command is a slot of
-// a named object, a constructor, or a function of the control header without its prefix; arguments left out
-// are 0 or NULL, as is "-". A line that begins with four blanks continues the line before. Values are in
-// the notation of xavo-scene(5); "string:@s" is the object s. Outcome: the result, then a status other than
-// 0, a misuse, and the signals that were sent. "sh" stands before a line for the shell. In its folder,
-// `./run commands` runs commands in a new process, with the state and the scene of its environment; `./test
-// commands` does not attach itself to them. The commands of both are separated by " , ".
+// A line is `command argument... => outcome`. Several commands of a line are separated by " ; ", and so are
+// their outcomes; a command without an outcome has no part there. A line that begins with four blanks
+// continues the line before it.
+//
+// A command is a slot of a named object ("client.getClass p"), or a name of commands.def: a constructor, a
+// function of the control header without its prefix, or a function of this file. `name = command` names the
+// object that the command returns. An argument that is left out, or is "-", is 0 or NULL. Values are in the
+// notation of xavo-scene(5); "string:@s" is the object s.
+//
+// An outcome has the result, the status unless it is 0, the misuse and the signals that were reported.
+//
+// `sh LINE` runs a line in the shell, in a folder that is empty at first. In it `./run COMMANDS` runs
+// commands, separated by " , ", in a new process with the state and the scene of its environment. `./test
+// COMMANDS` does the same, but the process only calls those control functions that its commands name.
 #include "../prepare.h"
 #include "../table.h"
 #include "cmpi_helpers.h"
@@ -43,7 +50,7 @@ using test::split;
 using test::unquoted;
 using test::words_in;
 
-// The notation of a value; of an instance without its properties.
+// The notation of a value. That of an instance is without its properties.
 std::string in_notation(const CMPIData &data) {
     const std::string text = cimsim_value_text(&data);
     return std::regex_replace(text, std::regex("instance:\"([^ ]+) .*\""), "instance:$1");
@@ -51,13 +58,13 @@ std::string in_notation(const CMPIData &data) {
 
 std::atomic<int> pipes;
 
-// Commands beside those of the two interfaces.
+// The commands that are functions of this file.
 namespace commands {
 
 Own<CMPIObjectPath> path(const char *class_name) { return cmpi::path(class_name); }
 Own<CMPIObjectPath> job_path(const char *InstanceID) { return cmpi::job_path(InstanceID); }
 
-// A job as cimsim_job_at gives it.
+// The members that cimsim_job_at stores.
 std::string job_at(unsigned index) {
     cimsim_job job;
     if (cimsim_job_at(index, nullptr) != -1 || cimsim_job_at(index, &job) != 0)
@@ -66,7 +73,7 @@ std::string job_at(unsigned index) {
            job.JobUntilTime + "|" + std::to_string(job.PercentComplete);
 }
 
-// An entry of the journal.
+// The members that cimsim_journal_at stores.
 std::string journal_at(unsigned index) {
     cimsim_journal_entry entry;
     if (cimsim_journal_at(index, nullptr) != -1 || cimsim_journal_at(index, &entry) != 0)
@@ -91,7 +98,7 @@ std::string last_arguments() {
     return last.substr(begin, last.size() - 1 - begin);
 }
 
-// The status of each kind of exchange, "0011", and the message.
+// The statuses of one exchange of each kind, such as "0011", and the last message.
 std::string exchange_statuses(CMCIClient *on) {
     const auto at = cmpi::path(), of = cmpi::job_path("job"), service = cmpi::service_path("VELK_JobService");
     const Own<CMPIArgs> in(native_new_CMPIArgs(nullptr)), out(native_new_CMPIArgs(nullptr));
@@ -116,7 +123,7 @@ void make_and_release(unsigned times) {
         release(native_new_CMPIArgs(nullptr));
 }
 
-// The output and the exit status of a shell line, on one line.
+// The output of a shell line, and its exit status unless that is 0; on one line.
 std::string shell(const std::string &line) {
     FILE *const pipe = popen(("exec 2>&1; " + line).c_str(), "r");
     std::string outcome;
@@ -131,7 +138,7 @@ std::string shell(const std::string &line) {
                        : outcome + "exit " + std::to_string(WEXITSTATUS(status));
 }
 
-// An object with another one's function table, and no handle.
+// An object with the function table of another object, and no handle.
 CMPIString *object_without_handle(CMPIString *like) {
     static CMPIString made;
     made = {nullptr, like == nullptr ? nullptr : like->ft};
@@ -147,7 +154,7 @@ void set_sfcc_client(const char *name) {
     name == nullptr ? unsetenv("SFCC_CLIENT") : setenv("SFCC_CLIENT", name, 1);
 }
 
-// Waits until this number of requests has reached the broker, and 10 ms more.
+// Waits until this number of requests has reached the broker, and then 10 ms, so that the last is delayed.
 void wait_for_requests(unsigned long times) {
     while (cimsim_request_count() < times)
         std::this_thread::yield();
@@ -200,7 +207,7 @@ std::vector<std::string> control_functions() {
 class Interpreter {
 public:
     std::map<std::string, Held> objects;
-    bool attached = true; // false: only control functions that a line names are called
+    bool attached = true; // false: calls only those control functions that a line names
 
     // Runs the commands of a line; returns the outcome.
     std::string run(const std::string &line) {
@@ -213,13 +220,13 @@ public:
         return outcome;
     }
 
-    // The same, within a command: the commands are separated by " , ".
+    // Runs the commands that are an argument of another command, separated by " , ".
     std::string run_rest(std::string line) {
         test::replace(line, " , ", " ; ");
         return run(line);
     }
 
-    // Releases what is still held under a name.
+    // Releases the object with this name if the script still owns it.
     void release_held(const std::string &name) {
         if (const auto found = objects.find(name);
             found != objects.end() && std::exchange(found->second.owned, false)) {
@@ -230,7 +237,7 @@ public:
     }
 
 private:
-    CMCIClient *client = nullptr; // used by commands that name none
+    CMCIClient *client = nullptr; // the object "client", used by commands that name none
     CMPIStatus st = {};
     Words words_;      // the remaining words of the command
     std::string rest_; // the text of the command after its name
@@ -241,7 +248,8 @@ private:
     CMPIType type_ = 0;
     cimsim_fault fault_ = {};
     CMPIString *name_ = nullptr;
-    std::string into_, slot_; // the name for the result
+    std::string into_; // the name for the result; empty: none
+    std::string slot_; // the slot that is called; empty: the command calls no slot
     std::vector<std::shared_future<std::string>> started_;
 
     const char *next() { return next(unquoted); }
@@ -259,7 +267,7 @@ private:
         return kept_.back().c_str();
     }
 
-    // Arguments by their types.
+    // Convert the next words to arguments, by their types.
     void take(const char *&to) { to = next(); }
     void take(CMPIStatus *&to) { to = words_.empty() ? &st : (next(), nullptr); }
     void take(CMPIString **&to) { to = &(name_ = nullptr); }
@@ -289,7 +297,7 @@ private:
     template <class Number>
     std::enable_if_t<std::is_integral_v<Number>> take(Number &to) {
         if (std::is_same_v<Number, CMPIType> && type_ != 0xffff)
-            return void(to = static_cast<Number>(type_)); // it came with the value
+            return void(to = static_cast<Number>(type_)); // the value before it has the type
         const char *const text = next();
         if (std::is_same_v<Number, CMPIType> && text != nullptr)
             return void(to = static_cast<Number>(cimsim_type_named(text)));
@@ -321,7 +329,7 @@ private:
         else if (type_ != CMPI_chars)
             store(std::stoull(rest));
     }
-    void store(CMPIUint64 number) { // in the member of its own width, for any byte order
+    void store(CMPIUint64 number) { // with the width of the type, in any byte order
         const unsigned width = type_ == CMPI_boolean  ? 1
                                : type_ == CMPI_char16 ? 2
                                : type_ & CMPI_UINT    ? 1U << (type_ >> 4 & 3)
@@ -346,7 +354,7 @@ private:
         to = name == nullptr ? nullptr : static_cast<Object *>(objects.at(name).pointer);
     }
 
-    // Results by their types.
+    // Convert results to text, by their types.
     template <class Object>
     auto render(Object *made) -> decltype(std::string(kind_of(made))) {
         EXPECT_TRUE(made == nullptr || made->ft->ftVersion == 1);
@@ -588,8 +596,7 @@ private:
     }
 };
 
-// A folder of its own to work in. "./run commands" and "./test commands" there run them in a new process of
-// this program.
+// An empty folder as the current one, until the object is destroyed. Contains the programs ./run and ./test.
 struct Folder {
     const std::filesystem::path before = std::filesystem::current_path();
 
@@ -611,7 +618,7 @@ struct Folder {
     }
 };
 
-// A part of a script: an empty controller, time that stands still, and a client, "client".
+// A part of a script. It starts with an empty controller, frozen time, and a client with the name "client".
 class ScriptTest : public testing::Test {
 public:
     using Lines = std::vector<std::pair<int, std::string>>; // with their numbers
@@ -640,7 +647,8 @@ private:
     Lines lines_;
 };
 
-// A part begins with "== title". Each part first runs the lines that stand before the first title.
+// Registers each part of a script as a test. A part begins with "== title", and first runs the lines above
+// the first title.
 void register_script(const std::filesystem::path &path) {
     std::ifstream stream(path);
     ScriptTest::Lines begin, lines;
@@ -670,7 +678,7 @@ void register_script(const std::filesystem::path &path) {
 }
 
 const bool registered = [] {
-    if (const char *const line = getenv("SCRIPT_LINE"); line != nullptr) { // instead of the tests
+    if (const char *const line = getenv("SCRIPT_LINE"); line != nullptr) { // ./run or ./test: runs no tests
         Interpreter interpreter;
         interpreter.attached = getenv("SCRIPT_NAME") == std::string("./run");
         if (interpreter.attached)
