@@ -1,8 +1,8 @@
 """Makes the manual for scripts/manual: pages for man(1) in build/manual, and the same as HTML.
 
-The pages of section 3 come from the comments of the public headers, a page for each section of a header,
-with the program docs/manual/examples/PAGE.c if it exists; those of the other sections are docs/manual/*.md, in
-which a line between two @ is replaced:
+The pages of section 3 are made from the comments of the public headers: a page for each section of a header, with the
+program docs/manual/examples/PAGE.c if it exists. The pages of the other sections are docs/manual/*.md, in which these
+lines are replaced:
     @conventions HEADER@    the header's first comment
     @pages HEADER@          its sections, and the functions of each
     @codes@                 the error codes
@@ -10,9 +10,9 @@ which a line between two @ is replaced:
     @guide HEADING@         that section of the guide, without its commands
     @commands@              the commands of xavoctl and their options, from its help
     @options@, @statuses@   the options of all commands, and the exit statuses
-pandoc writes them and the guide as HTML in build/manual/html. --check fails if an exported function has no page, a page
-names an error code, a constant or a page that does not exist, a link has no target, an example does not compile, the
-picture differs from its source, or mandoc reports a page.
+The same pages, the guide and the other documents are written as HTML to build/manual/html. --check fails if an exported
+function has no page, a page names an error code, a constant or a page that does not exist, a link has no target, an
+example does not compile, docs/call.svg differs from docs/call.dot, or mandoc reports an error in a page.
 """
 import argparse
 import os
@@ -30,8 +30,8 @@ SOURCES = Path("docs/manual")
 
 class Header:
     """A public header: its path, the pkg-config name of its library, its overview page, and the library's version
-    script. It may include another header, `types`, whose sections are described on the pages of its own with the same
-    titles."""
+    script. It may include another header, `types`: a section of that header is described on the page of the section
+    with the same title in this one."""
 
     def __init__(self, path, library, overview, exports, types=None):
         self.path, self.library, self.overview, self.exports = Path(path), library, overview, exports
@@ -63,7 +63,7 @@ def version():
 
 
 def date():
-    """The date of the last commit, so that the same sources make the same pages."""
+    """Returns the date of the last commit, so that the same sources make the same pages."""
     seconds = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
         ["git", "log", "-1", "--format=%ct"], check=True, capture_output=True, text=True).stdout
     return datetime.fromtimestamp(int(seconds), timezone.utc).date().isoformat()
@@ -73,7 +73,7 @@ def date():
 
 
 class Entry:
-    """A comment and the declarations directly below it; either may be missing."""
+    """A comment and the declarations directly below it; one of the two may be missing."""
 
     def __init__(self, comment, code):
         self.comment, self.code = comment, code
@@ -91,18 +91,18 @@ class Section:
         return [name for entry in self.entries for name in entry.functions]
 
     def page(self):
-        """The function after which the page is named: a method call if there is one, else the first."""
+        """Returns the name of the page: the first function that calls a method, or else the first function."""
         return next((name for name in self.functions() if name.startswith("XAVO_invoke_")), self.functions()[0])
 
 
 def plain(comment):
-    """The text of a comment, without its stars."""
+    """Returns the text of a comment, without its stars."""
     text = re.sub(r"^/\*+ ?|\s*\*/$", "", comment.strip())
     return re.sub(r"^ \* ?", "", text, flags=re.M).rstrip()
 
 
 def read_header(path):
-    """The text of the first comment, and the sections."""
+    """Returns the text of the first comment, and the sections."""
     text = path.read_text()
     opening = re.match(r"/\*.*?\*/", text, re.S).group(0)
     body = text[len(opening):].split("/* ----", 1)
@@ -143,7 +143,7 @@ def read_header(path):
 
 
 def error_codes():
-    """Name to (number, meaning), as XAVO_types.h lists them."""
+    """Returns {name: (number, meaning)}, in the order of XAVO_types.h."""
     rows = re.findall(r'ROW\(XAVO_(\w+), +(\d+), "\w+", +"([^"]*)"\)', HEADERS[0].types[0].read_text())
     return {name: (int(number), meaning) for name, number, meaning in rows}
 
@@ -175,22 +175,35 @@ def inline(text, pages):
 
 
 def prose(text, pages):
-    """A comment's text as Markdown. Lines that are indented further than the text before them stay
-    verbatim; numbered and named points become a list."""
-    out, paragraph, verbatim = [], [], []
+    """Returns a comment's text as Markdown. Numbered and named points become a list. Lines that are indented further
+    than the text before them stay as they are, except that lines which begin with a dash become a list. Both belong to
+    the numbered point above them."""
+    out, paragraph, further = [], [], []
+
+    def add(block):
+        """Adds a block, indented if it belongs to a numbered point."""
+        out.append(re.sub(r"^(?=.)", "    ", block, flags=re.M) if hanging else block)
 
     def flush():
-        nonlocal paragraph, verbatim
+        nonlocal paragraph, further
         if paragraph:
             joined = " ".join(line.strip() for line in paragraph)
             item = re.match(r"(\d+)\. (.*)", joined)
-            out.append((f"{item.group(1)}.  " + inline(item.group(2), pages)) if item else inline(joined, pages))
-        if verbatim:
-            indent = min(len(line) - len(line.lstrip()) for line in verbatim)
-            out.append("```\n" + "\n".join(line[indent:] for line in verbatim) + "\n```")
-        paragraph, verbatim = [], []
+            if item:
+                out.append(f"{item.group(1)}.".ljust(4) + inline(item.group(2), pages))
+            else:
+                add(inline(joined, pages))
+        if further:
+            indent = min(len(line) - len(line.lstrip()) for line in further)
+            text = "\n".join(line[indent:] for line in further)
+            if text.startswith("- "):
+                add("\n".join("- " + inline(" ".join(point[2:].split()), pages)
+                              for point in re.split(r"\n(?=- )", text)))
+            else:
+                add(f"```\n{text}\n```")
+        paragraph, further = [], []
 
-    hanging = 0
+    hanging = 0  # the column of the text after a point's number; 0: no numbered point
     term = None  # the column of the text after a name
     for line in text.split("\n"):
         indent = len(line) - len(line.lstrip())
@@ -211,9 +224,9 @@ def prose(text, pages):
         elif indent >= max(hanging, 1) + 3 or (indent > 1 and not hanging):
             if paragraph:
                 flush()
-            verbatim.append(line)
+            further.append(line)
         else:
-            if verbatim or re.match(r"(Errors|Returns|Codes with)\b", line):  # a new paragraph
+            if further or re.match(r"(Errors|Returns|Codes with)\b", line):  # a new paragraph
                 flush()
             paragraph.append(line)
     flush()
@@ -278,7 +291,7 @@ def show(program):
 
 
 def list_pages(header):
-    """Every section of a header, with its functions."""
+    """Returns a list of the sections of a header that have a page, with their functions."""
     return "\n".join(f"{escape(section.title)}\n:   " + ", ".join(bold(f + "(3)") for f in section.functions()) + "\n"
                      for section in sections_with_page(header))
 
@@ -288,18 +301,21 @@ def guide_section(heading):
     found = re.search(rf"^## {re.escape(heading)}\n(.*?)(?=^## |\Z)", text, re.M | re.S)
     if not found:
         sys.exit(f"manual: the guide has no section {heading}")
-    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)  # the commands need files of the guide
-    text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # these documents are no pages of the manual
+    # The commands need the files of the guide.
+    text = re.sub(r"^```sh\n.*?^```\n+", "", found.group(1), flags=re.M | re.S)
+    text = re.sub(r"\[([^]]+)\]\([\w-]+\.md(#[\w-]+)?\)", r"\1", text)  # these documents are not pages of the manual
     return re.sub(r"^###", "##", text, flags=re.M)
 
 
 def tool_help(build, *command):
-    """The help of a command, or the overview, as its parts: the lines before the first heading, and by heading the
-    pairs of a term and its text."""
-    text = subprocess.run([f"{build}/tools/xavoctl", "help", *command], check=True, capture_output=True, text=True).stdout
+    """Returns the help of a command, or of all commands, in parts: the text before the first heading, and for each
+    heading the pairs of a term and its text."""
+    text = subprocess.run([f"{build}/tools/xavoctl", "help", *command], check=True, capture_output=True,
+                          text=True).stdout
     parts = re.split(r"^(\S.*):$", text, flags=re.M)
     pairs = [[re.split(r" {2,}", line.strip(), maxsplit=2 if heading == "Commands" else 1)
-              for line in part.splitlines() if line.startswith("  ")] for heading, part in zip(parts[1::2], parts[2::2])]
+              for line in part.splitlines() if line.startswith("  ")]
+             for heading, part in zip(parts[1::2], parts[2::2])]
     return parts[0], dict(zip(parts[1::2], pairs))
 
 
@@ -308,7 +324,7 @@ def definitions(pairs, indent=""):
 
 
 def command_list(build):
-    """Each command with its options."""
+    """Returns a list of all commands, each with its options."""
     found = []
     for name, *_ in tool_help(build)[1]["Commands"]:
         usage, parts = tool_help(build, name)
@@ -320,7 +336,7 @@ def command_list(build):
 
 
 def own_page(source, headers, codes, pages, build):
-    """A page of docs/manual, with its lines between two @ replaced."""
+    """Returns a page of docs/manual in which the lines between two @ are replaced."""
     by_path = {str(header.path): header for header in headers}
     words = {
         "conventions": lambda path: prose(re.sub(r"^Conventions\n+", "", by_path[path].opening.split("\n\n", 1)[1],
@@ -363,7 +379,7 @@ def write_html(name, title, text, pages):
 
 
 def write_page(name, section, markdown, pages):
-    """A page as man(1) shows it and as HTML."""
+    """Writes a page in the format of man(1), and as HTML."""
     target = OUT / f"man{section}" / f"{name}.{section}"
     target.parent.mkdir(parents=True, exist_ok=True)
     target.write_text(pandoc(markdown, "--to", "man", "--metadata", "hyphenate=false", "--metadata", "adjusting=l"))
@@ -456,12 +472,13 @@ def check_pages(headers, pages, codes, written, build):
                        sorted(Path("simulator/include/CimClientLib").glob("*.h")))
     declared = set(re.findall(r"\w+", declared)) | {header.path.stem for header in headers} | ENVIRONMENT
     reasons = {word[len("XAVO_KIND_"):] for word in declared if word.startswith("XAVO_KIND_")}
-    bare = set(codes) | {re.sub("^(XAVO_(KIND_|EFFECT_|OP_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)", "", word) for word in declared}
+    prefix = "^(XAVO_(KIND_|EFFECT_|OP_|WAIT_|JOB_)?|CMPI_(RC_(ERR_)?)?)"
+    bare = set(codes) | {re.sub(prefix, "", word) for word in declared}
     known = {f"{name}({section})" for name, section, _ in written} | {f"{function}(3)" for function in pages}
     for name, section, markdown in written:
         page = f"{name}({section})"
         text = markdown.replace("\\", "")
-        # A word that looks like a name from a header must be one, unless _ or * follows: then it stands for several
+        # A word that looks like a name from a header must be such a name, unless _ or * follows: it then means several
         # names.
         for word in set(re.findall(r"\b(?:XAVO|cimsim|CIMSIM)_\w*[a-zA-Z0-9]\b(?!_|\*)", text)):
             if word not in declared:
@@ -469,7 +486,7 @@ def check_pages(headers, pages, codes, written, build):
         for word in set(re.findall(r"(?<![_.\w])[A-Z]{2,}(?:_[A-Z]+)+\b(?![_.(])", text)):
             if word not in bare | declared:
                 faults.append(f"{page} names {word}, which is neither an error code nor a constant")
-        # The errors of a function are codes or reasons.
+        # The errors that a function lists are error codes or kinds (XAVO_KIND_).
         for sentence in re.findall(r"(?:Errors|Returns|Codes with)\b(.*?)(?=Any thread|\n\n|\Z)", text, re.S):
             faults += [f"{page} lists the error {code}, which does not exist"
                        for code in re.findall(r"(?<![_\w])(?:XAVO_)?([A-Z]{2,}(?:_[A-Z]+)+)\b", sentence)
