@@ -1,7 +1,7 @@
-/* What a method that a program calls by itself has returned. */
+/* Calls a method for which libxavo has no function. */
 #include <XAVO.h>
 
-/* True when the method of `path` could be called and returned 0. The caller keeps path and arguments. */
+/* Calls a method of the instance `path`; 1 if it returned 0, else 0. Does not free its arguments. */
 int call_method(XAVO_Proxy *sp, CMPIObjectPath *path, const char *method, CMPIArgs *in, CMPIArgs *out) {
     XAVO_ErrorCode ec;
     CMPIStatus status = {CMPI_RC_OK, NULL};

@@ -1,4 +1,4 @@
-/* Prints every code there is. */
+/* Prints all error codes, with their names and meanings. */
 #include <XAVO.h>
 
 int main(void) {

@@ -21,7 +21,7 @@ int main(void) {
     for (int i = 0; i < USERS; ++i) {
         struct pollfd ready = {XAVO_call_descriptor(calls[i]), POLLIN, 0};
         while (calls[i] != NULL && XAVO_call_collect(calls[i], &answer) == 0)
-            poll(&ready, 1, -1); /* an event loop would watch all of them */
+            poll(&ready, 1, -1); /* an event loop would wait for all descriptors at once */
         if (calls[i] != NULL) {
             printf("%s: %s, %zu jobs\n", users[i], XAVO_code_name(answer.code), answer.job_count);
             XAVO_answer_free(&answer);

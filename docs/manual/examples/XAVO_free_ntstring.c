@@ -1,4 +1,4 @@
-/* A list of strings as the client library takes it; a handle must be open meanwhile. */
+/* Makes an array of strings for the client library. A handle must be open while the array exists. */
 #include <XAVO.h>
 
 int main(void) {

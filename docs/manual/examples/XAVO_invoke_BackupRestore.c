@@ -4,7 +4,7 @@
 
 int main(int argc, char **argv) {
     XAVO_NET_INPUT_DATA share;
-    memset(&share, 0, sizeof share); /* all that is not given is zero */
+    memset(&share, 0, sizeof share); /* members that are not set must be zero */
     if (argc != 3 || strlen(argv[1]) >= sizeof share.ipaddr || strlen(argv[2]) >= sizeof share.sharename) {
         fprintf(stderr, "usage: %s ADDRESS SHARE\n", argv[0]);
         return 2;

@@ -1,4 +1,4 @@
-/* Puts a job into the queue, to start at a time given as text, and says how that went. */
+/* Schedules a job to start at the time START, and prints the outcome. */
 #include <XAVO.h>
 
 int main(int argc, char **argv) {

@@ -1,4 +1,4 @@
-/* Creates a reboot job of the type given, and prints its identifier. */
+/* Creates a reboot job of the type TYPE, and prints its identifier. */
 #include <XAVO.h>
 
 int main(int argc, char **argv) {

@@ -1,4 +1,4 @@
-/* Does a broker answer this user? Exit status 0: yes. */
+/* Checks whether the broker answers requests of a user. Exit status 0: it does. */
 #include <XAVO.h>
 
 int main(int argc, char **argv) {

@@ -1,4 +1,4 @@
-/* Shows a path as the client library holds it. */
+/* Logs an object path as a trace line. */
 #include <XAVO.h>
 
 int main(void) {

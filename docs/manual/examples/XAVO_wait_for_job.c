@@ -1,4 +1,4 @@
-/* Follows a job for an hour at the most, and prints every change. */
+/* Waits for a job for at most an hour, and prints every change. */
 #include <stdio.h>
 #include <XAVO_companion.h>
 
@@ -7,7 +7,7 @@ static int print_change(void *context, const XAVO_Poll *poll) {
     if (poll->changed)
         printf("%s %s%%\n", poll->job->JobStatus ? poll->job->JobStatus : "-",
                poll->job->PercentComplete ? poll->job->PercentComplete : "-");
-    return 0; /* go on */
+    return 0; /* continue to wait */
 }
 
 int main(int argc, char **argv) {

@@ -1,9 +1,9 @@
-/* Tests of a backup that is waited for. Exit status 0: all is as it must be. */
+/* Tests of a backup and of the wait for its job. Exit status 0: all tests passed. */
 #include <assert.h>
 #include <cimsim.h>
 #include <XAVO_companion.h>
 
-/* A second goes by after each poll. */
+/* Called after each poll: one second of simulated time passes. */
 static int polled(void *context, const XAVO_Poll *poll) {
     (void)context;
     (void)poll;
@@ -11,7 +11,7 @@ static int polled(void *context, const XAVO_Poll *poll) {
     return 0;
 }
 
-/* What is tested: how the wait for a backup ends; -1 when it does not start. */
+/* The code under test. Returns how the wait for a backup ended; -1 if the backup did not start. */
 static int back_up(void) {
     static const XAVO_BAR_INPUT_DATA data = {
         .ipaddr = "192.0.2.10", .sharename = "public", .imagename = "image", .startTime = "NOW"};
@@ -48,7 +48,7 @@ int main(void) {
     cimsim_next_job(10, 1, "The share is full.");
     assert(back_up() == XAVO_WAIT_FAILED);
 
-    prepare(); /* a broker that was restarted before the call */
+    prepare(); /* the broker was restarted before the call */
     cimsim_restart_broker(CIMSIM_PIPE_CALLS);
     assert(back_up() == XAVO_WAIT_COMPLETED);
     return 0;

@@ -13,5 +13,5 @@ int main(void) {
         if ((ec == XAVO_NO_ERROR) != (i != 2))
             return 1;
     }
-    return cimsim_owned() != 0; /* nothing may be left */
+    return cimsim_owned() != 0; /* no object may be left */
 }

@@ -1,9 +1,9 @@
-/* Starts a backup and follows it to its end. Exit status 0: it is there. */
+/* Starts a backup and waits for its job. Exit status 0: the backup completed. */
 #include <stdio.h>
 #include <string.h>
 #include <XAVO_companion.h>
 
-/* What does not fit is refused: a share of which only the beginning arrives is another one. */
+/* Copies a text; 0 if it is too long: a shortened name would be that of another share. */
 static int put(char *buffer, size_t size, const char *text) {
     if (strlen(text) >= size)
         return 0;
