@@ -1,5 +1,5 @@
 # Chooses the CIM client library for all targets. Afterwards the target cim_client is an installed library or the
-# simulator, and XAVO_USE_SIMULATOR says which.
+# simulator; XAVO_USE_SIMULATOR is ON if it is the simulator.
 if(NOT XAVO_CIM_CLIENT MATCHES "^(auto|system|simulator)$")
     message(FATAL_ERROR "XAVO_CIM_CLIENT is '${XAVO_CIM_CLIENT}': it must be auto, system or simulator")
 endif()
@@ -24,12 +24,12 @@ set(XAVO_SIMULATOR_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/xavo-simulator)
 set(XAVO_SIMULATOR_LIBDIR ${CMAKE_INSTALL_LIBDIR}/xavo-simulator) # not in the loader's search path
 if(XAVO_INSTALL_SIMULATOR)
     add_subdirectory(simulator)
-    # Jobs can be scheduled after 2038, on 32-bit machines, too.
+    # With these, 32-bit machines, too, can schedule jobs after 2038.
     target_compile_definitions(cimsim_objects PUBLIC _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
-# The folder and the compiler flag of the client library's headers, which XAVO.h includes; they go into the installed
-# CMake and pkg-config files.
+# The folder and the compiler flag of the client library's headers, which XAVO.h includes. The installed CMake and
+# pkg-config files contain them.
 if(XAVO_USE_SIMULATOR)
     add_library(cim_client ALIAS cimsim)
     set(XAVO_CLIENT_INCLUDE_DIR ${XAVO_SIMULATOR_INCLUDEDIR})

@@ -8,7 +8,7 @@ function(xavo_harden target)
         -fstack-protector-strong
         $<$<BOOL:${XAVO_HAVE_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
         $<$<BOOL:${XAVO_HAVE_CF_PROTECTION}>:-fcf-protection>)
-    # _FORTIFY_SOURCE needs optimised code, and the sanitizers do not check the calls that it replaces.
+    # _FORTIFY_SOURCE needs optimised code. It replaces calls, which the sanitizers would then not check.
     if(NOT XAVO_SANITIZE)
         target_compile_options(${target} PRIVATE
             $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>

@@ -1,5 +1,5 @@
-# Every installed file belongs to one component, and the packages are made from these: library, companion, platform,
-# development (headers, CMake and pkg-config files), tools and simulator.
+# Every installed file belongs to one of these components, from which the packages are made: library, companion,
+# platform, development (headers, CMake and pkg-config files), tools and simulator.
 
 # xavo_install_package(name component): installs the CMake targets of the export set `name` and the pkg-config file
 # that is made from cmake/<name>.pc.in.

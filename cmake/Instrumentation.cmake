@@ -1,4 +1,4 @@
-# Flags for sanitizers, coverage and fuzzing. They apply to every target: all code of a process must be built alike.
+# Flags for sanitizers, coverage and fuzzing. They apply to every target, because all code of a process needs them.
 if(XAVO_FUZZ)
     if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
         message(FATAL_ERROR "XAVO_FUZZ needs clang: configure with CC=clang CXX=clang++, or --preset fuzz")
@@ -10,7 +10,7 @@ if(XAVO_SANITIZE)
     add_compile_options(-fsanitize=${XAVO_SANITIZE} -fno-sanitize=enum -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${XAVO_SANITIZE})
-    # With sanitizers, gcc reports variables as maybe uninitialised that are initialised.
+    # With sanitizers, gcc warns that some initialised variables may be uninitialised.
     add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 if(XAVO_COVERAGE)

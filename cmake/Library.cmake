@@ -1,5 +1,5 @@
-# Builds the libraries that programs link: C++ without its run-time library; only the symbols in the version script are
-# exported.
+# Options of the libraries that programs link. They are C++ without its run-time library, and export only the symbols in
+# their version script.
 
 # xavo_library_objects(target): sets the options of an object library. The tests link the objects directly.
 function(xavo_library_objects target)
@@ -7,8 +7,8 @@ function(xavo_library_objects target)
     target_compile_options(${target} PRIVATE
         -fno-exceptions -fno-rtti -fno-threadsafe-statics
         -fno-plt # symbols are bound at load time, so the PLT has no benefit
-        -fno-semantic-interposition # calls within the library are never replaced from outside
-        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # log lines carry __FILE__: no build path in the binary
+        -fno-semantic-interposition # no other library can replace a function that this library calls in itself
+        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # keeps the build path out of __FILE__ in log lines
     xavo_harden(${target})
 endfunction()
 
@@ -22,7 +22,8 @@ function(xavo_library target version_script)
         LINK_DEPENDS ${version_script})
     target_link_options(${target} PRIVATE LINKER:--version-script=${version_script} LINKER:-Bsymbolic-functions)
     if(NOT XAVO_SANITIZE)
-        target_link_options(${target} PRIVATE LINKER:-z,defs) # a sanitizer's functions come from the program
+        # With a sanitizer, its functions are undefined until the program is linked.
+        target_link_options(${target} PRIVATE LINKER:-z,defs)
     endif()
     xavo_harden(${target})
 endfunction()

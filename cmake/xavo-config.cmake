@@ -1,5 +1,5 @@
 # Read by find_package(xavo). Defines xavo::xavo, and one target for each other component that is installed;
-# find_package(xavo COMPONENTS simulator) requires such a component.
+# find_package(xavo COMPONENTS simulator) fails if that component is not installed.
 include(${CMAKE_CURRENT_LIST_DIR}/xavo-targets.cmake)
 file(GLOB parts ${CMAKE_CURRENT_LIST_DIR}/xavo-*-targets.cmake)
 foreach(part IN LISTS parts)

@@ -1,5 +1,5 @@
-# Common to the toolchain files in this folder: Debian's cross compiler for `triple`, and the emulator, if any, that
-# runs the programs. From the build machine CMake uses only programs, never libraries.
+# Included by each toolchain file in this folder, which sets `triple` and, if its programs need one, `emulator`. Selects
+# Debian's cross compiler. CMake searches for libraries and headers in the cross compiler's folders only.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triple}-gcc)
 set(CMAKE_CXX_COMPILER ${triple}-g++)
