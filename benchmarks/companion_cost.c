@@ -117,7 +117,7 @@ static void list_there(XAVO_Pool *pool) {
     succeed(&answer);
 }
 
-/* In turns, after one of each that is not counted. */
+/* Times `count` calls here and `count` calls there, alternately. The first call of each is not counted. */
 static void compare(XAVO_Proxy *sp, XAVO_Pool *pool, void (*here)(XAVO_Proxy *), void (*there)(XAVO_Pool *),
                     int count, times *taken) {
     taken[0].count = taken[1].count = 0;

@@ -4,18 +4,20 @@ those that no test detects.
 
 Without FILE-OR-FOLDER: libxavo/src and companion/src. The rules make candidates: a statement left out, two adjacent
 statements swapped, a condition inverted, two operands of && or || swapped, two members swapped, an operator changed, a
-constant changed. A swap that by its syntax cannot change anything is no candidate (scripts/mutation/equivalence.py). A
-candidate is no mutant if it does not compile, or if an optimising compiler makes the same code of it. The tests run
-under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, in one copy of the tree for each core, or in
---jobs N copies; a mutant that makes them hang is detected, too. The run fails if a mutant survives that
-tests/mutants/explained.txt does not list, or if a mutant that it lists is detected or does not exist.
+constant changed. A swap that, by the syntax of its operands, cannot change anything is no candidate
+(scripts/mutation/equivalence.py). A candidate is no mutant if it does not compile, or if an optimising compiler makes
+the same code of it as of the original. The tests run under AddressSanitizer, LeakSanitizer and
+UndefinedBehaviorSanitizer, in one copy of the tree for each core, or in --jobs N copies. A mutant that makes the tests
+hang is detected, too. The run fails if a mutant survives that tests/mutants/explained.txt does not list, or if a mutant
+that this file lists is detected or does not exist.
 
-build/mutate/journal.jsonl keeps every result, so that an interrupted run continues. After a change of a source or a
-test all results are void, unless --keep is given. --survivors tries only the survivors of earlier runs again, those
-that are explained excepted; --explained tries only the explained ones. --sample N tries N mutants; the same --seed
-selects the same ones, even if others were added or removed. --list prints the candidates, --report all results of the
-journal;
---json FILE also writes the report as JSON. The exit status is 3 if the run fails as described."""
+build/mutate/journal.jsonl stores every result, so that an interrupted run can continue. After a change of a source or a
+test, all results are ignored unless --keep is given.
+
+--survivors tries the mutants again that survived earlier runs and are not explained. --explained tries only the
+explained mutants. --sample N tries N mutants; with the same --seed it selects the same mutants, even after other
+mutants were added or removed. --list prints the candidates. --report prints all results in the journal. --json FILE
+also writes the report as JSON. The exit status is 3 if the run fails as described."""
 import argparse
 import concurrent.futures
 import hashlib
@@ -67,8 +69,8 @@ def time_limit(copy, parts):
 
 
 def try_mutants(mutants, wanted, copies, limit, journal, explained):
-    """Tries mutants, one at a time in each copy, until `wanted` results count (see is_judged). Returns the mutants that
-    were tried or whose results were known."""
+    """Tries mutants, one at a time in each copy, until `wanted` results count (see is_judged). Returns these mutants,
+    including those whose results were known before."""
     free = queue.SimpleQueue()
     for copy in copies:
         free.put(copy)
@@ -145,7 +147,7 @@ def run(options):
     names = options.names or ["libxavo/src", "companion/src"]
     for name in names:
         if not os.path.exists(name) or name.split("/")[0] not in judge.TESTS:
-            raise Error(f"{name}: no such file or folder, or no tests judge its mutants")
+            raise Error(f"{name}: no such file or folder, or there are no tests for its mutants")
     explained = read_explained(EXPLAINED)
     copies = [judge.Copy(WORK / str(number)) for number in range(options.jobs)]
     if options.report:
@@ -179,7 +181,7 @@ def run(options):
     if options.explained:
         chosen = [m for m in chosen if m.key in explained]
     if options.sample is not None:
-        # Sorted by a checksum of each mutant: adding or removing some leaves the selection of the others as it is.
+        # Sorted by a checksum of each mutant: the sample stays the same when other mutants are added or removed.
         chosen = sorted(chosen, key=lambda m: hashlib.sha256(f"{options.seed} {m.key}".encode()).digest())
     reached = try_mutants(chosen, options.sample or len(chosen), copies, limit, journal, explained)
     print()

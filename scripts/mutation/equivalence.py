@@ -1,6 +1,6 @@
-"""Decides by the syntax tree which swaps cannot change what a program does, so that no test has to detect them.
+"""Finds by the syntax tree the swaps that cannot change what a program does, so that no test needs to detect them.
 
-Both rules are conservative: a swap of expressions that they do not know counts as a mutant."""
+Both rules are conservative: if a rule does not apply to an expression, its swap counts as a mutant."""
 import functools
 import re
 from pathlib import Path
@@ -31,7 +31,7 @@ def contents(path):
 
 
 def operator_between(left, right):
-    """The sign of an operator between its operands, and where it is in the file; ("", 0) inside a macro."""
+    """Returns the operator between two operands, and its offset in the file; ("", 0) inside a macro."""
     start, end = left.extent.end.offset, right.extent.start.offset
     text = contents(left.location.file.name)[start:end] if start < end else b""
     found = re.fullmatch(rb"(?s)(?:\s|/\*.*?\*/|//[^\n]*\n)*([^\s\w]{1,3}?)(?:\s|/\*.*?\*/|//[^\n]*\n)*", text)
@@ -50,13 +50,13 @@ def kind_of(type_):
 
 
 def is_plain(type_):
-    """Whether an access to a value of this type calls nothing and cannot be observed by itself."""
+    """Returns whether reading or writing a variable of this type calls no function and has no other visible effect."""
     return kind_of(type_) in PLAIN and not type_.get_canonical().is_volatile_qualified()
 
 
 def is_total(cursor):
-    """Returns whether evaluating the expression has no effect and cannot fail for any values: it neither calls, writes,
-    divides, indexes, dereferences, shifts nor overflows."""
+    """Returns whether the evaluation of the expression has no effect and cannot fail, for all values: it does not
+    call, write, divide, index, dereference, shift or overflow."""
     kind, children = cursor.kind, list(cursor.get_children())
     if kind in LITERALS:
         return True
@@ -91,14 +91,14 @@ def is_enumerator(cursor):
 
 
 def base_of(cursor):
-    """Returns the object before the dot of a member; None if there is a pointer instead, including an implicit
+    """Returns the object before the dot of a member expression; None if it is reached by a pointer, such as an implicit
     `this`."""
     base = list(cursor.get_children())
     return base[0] if base and kind_of(base[0].type) != TypeKind.POINTER else None
 
 
 def is_object(cursor):
-    """Whether the expression names an object without a pointer: a variable, *this, or a member of those."""
+    """Returns whether the expression names a variable, a member of *this, or a member of one of these."""
     if cursor.referenced is None or cursor.kind not in (Kind.DECL_REF_EXPR, Kind.MEMBER_REF_EXPR):
         return False
     if cursor.kind == Kind.DECL_REF_EXPR:
@@ -148,11 +148,11 @@ def constant_store(statement):
 
 
 def operands_commute(first, second):
-    """Whether the operands of && or || can be swapped without a difference."""
+    """Returns whether swapping the operands of && or || changes nothing."""
     return is_total(first) and is_total(second)
 
 
 def statements_commute(first, second):
-    """Whether two statements store constants to different local variables, or members of those."""
+    """Returns whether both statements store constants, to different local variables or members of these."""
     one, other = constant_store(first), constant_store(second)
     return one is not None and other is not None and one != other

@@ -1,4 +1,4 @@
-"""Keeps results across runs, reads which mutants are explained, and reports both."""
+"""Stores the results of runs, reads the list of explained mutants, and makes the report."""
 import hashlib
 import json
 import os
@@ -20,8 +20,8 @@ def tree_checksum():
 
 
 class Journal:
-    """The results so far: a line {"tree": ..., "mutant": ..., "result": ...} for each trial, the latest last. If
-    `keep` is set, results of other sources or tests are used, too."""
+    """The file of results, with a line {"tree": ..., "mutant": ..., "result": ...} for each trial. A later line
+    replaces an earlier one of the same mutant. If `keep` is not set, results of other sources or tests are ignored."""
 
     def __init__(self, path, tree, keep):
         self.path, self.tree = Path(path), tree
@@ -77,14 +77,14 @@ def read_explained(path):
 
 
 def is_judged(key, result, explained):
-    """Returns whether the result counts as detected or surviving. It does not if the candidate is no mutant
-    (NO_MUTANT), nor if the mutant survives and is explained."""
+    """Returns whether the result counts for the share of detected mutants. A candidate that is no mutant does not
+    count, nor does a mutant that survives and is explained."""
     return result not in judge.NO_MUTANT and not (result == judge.SURVIVES and key in explained)
 
 
 class Report:
-    """The results of candidates by folder. `all_` are the candidates in `names`, files and folders; `tried` are those
-    to report."""
+    """Counts the results of candidates by folder. `all_` has all candidates in `names`, which are files and folders;
+    `tried` has the candidates whose results are reported."""
 
     def __init__(self, names, all_, tried, journal, explained):
         results = {m.key: journal.results[m.key] for m in tried if m.key in journal.results}
@@ -101,7 +101,7 @@ class Report:
                 "explained": sum(key in explained and results[key] == judge.SURVIVES for key in known),
             })
         existing = {m.key for m in all_}
-        self.wrong = []  # the explained mutants that do not exist or are detected
+        self.wrong = []  # explained mutants that do not exist or that a test detects
         for key in sorted(explained):
             path = key.split(" ")[0]
             if key not in existing and any(path == n or path.startswith(n + "/") for n in names):

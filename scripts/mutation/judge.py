@@ -42,8 +42,8 @@ def processor_seconds(pid):
 
 
 def wait_for(child, limit, idle):
-    """Returns the exit status of a process; None if it has used `limit` seconds of CPU time, has used none for `idle`
-    seconds, or has run for three times `limit`."""
+    """Waits for a process, and returns its exit status. Returns None if the process has used `limit` seconds of CPU
+    time, has used no CPU time for `idle` seconds, or has run for three times `limit` seconds."""
     used, since = 0, time.monotonic()
     end = since + 3 * limit
     while used < limit and time.monotonic() < min(since + idle, end):
@@ -64,8 +64,7 @@ def failure_in(log):
 
 
 def for_comparison(command):
-    """Returns the words of a compile command, changed to optimise and without sanitizers, debug information,
-    warnings."""
+    """Returns the words of a compile command that optimises, without sanitizers, debug information and warnings."""
     words = [w for w in command.split() if not re.match(r"-f(no-)?sanitize|-O|-g|-W", w)]
     words[words.index("-o") + 1] = "object"
     words = [w for i, w in enumerate(words) if w not in ("-MD", "-MT", "-MF") and words[i - 1] not in ("-MT", "-MF")]
@@ -85,15 +84,15 @@ class Copy:
         self.update()
         with open(self.log, "w") as log:
             configured = subprocess.run(["cmake", "--preset", "asan", "-DXAVO_WERROR=OFF", "-DXAVO_BUILD_TOOLS=OFF",
-                                         # A variable that nothing sets must not have the right value by chance.
+                                         # So that an uninitialised variable does not have the right value by chance.
                                          "-DCMAKE_CXX_FLAGS=-ftrivial-auto-var-init=pattern"],
                                         cwd=self.folder, stdout=log, stderr=log).returncode == 0
         if not configured or not self.build(sorted({test[0] for part in parts for test in TESTS[part]})):
-            raise Error(f"the tree does not build; {self.log} says why")
+            raise Error(f"the tree does not build; see {self.log}")
 
     def update(self):
-        """Copies the files that differ and removes those that are gone. The others keep their times, so that little is
-        built again."""
+        """Copies the files that differ, and removes those that the tree no longer has. The others keep their times, so
+        that they are not built again."""
         names = tracked_files()
         for folder in {name.split("/")[0] for name in names if "/" in name}:
             for old in (self.folder / folder).rglob("*"):

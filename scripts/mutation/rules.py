@@ -1,6 +1,5 @@
-"""Finds the mutants of a source file by the rules: a statement left out, two adjacent statements
-swapped, a condition inverted, two operands of && or || swapped, two members swapped, an operator or a constant
-changed."""
+"""Finds the candidates for mutants in source files. The rules: a statement left out, two adjacent statements swapped, a
+condition inverted, two operands of && or || swapped, two members swapped, an operator or a constant changed."""
 import os
 import re
 from pathlib import Path
@@ -37,15 +36,15 @@ class Mutant:
 
     @property
     def key(self):
-        """Identifies the mutant without a line number, as tests/mutants/explained.txt lists it: file and function, the
-        old text, and the new text unless that is empty."""
+        """Returns the text that identifies the mutant in tests/mutants/explained.txt: file and function, the old text,
+        and the new text unless that is empty. It has no line number, which other changes of the file would change."""
         where = f"{self.path} {self.function}" + (f" ({self.number})" if self.number > 1 else "")
         new = "" if self.new in ("", ";") else f"\n  + {abridged(self.new)}"
         return f"{where}\n  - {abridged(self.old)}{new}"
 
 
 class Finder:
-    """Finds the mutants of translation units, in those files that are in one of the folders."""
+    """Finds the mutants in sources and in the headers that they include, if these files are in one of the folders."""
 
     def __init__(self, folders):
         self.folders = folders
@@ -142,7 +141,7 @@ class Finder:
         for child in children:
             self.leave_out(child, name, path, "")
         for first, second in zip(children, children[1:]):
-            # If a jump moves up, the statement never runs: the mutant without the statement is the same.
+            # If a jump is moved before a statement, that statement never runs, as in the mutant without it.
             if first.kind in JUMPS or second.kind in JUMPS or second.kind == Kind.CASE_STMT:
                 continue
             if any(self.is_plain_declaration(statement) for statement in (first, second)):
@@ -158,8 +157,8 @@ class Finder:
             variable.type.is_pod() for variable in statement.get_children() if variable.kind == Kind.VAR_DECL)
 
     def leave_out(self, child, name, path, instead):
-        # The statements inside an if or a block are left out one by one. A mutant without a plain declaration would
-        # not compile.
+        # The statements inside an if or a block are candidates themselves. Without a plain declaration, the source
+        # would not compile.
         if child.kind not in (Kind.COMPOUND_STMT, Kind.IF_STMT, Kind.NULL_STMT) + LABELS and \
                 not self.is_plain_declaration(child):
             self.add(name, path, "left out", self.extent(name, child, True), instead)
@@ -175,7 +174,7 @@ class Finder:
     def swap_members(self, children, name, path):
         fields = [child for child in children if child.kind == Kind.FIELD_DECL]
         for first, second in zip(fields, fields[1:]):
-            if not (first.type.is_pod() and second.type.is_pod()):  # the order is that of constructors and destructors
+            if not (first.type.is_pod() and second.type.is_pod()):  # else the order of members has no effect
                 self.add_swap(name, path, "members swapped", self.extent(name, first, True),
                               self.extent(name, second, True))
 
@@ -196,7 +195,7 @@ class Finder:
         while inner.kind in equivalence.WRAPPERS and len(children) == 1:
             inner = children[0]
             children = list(inner.get_children())
-        # Inverting these is the same as changing their operator, which is another mutant.
+        # For these, the mutant with the inverse operator is the same.
         if inner.kind == Kind.UNARY_OPERATOR and text.startswith("!"):
             return
         if (inner.kind == Kind.BINARY_OPERATOR or self.is_class_operator(inner)) and \
