@@ -10,7 +10,7 @@
 #include <strings.h>
 
 enum { FIRST_PAUSE = 200, LONGEST_PAUSE = 2000, ANSWER_TIMEOUT = 5000, LONGEST_ANSWER_TIMEOUT = 160000 };
-enum { SEARCH_TIME = 5000 };
+enum { SEARCH_TIME = 3000 };
 
 bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name) {
     return job->Name != NULL && strcmp(job->Name, name) == 0;
@@ -119,6 +119,9 @@ static void poll_jobs(struct wait *wait) {
     const bool answered = answer.effect == XAVO_EFFECT_ANSWERED;
     wait->kind = answered ? XAVO_KIND_NONE : answer.kind;
     wait->reached |= answered;
+    if (!answered && wait->kind != before && run->request.quiet && run->signal == 0)
+        (void)fprintf(stderr, "xavoctl: %s: %s; waiting goes on\n", run->request.command->name,
+                      kind_of(wait->kind)->sentence);
     if (answered)
         wait->timeout = ANSWER_TIMEOUT;
     else if (answer.kind == XAVO_KIND_DEADLINE && wait->timeout < LONGEST_ANSWER_TIMEOUT)
@@ -199,39 +202,45 @@ static int count_new(const XAVO_Answer *before, const XAVO_Answer *after, const 
     return count;
 }
 
+/* Lists the jobs until there is a new one of that name, which the outcome takes over. Returns NULL, or what
+ * was found instead. */
+static const char *search_jobs(struct run *run, const char *name, const XAVO_Answer *before) {
+    const char *finding = "the jobs could not be listed";
+    int64_t pause = FIRST_PAUSE;
+    int count;
+    do {
+        XAVO_Answer after;
+        const XAVO_VELK_LifecycleJob *found = NULL;
+        list_jobs(run, &after);
+        count = is_complete(&after) ? count_new(before, &after, name, &found) : 0;
+        if (count == 1) {
+            forget_failure(run->outcomes);
+            run->outcomes->job_id = strdup(found->InstanceID);
+            keep_job(run->outcomes, found);
+        } else if (is_complete(&after)) {
+            finding =
+                count == 0 ? "there is no new job of that name" : "there are several new jobs of that name";
+        }
+        XAVO_answer_free(&after);
+        pause = longer(pause);
+    } while (count == 0 && wait_for_event(run, -1, pause, run->deadline) == EVENT_TICK);
+    return count == 1 ? NULL : finding;
+}
+
 /* Looks for a job that may have been started: one of the name that was not there before. The outcome, which
  * is unknown, says what was found. Only complete listings decide. */
 static void look_for_job(struct run *run, const char *name, const XAVO_Answer *before) {
-    struct outcome *outcome = run->outcomes;
     const int64_t deadline = run->deadline;
-    int64_t end = now() + SEARCH_TIME, pause = FIRST_PAUSE;
-    (void)fprintf(stderr, "xavoctl: %s; looking for the job named ", sentence_of(outcome));
-    put_line(stderr, name);
-    run->deadline = end; /* the run's own may be over */
-    XAVO_Answer after = {0};
-    enum event event = EVENT_TICK;
-    do {
-        XAVO_answer_free(&after);
-        list_jobs(run, &after);
-        if (is_complete(&after))
-            break;
-        event = wait_for_event(run, -1, pause, end);
-        pause = longer(pause);
-    } while (event == EVENT_TICK);
-    run->deadline = deadline;
-    const XAVO_VELK_LifecycleJob *found = NULL;
-    const int count = is_complete(&after) ? count_new(before, &after, name, &found) : 0;
-    if (count == 1 && is_complete(before)) {
-        forget_failure(outcome);
-        outcome->job_id = strdup(found->InstanceID);
-        keep_job(outcome, found);
-    } else {
-        add_to_message(outcome, !is_complete(before)   ? "the jobs before it are not known"
-                                : !is_complete(&after) ? "the jobs could not be listed"
-                                : count == 0           ? "there is no new job of that name"
-                                                       : "there are several new jobs of that name");
+    const char *finding = "which jobs were there before is not known";
+    if (is_complete(before)) {
+        (void)fprintf(stderr, "xavoctl: %s; looking for the job named ", sentence_of(run->outcomes));
+        put_line(stderr, name);
+        run->deadline = now() + SEARCH_TIME; /* the run's own may be over */
+        finding = search_jobs(run, name, before);
+        run->deadline = deadline;
     }
-    XAVO_answer_free(&after);
+    if (finding != NULL)
+        add_to_message(run->outcomes, finding);
 }
 
 /* ---- Starting jobs ----------------------------------------------------------------------------------- */
@@ -243,6 +252,9 @@ void start_job(struct run *run, XAVO_Request request, const char *name) {
         list_jobs(run, &before);
     perform_and_note(run, request, outcome, &run->answer);
     wipe_secrets(&run->request);
+    if (outcome->kind == XAVO_KIND_ANSWER_UNUSABLE)
+        outcome->effect =
+            XAVO_EFFECT_UNKNOWN; /* a job may have been started, whose identifier did not come */
     if (run->answer.job_id != NULL)
         outcome->job_id = strdup(run->answer.job_id);
     else if (name != NULL && outcome->effect == XAVO_EFFECT_UNKNOWN && run->signal == 0)

@@ -69,7 +69,7 @@ void end_progress(struct run *run) {
 void print_progress(struct run *run, const struct outcome *outcome, int kind) {
     if (has_bar(run)) {
         draw_bar(run, outcome, kind);
-    } else if (!run->request.quiet || kind != XAVO_KIND_NONE) {
+    } else if (!run->request.quiet) {
         put_visible(stderr, outcome->job_id);
         (void)fprintf(stderr, " %3d%% ", percent_of_job(outcome));
         put_line(stderr, status_of_job(outcome, kind));

@@ -63,7 +63,7 @@ bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name);
 /* ---- Progress of a wait, on standard error (progress.c) -------------------------------------------------- */
 
 /* Shows the news of a job: its record changed, or `kind` did, why the last poll brought no answer. A bar on a
- * terminal, a line elsewhere; with --quiet only that no answer came. */
+ * terminal, a line elsewhere. */
 void print_progress(struct run *run, const struct outcome *outcome, int kind);
 /* Redraws the bar, since time has passed. */
 void draw_bar(struct run *run, const struct outcome *outcome, int kind);

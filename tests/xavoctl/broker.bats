@@ -47,6 +47,21 @@ load common
     jq --exit-status '.end == "completed" and .job_id == "JID_4"' <<<"$output"
 }
 
+@test "listings that are not complete" {
+    table
+    scene 'element 1 uint32:5'
+    run --separate-stderr $XAVOCTL jobs --json
+    jq --exit-status '.unreadable == 1 and (.jobs | length == 3)' <<<"$output"
+}
+
+@test "a wait that finds no broker says so once" {
+    for words in unreachable 'fault any 1 then=crash from'; do
+        scene "$words"
+        run timeout 4 $XAVOCTL wait JID_1 --quiet
+        [[ $status == 124 && $(grep -c 'waiting goes on$' <<<"$output") == 1 ]]
+    done
+}
+
 @test "a worker that dies" {
     scene 'job JID_7 start=0 runs-ms=1' 'fault any 4 then=crash' 'fault any 9 then=crash'
     $XAVOCTL wait JID_7 JID_1 --timeout 30 --json >document 2>log &

@@ -188,6 +188,10 @@ END
 @test "brokers that do not answer, or refuse" {
     table
     scene unreachable
+    for words in 'delete JID_1 JID_2' 'queue JID_1 JID_2 --start NOW'; do
+        run --separate-stderr $XAVOCTL $words --json
+        jq --exit-status '.code == 8 and ([.results[].job_id] == ["JID_1", "JID_2"])' <<<"$output"
+    done
     run $XAVOCTL wait JID_1 --timeout 0.3
     [[ $output != *'The job goes on'* ]]
 }
