@@ -86,14 +86,14 @@ XAVO_SHARES_MEMORY int become_worker(void *argument) {
     syscall(SYS_dup3, memory, WORKER_SHARED, 0);
     if (caller >= 0)
         syscall(SYS_dup3, caller, WORKER_CALLER, 0);
-    else
-        syscall(SYS_close, WORKER_CALLER);
     auto null = static_cast<int>(syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR));
     if (null < 0) // after chroot, say
         null = static_cast<int>(syscall(SYS_epoll_create1, 0));
     for (int standard = 0; standard < 3; ++standard)
         if (standard != null)
             syscall(SYS_dup3, null, standard, 0);
+    if (caller < 0) // last: /dev/null may have got this number
+        syscall(SYS_close, WORKER_CALLER);
     syscall(SYS_close_range, FIRST_FREE, ~0U, 0);
     syscall(SYS_execve, start->argv[0], start->argv, start->environment);
     report(WORKER_SOCKET, errno);
