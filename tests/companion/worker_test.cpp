@@ -152,10 +152,8 @@ std::string describe(const XAVO_Answer &answer, const AnswerExtra &extra) {
 
 class Worker : public testing::Test {
 protected:
-    enum Caller { SELF, PROCESS, PROCESS_WITH_LOCK }; // whose end the worker watches
-
     // Starts a worker on a scene (none: the demonstration controller).
-    void start(const std::string &scene = "", Caller caller = SELF) {
+    void start(const std::string &scene = "") {
         finish();
         std::ofstream(path) << "# a scene\n" << scene;
         setenv("CIMSIM_SCENE", path.c_str(), 1);
@@ -167,12 +165,7 @@ protected:
         const int memory = static_cast<int>(syscall(SYS_memfd_create, "test", 1U));
         ASSERT_EQ(ftruncate(memory, 4096), 0);
         shared = static_cast<Shared *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0));
-        if (caller != SELF)
-            start_program(memory, caller == PROCESS_WITH_LOCK);
-        const int pidfd =
-            caller == PROCESS_WITH_LOCK
-                ? -1
-                : static_cast<int>(syscall(SYS_pidfd_open, program > 0 ? program : getpid(), 0));
+        const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0));
         pid = fork();
         if (pid == 0)
             become_worker(ends[1], memory, pidfd);
@@ -255,14 +248,6 @@ protected:
         }
         receiver.reset();
         socket = -1;
-        end_program();
-    }
-    void end_program() {
-        if (program > 0) {
-            kill(program, SIGKILL);
-            waitpid(program, nullptr, 0);
-        }
-        program = -1;
     }
     void TearDown() override {
         finish();
@@ -271,32 +256,12 @@ protected:
     }
 
     int socket = -1, buffer = 0;
-    pid_t pid = -1, program = -1;
+    pid_t pid = -1;
     Shared *shared = nullptr;
     uint32_t sequence = 0;
     unsigned long lost_lines = 0;
 
 private:
-    // A process that does nothing, with the lock that stands for a pidfd.
-    void start_program(int memory, bool locks) {
-        int ready[2];
-        ASSERT_EQ(pipe(ready), 0);
-        program = fork();
-        if (program == 0) {
-            struct flock lock = {};
-            lock.l_type = F_WRLCK;
-            lock.l_len = 1;
-            if (locks)
-                fcntl(memory, F_SETLK, &lock);
-            (void)!write(ready[1], "", 1);
-            for (;;)
-                pause();
-        }
-        char byte;
-        ASSERT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        close(ready[1]);
-    }
     [[noreturn]] void become_worker(int end, int memory, int pidfd) {
         const int sources[] = {fcntl(end, F_DUPFD, 20), fcntl(memory, F_DUPFD, 20),
                                fcntl(pidfd, F_DUPFD, 20)};
@@ -432,35 +397,18 @@ TEST_F(Log, IsDroppedAndCountedWhereTheSocketIsFull) {
 
 using End = Worker;
 
-TEST_F(End, ComesWithTheSocketOrTheProgram) {
-    const struct {
-        const char *about;
-        Caller caller;
-        bool hangs, by_socket;
-    } rows[] = {
-        {"the socket ends, in a call", SELF, true, true},
-        {"the program ends, in a call", PROCESS, true, false},
-        {"the program ends, in a call, on an old kernel", PROCESS_WITH_LOCK, true, false},
-        {"the socket ends", SELF, false, true},
-        {"the program ends", PROCESS, false, false},
-        {"the program ends, on an old kernel", PROCESS_WITH_LOCK, false, false},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.about);
-        start(row.hangs ? "hold 3600000" : "", row.caller);
+TEST_F(End, ComesWithTheSocket) {
+    for (const bool hangs : {true, false}) {
+        SCOPED_TRACE(hangs);
+        start(hangs ? "hold 3600000" : "");
         EXPECT_EQ(receive(), "HELLO");
-        if (row.hangs)
+        if (hangs)
             send("LIST_JOBS");
         else
             EXPECT_EQ(call("LIST_JOBS"), "NO_ERROR NONE jobs=JID_1,JID_2,JID_3");
         EXPECT_EQ(wait_for_end(300), -1);
-        // The socket stays open: a child that the program forked may hold it.
-        if (row.by_socket)
-            shutdown(socket, SHUT_RDWR);
-        else
-            end_program();
-        const int status = wait_for_end();
-        EXPECT_EQ(status, row.hangs ? SIGKILL : 0);
+        shutdown(socket, SHUT_RDWR);
+        EXPECT_EQ(wait_for_end(), hangs ? SIGKILL : 0);
     }
 }
 

@@ -1,0 +1,97 @@
+// support.h - what the tests of the companion share.
+#ifndef XAVO_TESTS_COMPANION_SUPPORT_H
+#define XAVO_TESTS_COMPANION_SUPPORT_H
+
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <vector>
+#include <XAVO_companion.h>
+
+namespace test {
+
+#define OPERATION(constant, value, name, members) constant,
+constexpr int OPERATIONS[] = {XAVO_OPERATIONS(OPERATION)};
+#undef OPERATION
+
+inline long now_ms() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// Number of open descriptors of this process.
+inline int open_descriptors() {
+    int count = 0;
+    for (int number = 0; number < 1024; ++number)
+        count += fcntl(number, F_GETFD) >= 0 ? 1 : 0;
+    return count;
+}
+
+// From now on a call into the system with this number fails where its argument, under the mask, has this
+// value.
+struct Forbidden {
+    long number;
+    int error;
+    unsigned int argument = 0;
+    uint32_t mask = 0, value = 0;
+};
+inline bool forbid(const std::vector<Forbidden> &calls) {
+    constexpr unsigned int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 4;
+    std::vector<sock_filter> filter;
+    for (const Forbidden &call : calls)
+        for (const sock_filter &step : std::initializer_list<sock_filter>{
+                 BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                 BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(call.number), 0, 4),
+                 BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
+                          static_cast<uint32_t>(offsetof(seccomp_data, args)) + call.argument * 8 + LOW),
+                 BPF_STMT(BPF_ALU | BPF_AND | BPF_K, call.mask),
+                 BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call.value, 0, 1),
+                 BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<uint32_t>(call.error))})
+            filter.push_back(step);
+    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+    const sock_fprog program = {static_cast<unsigned short>(filter.size()), filter.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+// A request that has every argument.
+inline XAVO_Request request(int operation, const char *id) {
+    static char first[] = "JID_1", second[] = "JID_2";
+    static char *const ids[] = {first, second, nullptr};
+    static const XAVO_BAR_INPUT_DATA image = [] {
+        XAVO_BAR_INPUT_DATA data = {};
+        strcpy(data.uname, "operator");
+        strcpy(data.passwd, "secret");
+        strcpy(data.ipaddr, "192.0.2.10");
+        strcpy(data.sharename, "backups");
+        strcpy(data.imagename, "image");
+        strcpy(data.startTime, "NOW");
+        data.shareType = 2;
+        return data;
+    }();
+    static const XAVO_NET_INPUT_DATA share = [] {
+        XAVO_NET_INPUT_DATA data = {};
+        strcpy(data.ipaddr, "192.0.2.10");
+        strcpy(data.sharename, "public");
+        return data;
+    }();
+    XAVO_Request made = {};
+    made.operation = operation;
+    made.id = id;
+    made.class_name = "VELK_SoftwareIdentity";
+    made.start_time = "NOW";
+    made.job_ids = ids;
+    made.uri = "http://192.0.2.20/bios.bin";
+    made.reboot_type = "1";
+    made.image = &image;
+    made.share = &share;
+    return made;
+}
+
+} // namespace test
+
+#endif
