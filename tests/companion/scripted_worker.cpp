@@ -145,7 +145,10 @@ int main() {
         if (!received.decode(frame))
             return 1;
         const long attempt = journal("r");
-        std::string script = received.request.id != nullptr ? received.request.id : "answer=0";
+        const bool method = is_method(received.request.operation);
+        std::string script = received.request.id != nullptr ? received.request.id
+                             : method                       ? "claim answer=0"
+                                                            : "answer=0";
         for (long i = 1; i < attempt && script.find('|') != std::string::npos; ++i)
             script.erase(0, script.find('|') + 1);
         obey(received, script.substr(0, script.find('|')));
