@@ -20,8 +20,9 @@ namespace {
 constexpr uint64_t USUAL_READ_MS = 5000, USUAL_METHOD_MS = 60000;
 constexpr uint64_t FIRST_RETRY_MS = 20, LONGEST_RETRY_MS = 1000;
 constexpr unsigned int MOST_REPEATS = 3;
-// More than a socket holds of frames that were sent one by one: an answer behind them is reached at once.
-constexpr unsigned int MOST_FRAMES_AT_ONCE = 1024;
+// How many bytes are read at once, with this much added for each frame: more than a socket holds, so that an
+// answer behind lines of the log is reached.
+constexpr size_t MOST_AT_ONCE = 512U << 10, FRAME_COST = 256;
 
 // Whether a call may go from one state to another.
 bool may_follow(State state, State next) {
@@ -332,7 +333,8 @@ void attempt(XAVO_Call *call) {
 // Reads what the worker has sent, up to the answer, and not for ever where it sends without end.
 void receive(XAVO_Call *call) {
     bool ended = false;
-    for (unsigned int frames = 0; is_out(*call) && frames < MOST_FRAMES_AT_ONCE; ++frames) {
+    size_t read = 0;
+    while (is_out(*call) && read < MOST_AT_ONCE) {
         Frame *frame = nullptr;
         switch (call->worker->receiver.receive(call->worker->process.socket, MSG_DONTWAIT, &frame)) {
         case Receiver::AGAIN:
@@ -355,6 +357,7 @@ void receive(XAVO_Call *call) {
             end_unusable(call, true);
             return;
         case Receiver::FRAME:
+            read += FRAME_COST + frame->length;
             if (frame->type == FRAME_ANSWER)
                 take_answer(call, frame);
             else if (frame->type == FRAME_FAILED)

@@ -338,7 +338,7 @@ TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
 TEST_F(Companion, ReadsManyFramesInParts) {
     make_pool();
     XAVO_Answer answer;
-    const XAVO_Request made = request(READ, "frames=8192 answer=0", 0);
+    const XAVO_Request made = request(READ, "frames=16384 answer=0", 0);
     XAVO_Call *started = XAVO_call_start(pool, &made, &answer);
     int parts = 0;
     for (; XAVO_call_collect(started, &answer) == 0; ++parts) {
