@@ -397,36 +397,48 @@ uint64_t next_time(const XAVO_Call &call) {
 // ---- Requests
 // ----------------------------------------------------------------------------------------------
 
-// The pointers of a request, in their order, which are all that is behind its two numbers.
-constexpr const char *MEMBERS[] = {"user",    "id",  "class_name",  "name_space", "start_time", "until_time",
-                                   "job_ids", "uri", "reboot_type", "image",      "share"};
+#define MEMBER(name)                                                                                         \
+    { #name, offsetof(XAVO_Request, name) }
+constexpr struct {
+    const char *name;
+    size_t offset;
+} MEMBERS[] = {
+    MEMBER(id),      MEMBER(class_name), MEMBER(name_space),  MEMBER(start_time), MEMBER(until_time),
+    MEMBER(job_ids), MEMBER(uri),        MEMBER(reboot_type), MEMBER(image),      MEMBER(share),
+};
+#undef MEMBER
 constexpr size_t FIRST_MEMBER = offsetof(XAVO_Request, user);
-static_assert(offsetof(XAVO_Request, share) == FIRST_MEMBER + (std::size(MEMBERS) - 1) * sizeof(void *),
-              "all");
 
-// Which members an operation takes, and which it needs: a bit for each.
+// Which members an operation takes, and which it needs: a bit for each pointer, in their order.
 struct Taken {
     uint8_t operation;
     uint16_t taken, needed;
 };
 
-// Reads the last column of XAVO_OPERATIONS. Every operation takes a user.
+// Whether the list begins with this name.
+constexpr bool begins_with(const char *names, const char *name) {
+    for (; *name != '\0'; ++names, ++name)
+        if (*names != *name)
+            return false;
+    return *names == ' ' || *names == '?' || *names == '\0';
+}
+
+// Reads the last column of XAVO_OPERATIONS. Every operation takes a user. A name that no member has is no
+// constant, so that the compiler reports it.
 constexpr Taken taken_by(int operation, const char *names) {
     Taken taken = {static_cast<uint8_t>(operation), 1, 0};
     while (*names != '\0') {
-        unsigned int bit = 0;
-        for (size_t i = 0, length = 0; i < std::size(MEMBERS); ++i, length = 0) {
-            while (MEMBERS[i][length] != '\0' && MEMBERS[i][length] == names[length])
-                ++length;
-            if (MEMBERS[i][length] == '\0' &&
-                (names[length] == ' ' || names[length] == '?' || names[length] == '\0'))
-                bit = 1U << i;
-        }
+        size_t place = 0;
+        for (const auto &member : MEMBERS)
+            if (begins_with(names, member.name))
+                place = (member.offset - FIRST_MEMBER) / sizeof(void *);
+        if (place == 0)
+            abort();
         while (*names != ' ' && *names != '?' && *names != '\0')
             ++names;
-        taken.taken = static_cast<uint16_t>(taken.taken | bit);
+        taken.taken = static_cast<uint16_t>(taken.taken | 1U << place);
         if (*names != '?')
-            taken.needed = static_cast<uint16_t>(taken.needed | bit);
+            taken.needed = static_cast<uint16_t>(taken.needed | 1U << place);
         while (*names == ' ' || *names == '?')
             ++names;
     }
