@@ -1,7 +1,8 @@
 """The tables of what count.py measured, with the aims and ceilings that the figures are compared with."""
 
-# The aims. METHOD: own instructions of a method call more than by hand. QUERY: share of a query's total instructions
-# more than by hand. DEVIATION: difference of the instructions for a further job of a listing from their mean.
+# The aims, each a difference between libxavo and the calls by hand. METHOD: own instructions of a method call. QUERY:
+# share of a query's total instructions. DEVIATION: the instructions for one more job in a listing, compared with their
+# mean.
 METHOD, QUERY, DEVIATION = 400, 0.10, 0.05
 # Method calls miss their aim for the reasons in docs/proof.md. A ceiling for each call, about 5% above its own
 # instructions, detects an increase. When a call takes fewer instructions, lower its ceiling.
@@ -41,7 +42,8 @@ class Report:
     def calls(self, calls):
         lines = [f"""\
 Instructions of one call. "Own" are those outside the client library. Aims: at most {METHOD} own instructions more than
-by hand for a method call, {QUERY:.0%} more in total for a query; no allocations except for results, and for the name that TestNetworkShare makes of user and workgroup.
+by hand for a method call, {QUERY:.0%} more in total for a query; no allocations except \
+for results, and for the name that TestNetworkShare makes of user and workgroup.
 """]
         lines += head("call", "own", "by hand", "own, more", "in the client library", "by hand", "more, of both",
                       "in total", "allocations", "by hand", "ns", "by hand")

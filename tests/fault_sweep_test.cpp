@@ -384,8 +384,8 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
     }
 }
 
-// With a status of success, and with a failing one.
-TEST_P(Sweep, ReleasesTheReturnedValueInItsPlace) {
+// The method call succeeds the first time, and fails the second time.
+TEST_P(Sweep, ReleasesTheReturnedValueInTheDocumentedOrder) {
     SCOPED_TRACE(op.where + ", " + op.name);
     for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
         if (op.releases.asked.empty() || !goes_on())

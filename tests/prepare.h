@@ -7,12 +7,12 @@
 
 namespace test {
 
-// "answer_return uint32:2 ; advance 5": functions of the control header without their prefix, values in the
-// notation of xavo-scene(5). What is left out is 0 or NULL, as is "-" for a value. One that is not known ends
-// the program.
+// Calls functions of the control header: "answer_return uint32:2 ; advance 5". Names are without their
+// prefix, values in the notation of xavo-scene(5). An argument that is left out is 0 or NULL; "-" is NULL for
+// a value. An unknown function aborts.
 void prepare(const std::string &script);
 
-// The last request on one line: path, method, and each argument with its type:
+// Returns the last request on one line: path, method, and each argument with its type:
 // root/velk:VELK_X(Key=chars:v) Method(Name=chars:text, Number=uint16:5)
 std::string last_request();
 

@@ -10,7 +10,7 @@ using namespace test;
 
 namespace {
 
-// First no buffer is terminated; then one after the other gets the longest possible string.
+// At first no buffer has an end; then one after the other gets the longest possible string.
 template <typename Record>
 void expect_checks(int (*validate)(const Record *), const std::string &record) {
     const std::string function = "XAVO_Validate_XAVO_" + record;
@@ -42,7 +42,7 @@ TEST(Records, AreRejectedWithAnUnterminatedString) {
 
 class Requests : public WithHandle {};
 
-TEST_F(Requests, HaveTheArgumentsOfTheirShareType) {
+TEST_F(Requests, HaveTheArgumentsForTheirShareType) {
     for (const std::string call : {"BackupImage full", "backupimage", "restoreimage full", "RestoreImage",
                                    "TestNetworkShare full", "TestNetworkShare"})
         for (const uint16_t type : std::initializer_list<uint16_t>{0, 1, 2, 3, 4, 5, 6, 7, 34, 258}) {
@@ -78,7 +78,7 @@ TEST_F(Requests, HaveTheArgumentsOfTheirShareType) {
         }
 }
 
-TEST_F(Requests, HaveThePlainUserWithoutWorkgroupOrUser) {
+TEST_F(Requests, HaveNoCombinedUserNameWithoutWorkgroupOrUser) {
     for (const std::string user : {"user", ""}) {
         XAVO_NET_INPUT_DATA share = full_share(2);
         (user.empty() ? share.uname : share.workgroup)[0] = '\0';
@@ -104,7 +104,7 @@ TEST_F(Requests, ReducePreserveVDConfigAfterTheStartTimeWasAdded) {
     }
 }
 
-TEST_F(Requests, KeepAQuotationMark) {
+TEST_F(Requests, SendAQuotationMarkUnchanged) {
     char *job = nullptr;
     XAVO_invoke_InstallFromSoftwareIdentity(sp, &ec, "BIOS\"", &job);
     XAVO_free_ntstring(job);

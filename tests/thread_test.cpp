@@ -47,7 +47,7 @@ void run_on_eight_threads(Handles handles, XAVO_Proxy *shared, Check check) {
 using Threads = WithHandle;
 class BrokenBroker : public WithHandle {
 protected:
-    // Each method call on a dead connection is one misuse: the real client library crashes.
+    // Each method call on a dead connection counts as one misuse, because the real client library crashes.
     ~BrokenBroker() override {
         EXPECT_NE(dead_calls, 0U);
         EXPECT_EQ(cimsim_misuses(), dead_calls) << cimsim_last_misuse();
@@ -145,7 +145,7 @@ TEST_F(BrokenBroker, RaisesNoSignalInTheProgram) {
         }
 }
 
-TEST_F(BrokenBroker, AnswersAgainAfterEveryHandleWasFreed) {
+TEST_F(BrokenBroker, AnswersAgainAfterAllHandlesAreFreed) {
     signal(SIGPIPE, SIG_DFL);
     cimsim_restart_broker(CIMSIM_PIPE_CALLS | CIMSIM_PIPE_RELEASE);
     for (const Handles handles : {Handles::SHARED, Handles::EACH, Handles::NONE}) {

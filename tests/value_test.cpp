@@ -13,8 +13,8 @@ namespace {
 
 class Values : public WithHandle {};
 
-// Standard output since CaptureStdout, in short: the lines of a string and the first three of a value as
-// one, indentation as a number.
+// Returns the standard output since CaptureStdout, shortened: the lines of a string are one line, and so are
+// the first three of a value; a number replaces the indentation.
 std::string printed() {
     EXPECT_EQ(__fpending(stdout), 0U);
     std::string text = testing::internal::GetCapturedStdout();

@@ -1,11 +1,11 @@
-# fleet.bats - examples/fleet/ on as many simulated controllers as FLEET_COUNT says, each with a state of its own on
-# this machine: one in lockdown, one whose job fails, one whose share cannot be reached, one whose broker restarts, one
-# without the tool, one whose network fails, and others. FLEET_PREFIX, if there is one, is the command that runs the
-# playbook.
+# fleet.bats - runs the playbook of examples/fleet/ on FLEET_COUNT simulated controllers. Each has a state of its own on
+# this machine: one is in lockdown, one has a job that fails, one cannot reach the share, one has a broker that
+# restarts, one lacks xavoctl, one has a network that fails; the others succeed. FLEET_PREFIX, if set, is a command that
+# runs the playbook.
 # shellcheck shell=bash disable=SC2154
 load common
 
-# Of each kind of controller: its scene, and what comes of the backup.
+# The kinds of controllers: the scene | the line for this controller in the table of results.
 kinds=("lockdown|SYSTEM_IN_LOCKDOWN_MODE +The system is in lockdown mode\."
     'next-job runs=1 fails message="The disk is full."|failed +The disk is full\.'
     $'fault cmciConnect 1\nfault cmciConnect 2\nnext-job runs=2|completed'
@@ -39,8 +39,8 @@ setup() {
             "CIMSIM_STATE=$work/state-$i" "CIMSIM_SCENE=$work/scene-$i" "$tool" >>"$work/inventory"
     done
 
-    # In place of an ssh client: the first call does its work and loses its answer; once the job is found and was asked
-    # for, there is no connection for a while.
+    # Replaces the ssh client. The first call runs its command and loses the answer; calls 4 to 8, after the job was
+    # found and read once, have no connection.
     cat >"$work/ssh" <<'END'
 #!/bin/bash
 calls=${0%/*}/calls
@@ -54,7 +54,7 @@ END
     chmod +x "$work/ssh"
 }
 
-# The broker of one is away for a while once the job runs, and another one when it is back.
+# When the job runs, makes the broker of one controller unreachable for two seconds, and then restarts it.
 restart() {
     local state=$work/state-$restarting
     until grep -qs '^job .*task="backup"' "$state"; do sleep 0.1; done
@@ -66,14 +66,14 @@ restart() {
     echo restarted >"$work/restarted"
 }
 
-@test "without a share nothing is started" {
+@test "the playbook starts nothing without a share" {
     run ansible-playbook -i "$work/inventory" backup.yml
     assert_failure
     assert_output --partial 'Nothing is started'
     run ! compgen -G "$work/state-*"
 }
 
-@test "a backup of every controller, and a table of what became of them" {
+@test "the playbook makes a backup of every controller, and prints a table of the results" {
     ((restarting >= count)) || restart 3>&- &
     local i kind table failed=0
     run "${prefix[@]}" ansible-playbook -i "$work/inventory" backup.yml -e run_name=test -e share_type=2 \
@@ -84,7 +84,7 @@ restart() {
     table=$(sed -n '/^TASK .The backups/,$p' <<<"$output" | grep -E '^ +(controller-|[0-9]+ of)')
     for ((i = 0; i < count; i++)); do
         kind=${kinds[i < ${#kinds[@]} ? i : 2]}
-        grep -qE "controller-$i\.example +${kind#*|}" <<<"$table" || fail "controller $i is not so: ${kind#*|}
+        grep -qE "controller-$i\.example +${kind#*|}" <<<"$table" || fail "controller $i is not like this: ${kind#*|}
 $output"
         [[ ${kind#*|} == completed ]] || failed=$((failed + 1))
     done
@@ -93,5 +93,5 @@ $output"
         assert_equal "$(grep -c ' backup ' "$work/calls")" 1 # in spite of the lost connections
         [[ $(wc -l <"$work/calls") -gt 8 ]] || fail "no connection was lost: $(<"$work/calls")"
     fi
-    ((restarting >= count)) || [[ -e $work/restarted ]] || fail "no broker was restarted meanwhile"
+    ((restarting >= count)) || [[ -e $work/restarted ]] || fail "no broker was restarted during the run"
 }

@@ -1,5 +1,5 @@
-# guide.bats - the guide's programs, compiled as they stand, and its commands, run where a reader would run them: with
-# an installed prefix. A block of C names its file in its first line. The manual's examples, too.
+# guide.bats - compiles the programs of the guide and of the manual, and runs their commands, with an installed prefix.
+# The first line of a block of C names its file.
 # shellcheck shell=bash disable=SC2154
 load common
 
@@ -40,14 +40,14 @@ setup() {
     done
 }
 
-@test "the examples of the manual's overviews" {
+@test "the examples of the manual's overviews work" {
     compile xavo-companion "$manual/examples/xavo.c" -o xavo.example
     compile "xavo xavo-companion xavo-simulator" "$manual/examples/cimsim.c" -o cimsim.example
     run -0 ./cimsim.example # its workers find the simulator, too
     expect 0 "JID_4: COMPLETED, " xavo-simulate ./xavo.example 192.0.2.10 public image
 }
 
-@test "the examples of xavo-scene(5) and xavo-simulate(1)" {
+@test "the examples of xavo-scene(5) and xavo-simulate(1) work" {
     examples() { awk '/^# / { ours = $0 == "# EXAMPLES" } ours && sub(/^    /, "")' "$manual/$1.md"; }
     examples xavo-scene.5 >scene
     run -0 xavo-simulate --scene scene xavoctl instances TEST_Fan

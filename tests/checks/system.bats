@@ -1,5 +1,5 @@
-# system.bats - a build against an installed client library and a platform library of the controller's (the two of this
-# build, laid out as those would be), and what that build installs, as a program's author uses it.
+# system.bats - a build that uses an installed client library and the platform library of a controller, and the files
+# that this build installs. Both libraries are copies from this build, in the folders of installed ones.
 # shellcheck shell=bash disable=SC2154
 load common
 
@@ -22,17 +22,17 @@ configure() {
         -DXAVO_PLATFORM_LIBRARY="$platform/libxavo_platform.so" "${@:2}"
 }
 
-# installs FOLDER FILE...: these files are in the folder, and no others but documents.
+# installs FOLDER FILE...: checks that the folder has these files, documents, and no others.
 installs() {
     assert_equal "$(cd "$1" && find . ! -type d ! -path './share/doc/*' | sort)" "$(printf './%s\n' "${@:2}" | sort)"
 }
 
-@test "the client library is required where it is asked for, and found where it is" {
+@test "a build for an installed client library fails without it, and finds it" {
     expect 1 'sblim-sfcc was not found' cmake -S "$root" -B none -DXAVO_CIM_CLIENT=system
     expect 0 'CIM client library: /' configure auto -DXAVO_CIM_CLIENT=auto
 }
 
-@test "what is installed" {
+@test "the build installs the libraries, xavoctl and the worker" {
     local version
     version=$(sed -n 's/^project(libxavo VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
     installs stage bin/xavoctl include/XAVO{,_companion,_types}.h \
@@ -41,7 +41,7 @@ installs() {
         lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl
 }
 
-@test "the simulator beside it, if it is asked for" {
+@test "the build installs the simulator on request" {
     configure beside -DXAVO_CIM_CLIENT=system -DXAVO_INSTALL_SIMULATOR=ON
     cmake --build beside
     cmake --install beside --component simulator --prefix simulator
@@ -50,8 +50,8 @@ installs() {
         lib/xavo-simulator/{libcimsim.so{,.1},libcmpisfcc.so{,.1},has-capabilities,restart-broker}
 }
 
-# Without a search path of the loader's: the linker must find everything by itself.
-@test "a program is linked by CMake" {
+# LD_LIBRARY_PATH is not set: the linker must find each library.
+@test "a program can be linked with CMake" {
     mkdir user
     printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(user C)' 'find_package(xavo 1 REQUIRED)' \
         "add_executable(job_queue $root/examples/job_queue.c)" 'target_link_libraries(job_queue xavo::xavo)' \
@@ -60,7 +60,7 @@ installs() {
     cmake --build user/build
 }
 
-@test "a program is linked by pkg-config, and runs" {
+@test "a program can be linked with pkg-config, and runs" {
     PKG_CONFIG_PATH=$PWD/stage/lib/pkgconfig compile xavo "$root/examples/job_queue.c" -o job_queue
     expect 0 JID_1 env LD_LIBRARY_PATH="$PWD/stage/lib:$client/lib:$platform" ./job_queue
 }

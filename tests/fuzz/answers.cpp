@@ -1,4 +1,4 @@
-// answers.cpp - what the client library may answer: values of every type, state and depth.
+// answers.cpp - fuzzes the answers of the client library: values of every type, state and depth.
 #include "../operations.h"
 #include "input.h"
 
@@ -8,11 +8,11 @@
 
 namespace {
 
-// Types under which the library leaves a value alone, whatever it is.
+// For a value of one of these types the library does nothing.
 constexpr CMPIType OPAQUE[] = {CMPI_ptr, CMPI_null, CMPI_charsptr, CMPI_filter, CMPI_dateTimeString};
 
-// A value. One that its receiver frees, or that is in an array which the receiver empties, has a state and a
-// type that make this possible.
+// Makes a value. If the receiver frees it (`freed`), directly or with the array that holds it, it gets a
+// state and a type with which that is possible.
 cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     const unsigned kind = depth > 3 ? 0 : in.byte() % 8U;
     const uint8_t code = in.byte();
@@ -37,7 +37,7 @@ cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     return freed || code < 0xc0 ? made : cimsim_with_type(made, OPAQUE[type % std::size(OPAQUE)]);
 }
 
-// Scripts the answer to the next call.
+// Prepares the answer to the next call.
 void prepare(Input &in) {
     cimsim_reset();
     cimsim_set_garbage(1);

@@ -1,5 +1,5 @@
-// records.cpp - fuzzes what a caller fills in: records as raw bytes, method names, reboot types. Has its own
-// implementation of the library's checks to compare with.
+// records.cpp - fuzzes the arguments of a caller: records as raw bytes, method names, reboot types. Compares
+// the library's checks with an implementation of its own.
 #include "input.h"
 
 #include <memory>
@@ -21,7 +21,7 @@ bool valid(const XAVO_BAR_INPUT_DATA &d) {
            end(d.untilTime, d.JobName, d.tavixuname) && valid(d.http);
 }
 
-// Parses blanks, a sign and digits; -1 for a text that is no reboot type.
+// Parses blanks, a sign and digits; returns -1 for a text that is not a reboot type.
 int reboot_type(const std::string &text) {
     size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
     const bool minus = text[at] == '-';

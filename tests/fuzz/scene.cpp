@@ -1,4 +1,5 @@
-// scene.cpp - fuzzes scenes: a text is refused with its line, or a state keeps what it created.
+// scene.cpp - fuzzes scenes: a text is rejected with the number of its wrong line, or the state that is
+// written after it has all that it created.
 #undef NDEBUG // the checks are assertions
 #include "control/scene.h"
 #include "client/simulator.h"
@@ -12,7 +13,7 @@ using namespace cimsim;
 
 namespace {
 
-// Returns every instance that a client can enumerate.
+// Returns the size of the text of all instances that a client can enumerate.
 std::size_t instances() {
     std::vector<std::string> names = {job_class, identity_class};
     for (const AddedClass &added : sim.controller.added)

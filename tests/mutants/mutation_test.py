@@ -21,7 +21,7 @@ except ImportError as missing:
     print(missing)
     sys.exit(77)
 
-# What the functions of the rows below can use.
+# The declarations that the rows of rules.txt use.
 HEADER = """
 struct Pair { int x, y; bool operator==(const Pair &o) const { return x == o.x; } };
 struct Tree { int leaf; Tree *left; int &other; union { int a; float b; }; Pair pair; static int shared; };

@@ -12,7 +12,7 @@ namespace {
 
 bool memory_is_exhausted = false;
 
-// Returns what the statement prints on standard error; checks that errno is unchanged.
+// Returns the text that the log statement prints on standard error; checks that errno is unchanged.
 template <class Value>
 std::string line(int level, const char *format, Value value) {
     testing::internal::CaptureStderr();
