@@ -343,11 +343,16 @@ TEST_F(Log, HasTheLinesUpToTheLevel) {
     start();
     EXPECT_EQ(receive(), "HELLO");
     EXPECT_EQ(call("DELETE_JOB id=none"), refused);
-    send("DELETE_JOB id=none level=2");
-    EXPECT_NE(receive().find("ERROR: invoke_return_code=2"), std::string::npos);
-    EXPECT_NE(receive().find("log 2 XAVO_utils.cpp,"), std::string::npos);
-    EXPECT_NE(receive().find("ERROR: Message=[There is no job none.]"), std::string::npos);
-    EXPECT_EQ(receive() + " claimed", refused);
+    for (const size_t length : {1U, 2000U, 20000U}) { // the longest line is cut
+        send("DELETE_JOB level=2 id=" + std::string(length, 'x'));
+        EXPECT_NE(receive().find("ERROR: invoke_return_code=2"), std::string::npos);
+        EXPECT_NE(receive().find("log 2 XAVO_utils.cpp,"), std::string::npos);
+        const std::string line = receive();
+        EXPECT_NE(line.find("ERROR: Message=[There is no job x"), std::string::npos);
+        EXPECT_TRUE(length > 16384 ? line.size() == 16389 : line.size() > length && line.back() == ']')
+            << line.size();
+        receive();
+    }
 }
 
 // A line comes when it is written, and shows when a handle is opened.
@@ -473,6 +478,7 @@ TEST_F(Start, ReportsWhatCannotBeLoaded) {
         EXPECT_EQ(receive(), row.expected);
     }
     unsetenv("LD_LIBRARY_PATH");
+    EXPECT_EQ(WEXITSTATUS(std::system(XAVO_WORKER " 2>/dev/null")), 2); // not by the library
     unsetenv("CIMSIM_ONLY");
     unlink(library.c_str());
     rmdir(folder.c_str());
