@@ -48,7 +48,7 @@ static int methods_invoked(void) {
     return count;
 }
 
-enum { AMPLE = 20000, SHORT = 500 }; /* milliseconds: not reached unless a test hangs; reached on purpose */
+enum { AMPLE = 20000, SHORT = 1000 }; /* milliseconds: not reached unless a test hangs; reached on purpose */
 
 static void installs_and_waits_for_the_job(void) {
     CHECK(update(AMPLE) == UPDATE_DONE);
