@@ -75,7 +75,7 @@ struct Wait {
     unsigned long polls;
 
     bool poll(XAVO_Answer *answer);
-    bool take(const XAVO_Answer &answer, size_t index, bool *cancelled);
+    bool take(const XAVO_Answer &answer, size_t index);
     int end_without_record(const XAVO_Answer &answer, size_t index);
     bool goes_on() const;
     void end_all(int end);
@@ -113,15 +113,17 @@ int Wait::end_without_record(const XAVO_Answer &answer, size_t index) {
     return GOES_ON;
 }
 
-// Puts what a poll met into a job's result. False when there is no memory.
-bool Wait::take(const XAVO_Answer &answer, size_t index, bool *cancelled) {
+// Puts what a poll met into a job's result, which without memory is its end. Whether the callback ends the
+// wait.
+bool Wait::take(const XAVO_Answer &answer, size_t index) {
     XAVO_WaitResult &result = results[index];
     const XAVO_VELK_LifecycleJob *job = answer.jobs;
     while (job != nullptr && (job->InstanceID == nullptr || strcmp(job->InstanceID, ids[index]) != 0) &&
            count > 1)
         job = job->next;
     const bool changed = job != nullptr && differ(result.job, job);
-    result.code = answer.code;
+    result.end = XAVO_WAIT_ERROR;
+    result.code = XAVO_OUT_OF_MEMORY;
     result.kind = answer.kind;
     result.reached |= answer.effect == XAVO_EFFECT_ANSWERED ? 1 : 0;
     if (changed) {
@@ -137,6 +139,7 @@ bool Wait::take(const XAVO_Answer &answer, size_t index, bool *cancelled) {
         if (result.message == nullptr)
             return false;
     }
+    result.code = answer.code;
     if (job != nullptr)
         result.unreadable = 0;
     result.end = job != nullptr ? judge(options, *job) : end_without_record(answer, index);
@@ -147,8 +150,7 @@ bool Wait::take(const XAVO_Answer &answer, size_t index, bool *cancelled) {
     met.answer = &answer;
     met.polls = polls;
     met.elapsed_ms = now_ms() - start;
-    *cancelled |= options.polled != nullptr && options.polled(options.context, &met) != 0;
-    return true;
+    return options.polled != nullptr && options.polled(options.context, &met) != 0;
 }
 
 bool Wait::goes_on() const {
@@ -177,21 +179,15 @@ void run(Wait *wait) {
     const uint64_t longest = options.longest_pause_ms != 0 ? options.longest_pause_ms : LONGEST_PAUSE_MS;
     uint64_t pause = options.first_pause_ms != 0 ? options.first_pause_ms : FIRST_PAUSE_MS;
     for (;;) {
-        bool cancelled = false, memory = true;
+        bool cancelled = false;
         {
             const NotCancelled not_cancelled;
             XAVO_Answer answer;
             wait->poll(&answer);
-            for (size_t i = 0; i < wait->count && memory; ++i)
-                if (wait->results[i].end == GOES_ON)
-                    memory = wait->take(answer, i, &cancelled);
-            XAVO_answer_free(&answer);
-        }
-        if (!memory) {
             for (size_t i = 0; i < wait->count; ++i)
                 if (wait->results[i].end == GOES_ON)
-                    wait->results[i].code = XAVO_OUT_OF_MEMORY;
-            wait->end_all(XAVO_WAIT_ERROR);
+                    cancelled |= wait->take(answer, i);
+            XAVO_answer_free(&answer);
         }
         if (cancelled || !wait->goes_on())
             wait->end_all(XAVO_WAIT_CANCELLED);
