@@ -389,8 +389,9 @@ int XAVO_wait_for_job(XAVO_Pool *pool, const char *job_id, const XAVO_WaitOption
 
 /* The same for `count` jobs at once, with one listing a round; results[i] is that of job_ids[i], and each is
  * freed. A job that a listing lacks is gone only when the listing has no unreadable ones. One whose record
- * finds no memory ends with ERROR; the others go on. Returns results[0].end when `count` is 1; otherwise COMPLETED when all have completed, else the first other end, in
- * the order of the identifiers. ERROR when count is 0 or an argument is NULL. Any thread. */
+ * finds no memory ends with ERROR; the others go on. Returns results[0].end when `count` is 1; otherwise
+ * COMPLETED when all have completed, else the first other end, in the order of the identifiers. ERROR when
+ * count is 0 or an argument is NULL. Any thread. */
 int XAVO_wait_for_jobs(XAVO_Pool *pool, char *const *job_ids, size_t count, const XAVO_WaitOptions *options,
                        XAVO_WaitResult *results);
 
