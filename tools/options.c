@@ -76,15 +76,20 @@ static void take_secret(struct request *request, const struct option_row *option
     request->secrets[request->secret_count++] = (struct secret){option, value};
 }
 
+static void take_flag(struct request *request, const struct option_row *option) {
+    char *const buffer = (char *)request + option->offset;
+    if (option->size == 0)
+        *(bool *)buffer = true;
+    else
+        memcpy(buffer, &(uint16_t){1}, sizeof(uint16_t));
+}
+
 static void take_option(struct request *request, const struct option_row *option, char *value) {
     char *const buffer = (char *)request + option->offset;
     const size_t size = option->size;
     switch (option->kind) {
     case FLAG:
-        if (size == 0)
-            *(bool *)buffer = true;
-        else
-            memcpy(buffer, &(uint16_t){1}, sizeof(uint16_t));
+        take_flag(request, option);
         break;
     case TEXT:
         if (size == 0)
@@ -159,13 +164,14 @@ static void collect_names(struct names *names) {
             add_name(names, row);
 }
 
+/* Letters are for global options alone. */
 static const struct option_row *row_of_code(const struct names *names, int code) {
     if (code >= FIRST_LONG)
         return names->rows[code - FIRST_LONG];
-    int i = 0;
-    while (names->rows[i]->letter != code)
-        ++i;
-    return names->rows[i];
+    const struct option_row *row = global_options;
+    while (row->letter != code)
+        ++row;
+    return row;
 }
 
 struct given {
@@ -254,7 +260,7 @@ void read_command_line(struct request *request, int argc, char **argv) {
     const int given_count = read_words(request, argc, argv, given);
     for (int i = 0; i < given_count; ++i) /* those that need no command */
         if (given[i].option->kind == FLAG && is_global(given[i].option))
-            take_option(request, given[i].option, NULL);
+            take_flag(request, given[i].option);
     take_command(request);
     if (request->command != NULL)
         take_options(request, given, given_count);

@@ -69,7 +69,7 @@ static void put_word(const char *word) {
 /* What to do next. */
 static void print_advice(const struct run *run, const struct outcome *outcome) {
     const bool goes_on = outcome->end == XAVO_WAIT_DEADLINE || outcome->end == XAVO_WAIT_CANCELLED;
-    if (outcome->waited && outcome->job != NULL && goes_on) {
+    if (outcome->waited && outcome->job != NULL && outcome->job_id != NULL && goes_on) {
         (void)fputs("The job goes on. To wait for it again: xavoctl wait ", stderr);
         put_word(outcome->job_id);
         if (run->request.user != NULL) {
@@ -105,7 +105,7 @@ static void print_failure(const struct run *run, const struct outcome *outcome) 
 
 static void print_failures(const struct run *run) {
     const struct command *command = run->request.command;
-    if (run->outcomes->kind == KIND_WRONG_USE) {
+    if (run->outcomes->kind == KIND_WRONG_USE || command == NULL) {
         (void)fputs("xavoctl: ", stderr);
         put_visible(stderr, sentence_of(run->outcomes));
         (void)fprintf(stderr, "\nxavoctl help%s%s says how it is used.\n", command ? " " : "",
@@ -115,7 +115,7 @@ static void print_failures(const struct run *run) {
     for (size_t i = 0; i < run->outcome_count; ++i) {
         if (has_failed(&run->outcomes[i]))
             print_failure(run, &run->outcomes[i]);
-        if (command != NULL && (command->flags & ALL_OR_NONE))
+        if ((command->flags & ALL_OR_NONE) != 0)
             return;
     }
 }

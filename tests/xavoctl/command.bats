@@ -57,7 +57,6 @@ sharename=10 type=8
 END
 }
 
-# bats test_tags=native
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "limits of every argument" {
     local command option limit count=0 text
@@ -160,7 +159,6 @@ END
     table
 }
 
-# bats test_tags=native
 # On a clock that is a hundred times as fast.
 @test "a wait without --timeout goes on" {
     echo '#include <sys/syscall.h>
@@ -196,7 +194,6 @@ END
     [[ $output != *'The job goes on'* ]]
 }
 
-# bats test_tags=native
 @test "input that is closed, output that cannot be written" {
     # What the tool opens does not become its standard input.
     run bash -c "$XAVOCTL test-share --share-type 2 --password-file - --timeout 5 <&-"
