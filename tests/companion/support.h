@@ -13,6 +13,12 @@
 
 namespace test {
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true;
+#else
+constexpr bool SANITIZED = false;
+#endif
+
 #define OPERATION(constant, value, name, members) constant,
 constexpr int OPERATIONS[] = {XAVO_OPERATIONS(OPERATION)};
 #undef OPERATION

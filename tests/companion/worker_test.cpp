@@ -1,6 +1,7 @@
 // The worker by its protocol: each test starts the program as the library does, on a scene of its own.
 #include "../table.h"
 #include "protocol.h"
+#include "support.h"
 
 #include <cerrno>
 #include <csignal>
@@ -26,30 +27,16 @@ using namespace xavo_companion;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true;
-#else
-constexpr bool SANITIZED = false;
-#endif
 constexpr int PATIENCE_MS = 20000; // an emulator is slow
-
-uint64_t now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<uint64_t>(time.tv_sec) * 1000 + static_cast<uint64_t>(time.tv_nsec) / 1000000;
-}
 
 void pause_ms(int milliseconds) { poll(nullptr, 0, milliseconds); }
 
-// A request from text: "DELETE_JOB id=JID_1", with the members of XAVO_Request by name (job_ids with commas,
-// image and share as the address, which brings a password with "operator@"), and in=MS, level=N.
+// A request from text: "DELETE_JOB id=JID_1", with the members of XAVO_Request by name (job_ids, image and
+// share without a value; the image has a password), and in=MS, level=N.
 struct Words {
     std::vector<std::string> texts;
-    std::vector<char *> ids;
-    XAVO_BAR_INPUT_DATA image = {};
-    XAVO_NET_INPUT_DATA share = {};
     XAVO_Request request = {};
-    uint64_t deadline = now() + 3600000;
+    long deadline = test::now_ms() + 3600000;
     int level = 0;
 
     explicit Words(const std::string &text) {
@@ -68,36 +55,19 @@ struct Words {
     Words(const Words &) = delete;
 
 private:
-    const char *keep(const std::string &text) { return texts.emplace_back(text).c_str(); }
-    template <class Record>
-    void fill(Record *record, const std::string &address) {
-        const bool secret = address.rfind("operator@", 0) == 0;
-        strcpy(record->uname, "operator");
-        strcpy(record->passwd, secret ? "secret" : "");
-        strcpy(record->ipaddr, address.c_str() + (secret ? 9 : 0));
-        strcpy(record->sharename, secret ? "backups" : "public");
-        record->shareType = secret ? 2 : 0;
-    }
     void set(const std::string &name, const std::string &value) {
+        const XAVO_Request usual = test::request(0, nullptr);
         if (name == "in")
-            deadline = now() + std::stoull(value);
+            deadline = test::now_ms() + std::stol(value);
         else if (name == "level")
             level = std::stoi(value);
-        else if (name == "job_ids") {
-            std::istringstream list(value);
-            for (std::string id; std::getline(list, id, ',');)
-                ids.push_back(const_cast<char *>(keep(id)));
-            ids.push_back(nullptr);
-            request.job_ids = ids.data();
-        } else if (name == "image") {
-            fill(&image, value);
-            strcpy(image.imagename, "image");
-            strcpy(image.startTime, "NOW");
-            request.image = &image;
-        } else if (name == "share") {
-            fill(&share, value);
-            request.share = &share;
-        } else {
+        else if (name == "job_ids")
+            request.job_ids = usual.job_ids;
+        else if (name == "image")
+            request.image = usual.image;
+        else if (name == "share")
+            request.share = usual.share;
+        else
             (name == "id"           ? request.id
              : name == "user"       ? request.user
              : name == "class_name" ? request.class_name
@@ -105,8 +75,7 @@ private:
              : name == "start_time" ? request.start_time
              : name == "until_time" ? request.until_time
              : name == "uri"        ? request.uri
-                                    : request.reboot_type) = keep(value);
-        }
+                                    : request.reboot_type) = texts.emplace_back(value).c_str();
     }
 };
 
@@ -205,7 +174,7 @@ protected:
     void send(const std::string &text) {
         const Words words(text);
         Writer writer(FRAME_REQUEST);
-        write_request(&writer, words.request, words.deadline, words.level);
+        write_request(&writer, words.request, static_cast<uint64_t>(words.deadline), words.level);
         ASSERT_TRUE(writer.finish());
         set_sequence(writer.data(), ++sequence);
         open_claim(shared, sequence);
@@ -226,13 +195,13 @@ protected:
 
     // The worker's status when it has ended; -1 while it runs.
     int wait_for_end(int patience = PATIENCE_MS) {
-        for (const uint64_t until = now() + static_cast<uint64_t>(patience); pid > 0; pause_ms(2)) {
+        for (const long until = test::now_ms() + patience; pid > 0; pause_ms(2)) {
             int status;
             if (waitpid(pid, &status, WNOHANG) == pid) {
                 pid = -1;
                 return status;
             }
-            if (now() > until)
+            if (test::now_ms() > until)
                 return -1;
         }
         return -1;
@@ -328,7 +297,7 @@ TEST_F(Answers, DoNotComeWithoutAnInvocationThatIsClaimedInTime) {
 
 TEST_F(Answers, ToARequestWithASecretAreTheLast) {
     start();
-    EXPECT_EQ(call("TEST_NETWORK_SHARE share=operator@192.0.2.10"), "NO_ERROR NONE return=0 claimed");
+    EXPECT_EQ(call("BACKUP_IMAGE image"), "NO_ERROR NONE return=4096 job=JID_4 claimed");
     EXPECT_EQ(receive(), "end");
     EXPECT_EQ(wait_for_end(), 0);
 }
@@ -425,9 +394,9 @@ TEST_F(End, DoesNotComeWithTheThreadThatStartedIt) {
 }
 
 TEST_F(End, FollowsAFrameThatIsNotValid) {
-    Words words("SETUP_JOB_QUEUE start_time=NOW job_ids=JID_1,JID_2 share=192.0.2.10");
+    Words words("SETUP_JOB_QUEUE start_time=NOW job_ids share");
     Writer writer(FRAME_REQUEST);
-    write_request(&writer, words.request, words.deadline, 0);
+    write_request(&writer, words.request, static_cast<uint64_t>(words.deadline), 0);
     ASSERT_TRUE(writer.finish());
     // One byte in turn is wrong; the worker may end, answer, or wait for the rest, but not crash.
     for (size_t at = 0; at < writer.size(); at += at < 200 ? 7 : 97) {
@@ -455,7 +424,7 @@ TEST_F(End, FollowsAFrameThatIsNotValid) {
 using Start = Worker;
 
 TEST_F(Start, ReportsWhatCannotBeLoaded) {
-    if (SANITIZED)
+    if (test::SANITIZED)
         GTEST_SKIP() << "a sanitizer's loader does not look in LD_LIBRARY_PATH first";
     const std::string folder = testing::TempDir() + "worker_test." + std::to_string(getpid());
     const std::string library = folder + "/libxavo.so.1";
