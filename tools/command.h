@@ -16,7 +16,8 @@ struct option_row {
     const char *name;  /* without the dashes; NULL ends a list */
     const char *value; /* what it takes, as help names it; NULL: a flag */
     const char *help;
-    enum { FLAG, TEXT, NUMBER, SECONDS, SECRET_FILE, SECRET_FD, SECRET_PROMPT } kind;
+    /* STATUS: one more of a list */
+    enum { FLAG, TEXT, NUMBER, SECONDS, STATUS, SECRET_FILE, SECRET_FD, SECRET_PROMPT } kind;
     bool required;
     char letter;
     size_t offset, size; /* inside a request: a buffer of a record, or a pointer or flag if size is 0 */
@@ -41,7 +42,7 @@ extern const struct option_row global_options[], wait_options[];
 
 /* ---- Requests -------------------------------------------------------------------------------------------- */
 
-enum { MOST_SECRETS = 3 };
+enum { MOST_SECRETS = 3, MOST_STATUSES = 16 };
 
 /* What a command line says. */
 struct request {
@@ -51,7 +52,10 @@ struct request {
     int argument_count;
     bool json, quiet, verbose, wait, help, version;
     int64_t timeout; /* milliseconds; 0: none */
-    char *user, *name, *name_space, *start, *until, *target, *uri;
+    char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
+    const char *statuses[MOST_STATUSES];
+    int status_count;
+    char *options_text; /* of the file; options point into it */
     XAVO_BAR_INPUT_DATA image;
     XAVO_NET_INPUT_DATA share;
     struct secret {
@@ -63,10 +67,12 @@ struct request {
 };
 
 /* Reads a command line. The first thing that is wrong stands in request->complaint; `json` is right even
- * then. request->arguments is the caller's to free. */
+ * then. request->arguments and request->options_text are the caller's to free. */
 void read_command_line(struct request *request, int argc, char **argv);
 /* Notes what is wrong, unless something was wrong before. */
 void complain(struct request *request, const char *format, ...) __attribute__((format(printf, 2, 3)));
+/* The same for the name of a command that does not exist. */
+void complain_of_command(struct request *request, const char *name);
 /* Decimal digits alone, without signs and blanks. */
 bool read_number(const char *text, uint16_t *number);
 

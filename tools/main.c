@@ -43,6 +43,7 @@ static void free_run(struct run *run) {
     XAVO_answer_free(&run->answer);
     XAVO_pool_free(run->pool);
     free(run->request.arguments);
+    free(run->request.options_text);
 }
 
 int main(int argc, char **argv) {

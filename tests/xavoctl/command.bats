@@ -39,7 +39,7 @@ load common
 @test "records" {
     [[ -n ${XAVOCTL_PRINT_RECORDS-} ]] || skip "XAVOCTL_PRINT_RECORDS names what is put before the companion"
     local http='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file <(echo 5)
-        --proxy-port 6 --ignore-cert-warning 7' share='--share-type 8 --address 9 --share 10 --share-user 11
+        --proxy-port 6 --ignore-cert-warning 7' share='--share-type 5 --address 9 --share 10 --share-user 11
         --password-file <(echo 12)' image='--image 13 --passphrase-file <(echo 14) --until 16 --job-name 17
         --check-destination 18' words wanted
     local proxy='support=1 type=2 server=3 uname=4 passwd=5 port=6 ignore=7'
@@ -49,25 +49,26 @@ load common
         [[ ${lines[0]} == "$wanted" && ${lines[1]} == "$proxy" ]] || fail "$words"
     done <<END
 backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE uname=11 passwd=12 passphrase=14 ipaddr=9 \
-sharename=10 imagename=13 start=NOW until=16 type=8 preserve=0 job=17 check=18 tavix=
+sharename=10 imagename=13 start=NOW until=16 type=5 preserve=0 job=17 check=18 tavix=
 restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config --timeout 7|7 s RESTORE_IMAGE uname=11 \
-passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=8 preserve=1 job=17 check=18 tavix=
+passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=5 preserve=1 job=17 check=18 tavix=
 test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|60 s test uname=11 passwd=12 workgroup=19 ipaddr=9 \
-sharename=10 type=8
+sharename=10 type=5
 END
 }
 
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "limits of every argument" {
     local command option limit count=0 text
+    printf '%s\n' '# what is not under test' '' '--address x' ' --share-type = 5 ' >base
     for command in backup restore test-share; do
         while read -r option limit; do
             text=$(printf "%${limit}s" x)
             for text in "$text" "x$text"; do
                 if [[ $option == *-file ]]; then
-                    run $XAVOCTL $command --share-type 3 "$option" - <<<"$text"
+                    run $XAVOCTL $command --options-file base "$option" - <<<"$text"
                 else
-                    run $XAVOCTL $command --share-type 3 "$option" "$text"
+                    run $XAVOCTL $command --options-file base "$option" "$text"
                 fi
                 [[ $status == $((${#text} > limit ? 2 : 1)) ]] || fail "$command $option, ${#text} bytes"
             done
@@ -196,7 +197,7 @@ END
 
 @test "input that is closed, output that cannot be written" {
     # What the tool opens does not become its standard input.
-    run bash -c "$XAVOCTL test-share --share-type 2 --password-file - --timeout 5 <&-"
+    run bash -c "$XAVOCTL test-share --share-type 2 --address x --password-file - --timeout 5 <&-"
     [[ $status == 2 && $output == *'nothing in it'* ]]
     local words target
     for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do

@@ -79,7 +79,7 @@ static void check(struct request *request) {
         return;
     request->explained = find_command(request->arguments[0]);
     if (request->explained == NULL)
-        complain(request, "there is no command %s", request->arguments[0]);
+        complain_of_command(request, request->arguments[0]);
 }
 
 static void print(struct run *run) { write_help(stdout, run); }

@@ -24,6 +24,10 @@ static const struct option_row restore_options[] = {
 };
 /* clang-format on */
 
+static void check(struct request *request) {
+    check_share(request, request->image.shareType, request->image.ipaddr, true);
+}
+
 static void perform(struct run *run) {
     const XAVO_BAR_INPUT_DATA *image = &run->request.image;
     const XAVO_Request request = {
@@ -38,6 +42,7 @@ const struct command backup_command = {
     .summary = "start a backup to a share",
     .details = PRINTS_ID " " TIMES,
     .options = {options, wait_options},
+    .check = check,
     .perform = perform,
     .print = put_end_of_job,
 };
@@ -48,6 +53,7 @@ const struct command restore_command = {
     .summary = "start a restore from a share",
     .details = PRINTS_ID " " TIMES,
     .options = {options, restore_options, wait_options},
+    .check = check,
     .perform = perform,
     .print = put_end_of_job,
 };
