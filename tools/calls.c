@@ -38,6 +38,11 @@ XAVO_ErrorCode perform_call(struct run *run, XAVO_Request request, int64_t longe
         *answer = (XAVO_Answer){.code = XAVO_UNKNOWN_ERROR, .kind = XAVO_KIND_CANCELLED};
         return answer->code;
     }
+    if (run->request.dry_run && request.operation >= XAVO_OP_DELETE_JOB) {
+        plan_call(run, &request);
+        *answer = (XAVO_Answer){.code = XAVO_NO_ERROR, .effect = XAVO_EFFECT_ANSWERED};
+        return answer->code;
+    }
     request.deadline_ms = time_for_call(run, longest);
     XAVO_Call *call = XAVO_call_start(run->pool, &request, answer);
     if (call == NULL)

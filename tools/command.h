@@ -37,8 +37,9 @@ struct option_row {
             IN_RECORD(member)                                                                                \
     }
 
-/* The options that every command takes (options.c), and those of commands that start jobs. */
-extern const struct option_row global_options[], wait_options[];
+/* The options that every command takes (options.c), those of commands that start jobs,
+ * and of those that change something. */
+extern const struct option_row global_options[], wait_options[], change_options[];
 
 /* ---- Requests -------------------------------------------------------------------------------------------- */
 
@@ -50,7 +51,7 @@ struct request {
     const struct command *explained; /* with --help, and for the command help; NULL: all of them */
     char **arguments;                /* those of the command; they end with NULL */
     int argument_count;
-    bool json, quiet, verbose, wait, help, version;
+    bool json, quiet, verbose, wait, dry_run, help, version;
     int64_t timeout; /* milliseconds; 0: none */
     char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
     const char *statuses[MOST_STATUSES];
@@ -73,6 +74,9 @@ void read_command_line(struct request *request, int argc, char **argv);
 void complain(struct request *request, const char *format, ...) __attribute__((format(printf, 2, 3)));
 /* The same for the name of a command that does not exist. */
 void complain_of_command(struct request *request, const char *name);
+/* Checks the type of a share, and what it needs; prints a warning of each option that is given but not sent
+ * (methods.c). */
+void check_share(struct request *request);
 /* Decimal digits alone, without signs and blanks. */
 bool read_number(const char *text, uint16_t *number);
 

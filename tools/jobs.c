@@ -248,7 +248,7 @@ static void look_for_job(struct run *run, const char *name, const XAVO_Answer *b
 void start_job(struct run *run, XAVO_Request request, const char *name) {
     struct outcome *outcome = run->outcomes;
     XAVO_Answer before = {0};
-    if (name != NULL)
+    if (name != NULL && !run->request.dry_run)
         list_jobs(run, &before);
     perform_and_note(run, request, outcome, &run->answer);
     wipe_secrets(&run->request);

@@ -40,6 +40,7 @@ static void free_run(struct run *run) {
     for (size_t i = 0; i < run->outcome_count; ++i)
         free_outcome(&run->outcomes[i]);
     free(run->outcomes);
+    free(run->planned);
     XAVO_answer_free(&run->answer);
     XAVO_pool_free(run->pool);
     free(run->request.arguments);

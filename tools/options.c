@@ -26,6 +26,12 @@ const struct option_row wait_options[] = {
     {"wait", NULL, "wait until the job has ended", FLAG, false, 0, IN_REQUEST(wait)},
     {0},
 };
+
+const struct option_row change_options[] = {
+    {"dry-run", NULL, "print the method and its arguments instead of sending them, secrets hidden", FLAG, false, 0,
+        IN_REQUEST(dry_run)},
+    {0},
+};
 /* clang-format on */
 
 void complain(struct request *request, const char *format, ...) {
@@ -364,22 +370,23 @@ static char *trim(char *text) {
     return text;
 }
 
-/* "--name value" or "--name=value"; the value is the rest of the line. */
+/* "name=value" or "name value", with or without dashes; the value is the rest of the line. */
 static void read_line(struct request *request, struct given_list *list, char *line, int number) {
     line = trim(line);
     if (*line == '\0' || *line == '#')
         return;
     const bool quiet = request->complaint[0] == '\0';
     struct given_list one = {&(struct given){0}, 0};
-    if (strncmp(line, "--", 2) != 0) {
-        complain(request, "one long option a line is expected, as --name value");
+    line += strncmp(line, "--", 2) == 0 ? 2 : 0;
+    if (*line == '-' || *line == '=') {
+        complain(request, "one long option a line is expected, as name=value");
     } else {
         char *const end = line + strcspn(line, "= \t");
         char *value = *end != '\0' ? trim(end) : NULL;
         if (value != NULL && *value == '=')
             value = trim(value + 1);
         *end = '\0';
-        (void)read_long(request, &one, line + 2, value);
+        (void)read_long(request, &one, line, value);
         if (value != NULL && one.count > 0 && one.given->value == NULL)
             complain(request, "--%s takes no value", one.given->name);
         if (one.count > 0 && one.given->option != NULL &&

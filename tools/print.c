@@ -25,6 +25,10 @@ static bool print_document(struct run *run) {
     struct json_object *document = json_new();
     const struct command *command = run->request.command;
     const struct outcome *whole = outcome_of_run(run);
+    if (run->request.dry_run && !has_failed(whole)) {
+        plan_to_json(run, document);
+        return put_document(document);
+    }
     if (command != NULL && command->to_json != NULL && whole->kind != KIND_WRONG_USE)
         command->to_json(run, document);
     if (run->outcome_count == 1) {
@@ -127,6 +131,8 @@ bool print_run(struct run *run) {
     bool printed = true;
     if (run->request.json)
         printed = print_document(run);
+    else if (run->request.dry_run)
+        print_plan(run);
     else if (command != NULL && command->print != NULL && run->outcomes->kind != KIND_WRONG_USE)
         command->print(run);
     printed = fflush(stdout) == 0 && !ferror(stdout) && printed;

@@ -16,7 +16,9 @@ struct run {
     XAVO_Pool *pool;
     struct outcome *outcomes; /* one for each argument of a command with MANY_JOBS, else one; at least one */
     size_t outcome_count;
-    XAVO_Answer answer; /* for the command's print and to_json */
+    XAVO_Answer answer;    /* for the command's print and to_json */
+    XAVO_Request *planned; /* what a dry run would have sent */
+    size_t planned_count;
     int64_t began;      /* on the clock of now() */
     int64_t deadline;   /* the same; 0: none */
     int signals;        /* a signalfd for those that end the program */
@@ -59,6 +61,15 @@ void wait_for_jobs(struct run *run, bool seen);
 /* Gives each argument its outcome, whose job it names. */
 void name_jobs(struct run *run);
 bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name);
+
+/* ---- Arguments of methods (methods.c) -------------------------------------------------------------------- */
+
+/* Notes a call in place of making it. What the request points to stays until the plan is printed, but for
+ * secrets. */
+void plan_call(struct run *run, const XAVO_Request *request);
+/* Prints methods and arguments of the calls, or adds the member "calls" to a document; secrets are hidden. */
+void print_plan(const struct run *run);
+void plan_to_json(const struct run *run, struct json_object *document);
 
 /* ---- Progress of a wait, on standard error (progress.c) -------------------------------------------------- */
 

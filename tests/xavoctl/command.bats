@@ -19,6 +19,39 @@ load common
         and (.results[1] | .kind == "service" and .message_id == "JQ001" and .message == "There is no job JID_9.")'
 }
 
+# No broker answers: nothing is sent.
+@test "a dry run" {
+    table
+    local proxy='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file password
+        --proxy-port 6 --ignore-cert-warning 7' words wanted
+    local sent='ProxySupport=1 ProxyType=2 ProxyServer=3 ProxyUname=4 ProxyPasswd=(hidden) ProxyPort=6'
+    sent+=' IgnoreCertWarning=7'
+    while IFS='|' read -r words wanted; do
+        run --separate-stderr $XAVOCTL $words --dry-run --json
+        [[ $(jq -r '.calls[] | .class, .method, (.arguments | to_entries[] | "\(.key)=\(.value)")' <<<"$output" |
+            paste -sd ' ') == "VELK_$wanted" ]] || fail "$words"
+    done <<END
+backup $share --passphrase-file password ${proxy//$'\n'/ } --job-name n --wait|QMService BackupImage \
+IPAddress=192.0.2.10 ShareName=backups ImageName= UserName=operator Password=(hidden) Passphrase=(hidden) \
+ScheduledStartTime=NOW ShareType=2 JobName=n
+restore ${share/2/6} ${proxy//$'\n'/ } --until 9 --check-destination 1|QMService RestoreImage IPAddress=192.0.2.10 \
+ShareName=backups ImageName= UserName=operator Password=(hidden) UntilTime=9 ScheduledStartTime=NOW PreserveVDConfig=0 \
+$sent ShareType=6 CheckBackupDestinationAvailability=1
+restore --share-type 4 --address a --start 9 --preserve-config|QMService RestoreImage ScheduledStartTime=9 \
+PreserveVDConfig=1 ShareType=4
+test-share ${share/2/5} ${proxy//$'\n'/ }|QMService TestNetworkShare IPAddress=192.0.2.10 ShareName=backups $sent \
+ShareType=5
+test-share $share --workgroup w|QMService TestNetworkShare IPAddress=192.0.2.10 ShareName=backups UserName=w\\operator \
+Password=(hidden) Workgroup=w ShareType=2
+install --uri u --target T|SoftwareInstallationService InstallFromURI URI=u \
+Target=root/velk:VELK_SoftwareIdentity.InstanceID="T"
+install --target T|SoftwareInstallationService InstallFromSoftwareIdentity \
+Target=root/velk:VELK_SoftwareIdentity.InstanceID="T"
+reboot 007|SoftwareInstallationService CreateRebootJob RebootJobType=7
+queue A B --start NOW --until 9|JobService SetupJobQueue StartTimeInterval=NOW UntilTime=9 JobArray=["A","B"]
+END
+}
+
 @test "wrong use" {
     mkfifo never
     table
@@ -46,7 +79,7 @@ load common
     export ASAN_OPTIONS=verify_asan_link_order=0
     while IFS='|' read -r words wanted; do
         run eval "LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL ${words//$'\n'/ }"
-        [[ ${lines[0]} == "$wanted" && ${lines[1]} == "$proxy" ]] || fail "$words"
+        [[ ${lines[-3]} == "$wanted" && ${lines[-2]} == "$proxy" ]] || fail "$words"
     done <<END
 backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE uname=11 passwd=12 passphrase=14 ipaddr=9 \
 sharename=10 imagename=13 start=NOW until=16 type=5 preserve=0 job=17 check=18 tavix=
@@ -60,7 +93,7 @@ END
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "limits of every argument" {
     local command option limit count=0 text
-    printf '%s\n' '# what is not under test' '' '--address x' ' --share-type = 5 ' >base
+    printf '%s\n' '# what is not under test' '' 'address=x' ' --share-type 5 ' >base
     for command in backup restore test-share; do
         while read -r option limit; do
             text=$(printf "%${limit}s" x)
@@ -83,8 +116,8 @@ END
     local test_share='test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator'
     printf secret | $XAVOCTL $test_share --password-file -
     $XAVOCTL $test_share --password-fd 7 7<<<secret
-    mkfifo late && { sleep 0.3; echo secret >late; } &
-    sleep 0.1
+    mkfifo late
+    { sleep 0.3; echo secret >late; } &
     $XAVOCTL $test_share --password-file late
     run $XAVOCTL $test_share --password-fd 7 7<<<wrong
     [[ $status == 1 ]]

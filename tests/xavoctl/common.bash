@@ -47,7 +47,8 @@ rows() {
 }
 
 # The rows of commands.txt that belong to the test: the command ends with this status, and prints something like that on
-# either stream, with a controller of its own. Each runs once more with --json: the same status, and one document, which says what failed.
+# either stream, blanks for line ends, with a controller of its own. Each runs once
+# more with --json: the same status, and one document, which says what failed.
 table() {
     local number status_wanted pattern words
     while IFS='|' read -r number status_wanted pattern words; do
@@ -58,7 +59,8 @@ table() {
         pattern=$(xargs <<<"$pattern")
         rm -f state
         eval "run $XAVOCTL $words"
-        [[ $status == "$((status_wanted))" && $output =~ $pattern ]] || fail "commands.txt:$number:$words: $status"
+        [[ $status == "$((status_wanted))" && ${output//$'\n'/ } =~ $pattern ]] ||
+            fail "commands.txt:$number:$words: $status"
         rm -f state
         eval "run --separate-stderr $XAVOCTL --json $words"
         [[ $status == "$((status_wanted))" ]] || fail "commands.txt:$number: --json$words: $status"

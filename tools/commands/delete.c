@@ -26,6 +26,7 @@ const struct command delete_command = {
     .least = 1,
     .most = -1,
     .flags = MANY_JOBS,
+    .options = {change_options},
     .perform = perform,
     .print = print,
 };

@@ -24,10 +24,6 @@ static const struct option_row restore_options[] = {
 };
 /* clang-format on */
 
-static void check(struct request *request) {
-    check_share(request, request->image.shareType, request->image.ipaddr, true);
-}
-
 static void perform(struct run *run) {
     const XAVO_BAR_INPUT_DATA *image = &run->request.image;
     const XAVO_Request request = {
@@ -41,8 +37,8 @@ const struct command backup_command = {
     .arguments = "",
     .summary = "start a backup to a share",
     .details = PRINTS_ID " " TIMES,
-    .options = {options, wait_options},
-    .check = check,
+    .options = {options, wait_options, change_options},
+    .check = check_share,
     .perform = perform,
     .print = put_end_of_job,
 };
@@ -52,8 +48,8 @@ const struct command restore_command = {
     .arguments = "",
     .summary = "start a restore from a share",
     .details = PRINTS_ID " " TIMES,
-    .options = {options, restore_options, wait_options},
-    .check = check,
+    .options = {options, restore_options, wait_options, change_options},
+    .check = check_share,
     .perform = perform,
     .print = put_end_of_job,
 };

@@ -22,7 +22,7 @@ const struct command install_command = {
     .arguments = "",
     .summary = "install software",
     .details = PRINTS_ID " Without --uri the controller installs what it holds.",
-    .options = {options, wait_options},
+    .options = {options, wait_options, change_options},
     .perform = perform,
     .print = put_end_of_job,
 };

@@ -30,7 +30,7 @@ const struct command queue_command = {
     .least = 1,
     .most = -1,
     .flags = MANY_JOBS | ALL_OR_NONE,
-    .options = {options},
+    .options = {options, change_options},
     .perform = perform,
     .print = print,
 };

@@ -4,16 +4,6 @@
 
 #include "../command.h"
 
-/* Checks the type of a share, and what it needs. */
-static inline void check_share(struct request *request, unsigned int type, const char *address,
-                               bool for_image) {
-    const bool on_server = type == 0 || type == 2 || type == 5 || type == 6;
-    if (!on_server && !(type == 4 && for_image))
-        complain(request, "--share-type %u is not valid here (0, 2, %s5 or 6)", type, for_image ? "4, " : "");
-    else if (on_server && *address == '\0')
-        complain(request, "--share-type %u needs --address", type);
-}
-
 /* Rows of a list of options; `record` is the member of the request that they fill in. */
 /* clang-format off */
 #define SHARE_OPTIONS(record) \

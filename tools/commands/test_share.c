@@ -10,10 +10,6 @@ static const struct option_row options[] = {
     {0},
 };
 
-static void check(struct request *request) {
-    check_share(request, request->share.shareType, request->share.ipaddr, false);
-}
-
 static void perform(struct run *run) {
     const XAVO_Request request = {.operation = XAVO_OP_TEST_NETWORK_SHARE, .share = &run->request.share};
     (void)perform_and_note(run, request, run->outcomes, &run->answer);
@@ -33,8 +29,8 @@ const struct command test_share_command = {
     .name = "test-share",
     .arguments = "",
     .summary = "test whether a share can be reached",
-    .options = {options},
-    .check = check,
+    .options = {options, change_options},
+    .check = check_share,
     .perform = perform,
     .print = print,
     .to_json = to_json,

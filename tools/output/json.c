@@ -44,12 +44,12 @@ struct json_object *json_array(struct json_object *object, const char *key) {
     return failed ? NULL : array;
 }
 
-static struct json_object *json_of_text(const char *text) {
+struct json_object *json_text(const char *text) {
     return text != NULL ? checked(json_object_new_string(text)) : NULL;
 }
 
 void json_set_text(struct json_object *object, const char *key, const char *text) {
-    json_set(object, key, json_of_text(text));
+    json_set(object, key, json_text(text));
 }
 
 void json_set_number(struct json_object *object, const char *key, int64_t number) {
@@ -72,7 +72,7 @@ struct json_object *json_of_job(const XAVO_VELK_LifecycleJob *job) {
 
 static struct json_object *json_of_real(const char *text) {
     const double number = strtod(text, NULL);
-    return isfinite(number) ? checked(json_object_new_double_s(number, text)) : json_of_text(text);
+    return isfinite(number) ? checked(json_object_new_double_s(number, text)) : json_text(text);
 }
 
 /* A value of a property: numbers and booleans as such, all else as text. */
@@ -87,7 +87,7 @@ static struct json_object *json_of_value(const char *type, const char *text) {
         return checked(json_object_new_uint64(strtoull(text, NULL, 10)));
     if (strncmp(type, "sint", 4) == 0)
         return checked(json_object_new_int64(strtoll(text, NULL, 10)));
-    return json_of_text(text);
+    return json_text(text);
 }
 
 struct json_object *json_of_instance(const XAVO_Instance *instance) {

@@ -10,6 +10,7 @@ struct json_object;
 struct outcome;
 
 struct json_object *json_new(void);
+struct json_object *json_text(const char *text); /* NULL: null */
 /* A new list, which becomes a member of the object. */
 struct json_object *json_array(struct json_object *object, const char *key);
 void json_append(struct json_object *array, struct json_object *value);
