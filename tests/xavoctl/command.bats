@@ -228,6 +228,21 @@ END
     [[ $output != *'The job goes on'* ]]
 }
 
+# The worker's loader finds a file that is none.
+@test "without a client library" {
+    mkdir library && touch library/libcmpisfcc.so.1
+    export LD_LIBRARY_PATH=$PWD/library
+    local words
+    for words in help --version errors 'completion bash'; do
+        $XAVOCTL $words >/dev/null
+    done
+    for words in jobs 'wait JID_1' 'backup --share-type 4 --wait' doctor; do
+        run $XAVOCTL $words
+        [[ $status == 3 && $output == *libcmpisfcc.so.1* ]] || fail "$words: $status"
+    done
+    [[ ${lines[0]} == 'FAILED  client library '*libcmpisfcc.so.1* ]]
+}
+
 @test "input that is closed, output that cannot be written" {
     # What the tool opens does not become its standard input.
     run bash -c "$XAVOCTL test-share --share-type 2 --address x --password-file - --timeout 5 <&-"

@@ -44,15 +44,17 @@ static const char *advice_on(const XAVO_Answer *answer) {
     return "The broker's own log tells more; --verbose shows this library's.";
 }
 
-/* The library and the broker, from the first answer. True when a broker answered. */
+/* The libraries and the broker, from the first answer. True when a broker answered. */
 static bool check_broker(const XAVO_Answer *answer, const char *user, int64_t took) {
     const bool loaded = answer->kind != XAVO_KIND_NO_WORKER;
     const bool reached = answer->effect == XAVO_EFFECT_ANSWERED;
+    const char *words = answer->message != NULL ? answer->message : kind_of(XAVO_KIND_NO_WORKER)->sentence;
+    if (!loaded && answer->status != 0) /* an errno: the program itself */
+        return note("worker", false,
+                    "Install the companion with its worker; look whether a limit refuses processes.", "%s",
+                    words);
     note("client library", loaded, "Install libxavo and sblim-sfcc, or name their folders in ld.so.conf.",
-         "%s",
-         loaded                    ? "can be loaded"
-         : answer->message != NULL ? answer->message
-                                   : kind_of(answer->kind)->sentence);
+         "%s", loaded ? "can be loaded" : words);
     if (!loaded)
         return false;
     return note("broker", reached,
