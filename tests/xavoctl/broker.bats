@@ -54,6 +54,16 @@ load common
     jq --exit-status '.unreadable == 1 and (.jobs | length == 3)' <<<"$output"
 }
 
+@test "a job of another name that is new" {
+    scene 'fault CMCIClient.invokeMethod 1 then=hang'
+    $XAVOCTL backup $share --image i --job-name n --timeout 2 2>log &
+    local parent=$!
+    until_there 'injected' state
+    $XAVOCTL reboot 1
+    wait $parent || [[ $? == 6 ]]
+    grep 'there is no new job of that name' log
+}
+
 @test "a wait that finds no broker says so once" {
     for words in unreachable 'fault any 1 then=crash from'; do
         scene "$words"
@@ -78,13 +88,15 @@ load common
 }
 
 # A shell's background jobs ignore SIGINT.
-@test "a signal that is ignored" {
+@test "a signal that is ignored, and few polls" {
+    scene journal
     $XAVOCTL wait JID_1 --json --quiet --timeout 3 >document &
     local parent=$!
     sleep 1
     kill -INT $parent
     wait $parent || [[ $? == 6 ]]
     jq --exit-status '.end == "deadline" and .job.InstanceID == "JID_1"' document
+    (($(grep -c getInstance state.journal) < 12))
 }
 
 @test "a broker that is away for a while" {
