@@ -1,5 +1,7 @@
 #include "memory.h"
 
+#include <stdlib.h> // defines __GLIBC__
+
 #if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 33)
 #include <malloc.h>
 
