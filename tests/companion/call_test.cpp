@@ -185,7 +185,7 @@ TEST_F(Companion, EndsAsItsTableSays) {
             const bool late = row[2].find("DEADLINE") != std::string::npos;
             const unsigned int deadline_ms = late ? 200 : 20000;
             const int operation = row[0] == "READ" ? READ : METHOD;
-            const long start = now_ms();
+            const int64_t start = now_ms();
             EXPECT_EQ(blocks ? call(operation, row[1].c_str(), deadline_ms)
                              : start_and_collect(operation, row[1].c_str(), deadline_ms),
                       row[2]);

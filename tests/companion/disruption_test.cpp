@@ -13,7 +13,8 @@ using test::open_descriptors;
 
 namespace {
 
-constexpr unsigned DEADLINE_MS = 250, LATE_MS = 2000, USUAL_MS = 20000;
+constexpr unsigned DEADLINE_MS = 250, USUAL_MS = 20000;
+constexpr int64_t LATE_MS = 2000;
 
 unsigned invocations() {
     unsigned count = 0;
@@ -26,7 +27,7 @@ unsigned invocations() {
 struct Outcome {
     std::string text, slot; // "CRASHED NONE"; where it was disrupted, empty if nowhere
     int effect;
-    long late;
+    int64_t late;
     unsigned invoked;
 };
 
@@ -51,12 +52,12 @@ Outcome disrupted(int operation, unsigned long nth, int what, int after) {
     cimsim_journal(1);
     cimsim_disrupt(nullptr, nth, what, after);
     XAVO_Answer answer;
-    const long begun = now_ms();
+    const int64_t begun = now_ms();
     XAVO_call(pool, &made, &answer);
     const char *slot = cimsim_fault_hit();
     const Outcome outcome = {std::string(XAVO_kind_name(answer.kind)) + " " + XAVO_effect_name(answer.effect),
                              slot != nullptr ? slot : "", answer.effect,
-                             now_ms() - begun - static_cast<long>(made.deadline_ms), invocations()};
+                             now_ms() - begun - static_cast<int64_t>(made.deadline_ms), invocations()};
     XAVO_answer_free(&answer);
     XAVO_pool_free(pool);
     return outcome;

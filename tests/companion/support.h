@@ -2,6 +2,7 @@
 #ifndef XAVO_TESTS_COMPANION_SUPPORT_H
 #define XAVO_TESTS_COMPANION_SUPPORT_H
 
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -23,10 +24,10 @@ constexpr bool SANITIZED = false;
 constexpr int OPERATIONS[] = {XAVO_OPERATIONS(OPERATION)};
 #undef OPERATION
 
-inline long now_ms() {
+inline int64_t now_ms() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 // Number of open descriptors of this process.
