@@ -336,7 +336,7 @@ void counted(side *run, XAVO_Proxy *sp, outcome *o);
 __attribute__((noinline)) void counted(side *run, XAVO_Proxy *sp, outcome *o) { run(sp, o); }
 
 /* Returns a record of the calls into the client library that a side makes; the caller frees it. */
-static char *record(side *run, XAVO_Proxy *sp) {
+static char *trace_of(side *run, XAVO_Proxy *sp) {
     outcome o = {0};
     prepare(2);
     cimsim_trace(1);
@@ -349,7 +349,7 @@ static char *record(side *run, XAVO_Proxy *sp) {
 }
 
 static void same_calls(const struct operation *op, XAVO_Proxy *sp) {
-    char *libxavo = record(op->libxavo, sp), *by_hand = record(op->by_hand, sp);
+    char *libxavo = trace_of(op->libxavo, sp), *by_hand = trace_of(op->by_hand, sp);
     if (strcmp(libxavo, by_hand) != 0)
         fprintf(stderr, "libxavo: %s\nby hand: %s\n", libxavo, by_hand);
     check("libxavo and the code by hand do not make the same calls", strcmp(libxavo, by_hand) == 0);

@@ -48,11 +48,11 @@ typedef struct times {
 
 static void add(times *all, double since) { all->us[all->count++] = now_us() - since; }
 
-static double part(times *all, double share_of_all) {
+static double quantile(times *all, double below) {
     qsort(all->us, (size_t)all->count, sizeof all->us[0], by_size);
-    return all->us[(int)(share_of_all * (all->count - 1))];
+    return all->us[(int)(below * (all->count - 1))];
 }
-static double median(times *all) { return part(all, 0.5); }
+static double median(times *all) { return quantile(all, 0.5); }
 
 static int above;
 static double limited(double value, double limit) {
@@ -176,7 +176,7 @@ static void hang(XAVO_Pool *pool) {
         XAVO_call_free(call);
     }
     printf("{\"cancel\": {\"ms\": %.2f, \"most_ms\": %.2f, \"limit_ms\": 5}, ",
-           limited(median(&taken[0]) / 1000, 5), part(&taken[0], 1) / 1000);
+           limited(median(&taken[0]) / 1000, 5), quantile(&taken[0], 1) / 1000);
     request.deadline_ms = 30;
     for (int i = 0; i < 51; ++i) {
         const double begun = now_us() + request.deadline_ms * 1000;
@@ -186,7 +186,7 @@ static void hang(XAVO_Pool *pool) {
         XAVO_answer_free(&answer);
     }
     printf("\"deadline\": {\"late_ms\": %.2f, \"latest_ms\": %.2f, \"limit_ms\": 50}}\n",
-           median(&taken[1]) / 1000, limited(part(&taken[1], 1) / 1000, 50));
+           median(&taken[1]) / 1000, limited(quantile(&taken[1], 1) / 1000, 50));
 }
 
 static void list(XAVO_Proxy *sp, XAVO_Pool *pool) {

@@ -46,7 +46,7 @@ TEST(CallOrder, IsThatOfTheTable) {
             prepare(block["given"]);
             if (!block["fails"].empty())
                 cimsim_fail(block["fails"].c_str(), 1, &failing);
-            const Own kind = block["mutex"].empty() ? Own::ALLOCATION : Own::MUTEX;
+            const OwnCall kind = block["mutex"].empty() ? OwnCall::ALLOCATION : OwnCall::MUTEX;
             arm(kind, static_cast<unsigned>(atoi((block["memory"] + block["mutex"]).c_str())), false);
             record_steps(opens ? nullptr : &ec, opens ? nullptr : &results.job);
             call(block.name, sp, &ec, results);

@@ -146,7 +146,7 @@ std::string released(const Operation &op) {
         {"CMPIArgs#2.release", "out "},        {"CMPIArray#1.release", "array "},
         {"CMPIArgs#2.getArg", "read "},        {"CMPIDateTime#1.release", "returned "},
         {"CMPIString.release", "message "}};
-    if (op.releases.asked == "path in target ")
+    if (op.releases.at_once == "path in target ")
         own["CMPIObjectPath#2.release"] = "target ";
     std::string all;
     std::istringstream words(cimsim_traced());
@@ -174,7 +174,7 @@ struct Case {
     bool null_handle;
     bool opens() const { return null_handle || op->reads == Reads::HANDLE; }
     // Returns `calls`, the number of calls that a temporary handle adds; 0 when there is none.
-    unsigned extra(unsigned calls) const { return null_handle ? calls : 0; }
+    unsigned if_null_handle(unsigned calls) const { return null_handle ? calls : 0; }
 };
 
 std::string name_of(const Case &c) {
@@ -186,7 +186,7 @@ std::string name_of(const Case &c) {
 void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
 
 // Number of mutex calls: those of the table, and two that create and destroy the mutex of a temporary handle.
-unsigned long mutex_calls(const Case &c) { return c.op->counts.mutex_calls + c.extra(2); }
+unsigned long mutex_calls(const Case &c) { return c.op->counts.mutex_calls + c.if_null_handle(2); }
 
 std::vector<Case> cases() {
     std::vector<Case> all;
@@ -213,7 +213,7 @@ struct Attempt {
 struct Injected {
     unsigned client_call = 0;
     const Fault *fault = &faults()[0];
-    Own kind = Own::ALLOCATION;
+    OwnCall kind = OwnCall::ALLOCATION;
     unsigned own_call = 0;
     bool and_all_later = false;
 };
@@ -267,16 +267,19 @@ protected:
             const unsigned long end = cimsim_calls(nullptr);
             const unsigned long locked = calls_at_lock() == 0 ? end : calls_at_lock();
             const unsigned long unlocked = calls_at_lock() == 0 ? end : calls_at_unlock();
-            result.counts = {locked - start,        unlocked - locked,
-                             end - unlocked,        own_calls(Own::ALLOCATION),
-                             own_calls(Own::MUTEX), 0};
+            result.counts = {locked - start,
+                             unlocked - locked,
+                             end - unlocked,
+                             own_calls(OwnCall::ALLOCATION),
+                             own_calls(OwnCall::MUTEX),
+                             0};
             const char *hit = cimsim_fault_hit();
             result.failed = hit != nullptr ? hit : failed_call();
             cimsim_fail(nullptr, 0, nullptr);
             cimsim_trace(0);
             result.log = logged();
             result.released = without(without(released(op), "read "), "message ");
-            EXPECT_FALSE(marks_kept()) << "a handle is freed whose magic words still stand";
+            EXPECT_FALSE(freed_in_wrong_order()) << "a handle is freed whose magic words still stand";
             result.calls = traced_calls(injected.client_call);
             result.invoked = traced_calls().count("CMCIClient.invokeMethod") != 0;
             if (sp != nullptr) {
@@ -371,7 +374,7 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
     const std::string request = op.given == Given::INSTANCE ? "" : without_blanks(last_request());
     EXPECT_TEXT(op.request, op.request.empty() ? request : request.substr(0, op.request.size()));
     if (op.reads < Reads::RECORDS) {
-        EXPECT_TEXT(op.releases.asked + "out ", clean.released);
+        EXPECT_TEXT(op.releases.at_once + "out ", clean.released);
     }
     Counts expected = op.counts;
     if (c.null_handle) // a client and its release, the handle and its user's name
@@ -388,7 +391,7 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
 TEST_P(Sweep, ReleasesTheReturnedValueInTheDocumentedOrder) {
     SCOPED_TRACE(op.where + ", " + op.name);
     for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
-        if (op.releases.asked.empty() || !goes_on())
+        if (op.releases.at_once.empty() || !goes_on())
             continue;
         populate();
         XAVO_Proxy *sp = c.null_handle ? nullptr : XAVO_new();
@@ -397,15 +400,15 @@ TEST_P(Sweep, ReleasesTheReturnedValueInTheDocumentedOrder) {
         cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
         cimsim_answer_status(rc, rc == CMPI_RC_OK ? nullptr : "no");
         cimsim_trace(1);
-        arm(Own::ALLOCATION, 0, false);
+        arm(OwnCall::ALLOCATION, 0, false);
         op.call(sp, &ec, results);
         disarm();
         cimsim_trace(0);
         if (sp != nullptr) {
             EXPECT_EQ(calls_at_unlock(), cimsim_calls(nullptr)) << "a release after the unlock";
         }
-        EXPECT_TEXT(op.releases.asked +
-                        (rc == CMPI_RC_OK ? op.releases.answered : "message " + op.releases.refused),
+        EXPECT_TEXT(op.releases.at_once + (rc == CMPI_RC_OK ? op.releases.after_success
+                                                            : "message " + op.releases.after_failure),
                     released(op));
         if (sp != nullptr)
             XAVO_free(sp);
@@ -418,7 +421,7 @@ std::string code_and_log(XAVO_ErrorCode code, const std::string &log) {
 
 TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
     const Counts &counts = op.counts;
-    const unsigned long all = counts.before_lock + counts.locked + counts.unlocked + c.extra(2);
+    const unsigned long all = counts.before_lock + counts.locked + counts.unlocked + c.if_null_handle(2);
     for (const Fault &planned : faults())
         for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
             SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) +
@@ -442,11 +445,11 @@ TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
                 EXPECT_EQ(run.counts.mutex_calls, 0U) << "it waits for the handle, and sends no request";
             }
             if (op.reads < Reads::RECORDS && run.counts.locked != 0) {
-                EXPECT_EQ(run.counts.before_lock, c.extra(1)) << "calls before the lock";
-                EXPECT_EQ(run.counts.unlocked, c.extra(1)) << "calls after the unlock";
+                EXPECT_EQ(run.counts.before_lock, c.if_null_handle(1)) << "calls before the lock";
+                EXPECT_EQ(run.counts.unlocked, c.if_null_handle(1)) << "calls after the unlock";
             }
             if (run.invoked) {
-                EXPECT_TEXT("released: " + op.releases.asked + "out ", "released: " + run.released);
+                EXPECT_TEXT("released: " + op.releases.at_once + "out ", "released: " + run.released);
             } else if (op.reads < Reads::RECORDS) {
                 EXPECT_TEXT("released: " + in_order(early_order(hit), run.released),
                             "released: " + run.released);
@@ -467,7 +470,8 @@ Expected expect_without_memory(const Case &c, unsigned nth, bool ends_it) {
 }
 
 TEST_P(Sweep, EndsAsDocumentedWhenAnAllocationFails) {
-    const unsigned long all = op.counts.allocations + c.extra(2), last = op.counts.allocations / op.instances;
+    const unsigned long all = op.counts.allocations + c.if_null_handle(2),
+                        last = op.counts.allocations / op.instances;
     Injected injected;
     for (const bool and_all_later : {false, true})
         for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
@@ -486,7 +490,7 @@ TEST_P(Sweep, EndsAsDocumentedWhenAnAllocationFails) {
 
 TEST_P(Sweep, LogsAMutexCallThatFails) {
     Injected injected;
-    injected.kind = Own::MUTEX;
+    injected.kind = OwnCall::MUTEX;
     for (unsigned nth = 1; nth <= mutex_calls(c) && goes_on() && !HasFailure(); ++nth) {
         SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) + " on a mutex fails");
         injected.own_call = nth;

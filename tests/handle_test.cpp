@@ -74,14 +74,14 @@ TEST_F(Handle, WithoutAClientIsFreed) {
 
 TEST_F(Handle, IsNullAfterAFailureToOpenIt) {
     struct {
-        Own fails;
+        OwnCall fails;
         unsigned nth, mutex_calls;
         const char *log;
     } const ways[] = {
-        {Own::ALLOCATION, 1, 0, "out of memory\n"},
-        {Own::MUTEX, 1, 1, "pthread_mutex_init() failed\n"},
-        {Own::ALLOCATION, 2, 2, "out of memory\n"},
-        {Own::MUTEX, 2, 2,
+        {OwnCall::ALLOCATION, 1, 0, "out of memory\n"},
+        {OwnCall::MUTEX, 1, 1, "pthread_mutex_init() failed\n"},
+        {OwnCall::ALLOCATION, 2, 2, "out of memory\n"},
+        {OwnCall::MUTEX, 2, 2,
          "unable to open connection to server\n2 XAVO_free: ERROR: pthread_mutex_destroy() failed\n"}};
     cimsim_set_reachable(0);
     for (const auto &way : ways) {
@@ -91,8 +91,8 @@ TEST_F(Handle, IsNullAfterAFailureToOpenIt) {
         arm(way.fails, way.nth, true);
         EXPECT_EQ(XAVO_new(), nullptr);
         disarm();
-        EXPECT_EQ(own_calls(Own::MUTEX), way.mutex_calls);
-        EXPECT_EQ(cimsim_calls(nullptr) - calls, way.fails == Own::MUTEX && way.nth == 2 ? 1U : 0U);
+        EXPECT_EQ(own_calls(OwnCall::MUTEX), way.mutex_calls);
+        EXPECT_EQ(cimsim_calls(nullptr) - calls, way.fails == OwnCall::MUTEX && way.nth == 2 ? 1U : 0U);
         EXPECT_EQ(outcome_lines(operation("open"), logged()),
                   std::string("2 XAVO_new_with_uname: ERROR: ") + way.log);
     }

@@ -17,7 +17,7 @@ void test_share(uint16_t type, XAVO_Proxy *sp, XAVO_ErrorCode *ec) {
 }
 
 constexpr const char *JOB = "VELK_LifecycleJob";
-CMPIData five = {CMPI_uint32, CMPI_goodValue, {}};
+CMPIData zero = {CMPI_uint32, CMPI_goodValue, {}};
 char *const jobs[] = {const_cast<char *>("JID_3"), const_cast<char *>("JID_1"), nullptr};
 char *const words[] = {const_cast<char *>("one"), const_cast<char *>("two"), nullptr};
 
@@ -122,7 +122,7 @@ const std::pair<const char *, void (*)(XAVO_Proxy *, XAVO_ErrorCode *, Results &
     {"print", GIVES(XAVO_NO_ERROR, XAVO_pr_CMPIArgs(0, "printable", r.args))},
     {"property", CALL(r.job = XAVO_property_to_ntstring(sp, ec, r.instance, "Name"))},
     // Success does not change the code.
-    {"number", CALL(*ec = XAVO_NO_ERROR, XAVO_CMPIData_to_uint32(ec, &five))},
+    {"number", CALL(*ec = XAVO_NO_ERROR, XAVO_CMPIData_to_uint32(ec, &zero))},
     {"modify", CALL(const XAVO_ErrorCode code = XAVO_modify_VELK_LifecycleJob(sp, ec);
                     *ec = code == *ec ? code - XAVO_NOT_IMPLEMENTED : XAVO_UNKNOWN_ERROR)},
 };

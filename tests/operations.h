@@ -42,9 +42,9 @@ enum class Reads {
 // The order of releases after the method call: path, in, target and array. "read" is the first read of the
 // outputs, "returned" the release of an object that the method returned.
 struct Releases {
-    std::string asked;    // at once
-    std::string answered; // then, with a good status
-    std::string refused;  // with a failing one
+    std::string at_once;
+    std::string after_success; // after those at once, with a good status
+    std::string after_failure; // the same with a failing one
 };
 
 // The output that names a job, the function that reads it, and the function that the log blames when that

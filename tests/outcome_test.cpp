@@ -90,14 +90,14 @@ TEST_F(Outcome, InvalidArgumentsAreRejectedBeforeAnyRequest) {
             ec = -1;
             clear_log();
             const unsigned long calls = cimsim_calls(nullptr);
-            arm(Own::MUTEX, 0, false);
+            arm(OwnCall::MUTEX, 0, false);
             record_steps(errorcodep);
             call(row[0], given, handle, errorcodep, &job);
             const std::string recorded = steps();
             disarm();
             // An argument that is checked before the lock is rejected without waiting for it.
             const unsigned locks = calls_of_row != 0 && made != 0, opened = handle == nullptr && made != 0;
-            EXPECT_EQ(own_calls(Own::MUTEX), 2 * locks + 2 * opened);
+            EXPECT_EQ(own_calls(OwnCall::MUTEX), 2 * locks + 2 * opened);
             // The code is NO_ERROR when the line is written; XAVO_enumerate sets NO_ERROR after the lock
             // only.
             const std::string last = (row[0] == "XAVO_enumerate" ? "unknown " : "NO_ERROR ") + log;
@@ -228,7 +228,7 @@ TEST_F(Outcome, DependsOnTheMessageIdentifier) {
                 cimsim_answer_output("MessageID", cimsim_string(row[0].c_str()));
                 prepare(
                     "answer_output Job reference:\"root/velk VELK_LifecycleJob InstanceID=string:JID_9\"");
-                arm(Own::ALLOCATION, way != 1 ? 0 : image ? 1 : op.counts.allocations + 1, false);
+                arm(OwnCall::ALLOCATION, way != 1 ? 0 : image ? 1 : op.counts.allocations + 1, false);
                 cimsim_fail("CMPIArgs.getArg", way / 2, &failing);
                 op.call(sp, &ec, results);
                 disarm();

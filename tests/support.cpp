@@ -29,11 +29,11 @@ void with_log(Body body) {
 
 struct Plan {
     bool armed = false;
-    test::Own kind = test::Own::ALLOCATION;
+    test::OwnCall kind = test::OwnCall::ALLOCATION;
     unsigned long nth = 0;
     bool from_then_on = false;
     unsigned seen[2] = {};
-    bool marks_kept = false;
+    bool freed_in_wrong_order = false;
     std::string failed; // the first call
     unsigned long released = 0;
     unsigned long at_lock = 0;
@@ -89,7 +89,7 @@ const XAVO_Proxy *handle_of(const pthread_mutex_t *mutex) {
 }
 
 // Returns whether this call of the library's own fails. Writes nothing unless armed, for tests with threads.
-bool fails_now(test::Own kind, const char *name, const std::string &detail = "") {
+bool fails_now(test::OwnCall kind, const char *name, const std::string &detail = "") {
     note_step(name + detail);
     if (!plan.armed)
         return false;
@@ -139,11 +139,11 @@ int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__wrap_calloc(size_t count, size_t size) {
     if (count != 1)
         with_log([] { log_lines += "malformed: more than one record\n"; });
-    return fails_now(test::Own::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
+    return fails_now(test::OwnCall::ALLOCATION, "calloc") ? nullptr : __real_calloc(count, size);
 }
 
 char *__wrap_strdup(const char *text) {
-    return fails_now(test::Own::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
+    return fails_now(test::OwnCall::ALLOCATION, "strdup") ? nullptr : __real_strdup(text);
 }
 
 void __wrap_free(void *memory) {
@@ -163,7 +163,7 @@ int __wrap_setenv(const char *name, const char *value, int overwrite) {
 
 // Joins all strings, as the platform's function does.
 char *__wrap_utl_va_cat(const char *first, ...) {
-    if (fails_now(test::Own::ALLOCATION, "utl_va_cat"))
+    if (fails_now(test::OwnCall::ALLOCATION, "utl_va_cat"))
         return nullptr;
     va_list rest;
     va_start(rest, first);
@@ -185,15 +185,16 @@ int __wrap_pthread_sigmask(int how, const sigset_t *signals, sigset_t *before) {
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) {
     if (record.recording)
         record.made = handle_of(mutex);
-    return fails_now(test::Own::MUTEX, "pthread_mutex_init") ? ENOMEM
-                                                             : __real_pthread_mutex_init(mutex, attributes);
+    return fails_now(test::OwnCall::MUTEX, "pthread_mutex_init")
+               ? ENOMEM
+               : __real_pthread_mutex_init(mutex, attributes);
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_lock = cimsim_calls(nullptr);
     // The call is made, and reported as failed: locks and unlocks must stay in balance.
-    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_lock");
+    const bool fails = fails_now(test::OwnCall::MUTEX, "pthread_mutex_lock");
     timespec limit = {};
     clock_gettime(CLOCK_REALTIME, &limit);
     limit.tv_sec += 20;
@@ -211,7 +212,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
 int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex) {
     if (plan.armed)
         plan.at_unlock = cimsim_calls(nullptr);
-    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_unlock");
+    const bool fails = fails_now(test::OwnCall::MUTEX, "pthread_mutex_unlock");
     const int result = __real_pthread_mutex_unlock(mutex);
     return fails ? EPERM : result;
 }
@@ -221,10 +222,12 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex) {
         const XAVO_Proxy *sp = handle_of(mutex);
         for (const uint32_t word :
              {sp->head_magic[0], sp->head_magic[1], sp->tail_magic[0], sp->tail_magic[1]})
-            plan.marks_kept |= word != 0;
-        plan.marks_kept |= cimsim_calls("CMCIClient.release") != plan.released; // the client goes later
+            plan.freed_in_wrong_order |= word != 0;
+        plan.freed_in_wrong_order |=
+            cimsim_calls("CMCIClient.release") != plan.released; // the client goes later
     }
-    const bool fails = fails_now(test::Own::MUTEX, "pthread_mutex_destroy", initialised(handle_of(mutex)));
+    const bool fails =
+        fails_now(test::OwnCall::MUTEX, "pthread_mutex_destroy", initialised(handle_of(mutex)));
     const int result = __real_pthread_mutex_destroy(mutex);
     return fails ? EBUSY : result;
 }
@@ -243,7 +246,7 @@ void clear_log() {
     with_log([] { log_lines.clear(); });
 }
 
-void arm(Own kind, unsigned long nth, bool from_then_on) {
+void arm(OwnCall kind, unsigned long nth, bool from_then_on) {
     plan = Plan();
     plan.kind = kind;
     plan.nth = nth;
@@ -254,8 +257,8 @@ void arm(Own kind, unsigned long nth, bool from_then_on) {
 
 void disarm() { plan.armed = false; }
 std::string failed_call() { return plan.failed; }
-unsigned own_calls(Own kind) { return plan.seen[static_cast<int>(kind)]; }
-bool marks_kept() { return plan.marks_kept; }
+unsigned own_calls(OwnCall kind) { return plan.seen[static_cast<int>(kind)]; }
+bool freed_in_wrong_order() { return plan.freed_in_wrong_order; }
 unsigned long calls_at_lock() { return plan.at_lock; }
 unsigned long calls_at_unlock() { return plan.at_unlock; }
 

@@ -22,14 +22,14 @@ void clear_log();
 
 // Faults in the library's own calls, counted from arm() on. Allocations are calloc, strdup and
 // utl_va_cat; mutex calls are pthread_mutex_init, _lock, _unlock and _destroy.
-enum class Own { ALLOCATION, MUTEX };
-void arm(Own kind, unsigned long nth, bool from_then_on); // nth 0: only counts
+enum class OwnCall { ALLOCATION, MUTEX };
+void arm(OwnCall kind, unsigned long nth, bool from_then_on); // nth 0: only counts
 void disarm();
 // The first call that failed ("strdup"), or ""; the number of calls of a kind since arm; whether a handle
 // still had a magic word when its mutex was destroyed.
 std::string failed_call();
-unsigned own_calls(Own kind);
-bool marks_kept();
+unsigned own_calls(OwnCall kind);
+bool freed_in_wrong_order();
 // Number of calls into the client library before the latest lock and the latest unlock since arm.
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();

@@ -7,18 +7,18 @@
 namespace {
 
 template <typename... Buffers>
-bool end(const Buffers &...buffers) {
+bool terminated(const Buffers &...buffers) {
     return ((std::count(buffers, buffers + sizeof buffers, '\0') > 0) && ...);
 }
 bool valid(const XAVO_HTTP_SHARE_OPT_DATA &d) {
-    return end(d.proxyServer, d.proxyUname, d.proxyPasswd, d.proxyPort);
+    return terminated(d.proxyServer, d.proxyUname, d.proxyPasswd, d.proxyPort);
 }
 bool valid(const XAVO_NET_INPUT_DATA &d) {
-    return end(d.uname, d.passwd, d.workgroup, d.ipaddr, d.sharename) && valid(d.http);
+    return terminated(d.uname, d.passwd, d.workgroup, d.ipaddr, d.sharename) && valid(d.http);
 }
 bool valid(const XAVO_BAR_INPUT_DATA &d) {
-    return end(d.uname, d.passwd, d.passphrase, d.ipaddr, d.sharename, d.imagename, d.startTime) &&
-           end(d.untilTime, d.JobName, d.tavixuname) && valid(d.http);
+    return terminated(d.uname, d.passwd, d.passphrase, d.ipaddr, d.sharename, d.imagename, d.startTime) &&
+           terminated(d.untilTime, d.JobName, d.tavixuname) && valid(d.http);
 }
 
 // Parses blanks, a sign and digits; returns -1 for a text that is not a reboot type.

@@ -13,17 +13,15 @@ using namespace cimsim;
 
 namespace {
 
-// Returns the size of the text of all instances that a client can enumerate.
-std::size_t instances() {
+// Reads all instances that a client can enumerate.
+void read_all_instances() {
     std::vector<std::string> names = {job_class, identity_class};
     for (const AddedClass &added : sim.controller.added)
         names.push_back(added.name);
-    std::size_t size = 0;
     for (const std::string &name : names)
         for (const Value &instance : find_class(sim.controller, name)->list())
             for (const Item &item : instance.tree->items)
-                size += to_text(item.value).size();
-    return size;
+                to_text(item.value);
 }
 
 } // namespace
@@ -40,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         assert(error.line >= 1 && error.line <= ends + 1);
         return 0;
     }
-    instances();
+    read_all_instances();
     const std::string state = state_text(sim);
     clear_scene(sim);
     apply_scene(sim, state);

@@ -79,7 +79,7 @@ class Rules(unittest.TestCase):
                 self.assertEqual({f"{m.old} > {m.new}".rstrip() for m in found}, set(cells))
 
 
-def in_source(text):
+def with_function(text):
     """The lines of a row, with the name of a function of the library for "F"."""
     return "\n".join(re.sub("^F", "libxavo/src/XAVO/XAVO.cpp f", line) for line in text.split(";"))
 
@@ -93,12 +93,12 @@ class Explanations(unittest.TestCase):
         for where, text, expected in rows("explanations"):
             with self.subTest(where), tempfile.TemporaryDirectory() as folder:
                 path = Path(folder) / "explained"
-                path.write_text(in_source(text) + "\n")
+                path.write_text(with_function(text) + "\n")
                 try:
                     found = journal.read_explained(path)
                 except Error as error:
                     found = {str(error).removeprefix(f"{path}:")}
-                self.assertEqual(found, {in_source(key) for key in expected})
+                self.assertEqual(found, {with_function(key) for key in expected})
 
     def test_file_of_the_tree_can_be_read(self):
         journal.read_explained("tests/mutants/explained.txt")

@@ -32,7 +32,7 @@ void *__wrap_malloc(size_t size) { return memory_is_exhausted ? nullptr : __real
 
 namespace {
 
-TEST(Log, WritesLongLinesWholeAndWithoutMemoryTheirBeginning) {
+TEST(Log, WritesLongLinesWholeUnlessMemoryIsExhausted) {
     for (const size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1025U, 5000U})
         for (const bool exhausted : {false, true}) {
             const std::string text(length, 'x');

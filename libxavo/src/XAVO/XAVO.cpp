@@ -7,7 +7,7 @@
 #include "names.h"
 #include "object_path.h"
 #include "operation_context.h"
-#include "read_instances.h"
+#include "query_broker.h"
 #include <cstdlib>
 #include <utl_va_cat.h>
 
@@ -156,7 +156,7 @@ CMPIEnumeration *XAVO_enumerate(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
     const Lock lock(sp);
     *errorcodep = XAVO_NO_ERROR;
     const Owner<CMPIObjectPath> object(build_path(errorcodep, path, classname, nullptr, 0));
-    return object ? read_instances(sp, errorcodep, object.get(), &CMCIClientFT::enumInstances) : nullptr;
+    return object ? query_broker(sp, errorcodep, object.get(), &CMCIClientFT::enumInstances) : nullptr;
 }
 
 CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *path,

@@ -3,7 +3,7 @@
 
 #include "object_path.h"
 #include "operation_context.h"
-#include "read_instances.h"
+#include "query_broker.h"
 #include <cstdlib>
 
 using namespace xavo;
@@ -52,7 +52,7 @@ CMPIInstance *fetch_instance(const OperationContext &context, const char *Instan
         return nullptr;
     const Lock lock(context.sp());
     const Owner<CMPIObjectPath> object(path); // released before the unlock
-    return read_instances(context.sp(), context.errorcodep, path, &CMCIClientFT::getInstance);
+    return query_broker(context.sp(), context.errorcodep, path, &CMCIClientFT::getInstance);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// read_instances.h - reads one instance or all instances of a class from the broker.
-#ifndef XAVO_READ_INSTANCES_H
-#define XAVO_READ_INSTANCES_H
+// query_broker.h - reads one instance or all instances of a class from the broker.
+#ifndef XAVO_QUERY_BROKER_H
+#define XAVO_QUERY_BROKER_H
 
 #include "cmpi.h"
 #include "exchange.h"
@@ -15,8 +15,7 @@ using Reader = Object *(*CMCIClientFT::*)(CMCIClient *, CMPIObjectPath *, CMPIFl
 // caller releases. Returns NULL on failure, with the error code set. Returns NULL with the error code
 // unchanged if the broker answers with success and no object. The caller holds the handle's lock.
 template <typename Object>
-Object *read_instances(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path,
-                       Reader<Object> slot) {
+Object *query_broker(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, CMPIObjectPath *path, Reader<Object> slot) {
     if (!can_call(sp, slot)) {
         *errorcodep = XAVO_SP_NOT_VALID;
         return nullptr;
