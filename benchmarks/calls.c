@@ -335,7 +335,7 @@ static void end(outcome *o) {
 void counted(side *run, XAVO_Proxy *sp, outcome *o);
 __attribute__((noinline)) void counted(side *run, XAVO_Proxy *sp, outcome *o) { run(sp, o); }
 
-/* Returns a record of the calls into the client library that a side makes; the caller frees it. */
+/* Returns a trace of the calls into the client library that a side makes; the caller frees it. */
 static char *trace_of(side *run, XAVO_Proxy *sp) {
     outcome o = {0};
     prepare(2);
@@ -367,15 +367,17 @@ static double nanoseconds(side *run, XAVO_Proxy *sp) {
     return (double)(after.tv_sec - before.tv_sec) * 1e9 + (double)(after.tv_nsec - before.tv_nsec);
 }
 
-/* Runs the sides alternately and stores how long each run took. Callgrind sets its counts to zero here
- * (--zero-before). */
+/* The runs of one or both sides. */
 typedef struct turns {
     side *sides[2];
-    double *taken[2];
+    double *taken[2]; /* nanoseconds of each run */
     int count, times;
     unsigned int jobs;
     int query;
 } turns;
+
+/* Runs the sides alternately and stores the time of each run. Callgrind sets its counts to zero when this
+ * begins (--zero-before). */
 void repeat(const turns *t, XAVO_Proxy *sp);
 __attribute__((noinline)) void repeat(const turns *t, XAVO_Proxy *sp) {
     for (int i = 0; i < t->times; ++i)

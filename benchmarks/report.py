@@ -41,12 +41,13 @@ class Report:
 
     def calls(self, calls):
         lines = [f"""\
-Instructions of one call. "Own" are those outside the client library. Aims: at most {METHOD} own instructions more than
-by hand for a method call, {QUERY:.0%} more in total for a query; no allocations except \
-for results, and for the name that TestNetworkShare makes of user and workgroup.
+Instructions of one call. "Own" are those outside the client library, "all" are those inside and outside it. Differences
+and shares compare libxavo with the code by hand. Aims: at most {METHOD} own instructions more than by hand for a method
+call, {QUERY:.0%} more in total for a query; no allocations except for results, and for the name that TestNetworkShare
+makes of user and workgroup.
 """]
-        lines += head("call", "own", "by hand", "own, more", "in the client library", "by hand", "more, of both",
-                      "in total", "allocations", "by hand", "ns", "by hand")
+        lines += head("call", "own", "own by hand", "own, difference", "client library", "client library by hand",
+                      "all, difference", "all, share", "allocations", "allocations by hand", "ns", "ns by hand")
         for call in calls:
             name, libxavo, by_hand = call["name"], call["libxavo"], call["by_hand"]
             own = libxavo["own"]

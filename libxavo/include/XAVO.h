@@ -55,8 +55,8 @@
  *     not receive it. The signal mask of the calling thread and the signal's disposition are the same after
  *     the call. There are two limits. A SIGPIPE from another source that arrives during the call may also
  *     be removed: one for the calling thread, or one for the process if no other thread accepts it. If the
- *     calling thread blocks SIGPIPE and one is pending for the process before the call, the one that the
- *     call raises stays pending for the thread.
+ *     calling thread blocks SIGPIPE, and a SIGPIPE is pending for the process before the call, the signal
+ *     that the call raises is not removed: it stays pending for the thread.
  *  8. A broker that stops or hangs. When the broker stops or restarts, all connections to it are broken.
  *     Through a broken connection, a call that reads reports XAVO_UNKNOWN_ERROR, and a method call
  *     (XAVO_invoke_..., XAVO_delete_VELK_LifecycleJob) crashes inside the client library. This library
@@ -302,8 +302,9 @@ void XAVO_fprint_list_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJ
 /* These functions write a value to stdout as an indented tree, and flush after every line. The first line
  * is the header; `indent` is the number of spaces before it. `label` is a name for the value; it must not
  * be NULL. The caller still owns the printed object. A printer frees the names, keys and arguments that it
- * reads from a path or an argument list, except the object of a null value. It does not free the elements
- * of an array, because they belong to the array. When two threads print at the same time, their lines mix. */
+ * reads from a path or an argument list; a key or an argument is freed by XAVO_free_CMPIData_value, which
+ * does not change an absent value. XAVO_pr_CMPIArray frees no element, because the elements belong to the
+ * array. When two threads print at the same time, their lines mix. */
 
 /* Prints the header, the characters and their address as a number; only the header if the string has no
  * characters. If s is NULL, prints the header, then the prefix of a log line and "s is NULL". */

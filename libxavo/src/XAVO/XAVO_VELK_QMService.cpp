@@ -291,8 +291,8 @@ bool has_start_time(ErrorContext call, const XAVO_BAR_INPUT_DATA *data) {
     return XAVO_REQUIRE(call, data->startTime[0] != '\0', XAVO_INVALID_VALUE, "start time is NULL");
 }
 
-// Adds the option that only a restore has. It is sent also if it is 0. All bits but the lowest are cleared
-// before, in the caller's record.
+// Adds the option that only a restore has; 0 is sent, too. First clears all bits of the option but the
+// lowest, in the caller's record.
 bool add_PreserveVDConfig(Invocation &call, XAVO_BAR_INPUT_DATA *data) {
     data->preserveVDConfig &= 1U;
     return call.add("PreserveVDConfig", &data->preserveVDConfig);

@@ -32,9 +32,9 @@ private:
 // raised. The client library raises it when it writes to its socket after the broker has gone. Without the
 // block, the signal would end every program that does not ignore it.
 //
-// If SIGPIPE was blocked and pending before the exchange, no signal is removed, since the earlier one cannot
-// be distinguished from the one that the exchange raised. If the earlier one is pending for the process, the
-// thread then keeps a second one, which the exchange raised.
+// If SIGPIPE was blocked and pending before the exchange, nothing is removed: the earlier signal cannot be
+// distinguished from that of the exchange. If the earlier signal is pending for the process, the signal of
+// the exchange then stays pending for the thread, too.
 class SigpipeBlock {
 public:
     SigpipeBlock();
