@@ -43,7 +43,7 @@ ITEMS = {
 
 
 def has(text, item):
-    """Whether a text has an item, with or without what its function's name begins with, or all its methods."""
+    """Whether a text has an item, perhaps behind "XAVO_invoke_", or all of its methods (METHODS_OF)."""
     return re.search(rf"\b(XAVO_invoke_)?{item}\b", text) or \
         (item in METHODS_OF and all(has(text, method) for method in METHODS_OF[item]))
 

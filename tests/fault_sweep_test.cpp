@@ -67,7 +67,7 @@ std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault 
     const XAVO_ErrorCode code = XAVO_translate_error_code(static_cast<CMPIrc>(fault.rc));
     const bool failing = fault.rc != CMPI_RC_OK, nothing = fault.with_result == 0;
     const bool last_record = hit.occurrence > PROPERTIES * (op.instances - 1);
-    const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // whatever the object
+    const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // of any object
 
     if (slot == "release" || (fault.works() && !reads_message(op, hit)))
         return success;
@@ -173,7 +173,7 @@ struct Case {
     const Operation *op;
     bool null_handle;
     bool opens() const { return null_handle || op->reads == Reads::HANDLE; }
-    // Returns `calls`, the number of calls that a temporary handle adds; 0 when there is none.
+    // Returns `calls` if the operation opens a temporary handle, which makes this number of calls; else 0.
     unsigned if_null_handle(unsigned calls) const { return null_handle ? calls : 0; }
 };
 
@@ -279,7 +279,8 @@ protected:
             cimsim_trace(0);
             result.log = logged();
             result.released = without(without(released(op), "read "), "message ");
-            EXPECT_FALSE(freed_in_wrong_order()) << "a handle is freed whose magic words still stand";
+            EXPECT_FALSE(freed_in_wrong_order())
+                << "XAVO_free must clear the magic, destroy the mutex, release the client, in this order";
             result.calls = traced_calls(injected.client_call);
             result.invoked = traced_calls().count("CMCIClient.invokeMethod") != 0;
             if (sp != nullptr) {
@@ -442,7 +443,7 @@ TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
             }
             if (nth <= counts.before_lock && counts.locked != 0 && run.counts.locked == 0 &&
                 mutex_calls(c) == 2) {
-                EXPECT_EQ(run.counts.mutex_calls, 0U) << "it waits for the handle, and sends no request";
+                EXPECT_EQ(run.counts.mutex_calls, 0U) << "it uses the mutex though it failed before the lock";
             }
             if (op.reads < Reads::RECORDS && run.counts.locked != 0) {
                 EXPECT_EQ(run.counts.before_lock, c.if_null_handle(1)) << "calls before the lock";

@@ -203,7 +203,7 @@ TEST_F(Outcome, DependsOnTheAnswer) {
             EXPECT_TEXT(log, outcome_lines(op, logged()));
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
                       good && !op.job.output.empty() ? "JID_9" : "");
-            // Only good values are released, and the text of a line in the log is left to its list.
+            // A bad value is not released, nor is a text of the outputs that was only logged.
             if (op.reads != Reads::RETURN_VALUE && row[1].find("bad:") == std::string::npos) {
                 EXPECT_EQ(cimsim_pooled(), pooled) << cimsim_live();
             }

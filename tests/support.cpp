@@ -64,7 +64,8 @@ void note_client_calls() {
     record.traced = strlen(cimsim_traced());
 }
 
-// One step of the library's own; `what` may be a line of the log. (A string that is freed here is no step.)
+// One step of the library's own; `what` may be a line of the log. While this runs it records nothing: its
+// own strings are freed, too.
 void note_step(const std::string &what) {
     if (!record.recording)
         return;
@@ -199,8 +200,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
     clock_gettime(CLOCK_REALTIME, &limit);
     limit.tv_sec += 20;
     const int result = pthread_mutex_timedlock(mutex, &limit);
-    if (result ==
-        ETIMEDOUT) { // the calls under the lock are shorter: it was not unlocked, or is locked twice
+    if (result == ETIMEDOUT) { // calls under the lock are shorter: a call did not unlock it, or locks twice
         const auto *running = testing::UnitTest::GetInstance()->current_test_info();
         fprintf(stderr, "%s: a handle's mutex was not unlocked within 20 seconds\n",
                 running == nullptr ? "no test" : running->name());

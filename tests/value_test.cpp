@@ -31,8 +31,9 @@ std::string printed() {
     return text;
 }
 
-// Each value is printed, read as a number, and freed twice. Every object's table begins with the same slots,
-// so a string is used where only the release counts; one without a table must not be used.
+// Each value is printed, read as a number, and freed twice. A string stands for objects of other types,
+// because all function tables begin with the same slots. An object without a function table crashes if it is
+// used.
 TEST_F(Values, ArePrintedReadAndFreedByType) {
     static CMPIString without_table;
     std::string expected, leaks;

@@ -40,7 +40,7 @@ setup() {
     done
 }
 
-@test "the examples of the manual's overviews work" { expect_rows; }
+@test "the examples of xavo(7) and cimsim(7) work" { expect_rows; }
 
 # examples PAGE: prints the section EXAMPLES of a page.
 examples() { awk '/^# / { ours = $0 == "# EXAMPLES" } ours && sub(/^    /, "")' "$manual/$1.md"; }

@@ -150,7 +150,7 @@ os.setxattr(sys.argv[1], "security.capability", bytes.fromhex("0100000200200000"
     [[ $blocks -ge 3 ]] || fail "README.md: $blocks blocks of C"
 }
 
-# In a shell with a state, as in the section before them; the tests of the README do not use that state.
+# The commands run with CIMSIM_STATE, which an earlier section of the README sets.
 @test "the README's commands work as they are written" {
     awk '/^## / { ours = /A first program|A backup every night|Testing a program/ }
         /^```/ { code = !code }

@@ -23,7 +23,7 @@ cimsim_value *value(Input &in, bool freed, unsigned depth = 0) {
     std::vector<cimsim_value *> elements(count);
     for (cimsim_value *&element : elements)
         element = in.byte() == 0 ? nullptr : value(in, true, depth + 1);
-    if (kind == 7) // memory that goes with its type and a good state alone
+    if (kind == 7) // only CMPI_chars in a good state can own such memory
         return cimsim_chars(text.c_str());
     const char *const key = type == 0 ? text.c_str() : "InstanceID";
     cimsim_value *made = kind == 0   ? cimsim_no_object(type)
@@ -66,7 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FILE *const before = std::exchange(stdout, nowhere);
     XAVO_Proxy *const sp = XAVO_new();
     for (Input in = {data, size}; in.left > 0;) {
-        const test::Operation *const row = test::numbered(in.byte() & 0x7fU); // as stored inputs have it
+        const test::Operation *const row =
+            test::numbered(in.byte() & 0x7fU); // the highest bit has no meaning
         if (row == nullptr)
             break;
         const test::Operation &op = *row;

@@ -1,5 +1,5 @@
-// scene.cpp - fuzzes scenes: a text is rejected with the number of its wrong line, or the state that is
-// written after it has all that it created.
+// scene.cpp - fuzzes scenes: a text is rejected with the number of its wrong line; or it is applied, and a
+// state that is written and read again is the same.
 #undef NDEBUG // the checks are assertions
 #include "control/scene.h"
 #include "client/simulator.h"

@@ -80,7 +80,7 @@ class Rules(unittest.TestCase):
 
 
 def with_function(text):
-    """The lines of a row, with the name of a function of the library for "F"."""
+    """The lines of a row, with a function of the library in place of "F"."""
     return "\n".join(re.sub("^F", "libxavo/src/XAVO/XAVO.cpp f", line) for line in text.split(";"))
 
 
