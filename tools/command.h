@@ -51,7 +51,7 @@ struct request {
     const struct command *explained; /* with --help, and for the command help; NULL: all of them */
     char **arguments;                /* those of the command; they end with NULL */
     int argument_count;
-    bool json, quiet, verbose, wait, dry_run, help, version;
+    bool json, quiet, verbose, wait, all, dry_run, help, version;
     int64_t timeout; /* milliseconds; 0: none */
     char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
     const char *statuses[MOST_STATUSES];
@@ -104,8 +104,11 @@ struct command {
 /* All of them, in the order of help (commands.c); NULL ends them. */
 extern const struct command *const commands[];
 extern const struct command jobs_command, job_command, delete_command, queue_command, backup_command,
-    restore_command, test_share_command, install_command, reboot_command, wait_command, instances_command,
-    errors_command, doctor_command, completion_command, help_command;
+    restore_command, test_share_command, install_command, reboot_command, wait_command, software_command,
+    instances_command, errors_command, doctor_command, completion_command, help_command;
+
+/* Adds the instances of the answer. */
+void instances_to_json(struct run *, struct json_object *document);
 
 /* The command of that name, or NULL. */
 const struct command *find_command(const char *name);

@@ -4,10 +4,23 @@
 #include <string.h>
 
 const struct command *const commands[] = {
-    &jobs_command,   &job_command,        &delete_command,     &queue_command,
-    &backup_command, &restore_command,    &test_share_command, &install_command,
-    &reboot_command, &wait_command,       &instances_command,  &errors_command,
-    &doctor_command, &completion_command, &help_command,       NULL,
+    &jobs_command,
+    &job_command,
+    &delete_command,
+    &queue_command,
+    &backup_command,
+    &restore_command,
+    &test_share_command,
+    &install_command,
+    &reboot_command,
+    &wait_command,
+    &software_command,
+    &instances_command,
+    &errors_command,
+    &doctor_command,
+    &completion_command,
+    &help_command,
+    NULL,
 };
 
 const struct command *find_command(const char *name) {

@@ -16,6 +16,36 @@ bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name) {
     return job->Name != NULL && strcmp(job->Name, name) == 0;
 }
 
+bool has_wanted_status(const struct run *run, const XAVO_VELK_LifecycleJob *job) {
+    const struct request *request = &run->request;
+    bool wanted = request->status_count == 0;
+    for (int i = 0; i < request->status_count && job->JobStatus != NULL; ++i)
+        wanted |= strcasecmp(request->statuses[i], job->JobStatus) == 0;
+    return wanted;
+}
+
+bool choose_jobs(struct run *run) {
+    const XAVO_Request request = {.operation = XAVO_OP_LIST_JOBS};
+    if (!perform_and_note(run, request, run->outcomes, &run->answer))
+        return false;
+    struct outcome *chosen = calloc(run->answer.job_count + 1, sizeof *chosen);
+    if (chosen == NULL) {
+        fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
+        return false;
+    }
+    size_t count = 0;
+    for (const XAVO_VELK_LifecycleJob *job = run->answer.jobs; job != NULL; job = job->next)
+        if (job->InstanceID != NULL && has_wanted_status(run, job))
+            chosen[count++].job_id = strdup(job->InstanceID);
+    if (run->answer.unreadable > 0)
+        fail_unreadable(&chosen[count++], &run->answer);
+    free_outcome(run->outcomes);
+    free(run->outcomes);
+    run->outcomes = chosen;
+    run->outcome_count = count > 0 ? count : 1;
+    return true;
+}
+
 void name_jobs(struct run *run) {
     for (size_t i = 0; i < run->outcome_count; ++i)
         run->outcomes[i].job_id = strdup(run->request.arguments[i]);

@@ -60,7 +60,12 @@ void start_job(struct run *run, XAVO_Request request, const char *name);
 void wait_for_jobs(struct run *run, bool seen);
 /* Gives each argument its outcome, whose job it names. */
 void name_jobs(struct run *run);
+/* Lists the jobs, and gives each that has a wanted status an outcome; one more says how many are unreadable.
+ * False: the first outcome says why. */
+bool choose_jobs(struct run *run);
 bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name);
+/* Whether the job has one of the statuses that the command line names, if it names any. */
+bool has_wanted_status(const struct run *run, const XAVO_VELK_LifecycleJob *job);
 
 /* ---- Arguments of methods (methods.c) -------------------------------------------------------------------- */
 

@@ -28,7 +28,7 @@ static void print(struct run *run) {
     }
 }
 
-static void to_json(struct run *run, struct json_object *document) {
+void instances_to_json(struct run *run, struct json_object *document) {
     if (run->answer.code != XAVO_NO_ERROR)
         return;
     struct json_object *list = json_array(document, "instances");
@@ -47,5 +47,5 @@ const struct command instances_command = {
     .options = {options},
     .perform = perform,
     .print = print,
-    .to_json = to_json,
+    .to_json = instances_to_json,
 };

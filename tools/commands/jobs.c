@@ -5,13 +5,17 @@
 
 #include <stdlib.h>
 
+/* clang-format off */
 static const struct option_row options[] = {
     {"name", "N", "only jobs of this name", TEXT, false, 0, IN_REQUEST(name)},
+    {"status", "S", "only jobs with this status, in any letter case; can be repeated", STATUS, false, 0,
+        IN_REQUEST(statuses)},
     {0},
 };
+/* clang-format on */
 
 static bool is_wanted(const struct run *run, const XAVO_VELK_LifecycleJob *job) {
-    return run->request.name == NULL || has_name(job, run->request.name);
+    return (run->request.name == NULL || has_name(job, run->request.name)) && has_wanted_status(run, job);
 }
 
 static void perform(struct run *run) {
