@@ -26,6 +26,14 @@ struct option_row {
 #define IN_RECORD(member) offsetof(struct request, member), sizeof(((struct request *)NULL)->member)
 #define IN_REQUEST(member) offsetof(struct request, member), 0
 
+/* For commands that wait. */
+#define SETTLE_OPTION                                                                                        \
+    {                                                                                                        \
+        "settle", "SECONDS",                                                                                 \
+            "end the wait for a job after so long at 100% with an unknown status (default 60; 0: never)",    \
+            SECONDS, false, 0, IN_REQUEST(settle)                                                            \
+    }
+
 /* The three ways to give a secret. */
 #define SECRET_OPTIONS(name, what, member)                                                                   \
     {name "-file",     "FILE", "read the " what " from FILE (-: standard input)", SECRET_FILE, false, 0,     \
@@ -51,8 +59,9 @@ struct request {
     const struct command *explained; /* with --help, and for the command help; NULL: all of them */
     char **arguments;                /* those of the command; they end with NULL */
     int argument_count;
-    bool json, quiet, verbose, wait, all, dry_run, help, version;
+    bool json, quiet, verbose, wait, any, all, dry_run, help, version;
     int64_t timeout; /* milliseconds; 0: none */
+    int64_t settle;  /* the same */
     char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
     const char *statuses[MOST_STATUSES];
     int status_count;

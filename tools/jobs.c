@@ -63,7 +63,10 @@ static void end_wait(struct outcome *outcome, int end, int kind, const char *mes
 /* A wait for several jobs. */
 struct wait {
     struct run *run;
-    bool *seen; /* each job was there before */
+    struct follow {
+        bool seen;      /* it was there before */
+        int64_t at_end; /* since when it stands at 100% with an unknown status; 0: it does not */
+    } * follows;        /* one for each job */
     size_t polls;
     bool reached;    /* a broker answered */
     int kind;        /* why the last poll brought no answer, or XAVO_KIND_NONE */
@@ -84,13 +87,33 @@ static bool differ(const XAVO_VELK_LifecycleJob *a, const XAVO_VELK_LifecycleJob
 #undef ROW
 }
 
-static void judge(struct outcome *outcome, const XAVO_VELK_LifecycleJob *job) {
+/* Whether a job stands at 100% with a status that is none of those known. */
+static bool is_unclear(const XAVO_VELK_LifecycleJob *job) {
+    static const char *const known[] = {"New", "Scheduled", "Running", NULL};
+    const char *const *status = known;
+    while (*status != NULL && job->JobStatus != NULL && strcasecmp(*status, job->JobStatus) != 0)
+        ++status;
+    return *status == NULL && job->PercentComplete != NULL && strcmp(job->PercentComplete, "100") == 0;
+}
+
+/* Ends the wait for a job that has ended, or may have: a status in other words is given the time that
+ * --settle says to change. */
+static void judge(struct wait *wait, size_t index, const XAVO_VELK_LifecycleJob *job) {
+    struct outcome *outcome = &wait->run->outcomes[index];
+    struct follow *follow = &wait->follows[index];
+    const int64_t settle = wait->run->request.settle;
     const char *status = job->JobStatus != NULL ? job->JobStatus : "";
     if (strcasecmp(status, "Completed") == 0) {
         end_wait(outcome, XAVO_WAIT_COMPLETED, XAVO_KIND_NONE, NULL);
     } else if (strcasecmp(status, "Failed") == 0) {
         end_wait(outcome, XAVO_WAIT_FAILED, KIND_JOB_FAILED, job->Message);
         outcome->message_id = job->MessageID != NULL ? strdup(job->MessageID) : NULL;
+    } else if (!is_unclear(job)) {
+        follow->at_end = 0;
+    } else if (follow->at_end == 0) {
+        follow->at_end = now();
+    } else if (settle > 0 && now() - follow->at_end >= settle) {
+        end_wait(outcome, END_UNCLEAR, KIND_JOB_UNCLEAR, NULL);
     }
 }
 
@@ -122,12 +145,12 @@ static void take_poll(struct wait *wait, size_t index, const XAVO_Answer *answer
         keep_job(outcome, job);
         news = true;
     }
-    wait->seen[index] |= job != NULL;
+    wait->follows[index].seen |= job != NULL;
     if (news)
         print_progress(run, outcome, wait->kind);
     if (job != NULL)
-        judge(outcome, job);
-    else if (is_absent(answer) && wait->seen[index])
+        judge(wait, index, job);
+    else if (is_absent(answer) && wait->follows[index].seen)
         end_wait(outcome, XAVO_WAIT_GONE, KIND_JOB_GONE, NULL);
     else if (is_absent(answer))
         fail_absent(outcome, answer);
@@ -174,6 +197,15 @@ static enum event pause_wait(struct wait *wait, int64_t ms) {
     return event;
 }
 
+/* Ends the waits for the other jobs once one has ended. */
+static void leave_others(struct run *run) {
+    bool ended = false;
+    for (size_t i = 0; i < run->outcome_count; ++i)
+        ended |= !is_pending(&run->outcomes[i]);
+    for (struct outcome *other; ended && (other = first_pending(run)) != NULL;)
+        end_wait(other, END_GOES_ON, XAVO_KIND_NONE, NULL);
+}
+
 /* Ends the waits that a signal or the deadline cut short. */
 static void cut_waits(struct wait *wait, bool interrupted) {
     for (struct outcome *outcome; (outcome = first_pending(wait->run)) != NULL;) {
@@ -189,23 +221,25 @@ static int64_t longer(int64_t pause) { return pause * 3 / 2 < LONGEST_PAUSE ? pa
 
 void wait_for_jobs(struct run *run, bool seen) {
     struct wait wait = {
-        .run = run, .seen = calloc(run->outcome_count, sizeof *wait.seen), .timeout = ANSWER_TIMEOUT};
-    if (wait.seen == NULL) {
+        .run = run, .follows = calloc(run->outcome_count, sizeof *wait.follows), .timeout = ANSWER_TIMEOUT};
+    if (wait.follows == NULL) {
         fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
         run->outcomes->code = XAVO_OUT_OF_MEMORY;
         return;
     }
     for (size_t i = 0; i < run->outcome_count; ++i)
-        wait.seen[i] = seen;
+        wait.follows[i].seen = seen;
     enum event event = EVENT_TICK;
     for (int64_t pause = FIRST_PAUSE; event == EVENT_TICK; pause = longer(pause)) {
         poll_jobs(&wait);
+        if (run->request.any)
+            leave_others(run);
         if (first_pending(run) == NULL)
             break;
         event = pause_wait(&wait, pause);
     }
     cut_waits(&wait, event == EVENT_SIGNAL);
-    free(wait.seen);
+    free(wait.follows);
 }
 
 /* ---- Looking for a job ------------------------------------------------------------------------------- */

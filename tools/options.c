@@ -24,6 +24,7 @@ const struct option_row global_options[] = {
 
 const struct option_row wait_options[] = {
     {"wait", NULL, "wait until the job has ended", FLAG, false, 0, IN_REQUEST(wait)},
+    SETTLE_OPTION,
     {0},
 };
 
@@ -498,6 +499,7 @@ void read_command_line(struct request *request, int argc, char **argv) {
     struct given_list list = {calloc((size_t)argc + 1, sizeof *list.given), 0};
     request->arguments = calloc((size_t)argc + 1, sizeof *request->arguments);
     request->timeout = -1;
+    request->settle = 60000;
     strcpy(request->image.startTime, "NOW");
     if (list.given == NULL || request->arguments == NULL) {
         free(list.given);

@@ -36,6 +36,8 @@ static const struct kind kinds[] = {
     {KIND_NO_SECRET, "deadline", STATUS_DEADLINE, XAVO_UNKNOWN_ERROR, "a secret did not come in time", NULL},
     {KIND_JOB_FAILED, "job failed", STATUS_JOB, XAVO_UNKNOWN_ERROR, "the job failed", NULL},
     {KIND_JOB_GONE, "job gone", STATUS_JOB, XAVO_NOT_FOUND, "the job is not there any more", NULL},
+    {KIND_JOB_UNCLEAR, "job unclear", STATUS_JOB, XAVO_UNKNOWN_ERROR,
+        "the job stands at 100%, and its status is neither Completed nor Failed", NULL},
     {KIND_JOB_GOES_ON, "deadline", STATUS_DEADLINE, XAVO_UNKNOWN_ERROR, "the job has not ended in time", NULL},
     {KIND_JOB_NOT_SEEN, "deadline", STATUS_DEADLINE, XAVO_UNABLE_TO_OPEN_CONNECTION,
         "no broker answers, and the time is over", NULL},
@@ -55,6 +57,8 @@ static const char *const ends[] = {
     [XAVO_WAIT_UNREADABLE] = "unreadable",
     [XAVO_WAIT_ERROR] = "error",
     [XAVO_WAIT_NO_WORKER] = "no worker",
+    [END_UNCLEAR] = "unclear",
+    [END_GOES_ON] = "goes on",
 };
 /* clang-format on */
 

@@ -30,6 +30,7 @@ enum {
     KIND_NO_SECRET,
     KIND_JOB_FAILED,
     KIND_JOB_GONE,
+    KIND_JOB_UNCLEAR,
     KIND_JOB_GOES_ON,
     KIND_JOB_NOT_SEEN,
     KIND_JOB_UNREADABLE
@@ -47,7 +48,10 @@ struct kind {
 
 const struct kind *kind_of(int number);
 
-/* The word for the end of a wait, XAVO_WAIT_..., in documents and for people. */
+/* Ends of waits that the companion does not have. */
+enum { END_UNCLEAR = XAVO_WAIT_NO_WORKER + 1, END_GOES_ON };
+
+/* The word for the end of a wait, XAVO_WAIT_... or END_..., in documents and for people. */
 const char *word_of_end(int end);
 
 /* The outcome of a command, or of one of its jobs. All zero: nothing failed, and nobody waited. */

@@ -2,6 +2,12 @@
 #include "../output/output.h"
 #include "../xavoctl.h"
 
+static const struct option_row options[] = {
+    {"any", NULL, "end when one of the jobs has ended", FLAG, false, 0, IN_REQUEST(any)},
+    SETTLE_OPTION,
+    {0},
+};
+
 static void perform(struct run *run) {
     name_jobs(run);
     wait_for_jobs(run, false);
@@ -18,6 +24,7 @@ const struct command wait_command = {
         "waited for.",
     .least = 1,
     .most = -1,
+    .options = {options},
     .flags = WAITS | MANY_JOBS,
     .perform = perform,
     .print = print,
