@@ -145,6 +145,7 @@ static void take_poll(struct wait *wait, size_t index, const XAVO_Answer *answer
         keep_job(outcome, job);
         news = true;
     }
+    const bool answered = answer->effect == XAVO_EFFECT_ANSWERED || outcome->effect == XAVO_EFFECT_ANSWERED;
     wait->follows[index].seen |= job != NULL;
     if (news)
         print_progress(run, outcome, wait->kind);
@@ -157,6 +158,7 @@ static void take_poll(struct wait *wait, size_t index, const XAVO_Answer *answer
     else if (answer->kind == XAVO_KIND_NOTHING_ASKED ||
              (answer->kind == XAVO_KIND_NO_WORKER && !wait->reached))
         (void)take_outcome(outcome, answer);
+    outcome->effect = answered ? XAVO_EFFECT_ANSWERED : XAVO_EFFECT_NONE;
     if (!is_pending(outcome))
         end_progress(run);
 }
@@ -279,6 +281,7 @@ static const char *search_jobs(struct run *run, const char *name, const XAVO_Ans
         count = is_complete(&after) ? count_new(before, &after, name, &found) : 0;
         if (count == 1) {
             forget_failure(run->outcomes);
+            run->outcomes->effect = XAVO_EFFECT_ANSWERED;
             run->outcomes->job_id = strdup(found->InstanceID);
             keep_job(run->outcomes, found);
         } else if (is_complete(&after)) {

@@ -60,6 +60,12 @@ static const char *const ends[] = {
     [END_UNCLEAR] = "unclear",
     [END_GOES_ON] = "goes on",
 };
+
+static const char *const effects[] = {
+    [XAVO_EFFECT_NONE] = "none",
+    [XAVO_EFFECT_UNKNOWN] = "unknown",
+    [XAVO_EFFECT_ANSWERED] = "answered",
+};
 /* clang-format on */
 
 const struct kind *kind_of(int number) {
@@ -71,6 +77,8 @@ const struct kind *kind_of(int number) {
 
 const char *word_of_end(int end) { return ends[end]; }
 
+const char *word_of_effect(int effect) { return effects[effect]; }
+
 /* ---- Outcomes ---------------------------------------------------------------------------------------- */
 
 static char *copy(const char *text) { return text != NULL && *text != '\0' ? strdup(text) : NULL; }
@@ -81,7 +89,6 @@ void forget_failure(struct outcome *outcome) {
     outcome->message = outcome->message_id = NULL;
     outcome->kind = XAVO_KIND_NONE;
     outcome->code = XAVO_NO_ERROR;
-    outcome->effect = XAVO_EFFECT_NONE;
     outcome->status = 0;
 }
 
@@ -94,6 +101,7 @@ void fail(struct outcome *outcome, int kind, const char *message) {
 
 bool take_outcome(struct outcome *outcome, const XAVO_Answer *answer) {
     forget_failure(outcome);
+    outcome->effect = answer->effect;
     if (answer->code == XAVO_NO_ERROR)
         return true;
     const bool in_exchange = answer->kind == XAVO_KIND_BROKER || answer->kind == XAVO_KIND_CRASHED ||
@@ -103,7 +111,6 @@ bool take_outcome(struct outcome *outcome, const XAVO_Answer *answer) {
     const bool silent = lost || answer->kind == XAVO_KIND_NO_BROKER;
     fail(outcome, lost ? KIND_OUTCOME_UNKNOWN : answer->kind, silent ? NULL : answer->message);
     outcome->code = answer->code;
-    outcome->effect = answer->effect;
     outcome->status = answer->status;
     outcome->message_id = copy(answer->message_id);
     return false;

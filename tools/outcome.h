@@ -53,12 +53,14 @@ enum { END_UNCLEAR = XAVO_WAIT_NO_WORKER + 1, END_GOES_ON };
 
 /* The word for the end of a wait, XAVO_WAIT_... or END_..., in documents and for people. */
 const char *word_of_end(int end);
+/* The word for XAVO_EFFECT_... in a document. */
+const char *word_of_effect(int effect);
 
 /* The outcome of a command, or of one of its jobs. All zero: nothing failed, and nobody waited. */
 struct outcome {
     int kind;
     XAVO_ErrorCode code;
-    int effect;                  /* XAVO_EFFECT_... */
+    int effect;                  /* XAVO_EFFECT_..., of the request; a failure after it keeps it */
     int status;                  /* the broker's, or 0 */
     char *message;               /* in place of the kind's sentence, or NULL; owned */
     char *message_id;            /* owned, or NULL */
@@ -80,7 +82,7 @@ void fail_unreadable(struct outcome *outcome, const XAVO_Answer *answer);
 void fail_absent(struct outcome *outcome, const XAVO_Answer *answer);
 /* Keeps a copy of a job's record. */
 void keep_job(struct outcome *outcome, const XAVO_VELK_LifecycleJob *job);
-/* Makes it a success again; the job stays. */
+/* Makes it a success again; the job and the effect stay. */
 void forget_failure(struct outcome *outcome);
 void free_outcome(struct outcome *outcome);
 

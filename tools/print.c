@@ -23,6 +23,7 @@ enum status status_of_run(const struct run *run) { return kind_of(outcome_of_run
 
 static bool print_document(struct run *run) {
     struct json_object *document = json_new();
+    json_set_number(document, "format", 1); /* that of format-1.schema.json */
     const struct command *command = run->request.command;
     const struct outcome *whole = outcome_of_run(run);
     if (run->request.dry_run && !has_failed(whole)) {
@@ -31,20 +32,18 @@ static bool print_document(struct run *run) {
     }
     if (command != NULL && command->to_json != NULL && whole->kind != KIND_WRONG_USE)
         command->to_json(run, document);
-    if (run->outcome_count == 1) {
-        json_add_outcome(document, run->outcomes);
-    } else {
+    if (command == NULL || (command->flags & MANY_JOBS) == 0) {
+        json_add_job(document, run->outcomes);
+    } else if (whole->kind != KIND_WRONG_USE) {
         struct json_object *results = json_array(document, "results");
-        for (size_t i = 0; i < run->outcome_count; ++i) {
+        for (size_t i = 0; i < run->outcome_count && run->outcomes[i].job_id != NULL; ++i) {
             struct json_object *result = json_new();
-            json_add_outcome(result, &run->outcomes[i]);
+            json_add_job(result, &run->outcomes[i]);
+            json_add_failure(result, &run->outcomes[i]);
             json_append(results, result);
         }
-        if (has_failed(whole)) {
-            json_set_text(document, "error", XAVO_code_name(whole->code));
-            json_set_number(document, "code", whole->code);
-        }
     }
+    json_add_failure(document, whole);
     return put_document(document);
 }
 

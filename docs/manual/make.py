@@ -9,12 +9,14 @@ lines are replaced:
     @example NAME@          docs/manual/examples/NAME.c
     @guide HEADING@         that section of the guide, without its commands
     @commands@              the commands of xavoctl and their options, from its help
+    @schema PART@           the members that a part of the schema of xavoctl's documents describes
     @options@, @statuses@   the options of all commands, and the exit statuses
 The same pages, the guide and the other documents are written as HTML to build/manual/html. --check fails if an exported
 function has no page, a page names an error code, a constant or a page that does not exist, a link has no target, an
 example does not compile, docs/call.svg differs from docs/call.dot, or mandoc reports an error in a page.
 """
 import argparse
+import json
 import os
 import re
 import subprocess
@@ -335,6 +337,16 @@ def command_list(build):
     return "\n".join(found)
 
 
+def schema_members(part):
+    """Returns the members of a document, or of a part of it, that the schema describes."""
+    schema = json.loads(Path("tools/format-1.schema.json").read_text())
+    described = [(name, rule) for name, rule in schema["$defs"].get(part, schema)["properties"].items()
+                 if rule is not True and "description" in rule]
+    return "\n".join(f"**{escape(name)}**\n:   {rule['description']}" + "".join(
+        " One of " + ", ".join(f"*{word}*" for word in words) + "." for words in [rule.get("enum")] if words) + "\n"
+                     for name, rule in described)
+
+
 def own_page(source, headers, codes, pages, build):
     """Returns a page of docs/manual in which the lines between two @ are replaced."""
     by_path = {str(header.path): header for header in headers}
@@ -347,6 +359,7 @@ def own_page(source, headers, codes, pages, build):
         "guide": guide_section,
         "commands": lambda _: command_list(build),
         "options": lambda _: definitions(tool_help(build)[1]["With every command, before or after it"]),
+        "schema": schema_members,
         "statuses": lambda _: definitions(tool_help(build)[1]["Exit status"]),
     }
     text = source.read_text().replace("@VERSION@", version())
@@ -428,8 +441,8 @@ def main():
         write_html(name, source.stem, text, pages)
         listed.append(f"- [{text.splitlines()[0].lstrip('# ')}]({name})")
     listed += ["- " + bold(f"{name}({section})")
-               for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavo-simulate", "1"),
-                                     ("xavo-scene", "5")]]
+               for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavoctl-json", "7"),
+                                     ("xavo-simulate", "1"), ("xavo-scene", "5")]]
     for header in headers:
         listed += ["", f"## {header.path.name}", "", list_pages(header)]
     write_html("index.html", "libxavo", f"# libxavo {version()}\n\n" + "\n".join(listed), pages)

@@ -38,7 +38,8 @@ installs() {
     installs stage bin/xavoctl include/XAVO{,_companion,_types}.h \
         lib/cmake/xavo/xavo-{,companion-}targets{,-relwithdebinfo}.cmake \
         lib/cmake/xavo/xavo-config{,-version}.cmake lib/libxavo{,_companion}.so{,.1,."$version"} \
-        lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl
+        lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl \
+        share/xavoctl/format-1.schema.json
 }
 
 @test "the build installs the simulator on request" {

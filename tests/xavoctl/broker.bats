@@ -20,7 +20,7 @@ load common
     table
     rm state
     $XAVOCTL reboot 1 --wait --json --quiet | jq --exit-status '.end == "failed" and .kind == "job failed" and
-        .message == "The disk is full." and .job.JobStatus == "Failed" and .job_id == "JID_4"'
+        .effect == "answered" and .message == "The disk is full." and .job.JobStatus == "Failed" and .job_id == "JID_4"'
     (sleep 1; $XAVOCTL delete JID_1 JID_2) &
     run --separate-stderr $XAVOCTL wait JID_1 JID_2 --json
     [[ $status == 5 ]]
@@ -49,9 +49,10 @@ load common
 
 @test "listings that are not complete" {
     table
-    scene 'element 1 uint32:5'
+    scene 'element 1 uint32:5' 'property JID_1 PercentComplete "101"' 'property JID_2 PercentComplete "100"'
     run --separate-stderr $XAVOCTL jobs --json
-    jq --exit-status '.unreadable == 1 and (.jobs | length == 3)' <<<"$output"
+    jq --exit-status '.unreadable == 1 and .effect == "answered" and
+        [.jobs[] | .PercentComplete, .PercentCompleteText] == [null, "101", 100, null, 0, null]' <<<"$output"
 }
 
 @test "a job of another name that is new" {
@@ -84,7 +85,8 @@ load common
     scene 'fault CMCIClient.invokeMethod 2 then=crash with-result'
     run --separate-stderr $XAVOCTL delete JID_3 JID_2 JID_1 --json
     [[ $status == 3 ]]
-    jq --exit-status '[.results[].kind] == [null, "outcome unknown", "not tried"]' <<<"$output"
+    jq --exit-status '[.results[].kind] == [null, "outcome unknown", "not tried"]
+        and [.effect, .results[].effect] == ["unknown", null, "unknown", "none"]' <<<"$output"
 }
 
 # A shell's background jobs ignore SIGINT.
@@ -95,7 +97,7 @@ load common
     sleep 1
     kill -INT $parent
     wait $parent || [[ $? == 6 ]]
-    jq --exit-status '.end == "deadline" and .job.InstanceID == "JID_1"' document
+    jq --exit-status '.results[0] | .end == "deadline" and .job.InstanceID == "JID_1"' document
     (($(grep -c getInstance state.journal) < 12))
 }
 

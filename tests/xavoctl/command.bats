@@ -7,7 +7,7 @@ load common
     table
     [[ $($XAVOCTL jobs --quiet | paste -sd ' ') == 'JID_1 JID_2 JID_3' ]]
     $XAVOCTL jobs --json | jq --exit-status '.jobs | length == 3 and .[0] == {InstanceID: "JID_1",
-        Name: "Update of the BIOS", JobStatus: "New", PercentComplete: "0", JobStartTime: "", JobUntilTime: "",
+        Name: "Update of the BIOS", JobStatus: "New", PercentComplete: 0, JobStartTime: "", JobUntilTime: "",
         ElapsedTimeSinceCompletion: "0", MessageID: "JOB001", Message: "The job waits for a queue.",
         MessageArguments: null}'
 }
@@ -161,7 +161,8 @@ END
     [[ $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 && $output == *'% 0:0'* ]]
-    sed -n '/^{/p' <<<"${output#*^C}" | jq --exit-status '.end == "interrupted" and .job.InstanceID == "JID_1"'
+    sed -n '/^{/p' <<<"${output#*^C}" |
+        jq --exit-status '.results[0] | .end == "interrupted" and .job.InstanceID == "JID_1"'
     scene 'hold 60000'
     run timeout --preserve-status 2 $XAVOCTL doctor
     [[ $status == 143 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
@@ -182,7 +183,7 @@ END
     touch go
     wait $parent || [[ $? == 143 ]]
     wait
-    jq --exit-status '.end == "interrupted"' document
+    jq --exit-status '.results[0].end == "interrupted"' document
 }
 
 @test "waiting for the end" {

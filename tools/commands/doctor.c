@@ -101,10 +101,9 @@ static void perform(struct run *run) {
     const int64_t before = now();
     perform_call(run, (XAVO_Request){.operation = XAVO_OP_LIST_JOBS}, 0, &run->answer);
     const int64_t took = now() - before;
-    if (run->answer.kind == XAVO_KIND_CANCELLED || !check_broker(&run->answer, user, took)) {
-        (void)take_outcome(run->outcomes, &run->answer);
+    (void)take_outcome(run->outcomes, &run->answer);
+    if (run->answer.kind == XAVO_KIND_CANCELLED || !check_broker(&run->answer, user, took))
         return;
-    }
     bool ok = true;
     for (size_t i = 0; i < sizeof services / sizeof *services; ++i)
         ok &= check_class(run, services[i]);

@@ -1,6 +1,7 @@
 /* json.c - documents, made with json-c. */
 #include "json.h"
 
+#include "../command.h"
 #include "../outcome.h"
 #include "output.h"
 
@@ -67,6 +68,15 @@ struct json_object *json_of_job(const XAVO_VELK_LifecycleJob *job) {
 #define ROW(name) json_set_text(object, #name, job->name);
     PRINTED_PROPERTIES(ROW)
 #undef ROW
+    uint16_t percent;
+    const char *text = job->PercentComplete;
+    if (text != NULL && read_number(text, &percent) && percent <= 100) {
+        json_set_number(object, "PercentComplete", percent);
+    } else {
+        json_set(object, "PercentComplete", NULL);
+        if (text != NULL)
+            json_set_text(object, "PercentCompleteText", text);
+    }
     return object;
 }
 
@@ -108,18 +118,22 @@ struct json_object *json_of_instance(const XAVO_Instance *instance) {
 
 /* ---- Outcomes ---------------------------------------------------------------------------------------- */
 
-void json_add_outcome(struct json_object *object, const struct outcome *outcome) {
+void json_add_job(struct json_object *object, const struct outcome *outcome) {
     if (outcome->job_id != NULL)
         json_set_text(object, "job_id", outcome->job_id);
     if (outcome->waited)
         json_set_text(object, "end", word_of_end(outcome->end));
     if (outcome->waited || outcome->job != NULL)
         json_set(object, "job", outcome->job != NULL ? json_of_job(outcome->job) : NULL);
+}
+
+void json_add_failure(struct json_object *object, const struct outcome *outcome) {
     if (outcome->kind == XAVO_KIND_NONE)
         return;
     json_set_text(object, "error", XAVO_code_name(outcome->code));
     json_set_number(object, "code", outcome->code);
     json_set_text(object, "kind", kind_of(outcome->kind)->word);
+    json_set_text(object, "effect", word_of_effect(outcome->effect));
     json_set_text(object, "message", sentence_of(outcome));
     if (outcome->message_id != NULL)
         json_set_text(object, "message_id", outcome->message_id);

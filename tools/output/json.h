@@ -21,8 +21,9 @@ void json_set_boolean(struct json_object *object, const char *key, bool value);
 
 struct json_object *json_of_job(const XAVO_VELK_LifecycleJob *job);
 struct json_object *json_of_instance(const XAVO_Instance *instance);
-/* Adds the members of an outcome: the job, how the wait for it ended, what failed. */
-void json_add_outcome(struct json_object *object, const struct outcome *outcome);
+/* Adds members of an outcome: the job, and how the wait for it ended; and what failed. */
+void json_add_job(struct json_object *object, const struct outcome *outcome);
+void json_add_failure(struct json_object *object, const struct outcome *outcome);
 
 /* Prints a document on one line, and frees it. Bytes that are not UTF-8 become U+FFFD; what would steer a
  * terminal is escaped. False when there was no memory for all of it; then nothing is printed. */
