@@ -46,8 +46,8 @@ struct option_row {
     }
 
 /* The options that every command takes (options.c), those of commands that start jobs,
- * and of those that change something. */
-extern const struct option_row global_options[], wait_options[], change_options[];
+ * that change something, and that are to be confirmed. */
+extern const struct option_row global_options[], wait_options[], change_options[], confirm_options[];
 
 /* ---- Requests -------------------------------------------------------------------------------------------- */
 
@@ -59,7 +59,7 @@ struct request {
     const struct command *explained; /* with --help, and for the command help; NULL: all of them */
     char **arguments;                /* those of the command; they end with NULL */
     int argument_count;
-    bool json, quiet, verbose, wait, any, all, dry_run, help, version;
+    bool json, quiet, verbose, wait, any, all, dry_run, yes, help, version;
     int64_t timeout; /* milliseconds; 0: none */
     int64_t settle;  /* the same */
     char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
@@ -86,6 +86,8 @@ void complain_of_command(struct request *request, const char *name);
 /* Checks the type of a share, and what it needs; prints a warning of each option that is given but not sent
  * (methods.c). */
 void check_share(struct request *request);
+/* Refuses a command that is to be confirmed where nobody can be asked. */
+void check_confirmation(struct request *request);
 /* Decimal digits alone, without signs and blanks. */
 bool read_number(const char *text, uint16_t *number);
 
@@ -99,7 +101,7 @@ struct command {
         MANY_JOBS = 2,  /* its arguments are jobs, each with an outcome of its own */
         ALL_OR_NONE = 4 /* of the jobs: they have one outcome */
     } flags;
-    const struct option_row *options[4]; /* lists; NULL ends them */
+    const struct option_row *options[5]; /* lists; NULL ends them */
     void (*check)(struct request *);     /* further checks of the command line, or NULL */
     void (*perform)(struct run *);       /* asks the controller; NULL: answered without one */
     void (*print)(struct run *);         /* for people, to standard output; NULL: nothing */

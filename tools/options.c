@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 /* clang-format off */
 const struct option_row global_options[] = {
@@ -31,6 +32,11 @@ const struct option_row wait_options[] = {
 const struct option_row change_options[] = {
     {"dry-run", NULL, "print the method and its arguments instead of sending them, secrets hidden", FLAG, false, 0,
         IN_REQUEST(dry_run)},
+    {0},
+};
+
+const struct option_row confirm_options[] = {
+    {"yes", NULL, "do not ask whether to go on; needed where there is no terminal", FLAG, false, 0, IN_REQUEST(yes)},
     {0},
 };
 /* clang-format on */
@@ -136,6 +142,11 @@ static void take_option(struct request *request, const struct option_row *option
         take_secret(request, option, value);
         break;
     }
+}
+
+void check_confirmation(struct request *request) {
+    if (!request->yes && !request->dry_run && !isatty(STDIN_FILENO))
+        complain(request, "%s needs --yes where there is no terminal to ask on", request->command->name);
 }
 
 static void check_arguments(struct request *request) {

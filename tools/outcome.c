@@ -30,6 +30,7 @@ static const struct kind kinds[] = {
         "the connection was lost during the call: the outcome is unknown", NULL},
     {KIND_WRONG_USE, "wrong use", STATUS_USAGE, XAVO_INVALID_VALUE, "wrong use", NULL},
     {KIND_NOT_THERE, "not there", STATUS_NOT_FOUND, XAVO_NOT_FOUND, "there is none", NULL},
+    {KIND_NOT_CONFIRMED, "not confirmed", STATUS_FAILED, XAVO_UNKNOWN_ERROR, "not confirmed, and nothing was sent", NULL},
     {KIND_NOT_TRIED, "not tried", STATUS_FAILED, XAVO_UNKNOWN_ERROR, "not tried", NULL},
     {KIND_UNREADABLE, "unreadable", STATUS_FAILED, XAVO_UNKNOWN_ERROR, "the listing is incomplete", NULL},
     {KIND_CHECK_FAILED, "check failed", STATUS_FAILED, XAVO_UNKNOWN_ERROR, "a check failed", NULL},

@@ -24,6 +24,7 @@ enum {
     KIND_OUTCOME_UNKNOWN = 100, /* the connection was lost, and the method may have been invoked */
     KIND_WRONG_USE,
     KIND_NOT_THERE,
+    KIND_NOT_CONFIRMED,
     KIND_NOT_TRIED,
     KIND_UNREADABLE,
     KIND_CHECK_FAILED,

@@ -37,3 +37,19 @@ ptrdiff_t ask_silently(struct run *run, int fd, const char *prompt, char *text, 
     (void)dprintf(fd, "\n");
     return length;
 }
+
+bool confirm(struct run *run, const char *question) {
+    char answer[16];
+    if (run->request.yes || run->request.dry_run)
+        return true;
+    const int64_t asked = now();
+    (void)fprintf(stderr, "%s [y/N] ", question);
+    (void)fflush(stderr);
+    const ptrdiff_t length = read_input(run, STDIN_FILENO, answer, sizeof answer, true);
+    if (run->deadline != 0)
+        run->deadline += now() - asked;
+    if (length > 0 && (answer[0] == 'y' || answer[0] == 'Y'))
+        return true;
+    fail(run->outcomes, run->signal != 0 ? XAVO_KIND_CANCELLED : KIND_NOT_CONFIRMED, NULL);
+    return false;
+}

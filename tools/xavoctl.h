@@ -102,6 +102,9 @@ ptrdiff_t read_input(struct run *run, int fd, char *text, size_t size, bool line
 /* Asks on a terminal, without echo; returns as read_input. */
 ptrdiff_t ask_silently(struct run *run, int fd, const char *prompt, char *text, size_t size);
 
+/* Asks on the terminal whether to go on, which --yes and a dry run say. False: the first outcome says why. */
+bool confirm(struct run *run, const char *question);
+
 /* ---- Output (print.c) ------------------------------------------------------------------------------------ */
 
 /* Prints the outcome; false when the output could not be written. */

@@ -19,7 +19,7 @@ load common
 @test "jobs that fail or go" {
     table
     rm state
-    $XAVOCTL reboot 1 --wait --json --quiet | jq --exit-status '.end == "failed" and .kind == "job failed" and
+    $XAVOCTL reboot 1 --yes --wait --json --quiet | jq --exit-status '.end == "failed" and .kind == "job failed" and
         .effect == "answered" and .message == "The disk is full." and .job.JobStatus == "Failed" and .job_id == "JID_4"'
     (sleep 1; $XAVOCTL delete JID_1 JID_2) &
     run --separate-stderr $XAVOCTL wait JID_1 JID_2 --json
@@ -60,7 +60,7 @@ load common
     $XAVOCTL backup $share --image i --job-name n --timeout 2 2>log &
     local parent=$!
     until_there 'injected' state
-    $XAVOCTL reboot 1
+    $XAVOCTL reboot 1 --yes
     wait $parent || [[ $? == 6 ]]
     grep 'there is no new job of that name' log
 }
@@ -102,7 +102,7 @@ load common
 }
 
 @test "a broker that is away for a while" {
-    $XAVOCTL reboot 1 --wait 2>log >said &
+    $XAVOCTL reboot 1 --yes --wait 2>log >said &
     local parent=$!
     until_there '% Running' log
     echo unreachable >>state

@@ -81,9 +81,11 @@ END
         run eval "LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL ${words//$'\n'/ }"
         [[ ${lines[-3]} == "$wanted" && ${lines[-2]} == "$proxy" ]] || fail "$words"
     done <<END
-backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE uname=11 passwd=12 passphrase=14 ipaddr=9 \
+backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE \
+uname=11 passwd=12 passphrase=14 ipaddr=9 \
 sharename=10 imagename=13 start=NOW until=16 type=5 preserve=0 job=17 check=18 tavix=
-restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config --timeout 7|7 s RESTORE_IMAGE uname=11 \
+restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config --yes \
+--timeout 7|7 s RESTORE_IMAGE uname=11 \
 passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=5 preserve=1 job=17 check=18 tavix=
 test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|60 s test uname=11 passwd=12 workgroup=19 ipaddr=9 \
 sharename=10 type=5
@@ -93,7 +95,7 @@ END
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
 @test "limits of every argument" {
     local command option limit count=0 text
-    printf '%s\n' '# what is not under test' '' 'address=x' ' --share-type 5 ' >base
+    printf '%s\n' '# what is not under test' '' 'address=x' ' --share-type 5 ' dry-run >base
     for command in backup restore test-share; do
         while read -r option limit; do
             text=$(printf "%${limit}s" x)
@@ -103,7 +105,7 @@ END
                 else
                     run $XAVOCTL $command --options-file base "$option" "$text"
                 fi
-                [[ $status == $((${#text} > limit ? 2 : 1)) ]] || fail "$command $option, ${#text} bytes"
+                [[ $status == $((${#text} > limit ? 2 : 0)) ]] || fail "$command $option, ${#text} bytes"
             done
             [[ $output == *"$option takes at most $limit bytes"* ]] || fail "$command $option"
             ((++count))
@@ -139,24 +141,37 @@ END
     [[ $status == 6 ]]
 }
 
+@test "a confirmation" {
+    terminal 'reboot job? [y/N] ' 'y\n' -- $XAVOCTL reboot 1
+    [[ $status == 0 && $output == *JID_4* ]]
+    terminal 'from the image? [y/N] ' '\x03' -- $XAVOCTL restore --share-type 4
+    [[ $status == 130 && $output == *interrupted* ]]
+    for answer in 'n\n' '\n' '\x04'; do
+        terminal 'Delete all jobs? [y/N] ' "$answer" -- $XAVOCTL delete --all
+        [[ $status == 1 && $output == *'not confirmed, and nothing was sent'* ]]
+    done
+    terminal 'Delete all jobs? [y/N] ' ' ' -- $XAVOCTL delete --all --timeout 0.5
+    [[ $status == 1 && $output == *'not confirmed'* && $($XAVOCTL jobs -q | wc -l) == 4 ]]
+}
+
 @test "a bar on a terminal, lines elsewhere, nothing with --quiet" {
     scene 'next-job runs-ms=1200'
-    terminal -- $XAVOCTL reboot 1 --wait
+    terminal -- $XAVOCTL reboot 1 --yes --wait
     [[ $status == 0 && $output == *$'\r''JID_4 [#'*'% 0:0'*' Running'*$'\r''JID_4 ['*'100%'*' Completed'* ]]
     [[ $output == *$'\e[32mcompleted\e[0m'* ]]
     rm state
-    NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --wait
+    NO_COLOR=1 terminal -- $XAVOCTL reboot 1 --yes --wait
     [[ $output != *$'\e['[0-9]* ]]
     rm state
-    run --separate-stderr $XAVOCTL reboot 1 --wait
+    run --separate-stderr $XAVOCTL reboot 1 --yes --wait
     [[ $stderr == 'JID_4  '*'% Running'$'\n'*$'\n''JID_4 100% Completed' && $output == JID_4$'\n''JID_4  completed'* ]]
     rm state
-    run $XAVOCTL reboot 1 --wait --quiet
+    run $XAVOCTL reboot 1 --yes --wait --quiet
     [[ $output == JID_4 ]]
 }
 
 @test "Ctrl-C leaves the job alone" {
-    terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --wait --user guest
+    terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --yes --wait --user guest
     [[ $status == 130 && $output == *'ended by signal 2' ]]
     [[ $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
@@ -212,7 +227,7 @@ END
     export ASAN_OPTIONS=verify_asan_link_order=0
     scene 'next-job runs=1000000'
     local words
-    for words in 'wait JID_1' 'reboot 1 --wait'; do
+    for words in 'wait JID_1' 'reboot 1 --yes --wait'; do
         LD_PRELOAD=$PWD/clock.so run timeout 1.5 $XAVOCTL $words
         [[ $status == 124 && $output == *interrupted* ]] || fail "$words"
     done
@@ -249,7 +264,7 @@ END
     run bash -c "$XAVOCTL test-share --share-type 2 --address x --password-file - --timeout 5 <&-"
     [[ $status == 2 && $output == *'nothing in it'* ]]
     local words target
-    for words in jobs 'jobs --json' help 'errors --json' 'reboot 1'; do
+    for words in jobs 'jobs --json' help 'errors --json' 'reboot 1 --yes'; do
         for target in /dev/full closed pipe limit; do
             rm -f state
             case $target in
@@ -262,7 +277,7 @@ END
             *) run bash -c '$XAVOCTL '"$words >$target" ;;
             esac
             [[ $status == 7 && $output == *'cannot be written'* ]] || fail "$words to $target: $status"
-            [[ $words != 'reboot 1' || $output == *'The job was started: JID_4'* ]] || fail "$words"
+            [[ $words != 'reboot 1 --yes' || $output == *'The job was started: JID_4'* ]] || fail "$words"
         done
     done
 }

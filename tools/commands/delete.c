@@ -16,12 +16,14 @@ static void check(struct request *request) {
     if (ways != 1)
         complain(request, "delete needs ID..., --status or --all%s",
                  ways > 0 ? ", and one of them only" : "");
+    if (request->all)
+        check_confirmation(request);
 }
 
 static void perform(struct run *run) {
     if (run->request.argument_count > 0)
         name_jobs(run);
-    else if (!choose_jobs(run))
+    else if ((run->request.all && !confirm(run, "Delete all jobs?")) || !choose_jobs(run))
         return;
     for (size_t i = 0; i < run->outcome_count; ++i)
         if (run->outcomes[i].job_id != NULL)
@@ -52,7 +54,7 @@ const struct command delete_command = {
     .details = "One after the other; one that is refused does not keep the others.",
     .most = -1,
     .flags = MANY_JOBS,
-    .options = {options, change_options},
+    .options = {options, change_options, confirm_options},
     .check = check,
     .perform = perform,
     .print = print,

@@ -24,12 +24,18 @@ static const struct option_row restore_options[] = {
 };
 /* clang-format on */
 
+static void check_restore(struct request *request) {
+    check_share(request);
+    check_confirmation(request);
+}
+
 static void perform(struct run *run) {
     const XAVO_BAR_INPUT_DATA *image = &run->request.image;
     const XAVO_Request request = {
         .operation = run->request.command == &backup_command ? XAVO_OP_BACKUP_IMAGE : XAVO_OP_RESTORE_IMAGE,
         .image = image};
-    start_job(run, request, image->JobName[0] != '\0' ? image->JobName : NULL);
+    if (run->request.command == &backup_command || confirm(run, "Restore this controller from the image?"))
+        start_job(run, request, image->JobName[0] != '\0' ? image->JobName : NULL);
 }
 
 const struct command backup_command = {
@@ -48,8 +54,8 @@ const struct command restore_command = {
     .arguments = "",
     .summary = "start a restore from a share",
     .details = PRINTS_ID " " TIMES,
-    .options = {options, restore_options, wait_options, change_options},
-    .check = check_share,
+    .options = {options, restore_options, wait_options, change_options, confirm_options},
+    .check = check_restore,
     .perform = perform,
     .print = put_end_of_job,
 };

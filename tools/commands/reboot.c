@@ -6,12 +6,14 @@ static void check(struct request *request) {
     uint16_t number;
     if (!read_number(request->arguments[0], &number))
         complain(request, "TYPE is a number from 0 to 65535");
+    check_confirmation(request);
 }
 
 static void perform(struct run *run) {
     const XAVO_Request request = {.operation = XAVO_OP_CREATE_REBOOT_JOB,
                                   .reboot_type = run->request.arguments[0]};
-    start_job(run, request, NULL);
+    if (confirm(run, "Create the reboot job?"))
+        start_job(run, request, NULL);
 }
 
 const struct command reboot_command = {
@@ -21,7 +23,7 @@ const struct command reboot_command = {
     .details = PRINTS_ID " TYPE is a number from 0 to 65535, which the service judges.",
     .least = 1,
     .most = 1,
-    .options = {wait_options, change_options},
+    .options = {wait_options, change_options, confirm_options},
     .check = check,
     .perform = perform,
     .print = put_end_of_job,
