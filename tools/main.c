@@ -1,9 +1,12 @@
 /* main.c - xavoctl, the services at a prompt: a run from its command line to its exit status. */
+#include "output/output.h"
 #include "xavoctl.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 /* A socket or a file that is opened later must not become standard output. Writing to what was closed fails.
@@ -48,11 +51,15 @@ static void free_run(struct run *run) {
 }
 
 int main(int argc, char **argv) {
-    struct run run = {0};
+    static struct run run; /* the streams use it until the program has ended */
     keep_standard_descriptors();
-    read_command_line(&run.request, argc, argv);
-    if (!catch_signals(&run) || !make_outcomes(&run)) {
-        perror("xavoctl");
+    bool ready = catch_signals(&run) && open_streams(&run);
+    if (ready) {
+        read_command_line(&run.request, argc, argv);
+        ready = make_outcomes(&run);
+    }
+    if (!ready) {
+        (void)fprintf(stderr, "xavoctl: %s\n", strerror(errno));
         return STATUS_FAILED;
     }
     run.began = now();
@@ -62,12 +69,6 @@ int main(int argc, char **argv) {
     if (run.request.complaint[0] != '\0')
         fail(run.outcomes, KIND_WRONG_USE, run.request.complaint);
 
-    /* From here on a signal may end the printing, too. But not the one that came, once more: who ends a group
-     * of processes often sends it to each and to all. */
-    sigset_t blocked = run.inherited;
-    if (run.signal != 0)
-        sigaddset(&blocked, run.signal);
-    sigprocmask(SIG_SETMASK, &blocked, NULL);
     const enum status status = print_run(&run) ? status_of_run(&run) : STATUS_OUTPUT;
     free_run(&run);
     if (run.signal != 0) {

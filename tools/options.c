@@ -502,6 +502,7 @@ static void take_options(struct request *request, struct given_list *list) {
             complain(request, "%s needs --%s", command->name, option->name);
     if (request->complaint[0] == '\0')
         check_arguments(request);
+    request->limited = request->timeout > 0;
     if (request->timeout < 0)
         request->timeout = request->wait || (command->flags & WAITS) ? 0 : 60000;
 }

@@ -57,6 +57,7 @@ void draw_bar(struct run *run, const struct outcome *outcome, int kind) {
         put_cut(stderr, status, columns - id - strlen(rest) - (width >= 5 ? width + 3 : 0));
     }
     (void)fputs("\033[K", stderr);
+    (void)fflush(stderr);
     run->bar_shown = true;
 }
 

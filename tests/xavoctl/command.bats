@@ -187,7 +187,7 @@ END
 @test "a signal that comes twice" {
     scene "property JID_1 Message \"$(printf '%99999s' x)\""
     mkfifo pipe
-    { until [[ -e go ]]; do sleep 0.1; done && cat; } <pipe >document &
+    { until_there go go && cat; } <pipe >document &
     $XAVOCTL wait JID_1 --json >pipe 2>log &
     local parent=$!
     until_there '% New' log
@@ -195,7 +195,7 @@ END
         kill -TERM $parent
         sleep 0.5
     done
-    touch go
+    echo go >go
     wait $parent || [[ $? == 143 ]]
     wait
     jq --exit-status '.results[0].end == "interrupted"' document
@@ -280,6 +280,31 @@ END
             [[ $words != 'reboot 1 --yes' || $output == *'The job was started: JID_4'* ]] || fail "$words"
         done
     done
+}
+
+@test "output that is read late, or never" {
+    scene "property JID_1 Message \"$(printf '%99999s' x)\""
+    mkfifo pipe
+    local blocking status_wanted seconds pattern words
+    for blocking in True False; do
+        { sleep 1; cat; } <pipe >document &
+        exec 8>pipe
+        python3 -c "import os; os.set_blocking(8, $blocking)"
+        $XAVOCTL jobs --json --timeout 0.5 >&8
+        exec 8>&-
+        wait
+        jq --exit-status '.jobs[0].Message | length == 99999' document
+    done
+    exec 8<>pipe
+    dd if=/dev/zero of=pipe bs=4096 count=16 oflag=nonblock status=none
+    while IFS='|' read -r status_wanted seconds pattern words; do
+        run timeout --preserve-status --kill-after 9 $seconds bash -c "exec $XAVOCTL $words"
+        [[ $status == "$status_wanted" && $output =~ $pattern ]] || fail "$words: $status"
+    done <<<'7|12|cannot be written|jobs --json --timeout 1 >&8
+143|1||jobs --json >&8
+143|1|The job was started: JID_4|reboot 1 >&8
+6|12|JID_1 +deadline|wait JID_1 --timeout 1 2>&8
+143|1|JID_1 +interrupted|wait JID_1 2>&8'
 }
 
 @test "secrets are wiped in the process that prints" {

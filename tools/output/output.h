@@ -10,6 +10,12 @@
 
 struct run;
 
+/* ---- Streams (stream.c) ---------------------------------------------------------------------------------- */
+
+/* Makes stdout and stderr streams whose writes do not outlast a signal that ends the program, nor --timeout:
+ * then the rest is dropped, and the stream has an error. False when there is no memory. */
+bool open_streams(struct run *run);
+
 /* ---- Text (text.c) --------------------------------------------------------------------------------------- */
 
 /* The character at the beginning of a text and its length; -1 and 1 for a byte that begins none. */

@@ -9,7 +9,7 @@
 bool has_colours(FILE *stream) {
     const char *none = getenv("NO_COLOR"), *terminal = getenv("TERM");
     return (none == NULL || *none == '\0') && terminal != NULL && strcmp(terminal, "dumb") != 0 &&
-           isatty(fileno(stream));
+           isatty(stream == stdout ? STDOUT_FILENO : STDERR_FILENO);
 }
 
 void put_coloured(FILE *stream, enum colour colour, const char *text) {
