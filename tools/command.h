@@ -62,7 +62,7 @@ struct request {
     bool json, quiet, verbose, wait, any, all, dry_run, yes, help, version;
     int64_t timeout; /* milliseconds; 0: none */
     int64_t settle;  /* the same */
-    bool limited;    /* the command line says so */
+    bool limited;    /* --timeout was given, and not 0 */
     char *user, *name, *name_space, *start, *until, *target, *uri, *options_file;
     const char *statuses[MOST_STATUSES];
     int status_count;

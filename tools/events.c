@@ -13,15 +13,51 @@ int64_t now(void) {
     return (int64_t)time.tv_sec * 1000 + time.tv_nsec / 1000000;
 }
 
-bool catch_signals(struct run *run) {
-    static const int ending[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+/* Adds a signal, unless the program was started with it ignored. */
+static void add_signal(sigset_t *set, int number) {
+    struct sigaction action;
+    if (sigaction(number, NULL, &action) == 0 && action.sa_handler != SIG_IGN)
+        sigaddset(set, number);
+}
+
+/* The signals that end the program, but for those that say that it is broken. */
+static sigset_t ending_signals(void) {
+    static const int ending[] = {SIGINT,    SIGTERM, SIGHUP,  SIGQUIT, SIGALRM, SIGUSR1,  SIGUSR2,
+                                 SIGVTALRM, SIGPROF, SIGXCPU, SIGIO,   SIGPWR,  SIGSTKFLT};
     sigset_t set;
     sigemptyset(&set);
-    for (size_t i = 0; i < sizeof ending / sizeof *ending; ++i) {
-        struct sigaction action; /* one that the program was started without stays ignored */
-        if (sigaction(ending[i], NULL, &action) == 0 && action.sa_handler != SIG_IGN)
-            sigaddset(&set, ending[i]);
-    }
+    for (size_t i = 0; i < sizeof ending / sizeof *ending; ++i)
+        add_signal(&set, ending[i]);
+    for (int number = SIGRTMIN; number <= SIGRTMAX; ++number)
+        add_signal(&set, number);
+    return set;
+}
+
+void catch_stops(struct run *run, bool caught) {
+    sigset_t stops, set = ending_signals();
+    sigemptyset(&stops);
+    add_signal(&stops, SIGTSTP);
+    add_signal(&stops, SIGCONT);
+    if (caught)
+        sigorset(&set, &set, &stops);
+    (void)signalfd(run->signals, &set, 0);
+    sigprocmask(caught ? SIG_BLOCK : SIG_UNBLOCK, &stops, NULL);
+}
+
+void stop_program(void) {
+    sigset_t stop, go_on;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    sigemptyset(&go_on);
+    sigaddset(&go_on, SIGCONT);
+    (void)raise(SIGTSTP);
+    sigprocmask(SIG_UNBLOCK, &stop, NULL); /* it stops here */
+    sigprocmask(SIG_BLOCK, &stop, NULL);
+    (void)sigtimedwait(&go_on, NULL, &(struct timespec){0});
+}
+
+bool catch_signals(struct run *run) {
+    const sigset_t set = ending_signals();
     sigprocmask(SIG_BLOCK, &set, &run->inherited);
     run->signals = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
     /* A reader that went away and a file that may not grow are reported by write. */

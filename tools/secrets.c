@@ -51,12 +51,13 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     char *const buffer = (char *)request + option->offset;
     const size_t size = option->size;
     if (length > 0 && text[length - 1] == '\n')
-        --length;
+        length -= length > 1 && text[length - 2] == '\r' ? 2 : 1;
     if (length == -1)
         complain(request, "--%s: %s", option->name,
                  option->kind == SECRET_PROMPT ? "there is no terminal to ask on" : strerror(error));
-    else if (length == 0 && option->kind != SECRET_PROMPT)
-        complain(request, "--%s: there is nothing in it", option->name);
+    else if (length == 0)
+        complain(request, "--%s: %s", option->name,
+                 option->kind == SECRET_PROMPT ? "nothing was typed" : "there is nothing in it");
     else if (length > 0 && memchr(text, '\0', (size_t)length) != NULL)
         complain(request, "--%s: it holds a NUL byte", option->name);
     else if (length > 0 && memchr(text, '\n', (size_t)length) != NULL)

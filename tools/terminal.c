@@ -22,19 +22,36 @@ ptrdiff_t read_input(struct run *run, int fd, char *text, size_t size, bool line
     return (ptrdiff_t)length;
 }
 
+/* Whether what ended the input only stops the program for a while, or let it go on. Stops it until then. */
+static bool was_stopped(struct run *run) {
+    const int signal = run->signal;
+    if (signal != SIGTSTP && signal != SIGCONT)
+        return false;
+    run->signal = 0;
+    if (signal == SIGTSTP)
+        stop_program();
+    return true;
+}
+
 ptrdiff_t ask_silently(struct run *run, int fd, const char *prompt, char *text, size_t size) {
     struct termios before, silent;
+    ptrdiff_t length;
     if (tcgetattr(fd, &before) != 0)
         return -1;
     silent = before;
     silent.c_lflag &= ~(tcflag_t)(ECHO | ECHOE | ECHOK | ECHONL);
     silent.c_lflag |= ICANON | ISIG;
-    if (tcsetattr(fd, TCSAFLUSH, &silent) != 0)
-        return -1;
-    (void)dprintf(fd, "%s", prompt);
-    const ptrdiff_t length = read_input(run, fd, text, size, true);
-    (void)tcsetattr(fd, TCSAFLUSH, &before);
-    (void)dprintf(fd, "\n");
+    catch_stops(run, true);
+    do {
+        length = -1;
+        if (tcsetattr(fd, TCSAFLUSH, &silent) == 0) {
+            (void)dprintf(fd, "%s", prompt);
+            length = read_input(run, fd, text, size, true);
+        }
+        (void)tcsetattr(fd, TCSAFLUSH, &before);
+        (void)dprintf(fd, "\n");
+    } while (length == -2 && was_stopped(run));
+    catch_stops(run, false);
     return length;
 }
 

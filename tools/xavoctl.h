@@ -33,6 +33,10 @@ struct run {
 int64_t now(void);
 /* Blocks the signals that end the program, so that they come as events. False with errno. */
 bool catch_signals(struct run *run);
+/* While a prompt is on the terminal: Ctrl-Z, and what makes the program go on, come as events, too. */
+void catch_stops(struct run *run, bool caught);
+/* Does what Ctrl-Z does. Returns when the program goes on. */
+void stop_program(void);
 
 enum event { EVENT_INPUT, EVENT_TICK, EVENT_DEADLINE, EVENT_SIGNAL };
 

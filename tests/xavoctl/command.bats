@@ -116,7 +116,9 @@ END
 
 @test "secrets from files and descriptors" {
     local test_share='test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator'
-    printf secret | $XAVOCTL $test_share --password-file -
+    for ending in '' '\n' '\r\n'; do
+        printf "secret$ending" | $XAVOCTL $test_share --password-file -
+    done
     $XAVOCTL $test_share --password-fd 7 7<<<secret
     mkfifo late
     { sleep 0.3; echo secret >late; } &
@@ -131,12 +133,29 @@ END
     [[ $status == 0 && $output == *'can be reached'* && $output != *secret* ]]
     terminal 'password: ' 'wrong\n' -- $test_share --password-prompt
     [[ $status == 1 ]]
-    for key in 03 1c; do
-        terminal 'password: ' "\x$key" -- sh -c "trap : INT QUIT; $test_share; stty -a"
-        [[ $output == *' echo '* ]]
+    local ends words shell
+    for ends in HUP ALRM USR1 RTMIN INT QUIT; do
+        terminal -- bash -c "trap : INT QUIT; timeout --foreground --signal $ends 0.3 $test_share; stty -a"
+        [[ $output == *' echo '* ]] || fail "$ends"
     done
-    terminal 'password: ' '\x03' -- $test_share
+    for words in '\n' '\x04'; do
+        terminal 'password: ' "$words" -- $test_share
+        [[ $status == 2 && $output == *'nothing was typed'* ]]
+    done
+    # What is typed at the prompts | the terminal before.
+    while IFS='|' read -r words shell; do
+        eval "terminal $words -- bash -c '$shell'"
+        [[ $output == *'can be reached'* && $output != *secret* ]] || fail "$shell"
+    done <<END
+'password: ' '\\x1a' stopped '' 'password: ' 'secret\\n'|set -m; $test_share; stty echo; echo stopped; fg
+'password: ' '' 'password: ' 'secret\\n'|{ sleep 0.5; stty echo </dev/tty; kill -CONT \$\$; } & exec $test_share
+'password: ' 'x\\x7fsecret\\n'|stty -icanon; $test_share
+ready 'wrong\\n' 'password: ' 'secret\\n'|echo ready; sleep 0.5; $test_share
+END
+    terminal 'password: ' '\x03' -- sh -c "stty -isig; exec $test_share"
     [[ $status == 130 && $output == *'ended by signal 2' ]]
+    terminal 'password: ' 'secre' -- bash -c "$test_share --timeout 0.3; read -t 0.1 -n 9 rest; echo left: \$rest."
+    [[ $output == *'left: .'* ]]
     terminal -- $test_share --timeout 0.3
     [[ $status == 6 ]]
 }
