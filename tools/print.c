@@ -57,28 +57,29 @@ static void put_word(const char *word) {
         (void)fputs(word, stderr);
         return;
     }
-    char *const copy = strdup(word), *part = copy;
-    (void)fputc('\'', stderr);
-    for (char *quote; part != NULL; part = quote ? quote + 1 : NULL) {
-        quote = strchr(part, '\'');
-        if (quote != NULL)
-            *quote = '\0';
-        put_visible(stderr, part);
-        (void)fputs(quote ? "'\\''" : "'", stderr);
+    (void)fputs("$'", stderr); /* where \n, \xff and \u202e mean what they stand for */
+    for (size_t length; *word != '\0'; word += length) {
+        char character[8] = "";
+        (void)decode(word, &length);
+        memcpy(character, word, length);
+        if (*word == '\'' || *word == '\\')
+            (void)fputc('\\', stderr);
+        put_visible(stderr, character);
     }
-    free(copy);
+    (void)fputc('\'', stderr);
 }
 
 /* What to do next. */
 static void print_advice(const struct run *run, const struct outcome *outcome) {
     const bool goes_on = outcome->end == XAVO_WAIT_DEADLINE || outcome->end == XAVO_WAIT_CANCELLED;
     if (outcome->waited && outcome->job != NULL && outcome->job_id != NULL && goes_on) {
-        (void)fputs("The job goes on. To wait for it again: xavoctl wait ", stderr);
-        put_word(outcome->job_id);
+        (void)fputs("The job goes on. To wait for it again: xavoctl wait", stderr);
         if (run->request.user != NULL) {
             (void)fputs(" --user ", stderr);
             put_word(run->request.user);
         }
+        (void)fputs(*outcome->job_id == '-' ? " -- " : " ", stderr);
+        put_word(outcome->job_id);
         (void)fputc('\n', stderr);
     } else if (outcome->effect == XAVO_EFFECT_UNKNOWN) {
         (void)fputs("To see what is there: xavoctl jobs\n", stderr);

@@ -14,7 +14,7 @@ using namespace xavo_companion;
 
 namespace {
 
-constexpr int MOST_DEPTH = 16; // of instances in instances
+constexpr int MOST_DEPTH = 8; // of instances and references in each other
 
 // Text that grows. After a failure it stays as it is, and the failure is remembered.
 class Text {
@@ -151,7 +151,9 @@ void add_inner(Text *text, const CMPIData &data, int depth) {
 }
 
 // namespace:Class.Key="value",...
-void add_reference(Text *text, CMPIObjectPath *path) {
+void add_reference(Text *text, CMPIObjectPath *path, int depth) {
+    if (depth == 0)
+        return text->add("...");
     add_owned(text, path->ft->getNameSpace(path, nullptr));
     text->add(":");
     add_owned(text, path->ft->getClassName(path, nullptr));
@@ -162,7 +164,7 @@ void add_reference(Text *text, CMPIObjectPath *path) {
         text->add(i > 0 ? "," : ".");
         add_owned(text, name);
         text->add("=");
-        add_inner(text, key, 0);
+        add_inner(text, key, depth - 1);
         libxavo.XAVO_free_CMPIData_value(&key);
     }
 }
@@ -224,7 +226,7 @@ void add_value(Text *text, const CMPIData &data, int depth) {
         add_owned(text, value.dateTime->ft->getStringFormat(value.dateTime, nullptr));
         return;
     case CMPI_ref:
-        return add_reference(text, value.ref);
+        return add_reference(text, value.ref, depth);
     case CMPI_instance:
         return add_instance(text, value.inst, depth);
     default:

@@ -125,10 +125,13 @@ load common
 }
 
 @test "hostile strings" {
-    local text='a\x1b[31mb\x07\x7f\n\xff\xc3(\xe2\x80\xae\xc2\x9b\xed\xa0\x80 \xc3\xa9'
+    local hidden='\u061c\u115f\u180e\u2060\u206f\u3164\ufff9\ufffb\U000e0041' bad='\xff\xc3(\xc0\xaf\xe0\x80\xaf\xf0\x80\x80\xaf'
+    local text="a\x1b[31mb\x07\x7f\n$bad\xe2\x80\xae\xc2\x9b\xed\xa0\x80"
+    text+='\xd8\x9c\xe1\x85\x9f\xe1\xa0\x8e\xe2\x81\xa0\xe2\x81\xaf\xe3\x85\xa4\xef\xbf\xb9\xef\xbf\xbb\xf3\xa0\x81\x81'
+    text+=' \xc3\xa9 \xf0\x9f\x98\x80'
     scene "job \"JID_9$text\" name=\"$text\" start=0 runs=1 fails message=\"$text\"" "class VELK_Odd \"Na$text\"" \
         "instance VELK_Odd \"Na$text\"=\"$text\"" "property JID_1 JobStatus \"$text\""
-    local seen='a\x1b[31mb\x07\x7f\n\xff\xc3(\u202e\u009b\xed\xa0\x80 é' id words
+    local seen="a\x1b[31mb\x07\x7f\n$bad\u202e\u009b\xed\xa0\x80$hidden é 😀" id words
     id=$(printf "JID_9$text")
     sleep 1
     for words in jobs "job '$id'" "instances VELK_LifecycleJob" "instances VELK_Odd" "wait '$id'" "delete '$id'" \
@@ -143,7 +146,8 @@ load common
         python3 -c 'import json; json.load(open("document", "rb"))'
     done
     $XAVOCTL jobs --json |
-        jq --exit-status '.jobs[-1].Name == "a\u001b[31mb\u0007\u007f\n\ufffd\ufffd(\u202e\u009b\ufffd\ufffd\ufffd é"'
+        jq --exit-status '.jobs[-1].Name == "a\u001b[31mb\u0007\u007f\n\ufffd\ufffd("
+            + "\ufffd" * 9 + "\u202e\u009b\ufffd\ufffd\ufffd\u061c\u115f\u180e\u2060\u206f\u3164\ufff9\ufffb\udb40\udc41 é 😀"'
 }
 
 @test "instances of every type" {
@@ -159,4 +163,11 @@ for number, row in enumerate(rows, 1):
     assert found[f"P{number}"] == json.loads(row), f"row {number}: {found[f'P{number}']!r}, not {row}"
 assert rows
 END
+    local nested=uint8:1
+    for _ in {1..9}; do
+        nested=${nested//\\/\\\\}
+        nested="reference:\"root VELK_A N=${nested//\"/\\\"}\""
+    done
+    scene "property JID_1 Name $nested"
+    [[ $($XAVOCTL instances VELK_LifecycleJob --json) == *'VELK_A.N=\'*'"...'* ]]
 }

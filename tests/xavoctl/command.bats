@@ -192,7 +192,7 @@ END
 @test "Ctrl-C leaves the job alone" {
     terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --yes --wait --user guest
     [[ $status == 130 && $output == *'ended by signal 2' ]]
-    [[ $output == *'The job goes on. To wait for it again: xavoctl wait JID_4 --user guest'* ]]
+    [[ $output == *'The job goes on. To wait for it again: xavoctl wait --user guest JID_4'* ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 && $output == *'% 0:0'* ]]
     sed -n '/^{/p' <<<"${output#*^C}" |
@@ -321,7 +321,7 @@ END
         [[ $status == "$status_wanted" && $output =~ $pattern ]] || fail "$words: $status"
     done <<<'7|12|cannot be written|jobs --json --timeout 1 >&8
 143|1||jobs --json >&8
-143|1|The job was started: JID_4|reboot 1 >&8
+143|1|The job was started: JID_4|reboot 1 --yes >&8
 6|12|JID_1 +deadline|wait JID_1 --timeout 1 2>&8
 143|1|JID_1 +interrupted|wait JID_1 2>&8'
 }

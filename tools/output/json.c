@@ -154,6 +154,9 @@ bool put_document(struct json_object *document) {
         const int32_t character = decode(text, &length);
         if (character < 0)
             (void)fputs("\\ufffd", stdout);
+        else if (steers(character) && character > 0xffff)
+            (void)printf("\\u%04x\\u%04x", (unsigned int)(0xd7c0 + (character >> 10)),
+                         (unsigned int)(0xdc00 | (character & 0x3ff)));
         else if (steers(character))
             (void)printf("\\u%04x", (unsigned int)character);
         else

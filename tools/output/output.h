@@ -41,6 +41,11 @@ enum colour { PLAIN_COLOUR, RED, GREEN, YELLOW };
 /* As put_visible, in a colour. */
 void put_coloured(FILE *stream, enum colour colour, const char *text);
 
+/* The width of a column that has held such cells, and one more: a cell that is too wide does not count. */
+size_t wider(size_t width, const char *text);
+/* Blanks after a text, to the end of its column. */
+void put_padding(const char *text, size_t width);
+
 /* A table in columns. A cell NULL is empty. Where `status` is the index of a column, its cells are coloured
  * by what they say of a job. */
 void put_table(const char *const *titles, size_t columns, const char *const *cells, size_t rows,

@@ -9,7 +9,7 @@
 
 static void put_key(const char *key, size_t width) {
     put_visible(stdout, key);
-    (void)printf("%*s", (int)(width - visible_width(key)) + 2, "");
+    put_padding(key, width);
 }
 
 static void put_value(const char *key, const char *text) {
@@ -36,10 +36,8 @@ static void put_array(const XAVO_Property *property) {
 
 void put_instance(const XAVO_Instance *instance) {
     size_t width = 0;
-    for (size_t i = 0; i < instance->count; ++i) {
-        const size_t columns = visible_width(instance->properties[i].name);
-        width = columns > width ? columns : width;
-    }
+    for (size_t i = 0; i < instance->count; ++i)
+        width = wider(width, instance->properties[i].name);
     for (size_t i = 0; i < instance->count; ++i) {
         const XAVO_Property *property = &instance->properties[i];
         put_key(property->name, width);

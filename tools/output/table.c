@@ -29,14 +29,24 @@ enum colour colour_of_status(const char *status) {
                                                 : PLAIN_COLOUR;
 }
 
+enum { MOST_COLUMNS = 40 }; /* of what pads; a wider cell moves the rest of its row alone */
+
+void put_padding(const char *text, size_t width) {
+    const size_t taken = visible_width(text);
+    (void)printf("%*s", (int)(width > taken ? width - taken : 0) + 2, "");
+}
+
+size_t wider(size_t width, const char *text) {
+    const size_t columns = visible_width(text);
+    return columns > width && columns <= MOST_COLUMNS ? columns : width;
+}
+
 void put_table(const char *const *titles, size_t columns, const char *const *cells, size_t rows,
                size_t status) {
     size_t *widths = calloc(columns, sizeof *widths);
     for (size_t i = 0; widths != NULL && i < (rows + 1) * columns; ++i) {
         const char *cell = i < columns ? titles[i] : cells[i - columns];
-        const size_t width = cell ? visible_width(cell) : 0;
-        if (width > widths[i % columns])
-            widths[i % columns] = width;
+        widths[i % columns] = wider(widths[i % columns], cell != NULL ? cell : "");
     }
     for (size_t i = 0; i < (rows + 1) * columns; ++i) {
         const size_t column = i % columns;
@@ -47,7 +57,7 @@ void put_table(const char *const *titles, size_t columns, const char *const *cel
         if (column + 1 == columns)
             (void)putchar('\n');
         else
-            (void)printf("%*s", widths ? (int)(widths[column] - visible_width(cell)) + 2 : 1, "");
+            put_padding(cell, widths ? widths[column] : 0);
     }
     free(widths);
 }

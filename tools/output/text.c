@@ -29,9 +29,17 @@ int32_t decode(const char *text, size_t *length) {
 }
 
 bool steers(int32_t character) {
-    return character < 0x20 || (character >= 0x7f && character < 0xa0) || character == 0xad ||
-           (character >= 0x200b && character <= 0x200f) || (character >= 0x2028 && character <= 0x202e) ||
-           (character >= 0x2060 && character <= 0x206f) || character == 0xfeff;
+    /* Control characters, separators of lines, interlinear annotation, and what Unicode calls ignorable. */
+    static const int32_t ranges[][2] = {
+        {0, 0x1f},        {0x7f, 0x9f},       {0xad, 0xad},       {0x34f, 0x34f},     {0x61c, 0x61c},
+        {0x115f, 0x1160}, {0x17b4, 0x17b5},   {0x180b, 0x180f},   {0x200b, 0x200f},   {0x2028, 0x202e},
+        {0x2060, 0x206f}, {0x3164, 0x3164},   {0xfe00, 0xfe0f},   {0xfeff, 0xfeff},   {0xffa0, 0xffa0},
+        {0xfff0, 0xfffb}, {0x1bca0, 0x1bca3}, {0x1d173, 0x1d17a}, {0xe0000, 0xe0fff},
+    };
+    for (size_t i = 0; i < sizeof ranges / sizeof *ranges; ++i)
+        if (character >= ranges[i][0] && character <= ranges[i][1])
+            return true;
+    return false;
 }
 
 /* The columns that a character takes: what the C locale for UTF-8 says, where there is one. */
@@ -56,7 +64,10 @@ static size_t make_visible(const char *text, size_t *length, char written[16]) {
     }
     if (character == '\n' || character == '\t' || character == '\r')
         return (size_t)sprintf(written, "\\%c", character == '\n' ? 'n' : character == '\t' ? 't' : 'r');
-    return (size_t)sprintf(written, character < 0x80 ? "\\x%02x" : "\\u%04x",
+    return (size_t)sprintf(written,
+                           character < 0x80      ? "\\x%02x"
+                           : character < 0x10000 ? "\\u%04x"
+                                                 : "\\U%08x",
                            character < 0x80 ? (unsigned int)(unsigned char)*text : (unsigned int)character);
 }
 
