@@ -18,14 +18,31 @@ static int descriptor_of(const struct run *run, const char *text) {
     return (int)number;
 }
 
+/* Opens a secret's file: a name without a slash is one of the service's credentials, where it has any. A
+ * pipe's writer may be late. */
+static int open_file(const char *name) {
+    const int flags = O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
+    const char *const folder_name = getenv("CREDENTIALS_DIRECTORY");
+    if (folder_name == NULL || strchr(name, '/') != NULL)
+        return open(name, flags);
+    const int folder = open(folder_name, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return -1;
+    const int fd = openat(folder, name, flags);
+    const int error = errno;
+    close(folder);
+    errno = error;
+    return fd;
+}
+
 /* Where a secret is read from, -1 with errno; `mine` is whether it is to be closed again. */
 static int open_secret(const struct run *run, const struct secret *secret, bool *mine) {
     const int kind = (int)secret->option->kind;
     *mine = kind == SECRET_PROMPT || (kind == SECRET_FILE && strcmp(secret->value, "-") != 0);
     if (kind == SECRET_PROMPT)
         return open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (*mine) /* a pipe's writer may be late */
-        return open(secret->value, O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (*mine)
+        return open_file(secret->value);
     errno = EBADF;
     return kind == SECRET_FD ? descriptor_of(run, secret->value) : STDIN_FILENO;
 }

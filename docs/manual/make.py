@@ -54,8 +54,8 @@ HEADERS = [
     Header("simulator/include/cimsim.h", "xavo-simulator", "cimsim(7)",
            "simulator/libcmpisfcc.map"),
 ]
-ENVIRONMENT = {"CIMSIM_ONLY", "CIMSIM_SCENE", "CIMSIM_STATE", "SFCC_CLIENT", "HULM_LEVEL", "LD_LIBRARY_PATH",
-               "LD_PRELOAD", "NO_COLOR"}
+ENVIRONMENT = {"CIMSIM_ONLY", "CIMSIM_SCENE", "CIMSIM_STATE", "CREDENTIALS_DIRECTORY", "SFCC_CLIENT", "HULM_LEVEL",
+               "LD_LIBRARY_PATH", "LD_PRELOAD", "NO_COLOR", "XAVO_METRICS"}
 FUNCTION = re.compile(r"\b((?:XAVO|cimsim)_\w+)\(")
 HEADING = re.compile(r"^/\* -+ (.*?) -+ \*/$")
 
@@ -441,7 +441,7 @@ def main():
         write_html(name, source.stem, text, pages)
         listed.append(f"- [{text.splitlines()[0].lstrip('# ')}]({name})")
     listed += ["- " + bold(f"{name}({section})")
-               for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavoctl-json", "7"),
+               for name, section in [("xavo", "7"), ("cimsim", "7"), ("xavoctl", "1"), ("xavoctl-json", "7"), ("xavo-backup", "7"),
                                      ("xavo-simulate", "1"), ("xavo-scene", "5")]]
     for header in headers:
         listed += ["", f"## {header.path.name}", "", list_pages(header)]

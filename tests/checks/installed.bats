@@ -135,6 +135,21 @@ os.setxattr(sys.argv[1], "security.capability", bytes.fromhex("0100000200200000"
     expect_rows
 }
 
+# No systemd runs here. Brokers have their socket in /tmp, and look at the user who connects to it.
+@test "the units of the nightly backup are valid, confined, and reach the broker (the unit is not started)" {
+    local configured
+    configured=$(sed -n 's/^CMAKE_INSTALL_PREFIX:.*=//p' "$XAVO_BUILD/CMakeCache.txt")
+    mkdir units
+    sed "s|=$configured/|=$prefix/|" "$prefix/lib/systemd/system/xavo-backup@.service" >units/xavo-backup@.service
+    cp "$prefix/lib/systemd/system/xavo-backup@.timer" units
+    run -0 systemd-analyze verify --man=no units/xavo-backup@.service units/xavo-backup@.timer
+    assert_output ''
+    run -0 systemd-analyze security --offline=true --threshold=30 units/xavo-backup@.service
+    run -1 grep -E '^(PrivateTmp|PrivateUsers|DynamicUser|RemainAfterExit)=' units/xavo-backup@.service
+    run -0 grep -E '^(Type=oneshot|ReadWritePaths=/tmp .*|RestrictAddressFamilies=AF_UNIX)$' units/xavo-backup@.service
+    assert_equal "${#lines[@]}" 3
+}
+
 @test "the README's programs are the examples'" {
     cd "$root" || return
     local block blocks=0 found file

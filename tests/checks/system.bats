@@ -39,7 +39,7 @@ installs() {
         lib/cmake/xavo/xavo-{,companion-}targets{,-relwithdebinfo}.cmake \
         lib/cmake/xavo/xavo-config{,-version}.cmake lib/libxavo{,_companion}.so{,.1,."$version"} \
         lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl \
-        share/xavoctl/format-1.schema.json
+        lib/systemd/system/xavo-backup@.{service,timer} libexec/xavo/record-backup share/xavoctl/format-1.schema.json
 }
 
 @test "the build installs the simulator on request" {
