@@ -28,7 +28,9 @@ struct Hit {
     unsigned occurrence; // among the operation's own calls
 };
 
-constexpr unsigned PROPERTIES = 10; // of a job
+#define ONE(name) +1
+constexpr unsigned PROPERTIES = XAVO_JOB_PROPERTIES(ONE); // of a job
+#undef ONE
 
 std::string number(long long n) { return std::to_string(n); }
 

@@ -290,7 +290,7 @@ void XAVO_free_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *job);
 /* Frees a record and all that follow it, with their strings. NULL does nothing. */
 void XAVO_free_list_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *list);
 
-/* Writes a record as eleven lines: "VELK_LifecycleJob:", then "    property=value" for each string. Nothing
+/* Writes a record: the line "VELK_LifecycleJob:", then a line "    property=value" for each string. Nothing
  * follows the "=" of a NULL string. If stream or job is NULL, this is logged and nothing is written. */
 void XAVO_fprint_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *job);
 
