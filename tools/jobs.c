@@ -28,7 +28,7 @@ bool choose_jobs(struct run *run) {
     const XAVO_Request request = {.operation = XAVO_OP_LIST_JOBS};
     if (!perform_and_note(run, request, run->outcomes, &run->answer))
         return false;
-    struct outcome *chosen = calloc(run->answer.job_count + 1, sizeof *chosen);
+    struct outcome *chosen = allocate(run->answer.job_count + 1, sizeof *chosen);
     if (chosen == NULL) {
         fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
         return false;
@@ -36,7 +36,7 @@ bool choose_jobs(struct run *run) {
     size_t count = 0;
     for (const XAVO_VELK_LifecycleJob *job = run->answer.jobs; job != NULL; job = job->next)
         if (job->InstanceID != NULL && has_wanted_status(run, job))
-            chosen[count++].job_id = strdup(job->InstanceID);
+            chosen[count++].job_id = copy_text(job->InstanceID);
     if (run->answer.unreadable > 0)
         fail_unreadable(&chosen[count++], &run->answer);
     free_outcome(run->outcomes);
@@ -48,7 +48,7 @@ bool choose_jobs(struct run *run) {
 
 void name_jobs(struct run *run) {
     for (size_t i = 0; i < run->outcome_count; ++i)
-        run->outcomes[i].job_id = strdup(run->request.arguments[i]);
+        run->outcomes[i].job_id = copy_text(run->request.arguments[i]);
 }
 
 /* ---- Waiting ----------------------------------------------------------------------------------------- */
@@ -74,7 +74,7 @@ struct wait {
 };
 
 static const XAVO_VELK_LifecycleJob *find_job(const XAVO_VELK_LifecycleJob *jobs, const char *id) {
-    while (jobs != NULL && (jobs->InstanceID == NULL || strcmp(jobs->InstanceID, id) != 0))
+    while (jobs != NULL && (jobs->InstanceID == NULL || id == NULL || strcmp(jobs->InstanceID, id) != 0))
         jobs = jobs->next;
     return jobs;
 }
@@ -107,7 +107,7 @@ static void judge(struct wait *wait, size_t index, const XAVO_VELK_LifecycleJob 
         end_wait(outcome, XAVO_WAIT_COMPLETED, XAVO_KIND_NONE, NULL);
     } else if (strcasecmp(status, "Failed") == 0) {
         end_wait(outcome, XAVO_WAIT_FAILED, KIND_JOB_FAILED, job->Message);
-        outcome->message_id = job->MessageID != NULL ? strdup(job->MessageID) : NULL;
+        outcome->message_id = copy_text(job->MessageID);
     } else if (!is_unclear(job)) {
         follow->at_end = 0;
     } else if (follow->at_end == 0) {
@@ -223,7 +223,7 @@ static int64_t longer(int64_t pause) { return pause * 3 / 2 < LONGEST_PAUSE ? pa
 
 void wait_for_jobs(struct run *run, bool seen) {
     struct wait wait = {
-        .run = run, .follows = calloc(run->outcome_count, sizeof *wait.follows), .timeout = ANSWER_TIMEOUT};
+        .run = run, .follows = allocate(run->outcome_count, sizeof *wait.follows), .timeout = ANSWER_TIMEOUT};
     if (wait.follows == NULL) {
         fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
         run->outcomes->code = XAVO_OUT_OF_MEMORY;
@@ -282,7 +282,7 @@ static const char *search_jobs(struct run *run, const char *name, const XAVO_Ans
         if (count == 1) {
             forget_failure(run->outcomes);
             run->outcomes->effect = XAVO_EFFECT_ANSWERED;
-            run->outcomes->job_id = strdup(found->InstanceID);
+            run->outcomes->job_id = copy_text(found->InstanceID);
             keep_job(run->outcomes, found);
         } else if (is_complete(&after)) {
             finding =
@@ -323,7 +323,7 @@ void start_job(struct run *run, XAVO_Request request, const char *name) {
         outcome->effect =
             XAVO_EFFECT_UNKNOWN; /* a job may have been started, whose identifier did not come */
     if (run->answer.job_id != NULL)
-        outcome->job_id = strdup(run->answer.job_id);
+        outcome->job_id = copy_text(run->answer.job_id);
     else if (name != NULL && outcome->effect == XAVO_EFFECT_UNKNOWN && run->signal == 0)
         look_for_job(run, name, &before);
     XAVO_answer_free(&before);

@@ -110,7 +110,7 @@ void check_share(struct request *request) {
 void plan_call(struct run *run, const XAVO_Request *request) {
     XAVO_Request *longer = realloc(run->planned, (run->planned_count + 1) * sizeof *longer);
     if (longer == NULL) {
-        fail(run->outcomes, XAVO_KIND_NOTHING_ASKED, "out of memory");
+        out_of_memory = true;
         return;
     }
     run->planned = longer;
@@ -200,6 +200,8 @@ static void visit_arguments(struct visitor *visitor, const struct request *reque
         visit_text(visitor, "URI", call->uri);
         if (asprintf(&target, "root/velk:VELK_SoftwareIdentity.InstanceID=\"%s\"", call->id) >= 0)
             visit_text(visitor, "Target", target);
+        else
+            out_of_memory = true;
         free(target);
     }
 }

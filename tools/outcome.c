@@ -82,7 +82,21 @@ const char *word_of_effect(int effect) { return effects[effect]; }
 
 /* ---- Outcomes ---------------------------------------------------------------------------------------- */
 
-static char *copy(const char *text) { return text != NULL && *text != '\0' ? strdup(text) : NULL; }
+bool out_of_memory;
+
+void *allocate(size_t count, size_t size) {
+    void *memory = calloc(count, size);
+    out_of_memory |= memory == NULL;
+    return memory;
+}
+
+char *copy_text(const char *text) {
+    char *copied = text != NULL ? strdup(text) : NULL;
+    out_of_memory |= text != NULL && copied == NULL;
+    return copied;
+}
+
+static char *copy(const char *text) { return text != NULL && *text != '\0' ? copy_text(text) : NULL; }
 
 void forget_failure(struct outcome *outcome) {
     free(outcome->message);
@@ -119,8 +133,10 @@ bool take_outcome(struct outcome *outcome, const XAVO_Answer *answer) {
 
 void add_to_message(struct outcome *outcome, const char *text) {
     char *longer = NULL;
-    if (asprintf(&longer, "%s; %s", sentence_of(outcome), text) < 0)
+    if (asprintf(&longer, "%s; %s", sentence_of(outcome), text) < 0) {
+        out_of_memory = true;
         return;
+    }
     free(outcome->message);
     outcome->message = longer;
 }
@@ -150,10 +166,10 @@ static void free_job(struct outcome *outcome) {
 }
 
 void keep_job(struct outcome *outcome, const XAVO_VELK_LifecycleJob *job) {
-    XAVO_VELK_LifecycleJob *kept = calloc(1, sizeof *kept);
+    XAVO_VELK_LifecycleJob *kept = allocate(1, sizeof *kept);
     if (kept == NULL)
         return;
-#define ROW(name) kept->name = job->name != NULL ? strdup(job->name) : NULL;
+#define ROW(name) kept->name = copy_text(job->name);
     XAVO_JOB_PROPERTIES(ROW)
 #undef ROW
     free_job(outcome);

@@ -71,6 +71,12 @@ struct outcome {
     int end;                     /* XAVO_WAIT_... */
 };
 
+/* An allocation of this program failed, so that the output lacks something: see print_run. */
+extern bool out_of_memory;
+/* As calloc and strdup, and sets that; copy_text of NULL is NULL. */
+void *allocate(size_t count, size_t size);
+char *copy_text(const char *text);
+
 /* Notes a failure of a kind; `message`, which is copied, may be NULL. */
 void fail(struct outcome *outcome, int kind, const char *message);
 /* Notes how a call ended. True when it succeeded. */

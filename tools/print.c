@@ -137,11 +137,12 @@ bool print_run(struct run *run) {
         command->print(run);
     printed = fflush(stdout) == 0 && !ferror(stdout) && printed;
     printed = close(STDOUT_FILENO) == 0 && printed; /* some file systems report an error only then */
-    if (!run->request.json || !printed)
+    if (!run->request.json || !printed || out_of_memory)
         print_failures(run);
-    if (printed)
+    if (printed && !out_of_memory)
         return true;
-    (void)fprintf(stderr, "xavoctl: the output cannot be written\n");
+    (void)fprintf(stderr, "xavoctl: %s\n",
+                  out_of_memory ? "out of memory: the output is incomplete" : "the output cannot be written");
     if (run->answer.job_id != NULL) {
         (void)fputs("The job was started: ", stderr);
         put_line(stderr, run->answer.job_id);

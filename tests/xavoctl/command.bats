@@ -326,6 +326,39 @@ END
 143|1|JID_1 +interrupted|wait JID_1 2>&8'
 }
 
+# bats test_tags=native
+@test "allocations that fail" {
+    [[ -n ${XAVOCTL_FAIL_CALL-} ]] || skip "XAVOCTL_FAIL_CALL names what is put before the C library"
+    scene 'job JID_7 start=0 runs-ms=1' 'job JID_8 start=0 runs-ms=1'
+    local words on at
+    $XAVOCTL jobs && mv state saved
+    while IFS= read -r words; do
+        cp saved state
+        $XAVOCTL $words >wanted
+        for on in FAIL_ON=1 FAIL_OFF=1; do
+            for ((at = 1; ; ++at)); do
+                rm -f failed && cp saved state
+                run --separate-stderr env FAIL_AT=$at $on LD_PRELOAD=$XAVOCTL_FAIL_CALL $XAVOCTL $words
+                [[ -e failed ]] || break
+                [[ $status -lt 128 && ($status != 0 || $output == "$(<wanted)") ]] || fail "$words: $at $on: $status"
+                [[ $words != reboot* || "$output$stderr" == *JID_4* ]] || ! grep -q JID_4 state || fail "$words: $at $on: no ID"
+            done
+            ((at > 2)) || fail "$words: no allocation"
+        done
+    done <<END
+jobs --status scheduled --json
+jobs
+instances VELK_SoftwareIdentity
+wait JID_7 JID_8
+delete JID_1 JID_2
+reboot 1 --yes
+install --target IDENTITY:BIOS --dry-run --json
+help jobs --json
+END
+    FAIL_CLOSE=1 LD_PRELOAD=$XAVOCTL_FAIL_CALL run $XAVOCTL jobs
+    [[ $status == 7 && $output == *'cannot be written' ]]
+}
+
 @test "secrets are wiped in the process that prints" {
     printf 'unlikely-text' >passphrase
     $XAVOCTL backup --share-type 4 --passphrase-file passphrase --wait --quiet >id &

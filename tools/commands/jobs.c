@@ -27,7 +27,7 @@ static void perform(struct run *run) {
 static void print(struct run *run) {
     static const char *const titles[] = {"ID", "STATUS", "%", "START", "UNTIL", "NAME", "MESSAGE"};
     enum { COLUMNS = sizeof titles / sizeof *titles };
-    const char **cells = calloc(run->answer.job_count * COLUMNS + 1, sizeof *cells);
+    const char **cells = allocate(run->answer.job_count * COLUMNS + 1, sizeof *cells);
     size_t rows = 0;
     for (const XAVO_VELK_LifecycleJob *job = run->answer.jobs; cells != NULL && job != NULL;
          job = job->next) {

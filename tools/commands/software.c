@@ -26,7 +26,7 @@ static void print(struct run *run) {
     static const char *const properties[] = {"InstanceID", "VersionString", "ElementName"};
     enum { COLUMNS = sizeof titles / sizeof *titles };
     const size_t rows = run->answer.instance_count;
-    const char **cells = calloc(rows * COLUMNS + 1, sizeof *cells);
+    const char **cells = allocate(rows * COLUMNS + 1, sizeof *cells);
     for (size_t i = 0; cells != NULL && i < rows * COLUMNS; ++i)
         cells[i] = property_of(&run->answer.instances[i / COLUMNS], properties[i % COLUMNS]);
     for (size_t i = 0; cells != NULL && run->request.quiet && i < rows; ++i)

@@ -2,6 +2,7 @@
 #ifndef XAVOCTL_COMMANDS_WRITE_H
 #define XAVOCTL_COMMANDS_WRITE_H
 
+#include "../outcome.h"
 #include "../output/json.h"
 
 #include <stdio.h>
@@ -15,10 +16,9 @@ static inline void set_written(struct json_object *document, const struct run *r
     char *text = NULL;
     size_t size;
     FILE *out = open_memstream(&text, &size);
-    if (out != NULL) {
+    if (out != NULL)
         write(out, run);
-        (void)fclose(out);
-    }
+    out_of_memory |= out == NULL || (ferror(out) | fclose(out)) != 0 || text == NULL;
     json_set_text(document, "text", text);
     free(text);
 }

@@ -14,10 +14,8 @@
 
 /* ---- Building ---------------------------------------------------------------------------------------- */
 
-static bool failed; /* an allocation */
-
 static struct json_object *checked(struct json_object *value) {
-    failed |= value == NULL;
+    out_of_memory |= value == NULL;
     return value;
 }
 
@@ -28,21 +26,21 @@ struct json_object *json_new(void) {
 void json_set(struct json_object *object, const char *key, struct json_object *value) {
     if (object != NULL && json_object_object_add(object, key, value) == 0)
         return;
-    failed = true;
+    out_of_memory = true;
     json_object_put(value);
 }
 
 void json_append(struct json_object *array, struct json_object *value) {
     if (array != NULL && json_object_array_add(array, value) == 0)
         return;
-    failed = true;
+    out_of_memory = true;
     json_object_put(value);
 }
 
 struct json_object *json_array(struct json_object *object, const char *key) {
     struct json_object *array = checked(json_object_new_array());
     json_set(object, key, array);
-    return failed ? NULL : array;
+    return out_of_memory ? NULL : array;
 }
 
 struct json_object *json_text(const char *text) {
@@ -143,14 +141,11 @@ void json_add_failure(struct json_object *object, const struct outcome *outcome)
 
 /* ---- Printing ---------------------------------------------------------------------------------------- */
 
-bool put_document(struct json_object *document) {
-    const char *text = failed ? NULL
-                              : json_object_to_json_string_ext(document, JSON_C_TO_STRING_SPACED |
-                                                                             JSON_C_TO_STRING_NOSLASHESCAPE);
-    const bool complete = text != NULL;
-    size_t length;
-    /* Whatever is not ASCII stands inside a string, where an escape means the same. */
-    for (; text != NULL && *text != '\0'; text += length) {
+/* json-c's own printing does not report a failed allocation. */
+
+static void put_text(const char *text) {
+    (void)putchar('"');
+    for (size_t length; *text != '\0'; text += length) {
         const int32_t character = decode(text, &length);
         if (character < 0)
             (void)fputs("\\ufffd", stdout);
@@ -160,10 +155,59 @@ bool put_document(struct json_object *document) {
         else if (steers(character))
             (void)printf("\\u%04x", (unsigned int)character);
         else
-            (void)fwrite(text, 1, length, stdout);
+            (void)printf("%s%.*s", character == '"' || character == '\\' ? "\\" : "", (int)length, text);
     }
-    if (complete)
+    (void)putchar('"');
+}
+
+static void put_json(struct json_object *value) {
+    const char *separator = " ";
+    switch (json_object_get_type(value)) {
+    case json_type_null:
+        (void)fputs("null", stdout);
+        break;
+    case json_type_boolean:
+        (void)fputs(json_object_get_boolean(value) ? "true" : "false", stdout);
+        break;
+    case json_type_double: /* the text that it was made of */
+        (void)fputs(json_object_get_userdata(value), stdout);
+        break;
+    case json_type_int:
+        if (json_object_get_int64(value) < 0)
+            (void)printf("%lld", (long long)json_object_get_int64(value));
+        else
+            (void)printf("%llu", (unsigned long long)json_object_get_uint64(value));
+        break;
+    case json_type_string:
+        put_text(json_object_get_string(value));
+        break;
+    case json_type_array:
+        (void)putchar('[');
+        for (size_t i = 0; i < json_object_array_length(value); ++i, separator = ", ") {
+            (void)fputs(separator, stdout);
+            put_json(json_object_array_get_idx(value, i));
+        }
+        (void)fputs(" ]", stdout);
+        break;
+    case json_type_object:
+        (void)putchar('{');
+        json_object_object_foreach(value, key, member) {
+            (void)fputs(separator, stdout);
+            separator = ", ";
+            put_text(key);
+            (void)fputs(": ", stdout);
+            put_json(member);
+        }
+        (void)fputs(" }", stdout);
+    }
+}
+
+bool put_document(struct json_object *document) {
+    const bool complete = !out_of_memory;
+    if (complete) {
+        put_json(document);
         (void)putchar('\n');
+    }
     json_object_put(document);
     return complete;
 }

@@ -1,6 +1,8 @@
 /* table.c - colours, and tables in columns. */
 #include "output.h"
 
+#include "../outcome.h"
+
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -43,7 +45,7 @@ size_t wider(size_t width, const char *text) {
 
 void put_table(const char *const *titles, size_t columns, const char *const *cells, size_t rows,
                size_t status) {
-    size_t *widths = calloc(columns, sizeof *widths);
+    size_t *widths = allocate(columns, sizeof *widths);
     for (size_t i = 0; widths != NULL && i < (rows + 1) * columns; ++i) {
         const char *cell = i < columns ? titles[i] : cells[i - columns];
         widths[i % columns] = wider(widths[i % columns], cell != NULL ? cell : "");

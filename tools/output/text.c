@@ -74,7 +74,7 @@ static size_t make_visible(const char *text, size_t *length, char written[16]) {
 void put_cut(FILE *stream, const char *text, size_t columns) {
     char written[16];
     size_t length;
-    for (; *text != '\0'; text += length) {
+    for (; text != NULL && *text != '\0'; text += length) {
         const size_t width = make_visible(text, &length, written);
         if (width > columns)
             return;
@@ -93,7 +93,7 @@ void put_line(FILE *stream, const char *text) {
 size_t visible_width(const char *text) {
     char written[16];
     size_t length, width = 0;
-    for (; *text != '\0'; text += length)
+    for (; text != NULL && *text != '\0'; text += length)
         width += make_visible(text, &length, written);
     return width;
 }
