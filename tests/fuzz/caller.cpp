@@ -1,5 +1,5 @@
 // caller.cpp - a hostile worker: any frames, claims and stages. The call ends, with an effect that the claim
-// allows.
+// allows; with NONE, the worker can no longer claim.
 #include "frames.h"
 
 #include <sys/mman.h>
@@ -19,7 +19,7 @@ int start_process(Process *process, char *const *argv, char *const *environment)
 namespace {
 std::string bytes; // of the next worker; those after it send nothing
 int far_end = -1;
-Shared *shared;
+Shared *shared; // a second view, which the library does not unmap
 } // namespace
 
 int start_process(Process *process, char *const *, char *const *) {
@@ -30,9 +30,11 @@ int start_process(Process *process, char *const *, char *const *) {
     assert(fstat(process->socket, &status) == 0);
     process->device = status.st_dev;
     process->inode = status.st_ino;
-    void *memory = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    assert(memory != MAP_FAILED);
-    shared = process->shared = static_cast<Shared *>(memory);
+    void *memory = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void *view = memory != MAP_FAILED ? mremap(memory, 0, SHARED_SIZE, MREMAP_MAYMOVE) : MAP_FAILED;
+    assert(view != MAP_FAILED);
+    process->shared = static_cast<Shared *>(memory);
+    shared = static_cast<Shared *>(view);
     return 0;
 }
 } // namespace xavo_companion
@@ -88,6 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     assert(strcmp(XAVO_kind_name(answer.kind), "unknown") != 0);
     assert(reads ? answer.effect != XAVO_EFFECT_UNKNOWN : claims == (answer.effect != XAVO_EFFECT_NONE));
+    assert(reads || claims || is_callers(shared, 1));
+    munmap(shared, SHARED_SIZE);
     read_all(answer);
     XAVO_answer_free(&answer);
     XAVO_call_free(call);

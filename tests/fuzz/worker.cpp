@@ -1,4 +1,5 @@
-// worker.cpp - a hostile caller: any frames. The worker answers with frames that can be read, or ends.
+// worker.cpp - a hostile caller: any frames. The worker answers with frames that can be read, or ends, and
+// invokes a method only if it claimed the invocation, which it can once.
 #include "frames.h"
 
 #define main worker_main
@@ -28,6 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         Broker broker;
         for (int requests = 0; requests < 16 && serve(&receiver, &broker, &shared); ++requests)
             assert(shared.stage == STAGE_READY);
+        const bool claimed = shared.claim == (sequence << 2 | CLAIM_WORKER);
+        assert(cimsim_calls("CMCIClient.invokeMethod") == (claimed ? 1 : 0));
     }
     shutdown(WORKER_SOCKET, SHUT_RDWR);
     Receiver receiver;
