@@ -64,8 +64,8 @@ static long long now_ms(void) {
 
 /* ---- Calls -------------------------------------------------------------------------------------------------- */
 
-/* Starts the call, and cancels it after some time. Returns 0 when no worker is free. */
-static int start(const XAVO_Request *request, int cancel_ms, XAVO_Answer *answer) {
+/* Starts the call, and cancels it after the time, unless that is NULL. Returns 0 when no worker is free. */
+static int start(const XAVO_Request *request, const struct timespec *time, XAVO_Answer *answer) {
     XAVO_Call *call = XAVO_call_start(pool, request, answer);
     if (call == NULL) {
         const int busy = answer->kind == XAVO_KIND_BUSY;
@@ -75,7 +75,7 @@ static int start(const XAVO_Request *request, int cancel_ms, XAVO_Answer *answer
     }
     struct pollfd progress = {XAVO_call_descriptor(call), POLLIN, 0};
     while (XAVO_call_collect(call, answer) == 0)
-        if (poll(&progress, 1, cancel_ms) == 0)
+        if (ppoll(&progress, 1, time, NULL) == 0)
             XAVO_call_cancel(call);
     XAVO_call_free(call);
     return 1;
@@ -99,8 +99,9 @@ static void call(uint64_t *random, unsigned int index) {
                  : request.operation == XAVO_OP_INSTALL_FROM_URI ? "IDENTITY:BIOS"
                                                                  : subject;
     XAVO_Answer answer;
-    const int blocks = draw(random, 2) == 0, cancel_ms = draw(random, 8) == 0 ? (int)draw(random, 4) : -1;
-    if (blocks || !start(&request, cancel_ms, &answer))
+    const int blocks = draw(random, 2) == 0, cancels = draw(random, 8) == 0;
+    const struct timespec time = {0, (long)draw(random, 500) * 1000}; /* as long as a call takes */
+    if (blocks || !start(&request, cancels ? &time : NULL, &answer))
         XAVO_call(pool, &request, &answer);
     outcomes[index].operation = request.operation;
     outcomes[index].effect = answer.effect;
