@@ -48,7 +48,8 @@ static const char *find(const XAVO_Answer *listing, const char *name) {
 }
 
 /* Looks for the job, and starts it if there is none. Returns its identifier, or NULL after a line with the
- * reason. Sets *again when another attempt may succeed, and *may_run when the start may have succeeded.
+ * reason. Sets *again when another attempt may succeed, and *may_run when a start may have succeeded: then a
+ * refusal ends nothing, as it may be because of the job that runs.
  *
  * A job is started only after a complete listing without it, because an earlier attempt, or an earlier run of
  * the program, may have started it. The start gets all the time that is left: while a slow broker still works
@@ -67,7 +68,7 @@ static char *find_or_start(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA
         what = "started";
         XAVO_backup_image(pool, backup, left_ms(end, XAVO_LONGEST_DEADLINE_MS), &answer);
         found = answer.job_id;
-        *may_run = found == NULL && answer.effect != XAVO_EFFECT_NONE && !is_refused(&answer);
+        *may_run |= found == NULL && answer.effect != XAVO_EFFECT_NONE && !is_refused(&answer);
         if (found == NULL)
             print_failure(out, "not started", &answer);
     }
@@ -76,8 +77,8 @@ static char *find_or_start(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA
         fprintf(out, "%s: %s\n", found, what);
         fflush(out); /* the identifier is known even if the program ends now */
     }
-    *again =
-        !is_refused(&answer) && answer.kind != XAVO_KIND_NOTHING_ASKED && answer.kind != XAVO_KIND_NO_WORKER;
+    *again = *may_run || (!is_refused(&answer) && answer.kind != XAVO_KIND_NOTHING_ASKED &&
+                          answer.kind != XAVO_KIND_NO_WORKER);
     XAVO_answer_free(&answer);
     return id;
 }

@@ -158,6 +158,15 @@ static void starts_one_job_when_the_start_is_disrupted(void) {
     }
 }
 
+/* A start whose outcome is unknown may be why the next one is refused. */
+static void looks_again_when_refused_after_a_crash(void) {
+    cimsim_disrupt("CMCIClient.invokeMethod", 1, CIMSIM_CRASH, 0);
+    cimsim_answer_return(cimsim_number(CMPI_uint32, 2));
+    cimsim_answer_output("MessageID", cimsim_string("KTB018"));
+    CHECK(backup() == BACKUP_DONE);
+    CHECK(prints("not started: BACKUP_ALREADY_RUNNING") && prints("JID_1: started"));
+}
+
 /* The service reports success, but started no job. */
 static void starts_the_job_when_no_identifier_came(void) {
     cimsim_answer_return(cimsim_number(CMPI_uint32, 0));
@@ -193,6 +202,7 @@ int main(void) {
         {"continues after the broker was absent", continues_after_the_broker_was_absent},
         {"gives up at the deadline", gives_up_at_the_deadline},
         {"starts one job when the start is disrupted", starts_one_job_when_the_start_is_disrupted},
+        {"looks again when refused after a crash", looks_again_when_refused_after_a_crash},
         {"starts the job when no identifier came", starts_the_job_when_no_identifier_came},
         {"starts one job when any call fails", starts_one_job_when_any_call_fails},
     };
