@@ -46,20 +46,20 @@ size_t wider(size_t width, const char *text) {
 void put_table(const char *const *titles, size_t columns, const char *const *cells, size_t rows,
                size_t status) {
     size_t *widths = allocate(columns, sizeof *widths);
-    for (size_t i = 0; widths != NULL && i < (rows + 1) * columns; ++i) {
-        const char *cell = i < columns ? titles[i] : cells[i - columns];
-        widths[i % columns] = wider(widths[i % columns], cell != NULL ? cell : "");
-    }
-    for (size_t i = 0; i < (rows + 1) * columns; ++i) {
-        const size_t column = i % columns;
-        const char *cell = i < columns ? titles[i] : cells[i - columns];
-        if (cell == NULL)
-            cell = "";
-        put_coloured(stdout, i >= columns && column == status ? colour_of_status(cell) : PLAIN_COLOUR, cell);
-        if (column + 1 == columns)
-            (void)putchar('\n');
-        else
-            put_padding(cell, widths ? widths[column] : 0);
+    if (widths == NULL)
+        return;
+    for (size_t row = 0; row <= rows; ++row)
+        for (size_t i = 0; i < columns; ++i)
+            widths[i] = wider(widths[i], row == 0 ? titles[i] : cells[(row - 1) * columns + i]);
+    for (size_t row = 0; row <= rows; ++row) {
+        for (size_t i = 0; i < columns; ++i) {
+            const char *cell = row == 0 ? titles[i] : cells[(row - 1) * columns + i];
+            if (cell != NULL)
+                put_coloured(stdout, row > 0 && i == status ? colour_of_status(cell) : PLAIN_COLOUR, cell);
+            if (i + 1 < columns)
+                put_padding(cell, widths[i]);
+        }
+        (void)putchar('\n');
     }
     free(widths);
 }
