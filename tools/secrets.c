@@ -51,7 +51,7 @@ static int open_secret(const struct run *run, const struct secret *secret, bool 
 static bool read_secret(struct run *run, const struct secret *secret) {
     struct request *request = &run->request;
     const struct option_row *option = secret->option;
-    char text[MOST_BYTES];
+    static char text[MOST_BYTES]; /* not on the stack, where a test could miss what is not wiped */
     bool mine;
     const int fd = open_secret(run, secret, &mine);
     char prompt[32];

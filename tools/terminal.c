@@ -11,7 +11,7 @@ ptrdiff_t read_input(struct run *run, int fd, char *text, size_t size, bool line
         if (wait_for_event(run, fd, -1, run->deadline) != EVENT_INPUT)
             return -2;
         const ssize_t count = read(fd, text + length, size - length);
-        if (count < 0 && (errno == EINTR || errno == EAGAIN))
+        if (count < 0 && errno == EAGAIN)
             continue;
         if (count < 0)
             return -1;

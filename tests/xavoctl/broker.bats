@@ -169,5 +169,5 @@ END
         nested="reference:\"root VELK_A N=${nested//\"/\\\"}\""
     done
     scene "property JID_1 Name $nested"
-    [[ $($XAVOCTL instances VELK_LifecycleJob --json) == *'VELK_A.N=\'*'"...'* ]]
+    [[ $($XAVOCTL instances VELK_LifecycleJob --json) == *VELK_A.N=*'"...'* ]]
 }

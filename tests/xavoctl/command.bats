@@ -279,7 +279,10 @@ END
 }
 
 @test "input that is closed, output that cannot be written" {
-    # What the tool opens does not become its standard input.
+    # What the tool opens does not become its standard input, or standard error.
+    $XAVOCTL wait JID_1 --timeout 1.5 2>&- &
+    sleep 0.8
+    [[ $(readlink /proc/$!/fd/2) == /dev/null ]]
     run bash -c "$XAVOCTL test-share --share-type 2 --address x --password-file - --timeout 5 <&-"
     [[ $status == 2 && $output == *'nothing in it'* ]]
     local words target
@@ -303,19 +306,18 @@ END
 
 @test "output that is read late, or never" {
     scene "property JID_1 Message \"$(printf '%99999s' x)\""
-    mkfifo pipe
+    mkfifo late
     local blocking status_wanted seconds pattern words
     for blocking in True False; do
-        { sleep 1; cat; } <pipe >document &
-        exec 8>pipe
+        { sleep 1; cat; } <late >document &
+        exec 8>late
         python3 -c "import os; os.set_blocking(8, $blocking)"
         $XAVOCTL jobs --json --timeout 0.5 >&8
         exec 8>&-
         wait
         jq --exit-status '.jobs[0].Message | length == 99999' document
     done
-    exec 8<>pipe
-    dd if=/dev/zero of=pipe bs=4096 count=16 oflag=nonblock status=none
+    fill_pipe
     while IFS='|' read -r status_wanted seconds pattern words; do
         run timeout --preserve-status --kill-after 9 $seconds bash -c "exec $XAVOCTL $words"
         [[ $status == "$status_wanted" && $output =~ $pattern ]] || fail "$words: $status"
@@ -359,12 +361,15 @@ END
     [[ $status == 7 && $output == *'cannot be written' ]]
 }
 
+# One waits for its job, the other for a reader of its output.
 @test "secrets are wiped in the process that prints" {
-    printf 'unlikely-text' >passphrase
-    $XAVOCTL backup --share-type 4 --passphrase-file passphrase --wait --quiet >id &
-    local parent=$!
-    until [[ -s id ]]; do sleep 0.1; done
-    run python3 -c '
+    printf 'unlikely-text' >secret
+    local words
+    fill_pipe
+    for words in 'backup --share-type 4 --passphrase-file secret --wait' "test-share ${share%password} secret"; do
+        eval "$XAVOCTL $words --json >&8 &"
+        sleep 1.5
+        run python3 -c '
 import sys
 maps = [line.split() for line in open(f"/proc/{sys.argv[1]}/maps")]
 with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
@@ -373,9 +378,10 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
         if mode.startswith("rw") and last - first < 1 << 26: # not what a sanitizer sets aside
             memory.seek(first)
             assert sys.argv[2].encode() not in memory.read(last - first), area
-' $parent "$(<passphrase)"
-    kill $parent
-    [[ $status == 0 ]] || fail "it is still there"
+' $! "$(<secret)"
+        kill $!
+        [[ $status == 0 ]] || fail "$words: it is still there"
+    done
 }
 
 @test "the library's log" {

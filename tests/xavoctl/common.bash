@@ -77,6 +77,13 @@ table() {
     done < <(rows)
 }
 
+# Descriptor 8 is a pipe that is full, and that nobody reads.
+fill_pipe() {
+    mkfifo full
+    exec 8<>full
+    dd if=/dev/zero of=full bs=4096 count=16 oflag=nonblock status=none
+}
+
 # The command's own terminal; the words and what is typed when they appear come first.
 terminal() {
     TERM=xterm run python3 "$BATS_TEST_DIRNAME/terminal.py" "$@"
