@@ -15,7 +15,7 @@ static const struct {
     {STATUS_NOT_FOUND, "job, wait, instances: there is no such job or class"},
     {STATUS_JOB, "the job that was waited for failed, or is gone"},
     {STATUS_DEADLINE, "the time of --timeout is over"},
-    {STATUS_OUTPUT, "the output cannot be written"},
+    {STATUS_OUTPUT, "the output cannot be written, or memory is exhausted"},
     {STATUS_INTERRUPTED, "interrupted (Ctrl-C); the job goes on"},
 };
 
