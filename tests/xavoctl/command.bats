@@ -323,6 +323,7 @@ END
         [[ $status == "$status_wanted" && $output =~ $pattern ]] || fail "$words: $status"
     done <<<'7|12|cannot be written|jobs --json --timeout 1 >&8
 143|1||jobs --json >&8
+143|1||wait JID_1 >&8
 143|1|The job was started: JID_4|reboot 1 --yes >&8
 6|12|JID_1 +deadline|wait JID_1 --timeout 1 2>&8
 143|1|JID_1 +interrupted|wait JID_1 2>&8'
