@@ -27,6 +27,9 @@
 #ifndef SYS_close_range
 #define SYS_close_range 436
 #endif
+#ifndef MFD_NOEXEC_SEAL
+#define MFD_NOEXEC_SEAL 8U
+#endif
 #ifndef CLONE_PIDFD
 #define CLONE_PIDFD 0x1000
 #endif
@@ -151,8 +154,13 @@ constexpr size_t SHARED_SIZE = 4096; // a page, or within one
 
 // Memory for the claim, as a descriptor that cannot be made shorter. 0, or an errno.
 int share_memory(Process *process) {
-    const int memory =
-        adopt(static_cast<int>(syscall(SYS_memfd_create, "xavo", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
+    // A system may demand that no such file can be executed (the sysctl vm.memfd_noexec); before 6.3 the
+    // kernel knows no flag for it.
+    constexpr unsigned FLAGS = MFD_CLOEXEC | MFD_ALLOW_SEALING;
+    long made = syscall(SYS_memfd_create, "xavo", FLAGS | MFD_NOEXEC_SEAL);
+    if (made < 0 && errno == EINVAL)
+        made = syscall(SYS_memfd_create, "xavo", FLAGS);
+    const int memory = adopt(static_cast<int>(made));
     process->memory = memory;
     struct {
         uint64_t current, most;

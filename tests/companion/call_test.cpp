@@ -597,14 +597,18 @@ TEST_F(Companion, LeavesItsHostAlone) {
                only_first_works(EPERM);
     };
     hosts["no new privileges, no sockets but local ones, no memory to write and execute"] = [&] {
-        return forbid({{SYS_socket, EAFNOSUPPORT, 0, ~0U, AF_INET},
+        return forbid({{SYS_memfd_create, EACCES, 1, 8, 0}, // which could be executed
+                       {SYS_socket, EAFNOSUPPORT, 0, ~0U, AF_INET},
                        {SYS_socket, EAFNOSUPPORT, 0, ~0U, AF_NETLINK},
                        {MAP_CALL, EPERM, 2, PROT_WRITE | PROT_EXEC, PROT_WRITE | PROT_EXEC},
                        {SYS_mprotect, EPERM, 2, PROT_EXEC, PROT_EXEC}}) &&
                works() && really_works();
     };
     hosts["a kernel without pidfd and close_range"] = [&] {
-        return forbid({{SYS_pidfd_open, ENOSYS}, {SYS_close_range, ENOSYS}}) && really_works();
+        return forbid({{SYS_pidfd_open, ENOSYS},
+                       {SYS_close_range, ENOSYS},
+                       {SYS_memfd_create, EINVAL, 1, 8, 8}}) &&
+               really_works();
     };
     hosts["no /proc, and files that can only be read"] = [&] {
         if (SANITIZED || !has_rights(CLONE_NEWNS)) // a sanitizer needs /proc
