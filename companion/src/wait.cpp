@@ -103,7 +103,8 @@ int Wait::end_without_record(const XAVO_Answer &answer, size_t index) {
     if ((answer.code == XAVO_NOT_FOUND && answer.effect == XAVO_EFFECT_ANSWERED && count == 1) ||
         (listed && !unread && count > 1))
         return results[index].job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
-    if (answer.kind == XAVO_KIND_NOTHING_ASKED)
+    // Refused here, or for good. A worker may have run out of memory for once.
+    if (answer.kind == XAVO_KIND_NOTHING_ASKED && (answer.attempts == 0 || answer.code == XAVO_INVALID_VALUE))
         return XAVO_WAIT_ERROR;
     if (answer.kind == XAVO_KIND_NO_WORKER && answer.status != EAGAIN && answer.status != ENOMEM &&
         answer.status != EMFILE && answer.status != ENFILE)
