@@ -132,7 +132,8 @@ bool serve(Receiver *receiver, Broker *broker, Shared *shared) {
             set_log_level(received.log_level);
             const bool given = answer_request(broker, &received, shared, &answer);
             end_call(); // whoever has the answer may end the worker, which then ends by itself
-            goes_on = (!given || send_frame(&answer)) && !has_secret(received.request);
+            // Without an answer the program ends the call, and the worker with it.
+            goes_on = !given || (send_frame(&answer) && !has_secret(received.request));
         }
     }
     free_frame(frame);

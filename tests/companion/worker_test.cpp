@@ -284,7 +284,7 @@ TEST_F(Answers, AreNeverLongerThanAFrame) {
 TEST_F(Answers, DoNotComeWithoutAnInvocationThatIsClaimedInTime) {
     start("hold 300");
     EXPECT_EQ(call("0"), "NO_ERROR NONE");
-    send("DELETE_JOB id=JID_1 in=100"); // the probe outlasts the deadline
+    send("BACKUP_IMAGE image in=100"); // the probe outlasts the deadline, and the library ends the worker
     pause_ms(600);
     EXPECT_EQ(shared->claim, sequence << 2 | CLAIM_OPEN);
     send("DELETE_JOB id=JID_1");
