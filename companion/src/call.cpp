@@ -671,6 +671,8 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
     unsigned int ready = 0;
     if (pool == nullptr || workers > pool->count)
         refuse(&first, XAVO_INVALID_VALUE);
+    else if (pool->owner != getpid()) // where another thread may have held the lock
+        of_another_process(&first);
     else
         ready = taken_workers(pool);
     if (pool != nullptr && workers == 0)

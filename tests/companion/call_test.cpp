@@ -502,6 +502,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
         XAVO_Call *out = XAVO_call_start(pool, &held, &answer);
         const int status = in_child([&] {
             const bool none = call(READ, "answer=0", 0) == "UNABLE_TO_OPEN_CONNECTION NO_WORKER NONE 0" &&
+                              XAVO_pool_prestart(pool, 1, 0, nullptr) == XAVO_UNABLE_TO_OPEN_CONNECTION &&
                               XAVO_call_collect(out, &answer) == 1 && answer.kind == XAVO_KIND_NO_WORKER;
             XAVO_call_cancel(out);
             XAVO_pool_free(pool);
