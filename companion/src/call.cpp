@@ -129,18 +129,25 @@ void end(XAVO_Call *call, bool keep) {
     call->answer.lost_lines = call->lost_lines;
 }
 
-// Ends it without an answer. What an earlier attempt met stays as the message.
+// Notes how an attempt ended that brought no answer. What an earlier one met stays as the message.
+void note_end(XAVO_Call *call, int kind, int status, int effect) {
+    call->answer.kind = kind;
+    call->answer.code = code_of(kind);
+    call->answer.status = status;
+    call->answer.effect = effect;
+}
+
+// Ends it without an answer.
 void end_without_answer(XAVO_Call *call, int kind, const char *words = nullptr, const char *subject = "",
                         int status = 0) {
     const bool invoked = call->worker != nullptr && was_invoked(call);
+    if (invoked && kind == XAVO_KIND_NO_WORKER) // a worker that invokes a method is one
+        kind = XAVO_KIND_ANSWER_UNUSABLE;
     if (words != nullptr || status != 0 || call->answer.message == nullptr) {
         XAVO_answer_free(&call->answer);
         fail_answer(&call->answer, kind, words, subject, status);
     }
-    call->answer.kind = kind;
-    call->answer.code = code_of(kind);
-    call->answer.status = status;
-    call->answer.effect = invoked ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_NONE;
+    note_end(call, kind, status, invoked ? XAVO_EFFECT_UNKNOWN : XAVO_EFFECT_NONE);
     end(call, call->state == PAUSED);
 }
 
@@ -188,17 +195,11 @@ void worker_died(XAVO_Call *call) {
     const Shared *shared = call->worker->process.shared;
     const uint32_t stage = __atomic_load_n(&shared->stage, __ATOMIC_SEQ_CST);
     note_death(call->pool);
-    if (stage == STAGE_STARTING) {
-        end_without_worker(call, "the worker ended before it was ready");
-        return;
-    }
-    const int kind = stage == STAGE_OPENING ? XAVO_KIND_NO_BROKER : XAVO_KIND_CRASHED;
-    if (was_invoked(call)) {
-        end_without_answer(call, kind == XAVO_KIND_NO_BROKER ? XAVO_KIND_CRASHED : kind);
-        return;
-    }
-    XAVO_answer_free(&call->answer);
-    fail_answer(&call->answer, kind);
+    if (was_invoked(call))
+        return end_without_answer(call, XAVO_KIND_CRASHED);
+    if (stage == STAGE_STARTING)
+        return end_without_worker(call, "the worker ended before it was ready");
+    note_end(call, stage == STAGE_OPENING ? XAVO_KIND_NO_BROKER : XAVO_KIND_CRASHED, 0, XAVO_EFFECT_NONE);
     repeat_or_end(call, is_read(*call), false);
 }
 
@@ -230,7 +231,8 @@ void take_answer(XAVO_Call *call, Frame *frame) {
     AnswerExtra extra;
     const DecodeResult result = decode_answer(frame, &answer, &extra);
     if (result == DECODED && extra.sequence == call->worker->sequence && answer.kind >= XAVO_KIND_NONE &&
-        answer.kind <= XAVO_KIND_ANSWER_UNUSABLE) {
+        answer.kind <= XAVO_KIND_ANSWER_UNUSABLE &&
+        (answer.kind == XAVO_KIND_NONE) == (answer.code == XAVO_NO_ERROR)) {
         const int effect = effect_of(*call, answer, was_invoked(call));
         if (effect >= 0) {
             answer.effect = effect;

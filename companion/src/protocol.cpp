@@ -382,20 +382,20 @@ bool read_property(Reader items, Contents *contents, const Arrays *into) {
     if (!items.item(&name) || !items.item(&type) || !items.item(&form) || name == nullptr ||
         type == nullptr || form == nullptr)
         return false;
+    const bool array = strchr(form, 'a') != nullptr, null = strchr(form, 'n') != nullptr;
     const size_t first = contents->texts;
     while (items.item(&text)) {
+        if (text == nullptr && !array)
+            return false;
         if (into != nullptr)
             into->texts[contents->texts] = text;
         ++contents->texts;
     }
     const size_t count = contents->texts - first;
+    if (null ? count > 0 : !array && count != 1)
+        return false;
     if (into != nullptr)
-        into->properties[contents->properties] = {name,
-                                                  type,
-                                                  strchr(form, 'a') != nullptr,
-                                                  strchr(form, 'n') != nullptr,
-                                                  count,
-                                                  into->texts + first};
+        into->properties[contents->properties] = {name, type, array, null, count, into->texts + first};
     ++contents->properties;
     return items.ok();
 }

@@ -120,13 +120,12 @@ protected:
         made.deadline_ms = deadline_ms;
         return made;
     }
-    // The answer as "code kind effect attempts".
-    static std::string text(const XAVO_Answer &answer) {
-        return std::string(XAVO_code_name(answer.code)) + " " + XAVO_kind_name(answer.kind) + " " +
-               XAVO_effect_name(answer.effect) + " " + std::to_string(answer.attempts);
-    }
+    // The answer as "code kind effect attempts"; and "words" when it has those of the broker, trimmed.
     static std::string take(XAVO_Answer *answer) {
-        const std::string result = text(*answer);
+        const bool worded = answer->message != nullptr && strcmp(answer->message, "Internal error - -1") == 0;
+        const std::string result = std::string(XAVO_code_name(answer->code)) + " " +
+                                   XAVO_kind_name(answer->kind) + " " + XAVO_effect_name(answer->effect) +
+                                   " " + std::to_string(answer->attempts) + (worded ? " words" : "");
         XAVO_answer_free(answer);
         return result;
     }

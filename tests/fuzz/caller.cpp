@@ -54,9 +54,12 @@ size_t read_all(const XAVO_Answer &answer) {
             sum += length_of(text_of(*job, text));
     assert(jobs == answer.job_count);
     for (size_t i = 0; i < answer.instance_count; ++i)
-        for (size_t j = 0; j < answer.instances[i].count; ++j)
-            for (size_t k = 0; k < answer.instances[i].properties[j].count; ++k)
-                sum += length_of(answer.instances[i].properties[j].text[k]);
+        for (size_t j = 0; j < answer.instances[i].count; ++j) {
+            const XAVO_Property &property = answer.instances[i].properties[j];
+            assert(property.is_null ? property.count == 0 : property.is_array || property.count == 1);
+            for (size_t k = 0; k < property.count; ++k)
+                sum += property.is_array ? length_of(property.text[k]) : strlen(property.text[k]);
+        }
     return sum;
 }
 
@@ -91,8 +94,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     assert(strcmp(XAVO_kind_name(answer.kind), "unknown") != 0);
     assert(reads ? answer.effect != XAVO_EFFECT_UNKNOWN : claims == (answer.effect != XAVO_EFFECT_NONE));
     assert(reads || claims || is_callers(shared, 1));
+    assert(answer.kind != XAVO_KIND_NO_WORKER || answer.effect == XAVO_EFFECT_NONE);
     munmap(shared, SHARED_SIZE);
-    read_all(answer);
+    assert(read_all(answer) < SIZE_MAX);
     XAVO_answer_free(&answer);
     XAVO_call_free(call);
     XAVO_pool_free(pool);
