@@ -109,8 +109,10 @@ enum { XAVO_EFFECTS(XAVO_COMPANION_CONSTANT) };
  * rc 1 to the method                      UNKNOWN_ERROR             BROKER                         UNKNOWN
  * another failing status                  -                         BROKER               ANSWERED  ANSWERED
  * the service refuses                     -                         SERVICE                        ANSWERED
- * an answer that cannot be used           -, OUT_OF_MEMORY          ANSWER_UNUSABLE      ANSWERED  ANSWERED
- * a worker's frame that is not valid:     UNKNOWN_ERROR             ANSWER_UNUSABLE          NONE  NONE
+ * an answer that cannot be used, or for   -, OUT_OF_MEMORY          ANSWER_UNUSABLE      ANSWERED  ANSWERED
+ *   which the worker has no memory
+ * a worker's frame that is not valid, or  UNKNOWN_ERROR,            ANSWER_UNUSABLE          NONE  NONE
+ *   for which this process has no memory    OUT_OF_MEMORY
  *   the same since the method was invoked                                                          UNKNOWN
  * success                                 NO_ERROR                  NONE                 ANSWERED  ANSWERED
  *
@@ -381,7 +383,8 @@ typedef struct XAVO_WaitResult {
  * Each poll is a call. One that fails, finds no broker or no free worker, or cannot read the job does not end
  * the wait. These do: NOT_FOUND (GONE, NOT_FOUND); an invalid argument (ERROR with INVALID_VALUE: pool or
  * identifier NULL, poll_ms out of range); OUT_OF_MEMORY here (ERROR); NO_WORKER where the program is missing,
- * speaks another protocol or cannot be loaded. A signal that the program handles does not end a pause. The
+ * speaks another protocol, cannot be loaded or ends before it is ready, but not where the system lacks means
+ * (EAGAIN, ENOMEM, EMFILE, ENFILE). A signal that the program handles does not end a pause. The
  * pauses are cancellation points: *result is valid there, and may be freed by a cleanup handler. `result`
  * must not be NULL. Any thread. */
 int XAVO_wait_for_job(XAVO_Pool *pool, const char *job_id, const XAVO_WaitOptions *options,
