@@ -1,5 +1,5 @@
-// slots_unnamed.cpp - the slots of objects without named values: strings, arrays, enumerations, date-times;
-// and release and clone, which all kinds have.
+// slots_values.cpp - the slots of strings, arrays, enumerations and date-times; and release and clone, which all
+// kinds of objects have.
 #include "client/slots.h"
 
 #include <CimClientLib/native.h>

@@ -1,4 +1,4 @@
-// slots_named.cpp - the slots of objects that contain named values: argument lists, object paths, instances.
+// slots_items.cpp - the slots of objects that have items: argument lists, object paths, instances.
 #include "client/slots.h"
 
 #include <CimClientLib/cmci.h>
