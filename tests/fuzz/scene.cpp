@@ -20,7 +20,7 @@ void read_all_instances() {
         names.push_back(added.name);
     for (const std::string &name : names)
         for (const Value &instance : find_class(sim.controller, name)->list())
-            for (const Item &item : instance.tree->items)
+            for (const Item &item : instance.contents->items)
                 to_text(item.value);
 }
 

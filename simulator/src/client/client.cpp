@@ -37,9 +37,9 @@ void write_to_dead_socket() {
     close(ends[1]);
 }
 
-std::vector<RequestItem> request_items(const Tree &tree) {
+std::vector<RequestItem> request_items(const Contents &contents) {
     std::vector<RequestItem> items;
-    for (const Item &item : tree.items) {
+    for (const Item &item : contents.items) {
         Value as_given = item.value;
         if (item.given == CMPI_chars && as_given.kind == Kind::string && as_given.state == CMPI_goodValue) {
             as_given.kind = Kind::chars;
@@ -50,7 +50,7 @@ std::vector<RequestItem> request_items(const Tree &tree) {
     return items;
 }
 
-Request request_for(const char *operation, const Tree &path) {
+Request request_for(const char *operation, const Contents &path) {
     Request request;
     request.operation = operation;
     request.name_space = path.name_space;
@@ -137,7 +137,7 @@ Cmpi *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlag
     const Object *const path = object_of(op);
     if (call.is_misuse() || !call.accepts(path, "object path") || !call.works())
         return nullptr;
-    const std::shared_ptr<Tree> at = path->value.tree;
+    const std::shared_ptr<Contents> at = path->value.contents;
     Request request = request_for(operation, *at);
     request.flags = flags;
     Answer answer = exchange(call, std::move(request), [&] { return query(*at); });
@@ -152,7 +152,7 @@ template <class Name, class R, class... Rest>
 R unsupported_exchange(CMCIClient *self, CMPIObjectPath *op, Rest... rest) {
     Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
     read<CMPIInstance>(call, Name::get() + sizeof "CMCIClient", op, argument_of_type<CMPIFlags>(rest...),
-                       [](const Tree &) {
+                       [](const Contents &) {
                            Answer answer;
                            answer.rc = CMPI_RC_ERR_NOT_SUPPORTED;
                            return answer;
@@ -175,9 +175,9 @@ void refuse_properties(Call &call, char *const *properties) {
 
 // Converts digits that were given as text for an integer parameter to the integer, as the real library does
 // with the help of the class. Other text is sent unchanged.
-void convert_integers(const Tree &path, Value &arguments) {
-    for (std::size_t i = 0; i < arguments.tree->items.size(); ++i) {
-        const Item &item = arguments.tree->items[i];
+void convert_integers(const Contents &path, Value &arguments) {
+    for (std::size_t i = 0; i < arguments.contents->items.size(); ++i) {
+        const Item &item = arguments.contents->items[i];
         if (item.value.kind != Kind::string || !is_integer_parameter(path.class_name, item.name))
             continue;
         if (const auto number = whole_number(item.value.text, 0xffff))
@@ -217,7 +217,7 @@ CMPIConstClass *client_getClass(CMCIClient *self, CMPIObjectPath *op, CMPIFlags 
                                 CMPIStatus *rc) {
     Call call("CMCIClient.getClass", self, rc);
     return read<CMPIConstClass>(call, "getClass", op, flags,
-                                [](const Tree &path) { return sim.controller.get_class(path); });
+                                [](const Contents &path) { return sim.controller.get_class(path); });
 }
 
 CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **properties,
@@ -225,17 +225,17 @@ CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags
     Call call("CMCIClient.getInstance", self, rc);
     refuse_properties(call, properties);
     return read<CMPIInstance>(call, "getInstance", op, flags,
-                              [](const Tree &path) { return sim.controller.get(path); });
+                              [](const Contents &path) { return sim.controller.get(path); });
 }
 
 CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags,
                                       char **properties, CMPIStatus *rc) {
     Call call("CMCIClient.enumInstances", self, rc);
     refuse_properties(call, properties);
-    return read<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Tree &path) {
+    return read<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Contents &path) {
         Answer found = sim.controller.enumerate(path);
         if (found.rc == CMPI_RC_OK)
-            add_extra_elements(found.result.tree->elements);
+            add_extra_elements(found.result.contents->elements);
         return found;
     });
 }
@@ -244,9 +244,9 @@ CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPI
 CMPIEnumeration *client_execQuery(CMCIClient *self, CMPIObjectPath *op, const char *, const char *,
                                   CMPIStatus *rc) {
     Call call("CMCIClient.execQuery", self, rc);
-    return read<CMPIEnumeration>(call, "execQuery", op, 0, [](const Tree &) {
+    return read<CMPIEnumeration>(call, "execQuery", op, 0, [](const Contents &) {
         Answer nothing;
-        nothing.result = Value::with_tree(CMPI_enumeration, Kind::enumeration);
+        nothing.result = Value::with_contents(CMPI_enumeration, Kind::enumeration);
         return nothing;
     });
 }
@@ -263,7 +263,7 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
         (outputs && !call.is_alive(outputs)) || !call.works())
         return no_data();
 
-    const std::shared_ptr<Tree> at = path->value.tree;
+    const std::shared_ptr<Contents> at = path->value.contents;
     Value arguments = given->value;
     // The real library fetches the class first, and releases the result without checking it.
     if (Session session(sim.shared);
@@ -276,9 +276,9 @@ CMPIData client_invokeMethod(CMCIClient *self, CMPIObjectPath *op, const char *m
     Request request = request_for("invokeMethod", *at);
     request.method = text_or_empty(method);
     convert_integers(*at, arguments);
-    request.arguments = request_items(*arguments.tree);
+    request.arguments = request_items(*arguments.contents);
     Answer answer = exchange(call, std::move(request), [&] {
-        return sim.controller.invoke(*at, text_or_empty(method), *arguments.tree);
+        return sim.controller.invoke(*at, text_or_empty(method), *arguments.contents);
     });
     if (!call.is_misuse() && !outputs && !answer.outputs.empty())
         call.misuse("no output arguments, but the method has outputs");

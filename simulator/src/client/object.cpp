@@ -97,7 +97,7 @@ void free_all_handed_out(Object &object, std::vector<std::string> &twice) {
 
 HandedOut &handed_out_at(Object &container, std::size_t index) {
     if (container.handed_out.size() <= index)
-        container.handed_out.resize(container.value.tree->elements.size());
+        container.handed_out.resize(container.value.contents->elements.size());
     return container.handed_out[index];
 }
 
@@ -258,7 +258,7 @@ CMPIData hand_out(const Value &value, Holder holder) {
 }
 
 CMPIData hand_out_element(Object &container, std::size_t index) {
-    const Value &value = container.value.tree->elements[index];
+    const Value &value = container.value.contents->elements[index];
     const Kind kind = handed_out_kind(value);
     if (kind != Kind::chars && !is_object(kind))
         return data_of(value, nullptr);
@@ -278,7 +278,7 @@ void free_element(Object &container, std::size_t index, std::vector<std::string>
 }
 
 void detach_element(Object &container, std::size_t index) {
-    const Value &value = container.value.tree->elements[index];
+    const Value &value = container.value.contents->elements[index];
     HandedOut &element = handed_out_at(container, index);
     if (element.object && element.object->life == Life::released) {
         move_to_quarantine(*element.object);

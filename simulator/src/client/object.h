@@ -71,7 +71,7 @@ struct Object : Link {
     unsigned long number;      // by kind, from 1
     Thread *reader = nullptr;  // of a pooled object: the thread that read it
     Value value;
-    std::vector<HandedOut> handed_out; // parallel to value.tree->elements; empty if none was handed out
+    std::vector<HandedOut> handed_out; // parallel to value.contents->elements; empty if none was handed out
     std::size_t next_element = 0;
     std::unique_ptr<Client> client;
 

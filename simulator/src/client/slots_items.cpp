@@ -8,14 +8,14 @@ namespace cimsim {
 
 namespace {
 
-const Tree &tree(const Call &call) { return *call.self->value.tree; }
+const Contents &contents(const Call &call) { return *call.self->value.contents; }
 
 // ---- Items: shared by the three kinds -----------------------------------------------------------
 
 CMPIData read_item(Call &call, const char *name, CMPIrc missing) {
     if (!call.works())
         return no_data();
-    if (const Item *item = tree(call).find(name))
+    if (const Item *item = contents(call).find(name))
         return hand_out(item->value, Holder::pooled);
     call.fail(missing);
     return no_data();
@@ -24,18 +24,18 @@ CMPIData read_item(Call &call, const char *name, CMPIrc missing) {
 CMPIData read_item_at(Call &call, unsigned int index, CMPIString **name) {
     if (!call.works())
         return no_data();
-    if (index >= tree(call).items.size()) {
+    if (index >= contents(call).items.size()) {
         call.fail(CMPI_RC_ERR_NOT_FOUND);
         return no_data();
     }
-    const Item &item = tree(call).items[index];
+    const Item &item = contents(call).items[index];
     if (name)
         *name = cmpi_of<CMPIString>(&make(Value::string(item.name), Holder::pooled));
     return hand_out(item.value, Holder::pooled);
 }
 
 unsigned int count_items(const Call &call) {
-    return call.works() ? static_cast<unsigned int>(tree(call).items.size()) : 0;
+    return call.works() ? static_cast<unsigned int>(contents(call).items.size()) : 0;
 }
 
 CMPIStatus add_item(Call &call, const char *name, const CMPIValue *value, CMPIType type) {
@@ -73,23 +73,23 @@ unsigned int args_getArgCount(CMPIArgs *self, CMPIStatus *rc) {
 
 // ---- CMPIObjectPath -----------------------------------------------------------------------------
 
-CMPIStatus set_part(Call &call, std::string Tree::*part, const char *text) {
+CMPIStatus set_part(Call &call, std::string Contents::*part, const char *text) {
     if (call.works())
         call.self->value.edit().*part = text_or_empty(text);
     return call.status();
 }
 
-CMPIString *get_part(Call &call, std::string Tree::*part) {
-    if (!call.works() || (tree(call).*part).empty())
+CMPIString *get_part(Call &call, std::string Contents::*part) {
+    if (!call.works() || (contents(call).*part).empty())
         return nullptr;
-    return cmpi_of<CMPIString>(&make(Value::string(tree(call).*part), Holder::pooled));
+    return cmpi_of<CMPIString>(&make(Value::string(contents(call).*part), Holder::pooled));
 }
 
 CMPIStatus copy_parts(Call &call, const CMPIObjectPath *source, bool host) {
     const Object *from = object_of(source);
     if (call.works() && call.accepts(from, "source")) {
-        const std::shared_ptr<Tree> keep = from->value.tree;
-        Tree &to = call.self->value.edit();
+        const std::shared_ptr<Contents> keep = from->value.contents;
+        Contents &to = call.self->value.edit();
         to.name_space = keep->name_space;
         if (host)
             to.host = keep->host;
@@ -99,32 +99,32 @@ CMPIStatus copy_parts(Call &call, const CMPIObjectPath *source, bool host) {
 
 CMPIStatus path_setNameSpace(CMPIObjectPath *self, const char *name_space) {
     Call call("CMPIObjectPath.setNameSpace", self, nullptr);
-    return set_part(call, &Tree::name_space, name_space);
+    return set_part(call, &Contents::name_space, name_space);
 }
 
 CMPIString *path_getNameSpace(CMPIObjectPath *self, CMPIStatus *rc) {
     Call call("CMPIObjectPath.getNameSpace", self, rc);
-    return get_part(call, &Tree::name_space);
+    return get_part(call, &Contents::name_space);
 }
 
 CMPIStatus path_setHostname(CMPIObjectPath *self, const char *hostname) {
     Call call("CMPIObjectPath.setHostname", self, nullptr);
-    return set_part(call, &Tree::host, hostname);
+    return set_part(call, &Contents::host, hostname);
 }
 
 CMPIString *path_getHostname(CMPIObjectPath *self, CMPIStatus *rc) {
     Call call("CMPIObjectPath.getHostname", self, rc);
-    return get_part(call, &Tree::host);
+    return get_part(call, &Contents::host);
 }
 
 CMPIStatus path_setClassName(CMPIObjectPath *self, const char *class_name) {
     Call call("CMPIObjectPath.setClassName", self, nullptr);
-    return set_part(call, &Tree::class_name, class_name);
+    return set_part(call, &Contents::class_name, class_name);
 }
 
 CMPIString *path_getClassName(CMPIObjectPath *self, CMPIStatus *rc) {
     Call call("CMPIObjectPath.getClassName", self, rc);
-    return get_part(call, &Tree::class_name);
+    return get_part(call, &Contents::class_name);
 }
 
 CMPIStatus path_addKey(CMPIObjectPath *self, const char *name, CMPIValue *value, CMPIType type) {
@@ -239,16 +239,17 @@ using namespace cimsim;
 
 extern "C" CMPIArgs *native_new_CMPIArgs(CMPIStatus *rc) {
     Call call = Call::construct("native_new_CMPIArgs", rc);
-    return call.works() ? call.made<CMPIArgs>(make(Value::with_tree(CMPI_args, Kind::args), Holder::owned))
-                        : nullptr;
+    return call.works()
+               ? call.made<CMPIArgs>(make(Value::with_contents(CMPI_args, Kind::args), Holder::owned))
+               : nullptr;
 }
 
 extern "C" CMPIObjectPath *newCMPIObjectPath(const char *name_space, const char *class_name, CMPIStatus *rc) {
     Call call = Call::construct("newCMPIObjectPath", rc);
     if (!call.works())
         return nullptr;
-    Value path = Value::with_tree(CMPI_ref, Kind::path);
-    path.tree->name_space = text_or_empty(name_space);
-    path.tree->class_name = text_or_empty(class_name);
+    Value path = Value::with_contents(CMPI_ref, Kind::path);
+    path.contents->name_space = text_or_empty(name_space);
+    path.contents->class_name = text_or_empty(class_name);
     return call.made<CMPIObjectPath>(make(std::move(path), Holder::owned));
 }

@@ -1,5 +1,5 @@
-// slots_values.cpp - the slots of strings, arrays, enumerations and date-times; and release and clone, which all
-// kinds of objects have.
+// slots_values.cpp - the slots of strings, arrays, enumerations and date-times; and release and clone, which
+// all kinds of objects have.
 #include "client/slots.h"
 
 #include <CimClientLib/native.h>
@@ -64,7 +64,7 @@ char *string_getCharPtr(CMPIString *self, CMPIStatus *rc) {
 
 // ---- CMPIArray ----------------------------------------------------------------------------------
 
-const std::vector<Value> &elements(const Call &call) { return call.self->value.tree->elements; }
+const std::vector<Value> &elements(const Call &call) { return call.self->value.contents->elements; }
 
 CMPIType element_type(const Call &call) { return static_cast<CMPIType>(call.self->value.type & ~CMPI_ARRAY); }
 

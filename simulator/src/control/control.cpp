@@ -180,18 +180,18 @@ cimsim_value *cimsim_datetime(const char *text) {
 
 cimsim_value *cimsim_reference(const char *name_space, const char *class_name, const char *key,
                                cimsim_value *value) {
-    Value path = Value::with_tree(CMPI_ref, Kind::path);
-    path.tree->name_space = text_or_empty(name_space);
-    path.tree->class_name = text_or_empty(class_name);
+    Value path = Value::with_contents(CMPI_ref, Kind::path);
+    path.contents->name_space = text_or_empty(name_space);
+    path.contents->class_name = text_or_empty(class_name);
     std::optional<Value> key_value = unboxed(value);
     if (key)
-        path.tree->items.push_back({key, key_value ? std::move(*key_value) : Value::null(CMPI_string)});
+        path.contents->items.push_back({key, key_value ? std::move(*key_value) : Value::null(CMPI_string)});
     return boxed(std::move(path));
 }
 
 cimsim_value *cimsim_instance(const char *class_name) {
-    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
-    instance.tree->class_name = text_or_empty(class_name);
+    Value instance = Value::with_contents(CMPI_instance, Kind::instance);
+    instance.contents->class_name = text_or_empty(class_name);
     return boxed(std::move(instance));
 }
 

@@ -12,7 +12,7 @@ const std::vector<std::string> service_keys = {"CreationClassName", "SystemCreat
                                                "Name"};
 
 // The value of a path's key InstanceID; NULL if the path has other keys.
-const std::string *id_in(const Tree &path) {
+const std::string *id_in(const Contents &path) {
     const Item *key = path.items.size() == 1 ? path.find("InstanceID") : nullptr;
     return key && key->value.kind == Kind::string ? &key->value.text : nullptr;
 }
@@ -26,7 +26,7 @@ Class jobs(Controller &controller) {
                     instances.push_back(job_instance(entry.second, controller.clock.now()));
                 return instances;
             },
-            [&](const Tree &path) -> std::optional<Value> {
+            [&](const Contents &path) -> std::optional<Value> {
                 const std::string *id = id_in(path);
                 const Job *job = id ? controller.find_job(*id) : nullptr;
                 return job ? std::optional<Value>(job_instance(*job, controller.clock.now())) : std::nullopt;
@@ -36,10 +36,10 @@ Class jobs(Controller &controller) {
 // A class that searches the list of its instances for the one whose keys are those of the path.
 Class listed_class(std::string name, std::vector<std::string> keys,
                    std::function<std::vector<Value>()> list) {
-    const auto find = [keys, list](const Tree &path) -> std::optional<Value> {
+    const auto find = [keys, list](const Contents &path) -> std::optional<Value> {
         for (Value &instance : list()) {
             const auto is_in_path = [&](const std::string &key) {
-                const Item *own = instance.tree->find(key.c_str()), *given = path.find(key.c_str());
+                const Item *own = instance.contents->find(key.c_str()), *given = path.find(key.c_str());
                 return own && given && to_text(own->value) == to_text(given->value);
             };
             if (path.items.size() == keys.size() && std::all_of(keys.begin(), keys.end(), is_in_path))
@@ -52,18 +52,18 @@ Class listed_class(std::string name, std::vector<std::string> keys,
 
 Value identity_instance(const Identity &identity) {
     Value instance = instance_of(identity_class);
-    instance.tree->items = {{"InstanceID", Value::string(identity.id)},
-                            {"ElementName", Value::string(identity.name)},
-                            {"VersionString", Value::string(identity.version)}};
+    instance.contents->items = {{"InstanceID", Value::string(identity.id)},
+                                {"ElementName", Value::string(identity.name)},
+                                {"VersionString", Value::string(identity.version)}};
     return instance;
 }
 
 } // namespace
 
 Value instance_of(const std::string &class_name) {
-    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
-    instance.tree->name_space = velk_namespace;
-    instance.tree->class_name = class_name;
+    Value instance = Value::with_contents(CMPI_instance, Kind::instance);
+    instance.contents->name_space = velk_namespace;
+    instance.contents->class_name = class_name;
     return instance;
 }
 
@@ -89,7 +89,7 @@ std::optional<Class> find_class(Controller &controller, const std::string &name)
                 std::vector<Value> instances;
                 for (const std::vector<Item> &items : added.instances) {
                     instances.push_back(instance_of(added.name));
-                    instances.back().tree->items = items;
+                    instances.back().contents->items = items;
                 }
                 return instances;
             });

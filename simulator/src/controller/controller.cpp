@@ -184,7 +184,7 @@ void Controller::load_demo() {
 namespace {
 
 // Checks the namespace and the class of a path. Returns the failure, or nullopt.
-std::optional<Answer> check_class(Controller &controller, const Tree &path) {
+std::optional<Answer> check_class(Controller &controller, const Contents &path) {
     if (!same_name(path.name_space.c_str(), velk_namespace))
         return failed(CMPI_RC_ERR_INVALID_NAMESPACE, "There is no namespace \"" + path.name_space + "\".");
     if (find_class(controller, path.class_name))
@@ -203,10 +203,10 @@ Answer failed(CMPIrc rc, const std::string &message) {
 }
 
 Value reference(const char *class_name, const std::string &id) {
-    Value path = Value::with_tree(CMPI_ref, Kind::path);
-    path.tree->name_space = velk_namespace;
-    path.tree->class_name = class_name;
-    path.tree->items.push_back({"InstanceID", Value::string(id)});
+    Value path = Value::with_contents(CMPI_ref, Kind::path);
+    path.contents->name_space = velk_namespace;
+    path.contents->class_name = class_name;
+    path.contents->items.push_back({"InstanceID", Value::string(id)});
     return path;
 }
 
@@ -214,7 +214,7 @@ Value job_instance(const Job &job, Milliseconds now) {
     const Phase phase = job.phase(now);
     const bool ended = phase == Phase::completed || phase == Phase::failed;
     Value instance = instance_of(job_class);
-    auto &items = instance.tree->items;
+    auto &items = instance.contents->items;
     items.reserve(10);
     items.push_back({"InstanceID", Value::string(job.id)});
     items.push_back(
@@ -230,7 +230,7 @@ Value job_instance(const Job &job, Milliseconds now) {
     items.push_back({"Name", Value::string(job.name)});
     for (const auto &[name, value] : job.overrides) {
         if (value) {
-            instance.tree->put(name.c_str(), *value, value->type);
+            instance.contents->put(name.c_str(), *value, value->type);
             continue;
         }
         for (auto item = items.begin(); item != items.end(); ++item)
@@ -242,27 +242,27 @@ Value job_instance(const Job &job, Milliseconds now) {
     return instance;
 }
 
-Answer Controller::get_class(const Tree &path) {
+Answer Controller::get_class(const Contents &path) {
     if (auto wrong = check_class(*this, path))
         return failed(wrong->rc == CMPI_RC_ERR_INVALID_CLASS ? CMPI_RC_ERR_NOT_FOUND : wrong->rc,
                       *wrong->message);
     Answer answer;
-    answer.result = Value::with_tree(CMPI_class, Kind::const_class);
-    answer.result.tree->name_space = path.name_space;
-    answer.result.tree->class_name = path.class_name;
+    answer.result = Value::with_contents(CMPI_class, Kind::const_class);
+    answer.result.contents->name_space = path.name_space;
+    answer.result.contents->class_name = path.class_name;
     return answer;
 }
 
-Answer Controller::enumerate(const Tree &path) {
+Answer Controller::enumerate(const Contents &path) {
     if (auto wrong = check_class(*this, path))
         return *wrong;
     Answer answer;
-    answer.result = Value::with_tree(CMPI_enumeration, Kind::enumeration);
-    answer.result.tree->elements = find_class(*this, path.class_name)->list();
+    answer.result = Value::with_contents(CMPI_enumeration, Kind::enumeration);
+    answer.result.contents->elements = find_class(*this, path.class_name)->list();
     return answer;
 }
 
-Answer Controller::get(const Tree &path) {
+Answer Controller::get(const Contents &path) {
     if (auto wrong = check_class(*this, path))
         return *wrong;
     std::optional<Value> instance = find_class(*this, path.class_name)->find(path);
@@ -273,7 +273,7 @@ Answer Controller::get(const Tree &path) {
     return answer;
 }
 
-Answer Controller::invoke(const Tree &path, const char *method, const Tree &arguments) {
+Answer Controller::invoke(const Contents &path, const char *method, const Contents &arguments) {
     if (Answer found = get(path); found.rc != CMPI_RC_OK)
         return found;
     if (const Service *service = find_service(path.class_name))

@@ -114,10 +114,10 @@ struct Controller {
     bool full() const { return job_limit != no_job_limit && jobs.size() >= job_limit; }
     std::string new_id();
 
-    Answer get_class(const Tree &path);
-    Answer enumerate(const Tree &path);
-    Answer get(const Tree &path);
-    Answer invoke(const Tree &path, const char *method, const Tree &arguments);
+    Answer get_class(const Contents &path);
+    Answer enumerate(const Contents &path);
+    Answer get(const Contents &path);
+    Answer invoke(const Contents &path, const char *method, const Contents &arguments);
 };
 
 extern const char *const velk_namespace;
@@ -129,7 +129,7 @@ struct Class {
     std::string name;
     std::vector<std::string> keys;
     std::function<std::vector<Value>()> list;
-    std::function<std::optional<Value>(const Tree &path)> find; // the instance with the keys of a path
+    std::function<std::optional<Value>(const Contents &path)> find; // the instance with the keys of a path
 };
 std::optional<Class> find_class(Controller &controller, const std::string &name);
 
@@ -145,7 +145,7 @@ Value service_instance(const Service &service);
 // Whether the service's methods have a uint16 parameter of this name.
 bool is_integer_parameter(const std::string &class_name, const std::string &name);
 Answer call_service(const Service &service, Controller &controller, const char *method,
-                    const Tree &arguments);
+                    const Contents &arguments);
 
 } // namespace cimsim
 

@@ -12,7 +12,7 @@ namespace {
 // ---- Arguments and answers ----------------------------------------------------------------------
 
 struct Arguments {
-    const Tree &given;
+    const Contents &given;
 
     const Value *find(const char *name) const {
         const Item *item = given.find(name);
@@ -129,7 +129,7 @@ Answer delete_job_queue(Controller &controller, const Arguments &arguments) {
 
 Answer setup_job_queue(Controller &controller, const Arguments &arguments) {
     const Value *array = arguments.find("JobArray");
-    if (!array || array->kind != Kind::array || array->tree->elements.empty())
+    if (!array || array->kind != Kind::array || array->contents->elements.empty())
         return refuse(queue_parameter, "JobArray");
     if (!arguments.find("StartTimeInterval"))
         return refuse(queue_parameter, "StartTimeInterval");
@@ -142,7 +142,7 @@ Answer setup_job_queue(Controller &controller, const Arguments &arguments) {
         return refuse(queue_until, until);
 
     std::vector<Job *> queue; // either all jobs are scheduled or none
-    for (const Value &element : array->tree->elements) {
+    for (const Value &element : array->contents->elements) {
         Job *job = controller.find_job(to_text(element));
         if (!job)
             return refuse(job_unknown, to_text(element));
@@ -167,8 +167,8 @@ Answer install(Controller &controller, const Arguments &arguments, bool from_uri
     if (!target || target->kind != Kind::path)
         return failed(CMPI_RC_ERR_INVALID_PARAMETER,
                       "The parameter Target is missing or is not a reference.");
-    const Answer found = controller.get(*target->tree);
-    if (found.rc != CMPI_RC_OK || !same_name(target->tree->class_name.c_str(), identity_class))
+    const Answer found = controller.get(*target->contents);
+    if (found.rc != CMPI_RC_OK || !same_name(target->contents->class_name.c_str(), identity_class))
         return failed(CMPI_RC_ERR_NOT_FOUND, "There is no software " + to_text(*target) + ".");
     if (from_uri) {
         const std::string uri = arguments.text("URI");
@@ -183,7 +183,7 @@ Answer install(Controller &controller, const Arguments &arguments, bool from_uri
         return refuse(locked_down);
     if (controller.full())
         return refuse(too_many_jobs);
-    const std::string name = "Install: " + found.result.tree->find("InstanceID")->value.text;
+    const std::string name = "Install: " + found.result.contents->find("InstanceID")->value.text;
     return started("Job", start_job(controller, name, 3'000));
 }
 
@@ -376,15 +376,15 @@ bool is_integer_parameter(const std::string &class_name, const std::string &name
 }
 
 Value service_instance(const Service &service) {
-    Value instance = Value::with_tree(CMPI_instance, Kind::instance);
-    instance.tree->name_space = velk_namespace;
-    instance.tree->class_name = service.class_name;
-    instance.tree->items = service.keys();
+    Value instance = Value::with_contents(CMPI_instance, Kind::instance);
+    instance.contents->name_space = velk_namespace;
+    instance.contents->class_name = service.class_name;
+    instance.contents->items = service.keys();
     return instance;
 }
 
 Answer call_service(const Service &service, Controller &controller, const char *method,
-                    const Tree &arguments) {
+                    const Contents &arguments) {
     for (const Service::Method &known : service.methods)
         if (same_name(known.name, method))
             return known.answer(controller, Arguments{arguments});

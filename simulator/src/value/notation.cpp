@@ -168,22 +168,22 @@ private:
         }
         if (type != CMPI_ref && type != CMPI_instance)
             statement_.fail("there is no value of type " + type_name(type));
-        return parse_tree(type, text);
+        return parse_contents(type, text);
     }
 
-    Value parse_tree(CMPIType type, const std::string &text) const {
+    Value parse_contents(CMPIType type, const std::string &text) const {
         const Statement parts = parts_of(text);
         const bool is_path = type == CMPI_ref;
         if (parts.words.size() != (is_path ? 1 : 0))
             statement_.fail(is_path ? "a reference is written reference:\"NAMESPACE CLASS KEY=VALUE...\""
                                     : "an instance is written instance:\"CLASS NAME=VALUE...\"");
-        Value value = Value::with_tree(type, is_path ? Kind::path : Kind::instance);
+        Value value = Value::with_contents(type, is_path ? Kind::path : Kind::instance);
         if (is_path)
-            value.tree->name_space = parts.name;
-        value.tree->class_name = is_path ? parts.words[0].text : parts.name;
+            value.contents->name_space = parts.name;
+        value.contents->class_name = is_path ? parts.words[0].text : parts.name;
         for (const auto &[name, part] : parts.options)
             if (std::optional<Value> item = parse(part))
-                value.tree->items.push_back({name, std::move(*item)});
+                value.contents->items.push_back({name, std::move(*item)});
         return value;
     }
 
@@ -294,9 +294,9 @@ std::string typed_text(const Value &value) {
         return word(value.text);
     case Kind::path:
     case Kind::instance: {
-        const auto items = items_text(value.tree->items);
-        const std::string space = value.kind == Kind::path ? word(value.tree->name_space) + " " : "";
-        return items ? word(space + word(value.tree->class_name) + *items) : "";
+        const auto items = items_text(value.contents->items);
+        const std::string space = value.kind == Kind::path ? word(value.contents->name_space) + " " : "";
+        return items ? word(space + word(value.contents->class_name) + *items) : "";
     }
     default:
         return {};
@@ -318,7 +318,7 @@ std::string element_text(CMPIType type, const Value &element) {
 std::string array_text(const Value &array) {
     const auto type = static_cast<CMPIType>(array.type & ~CMPI_ARRAY);
     std::string all = type_name(type);
-    for (const Value &element : array.tree->elements) {
+    for (const Value &element : array.contents->elements) {
         const std::string text = element_text(type, element);
         if (all.empty() || text.empty())
             return {};

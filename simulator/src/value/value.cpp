@@ -35,34 +35,34 @@ Value Value::number(CMPIType type, CMPIUint64 bits) {
     return value;
 }
 
-Value Value::with_tree(CMPIType type, Kind kind) {
+Value Value::with_contents(CMPIType type, Kind kind) {
     Value value(type, kind);
-    value.tree = std::make_shared<Tree>();
+    value.contents = std::make_shared<Contents>();
     return value;
 }
 
 Value Value::array(CMPIType element_type, std::vector<Value> elements) {
-    Value value = with_tree(static_cast<CMPIType>(element_type | CMPI_ARRAY), Kind::array);
-    value.tree->elements = std::move(elements);
+    Value value = with_contents(static_cast<CMPIType>(element_type | CMPI_ARRAY), Kind::array);
+    value.contents->elements = std::move(elements);
     return value;
 }
 
-Tree &Value::edit() {
-    if (tree.use_count() != 1)
-        tree = tree ? std::make_shared<Tree>(*tree) : std::make_shared<Tree>();
-    return *tree;
+Contents &Value::edit() {
+    if (contents.use_count() != 1)
+        contents = contents ? std::make_shared<Contents>(*contents) : std::make_shared<Contents>();
+    return *contents;
 }
 
 bool same_name(const char *a, const char *b) { return strcasecmp(a, b) == 0; }
 
-const Item *Tree::find(const char *name) const {
+const Item *Contents::find(const char *name) const {
     for (const Item &item : items)
         if (name && same_name(item.name.c_str(), name))
             return &item;
     return nullptr;
 }
 
-void Tree::put(const char *name, Value value, CMPIType given) {
+void Contents::put(const char *name, Value value, CMPIType given) {
     for (Item &item : items)
         if (same_name(item.name.c_str(), name)) {
             item.value = std::move(value);
@@ -124,7 +124,7 @@ std::string number_text(CMPIType type, CMPIUint64 bits) {
     return text;
 }
 
-std::string path_text(const Tree &path) {
+std::string path_text(const Contents &path) {
     std::string text = path.name_space + ":" + path.class_name;
     const char *separator = ".";
     for (const Item &key : path.items) {
@@ -172,18 +172,18 @@ std::string to_text(const Value &value) {
     case Kind::number:
         return number_text(value.type, value.bits);
     case Kind::path:
-        return path_text(*value.tree);
+        return path_text(*value.contents);
     case Kind::array: {
         std::string text;
         const char *separator = "[";
-        for (const Value &element : value.tree->elements) {
+        for (const Value &element : value.contents->elements) {
             text += separator + to_text(element);
             separator = ",";
         }
         return text.empty() ? "[]" : text + "]";
     }
     case Kind::instance:
-        return value.tree->class_name;
+        return value.contents->class_name;
     default:
         return value.text;
     }

@@ -32,7 +32,7 @@ enum class Kind : unsigned char {
 
 inline bool is_object(Kind kind) { return kind >= Kind::string; }
 
-struct Tree;
+struct Contents;
 
 // `type` and `state` are what the program reads; `kind` is what the value really contains. A test can make
 // them differ.
@@ -43,7 +43,7 @@ struct Value {
     bool blank = false; // a string object whose character pointer is NULL
     CMPIUint64 bits = 0;
     std::string text;
-    std::shared_ptr<Tree> tree; // shared between copies until one of them is edited
+    std::shared_ptr<Contents> contents; // shared between copies until one of them is edited
 
     Value() = default;
     Value(CMPIType type_, Kind kind_) : type(type_), state(CMPI_goodValue), kind(kind_) {}
@@ -52,10 +52,10 @@ struct Value {
     static Value null(CMPIType type);  // state null, as the real library hands it out: a string has an object
     static Value string(std::string text);
     static Value number(CMPIType type, CMPIUint64 bits);
-    static Value with_tree(CMPIType type, Kind kind);
+    static Value with_contents(CMPIType type, Kind kind);
     static Value array(CMPIType element_type, std::vector<Value> elements);
 
-    Tree &edit(); // returns the tree to change it; first copies it if other values share it
+    Contents &edit(); // returns the contents to change them; first copies them if other values share them
 };
 
 // A key, an argument or a property.
@@ -66,7 +66,7 @@ struct Item {
 };
 
 // The contents of a path, an instance, an argument list, an array or an enumeration.
-struct Tree {
+struct Contents {
     std::string host, name_space, class_name; // empty: not set
     std::vector<Item> items;
     std::vector<Value> elements;
