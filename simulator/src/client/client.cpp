@@ -76,7 +76,7 @@ Answer answer_to(const Request &request, Query query) {
 
 // Whether the socket that all clients share is dead: the broker has ended, or was restarted after the socket
 // was opened.
-bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.connected; }
+bool is_dead() { return !sim.broker.reachable || sim.broker.generation != sim.socket_generation; }
 
 JournalEntry journal_entry(const Request &request, const Answer &answer) {
     const auto &items = request.is_method_call() ? request.arguments : request.keys;
@@ -131,9 +131,10 @@ Answer exchange(Call &call, Request request, Query query) {
     return answer;
 }
 
-// An exchange that reads. The program owns the object that is returned.
+// An exchange whose answer is an object. The program owns the object that is returned.
 template <class Cmpi, class Query>
-Cmpi *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags, Query query) {
+Cmpi *exchange_for_object(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlags flags,
+                          Query query) {
     const Object *const path = object_of(op);
     if (call.is_misuse() || !call.accepts(path, "object path") || !call.works())
         return nullptr;
@@ -151,12 +152,12 @@ Cmpi *read(Call &call, const char *operation, const CMPIObjectPath *op, CMPIFlag
 template <class Name, class R, class... Rest>
 R unsupported_exchange(CMCIClient *self, CMPIObjectPath *op, Rest... rest) {
     Call call(Name::get(), self, argument_of_type<CMPIStatus *>(rest...));
-    read<CMPIInstance>(call, Name::get() + sizeof "CMCIClient", op, argument_of_type<CMPIFlags>(rest...),
-                       [](const Contents &) {
-                           Answer answer;
-                           answer.rc = CMPI_RC_ERR_NOT_SUPPORTED;
-                           return answer;
-                       });
+    exchange_for_object<CMPIInstance>(call, Name::get() + sizeof "CMCIClient", op,
+                                      argument_of_type<CMPIFlags>(rest...), [](const Contents &) {
+                                          Answer answer;
+                                          answer.rc = CMPI_RC_ERR_NOT_SUPPORTED;
+                                          return answer;
+                                      });
     return no_result<R>(call);
 }
 
@@ -216,23 +217,23 @@ CMPIStatus client_release(CMCIClient *self) {
 CMPIConstClass *client_getClass(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **,
                                 CMPIStatus *rc) {
     Call call("CMCIClient.getClass", self, rc);
-    return read<CMPIConstClass>(call, "getClass", op, flags,
-                                [](const Contents &path) { return sim.controller.get_class(path); });
+    return exchange_for_object<CMPIConstClass>(
+        call, "getClass", op, flags, [](const Contents &path) { return sim.controller.get_class(path); });
 }
 
 CMPIInstance *client_getInstance(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags, char **properties,
                                  CMPIStatus *rc) {
     Call call("CMCIClient.getInstance", self, rc);
     refuse_properties(call, properties);
-    return read<CMPIInstance>(call, "getInstance", op, flags,
-                              [](const Contents &path) { return sim.controller.get(path); });
+    return exchange_for_object<CMPIInstance>(call, "getInstance", op, flags,
+                                             [](const Contents &path) { return sim.controller.get(path); });
 }
 
 CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPIFlags flags,
                                       char **properties, CMPIStatus *rc) {
     Call call("CMCIClient.enumInstances", self, rc);
     refuse_properties(call, properties);
-    return read<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Contents &path) {
+    return exchange_for_object<CMPIEnumeration>(call, "enumInstances", op, flags, [](const Contents &path) {
         Answer found = sim.controller.enumerate(path);
         if (found.rc == CMPI_RC_OK)
             add_extra_elements(found.result.contents->elements);
@@ -244,7 +245,7 @@ CMPIEnumeration *client_enumInstances(CMCIClient *self, CMPIObjectPath *op, CMPI
 CMPIEnumeration *client_execQuery(CMCIClient *self, CMPIObjectPath *op, const char *, const char *,
                                   CMPIStatus *rc) {
     Call call("CMCIClient.execQuery", self, rc);
-    return read<CMPIEnumeration>(call, "execQuery", op, 0, [](const Contents &) {
+    return exchange_for_object<CMPIEnumeration>(call, "execQuery", op, 0, [](const Contents &) {
         Answer nothing;
         nothing.result = Value::with_contents(CMPI_enumeration, Kind::enumeration);
         return nothing;
@@ -362,7 +363,7 @@ extern "C" CMCIClient *cmciConnect(const char *host, const char *scheme, const c
             return nullptr;
         }
         broker.pipe_at_connect = broker.pipe_at_release = false;
-        sim.connected = broker.generation;
+        sim.socket_generation = broker.generation;
     }
     Object &client = make(Value(CMPI_null, Kind::client), Holder::owned);
     client.client = std::make_unique<Client>();

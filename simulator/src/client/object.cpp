@@ -84,7 +84,7 @@ void free_handed_out(HandedOut &element, std::vector<std::string> &twice) {
     } else if (element.object) {
         element.object->holder = Holder::owned; // no container holds it any more
         ++sim.heap.owned_count;
-        end_object(*element.object, twice);
+        mark_released(*element.object, twice);
     }
     element = {};
 }
@@ -101,7 +101,7 @@ HandedOut &handed_out_at(Object &container, std::size_t index) {
     return container.handed_out[index];
 }
 
-void end_all(Link &ring) {
+void mark_all_unloaded(Link &ring) {
     std::vector<std::string> ignored;
     for (Link *link = ring.next; link != &ring; link = link->next) {
         auto &object = *static_cast<Object *>(link);
@@ -128,8 +128,8 @@ bool unload() {
         thread.unloading = std::exchange(thread.has_called, false);
         others = others || thread.unloading;
     }
-    end_all(sim.heap.owned);
-    end_all(sim.heap.lost);
+    mark_all_unloaded(sim.heap.owned);
+    mark_all_unloaded(sim.heap.lost);
     return others;
 }
 
@@ -139,7 +139,7 @@ void free_unloaded(Link &ring) {
         auto &object = *static_cast<Object *>(link);
         link = link->next;
         if (object.life == Life::unloaded)
-            end_object(object, ignored);
+            mark_released(object, ignored);
     }
 }
 
@@ -185,7 +185,7 @@ void free_thread() {
 void empty_pool(Thread &thread) {
     std::vector<std::string> twice;
     while (thread.pool.next != &thread.pool)
-        end_object(*static_cast<Object *>(thread.pool.next), twice);
+        mark_released(*static_cast<Object *>(thread.pool.next), twice);
 }
 
 Object &make(Value value, Holder holder) {
@@ -326,7 +326,7 @@ Value value_behind(const CMPIData &data) {
     return value;
 }
 
-void end_object(Object &object, std::vector<std::string> &twice) {
+void mark_released(Object &object, std::vector<std::string> &twice) {
     free_all_handed_out(object, twice);
     remove_from_holder(object);
     object.life = Life::released;

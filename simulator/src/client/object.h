@@ -130,9 +130,9 @@ Value value_of(const Object &object);
 // The value of data that was handed out. Misuse if its object was released.
 Value value_behind(const CMPIData &data);
 
-// Frees an object and its elements. Appends the names of elements that the program had released already to
-// `twice`.
-void end_object(Object &object, std::vector<std::string> &twice);
+// Marks an object as released, frees its value and its elements, and puts it into the quarantine. Appends the
+// names of elements that the program had released already to `twice`.
+void mark_released(Object &object, std::vector<std::string> &twice);
 
 // Counts a released client; unloads the back end if it was the last. Returns true if it was the last
 // and other threads have used the back end.

@@ -18,7 +18,7 @@ struct Simulator {
     std::condition_variable time_changed; // by a control function or a state; also notified at a reset
     std::condition_variable thread_ended; // during the release of the last client
     unsigned long resets = 0;
-    unsigned long connected = 0; // the broker's generation when the socket that all clients share was opened
+    unsigned long socket_generation = 0; // the broker's generation when the clients' socket was opened
     SharedController &shared;
     Heap heap;
     CallRecorder recorder;

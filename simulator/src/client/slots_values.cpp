@@ -40,7 +40,7 @@ void release_object(Call &call) {
     if (call.is_misuse()) // is_misuse and not works: a release that fails by an injected fault still releases
         return;
     std::vector<std::string> twice;
-    end_object(*call.self, twice);
+    mark_released(*call.self, twice);
     for (const std::string &name : twice)
         sim.recorder.misuse(name + " released twice: by itself and with " + call.self->name());
 }

@@ -23,7 +23,7 @@ namespace {
 
 std::unique_lock<std::mutex> lock_own_controller(std::mutex &lock) {
     std::unique_lock<std::mutex> locked(lock);
-    process.leave_environment();
+    process.replace_environment_controller();
     return locked;
 }
 
@@ -46,7 +46,7 @@ struct Returned : Attachment {
     const char *keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
 };
 
-Returned &new_result() {
+Returned &emptied_result() {
     Thread &thread = this_thread();
     if (!thread.attached)
         thread.attached = std::make_unique<Returned>();
@@ -67,7 +67,7 @@ std::optional<std::string> optional_text(const char *text) {
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 
-[[noreturn]] void end_program(const char *function, const std::string &why) {
+[[noreturn]] void abort_with(const char *function, const std::string &why) {
     std::fprintf(stderr, "cimsim: %s: %s\n", function, why.c_str());
     std::abort();
 }
@@ -80,7 +80,7 @@ ScriptedAnswer &scripted_answer() {
 // A fault in a slot that does not exist would never be injected, and the test would pass.
 void check_slot(const char *function, const char *slot) {
     if (slot && !is_slot(slot))
-        end_program(function, "there is no slot \"" + std::string(slot) + "\"");
+        abort_with(function, "there is no slot \"" + std::string(slot) + "\"");
 }
 
 void plan(const char *function, const char *slot, unsigned long nth, bool for_ever, Fault fault) {
@@ -119,7 +119,7 @@ void cimsim_reset(void) {
     sim.controller = {};
     const unsigned long generation = sim.broker.generation;
     sim.broker = {};
-    sim.broker.generation = sim.connected = generation;
+    sim.broker.generation = sim.socket_generation = generation;
     sim.recorder = {};
     free_unloaded();
     ++sim.resets;
@@ -133,7 +133,7 @@ void cimsim_load_demo(void) {
 
 int cimsim_use_state(const char *path) {
     const std::lock_guard<std::mutex> lock(sim.lock);
-    const bool dead = sim.broker.generation != sim.connected;
+    const bool dead = sim.broker.generation != sim.socket_generation;
     process.from_environment = false;
     process.attach(path);
     Session session(process.state);
@@ -223,14 +223,14 @@ cimsim_value *cimsim_parse_value(const char *text) {
         std::optional<Value> value = parse_value(text_or_empty(text));
         return value ? boxed(std::move(*value)) : nullptr;
     } catch (const StatementError &error) {
-        end_program("cimsim_parse_value", error.what());
+        abort_with("cimsim_parse_value", error.what());
     }
 }
 
 CMPIType cimsim_type_named(const char *name) {
     const auto type = type_named(text_or_empty(name));
     if (!type)
-        end_program("cimsim_type_named", "there is no type \"" + std::string(text_or_empty(name)) + "\"");
+        abort_with("cimsim_type_named", "there is no type \"" + std::string(text_or_empty(name)) + "\"");
     return *type;
 }
 
@@ -239,7 +239,7 @@ const char *cimsim_value_text(const CMPIData *data) {
     std::string text = value_text(value_behind(*data));
     if (text.empty())
         text = type_name(data->type) + ":object";
-    return new_result().keep(std::move(text));
+    return emptied_result().keep(std::move(text));
 }
 
 void cimsim_discard(cimsim_value *value) { delete value; }
@@ -284,7 +284,7 @@ unsigned int cimsim_job_count(void) {
 
 int cimsim_job_at(unsigned int index, cimsim_job *job) {
     const ControlCall call(sim.lock);
-    Returned &returned = new_result();
+    Returned &returned = emptied_result();
     const auto &jobs = sim.controller.jobs;
     if (index >= jobs.size() || !job)
         return -1;
@@ -377,7 +377,7 @@ void cimsim_restart_broker(unsigned int pipes) {
     if (pipes & CIMSIM_PIPE_CALLS)
         ++sim.broker.generation;
     else
-        sim.connected = sim.broker.generation;
+        sim.socket_generation = sim.broker.generation;
     sim.broker.pipe_at_connect = (pipes & CIMSIM_PIPE_CONNECT) != 0;
     sim.broker.pipe_at_release = (pipes & CIMSIM_PIPE_RELEASE) != 0;
 }
@@ -390,7 +390,7 @@ void cimsim_set_unload_time(unsigned int milliseconds) {
 const char *cimsim_state_error(void) {
     const ControlCall call(sim.lock);
     const std::string &error = process.state.error();
-    return error.empty() ? nullptr : new_result().keep(error);
+    return error.empty() ? nullptr : emptied_result().keep(error);
 }
 
 unsigned long cimsim_overlaps(void) {
@@ -402,7 +402,7 @@ unsigned long cimsim_overlaps(void) {
 
 const cimsim_request *cimsim_last_request(void) {
     const ControlCall call(sim.lock);
-    Returned &returned = new_result();
+    Returned &returned = emptied_result();
     const auto &last = sim.broker.last;
     if (!last)
         return nullptr;
@@ -446,7 +446,7 @@ unsigned long cimsim_journal_count(void) {
 
 int cimsim_journal_at(unsigned long index, cimsim_journal_entry *entry) {
     const ControlCall call(sim.lock);
-    Returned &returned = new_result();
+    Returned &returned = emptied_result();
     const auto &entries = process.state.journal.entries();
     if (index >= entries.size() || !entry)
         return -1;
@@ -504,7 +504,7 @@ void cimsim_fail_from(const char *slot, unsigned long nth, const cimsim_fault *f
 void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
     const ControlCall call(sim.lock);
     if (what < CIMSIM_HANG || what > CIMSIM_RESTART)
-        end_program("cimsim_disrupt", "there is no event " + std::to_string(what));
+        abort_with("cimsim_disrupt", "there is no event " + std::to_string(what));
     Fault fault;
     fault.with_result = after != 0;
     fault.effect = static_cast<Effect>(what);
@@ -513,7 +513,7 @@ void cimsim_disrupt(const char *slot, unsigned long nth, int what, int after) {
 
 const char *cimsim_fault_hit(void) {
     const ControlCall call(sim.lock);
-    return sim.recorder.last_injected.empty() ? nullptr : new_result().keep(sim.recorder.last_injected);
+    return sim.recorder.last_injected.empty() ? nullptr : emptied_result().keep(sim.recorder.last_injected);
 }
 
 // ---- Recorded calls -----------------------------------------------------------------------------
@@ -540,7 +540,7 @@ void cimsim_trace(int on) {
 
 const char *cimsim_traced(void) {
     const ControlCall call(sim.lock);
-    return new_result().keep(sim.recorder.trace);
+    return emptied_result().keep(sim.recorder.trace);
 }
 
 // ---- Accounting ---------------------------------------------------------------------------------
@@ -559,7 +559,7 @@ const char *cimsim_live(void) {
     const ControlCall call(sim.lock);
     std::string names;
     visit_live([&](const Object &object) { names += (names.empty() ? "" : " ") + object.name(); });
-    return new_result().keep(std::move(names));
+    return emptied_result().keep(std::move(names));
 }
 
 void cimsim_count_misuse(int on) {
@@ -575,7 +575,7 @@ unsigned long cimsim_misuses(void) {
 
 const char *cimsim_last_misuse(void) {
     const ControlCall call(sim.lock);
-    return new_result().keep(sim.recorder.last_misuse);
+    return emptied_result().keep(sim.recorder.last_misuse);
 }
 
 // ---- Workers ------------------------------------------------------------------------------------

@@ -89,7 +89,7 @@ bool read_scene() {
 
 // Makes a part empty and frees its memory; an assignment would keep allocated capacity.
 template <class Part>
-void renew(Part &part) {
+void free_memory(Part &part) {
     part.~Part();
     new (&part) Part;
 }
@@ -98,9 +98,9 @@ void renew(Part &part) {
 __attribute__((destructor)) void unload() {
     std::lock_guard<std::mutex> lock(sim.lock);
     process.remove_private_state();
-    renew(sim.controller);
-    renew(sim.broker);
-    renew(sim.recorder);
+    free_memory(sim.controller);
+    free_memory(sim.broker);
+    free_memory(sim.recorder);
     free_thread();
     shrink_quarantine(0);
 }
@@ -111,10 +111,10 @@ Process &process = *new (storage) Process;
 Simulator &sim = process.simulator;
 [[maybe_unused]] static const bool scene_is_set = read_scene();
 
-void Process::leave_environment() {
+void Process::replace_environment_controller() {
     if (!std::exchange(from_environment, false))
         return;
-    const bool dead = simulator.broker.generation != simulator.connected;
+    const bool dead = simulator.broker.generation != simulator.socket_generation;
     attach(nullptr);
     state.set_scene_error({});
     clear_scene(simulator);
@@ -183,7 +183,7 @@ void Process::remove_private_state() {
 }
 
 void Process::controller_replaced(bool dead) {
-    simulator.connected = simulator.broker.generation - (dead ? 1 : 0);
+    simulator.socket_generation = simulator.broker.generation - (dead ? 1 : 0);
     ++simulator.resets;
     simulator.time_changed.notify_all();
 }

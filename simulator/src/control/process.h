@@ -24,7 +24,7 @@ struct Process {
 
     // If the process still has the controller that the environment names, replaces it by the demonstration
     // controller. Open clients stay connected. Called under the lock.
-    void leave_environment();
+    void replace_environment_controller();
 
     // Attaches this process to a state (NULL or empty: to none). Sets the environment so that workers of
     // later pools use the same state. Aborts if there is a pool, because its workers would use another

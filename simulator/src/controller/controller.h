@@ -22,9 +22,9 @@ public:
     void freeze(bool on);
     void advance(Milliseconds time);
     Milliseconds ahead() const { return ahead_; } // offset from the wall clock
-    void set_ahead(Milliseconds of_the_wall_clock) {
+    void set_ahead(Milliseconds time) {
         frozen_.reset();
-        ahead_ = of_the_wall_clock;
+        ahead_ = time;
     }
     void freeze_at(Milliseconds time) { frozen_ = time; }
 

@@ -54,8 +54,8 @@ constexpr Refusal reboot_type{"SWI002", "There is no reboot job of type {}."};
 constexpr Refusal share_parameter{"QM016", "The parameter {} is missing."};
 constexpr Refusal share_value{"QM017", "The value of {} is not valid."};
 constexpr Refusal share_unreachable{"QM023", "The share on {} cannot be reached."};
-constexpr Refusal multiple_exports{"QM051", "Another backup job is scheduled already."};
-constexpr Refusal multiple_imports{"QM052", "Another restore job is scheduled already."};
+constexpr Refusal backup_scheduled{"QM051", "Another backup job is scheduled already."};
+constexpr Refusal restore_scheduled{"QM052", "Another restore job is scheduled already."};
 constexpr Refusal image_start{"WUD017", "The start time {} is not valid."};
 constexpr Refusal image_until{"WUD018", "The until time {} is not valid or is before the start time."};
 constexpr Refusal too_many_jobs{"KTB017", "The controller holds as many jobs as it can."};
@@ -256,19 +256,19 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
 }
 
 // A backup or restore is refused while either is running, or while one of the same kind is scheduled.
-std::optional<Answer> check_other_images(const Controller &controller, Task task, Milliseconds now) {
+std::optional<Answer> check_other_jobs(const Controller &controller, Task task, Milliseconds now) {
     for (const auto &[number, job] : controller.jobs) {
         if (job.task == Task::other)
             continue;
         if (job.phase(now) == Phase::running)
             return refuse(job.task == Task::backup ? backup_running : restore_running);
         if (job.phase(now) == Phase::scheduled && job.task == task)
-            return refuse(task == Task::backup ? multiple_exports : multiple_imports);
+            return refuse(task == Task::backup ? backup_scheduled : restore_scheduled);
     }
     return std::nullopt;
 }
 
-Answer image(Controller &controller, const Arguments &arguments, Task task) {
+Answer start_image_job(Controller &controller, const Arguments &arguments, Task task) {
     if (controller.lockdown)
         return refuse(locked_down);
     if (!arguments.has("ScheduledStartTime"))
@@ -285,7 +285,7 @@ Answer image(Controller &controller, const Arguments &arguments, Task task) {
     const bool remote = arguments.number("ShareType") != 4u;
     if (remote && !arguments.has("ImageName"))
         return refuse(share_parameter, "ImageName");
-    if (auto wrong = check_other_images(controller, task, now))
+    if (auto wrong = check_other_jobs(controller, task, now))
         return *wrong;
     if (controller.full())
         return refuse(too_many_jobs);
@@ -302,11 +302,11 @@ Answer image(Controller &controller, const Arguments &arguments, Task task) {
 }
 
 Answer backup_image(Controller &controller, const Arguments &arguments) {
-    return image(controller, arguments, Task::backup);
+    return start_image_job(controller, arguments, Task::backup);
 }
 
 Answer restore_image(Controller &controller, const Arguments &arguments) {
-    return image(controller, arguments, Task::restore);
+    return start_image_job(controller, arguments, Task::restore);
 }
 
 Answer test_network_share(Controller &controller, const Arguments &arguments) {

@@ -203,10 +203,10 @@ private:
             return parse_typed(type, part.text);
         if (part.text == "null")
             return Value::unset(type);
-        return is_whole_value(part.text) ? parse(part.text) : parse_typed(type, part.text);
+        return has_prefix(part.text) ? parse(part.text) : parse_typed(type, part.text);
     }
 
-    static bool is_whole_value(const std::string &text) {
+    static bool has_prefix(const std::string &text) {
         const auto [head, rest, has_rest] = split(text);
         const auto is_head = [&head = head](const auto &known) { return head == known.name; };
         const char *const others[] = {"null", "unset", "none", "array", "as"};
@@ -311,8 +311,8 @@ std::string element_text(CMPIType type, const Value &element) {
     if (!plain)
         return value_text(element);
     const std::string text = typed_text(element);
-    const bool looks_whole = text[0] != '"' && text.find(':') != text.npos;
-    return text == "null" || looks_whole ? quoted(text) : text;
+    const bool looks_prefixed = text[0] != '"' && text.find(':') != text.npos;
+    return text == "null" || looks_prefixed ? quoted(text) : text;
 }
 
 std::string array_text(const Value &array) {
