@@ -12,11 +12,11 @@
  *     use it again.
  *  4. Times. Times are seconds of simulated time.
  *  5. Start. A process starts with the controller that its environment names, or else with the
- *     demonstration controller: a few jobs, software identities and shares (see cimsim_load_demo). If the
- *     environment names a controller, the first call of a function of this header replaces it with the
- *     demonstration controller, so that a test never changes it. Functions that only make values do not
- *     replace it, nor does cimsim_use_state, which attaches the process to a state. Tests begin with
- *     cimsim_reset().
+ *     demonstration controller: a few jobs, software identities and shares (see cimsim_load_demo). The first
+ *     call of a function of this header replaces a controller that the environment names with the
+ *     demonstration controller, so that a test never changes a shared controller. Exceptions are the
+ *     functions that only make values, and cimsim_use_state, which attaches the process to a state. Tests
+ *     begin with cimsim_reset().
  *  6. Slots. Slots are named as in the function tables: "CMPIArgs.addArg", "CMCIClient.invokeMethod",
  *     "CMPIString.release"; the constructors by their own names: "cmciConnect". An unknown name aborts with
  *     a message, because a fault planned for it would never be injected.
@@ -25,24 +25,24 @@
  *  CIMSIM_SCENE   the controller with which the process starts: switches, or a scene.
  *                 Switches are separated by commas: "lockdown", "unreachable" (no broker), "refuse=NAME"
  *                 (the broker refuses this user; NAME is the name that it receives: "guest01ff"), "empty"
- *                 (as after cimsim_reset). A value that contains a line end is the text of a scene. A
- *                 value that contains a slash or names an existing file, and is not made of switches alone,
+ *                 (as after cimsim_reset). A value that contains a line end is the text of a scene. If a
+ *                 value has words that are not switches, and contains a slash or names an existing file, it
  *                 is the path of a file with that text. xavo-scene(5) describes the text. An error in it ends
  *                 the program when it connects; standard error names the line. An unknown switch is
  *                 reported on standard error and ignored.
  *  CIMSIM_STATE   a file that holds the controller: all processes that name it share the same one.
  *                 It holds the clock, jobs, software, shares, classes, limits, refused users, switches,
- *                 scripted answers, added elements, faults (their calls are counted in all processes) and the
- *                 broker's generation: a client that connected before a restart is on a dead
- *                 connection, whichever process restarted it. Each process has its own traces
+ *                 scripted answers, added elements, and faults, which count the calls of all processes. It
+ *                 also holds the broker's generation: a client that connected before a restart is on a dead
+ *                 connection, whichever process restarted the broker. Each process has its own traces
  *                 and counts. Every exchange, every call while faults are planned, and every function here
- *                 locks FILE.lock and reads the file again if it changed. If the controller has changed
- *                 afterwards, the whole file is written as FILE.new and renamed. FILE.new and FILE.lock get
- *                 the owner, group, permissions and access control list of FILE as far as the process
- *                 may set them, and otherwise fewer permissions. Only its owner can access a new file,
- *                 because it contains passwords. FILE.lock gets the permissions of FILE when its
- *                 owner or root uses the state: after a chmod that gives others access to FILE, use the
- *                 state once yourself.
+ *                 locks FILE.lock, and reads the file again if another process has changed it. If the
+ *                 call then changes the controller, it writes the whole file as FILE.new, and renames that.
+ *                 FILE.new and FILE.lock get the owner, group, permissions and access control list of FILE.
+ *                 What the process may not set is replaced by fewer permissions. Only the owner can access a
+ *                 new file, because it contains passwords. FILE.lock gets the permissions of FILE when the
+ *                 owner of FILE.lock or root uses the state: after a chmod that gives others access to FILE,
+ *                 use the state once yourself.
  *                 No process has the lock while it delays an answer (cimsim_hold_answers). If the file
  *                 does not exist, it is created from the controller with which the process started. A file
  *                 that contains an error, or cannot be read or written, is not changed: standard error says
@@ -113,11 +113,10 @@ cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *cons
 cimsim_value *cimsim_null(CMPIType type);
 /* A value whose state is good and whose pointer is NULL. */
 cimsim_value *cimsim_no_object(CMPIType type);
-/* Change the state or the type code of a value, and return the same value. With the type code of a string,
- * chars, a reference, an instance or an array, a value of another kind is handed out as NULL, except that a
- * string can be handed out as chars. With
- * CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime, an object of any kind is handed out and can be
- * released. */
+/* Change the state or the type code of a value, and return the same value. If the type code is that of a
+ * string, chars, a reference, an instance or an array, a value of another kind is handed out as NULL; only a
+ * string can also be handed out as chars. If it is CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime,
+ * an object of any kind is handed out, and can be released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
 cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
 /* The value that a text denotes in the notation of xavo-scene(5): uint32:5, string:"text",
@@ -174,8 +173,8 @@ void cimsim_add_element(unsigned int index, cimsim_value *value);
 
 /* clang-format off */
 /* Answers of the services. If an integer parameter (RebootJobType, ShareType and the like) is given as text,
- * the client library sends a number up to 65535 as an integer. It sends other text unchanged, which is not a
- * valid value. A query (execQuery) returns no instances. The client's other slots,
+ * the client library converts digits up to 65535 to an integer. It sends other text unchanged, and the
+ * service refuses that. A query (execQuery) returns no instances. The client's other slots,
  * createInstance, setInstance, deleteInstance, enumInstanceNames and getProperty among them, send their
  * request, and the answer is rc 7 without a message. Jobs that the services start take 3 s for an
  * installation or a reboot and 5 s for a backup or a restore. Times are "NOW" or yyyymmddhhmmss in UTC, not
@@ -218,8 +217,8 @@ int cimsim_add_instance(const char *class_name, unsigned int count, const char *
 /* ---- The broker --------------------------------------------------------------------------------- */
 
 /* off: the broker does not run. cmciConnect fails with rc 1, and all open connections, in any process that
- * shares the state, are dead, as after a restart; they stay dead when the broker runs again. In either case
- * cmciConnect works in local mode only (host "localhost", no scheme, no port, and "SfcbLocal" in the
+ * shares the state, are dead, as after a restart; they stay dead when the broker runs again. on: the broker
+ * runs. cmciConnect works in local mode only (host "localhost", no scheme, no port, and "SfcbLocal" in the
  * environment variable SFCC_CLIENT); otherwise it fails, and standard error says why. */
 void cimsim_set_reachable(int on);
 /* Calls by this user, named as the broker sees it ("guest01ff"), are answered with ACCESS_DENIED. */
@@ -237,7 +236,7 @@ void cimsim_set_garbage(int on);
  * invokeMethod then give rc 1 with the message "Internal error - -1\n" (a backslash and an n, no end of
  * line). invokeMethod is misuse, since the real library crashes in it, and gives rc 1 if misuse is counted.
  * Connecting while another client is open still succeeds, and releasing a client raises no signal.
- * CIMSIM_PIPE_CONNECT: cmciConnect, which returns NULL; if no client is open, once only.
+ * CIMSIM_PIPE_CONNECT: cmciConnect, which returns NULL; only the first call of it if no client is open.
  * CIMSIM_PIPE_RELEASE: the release of a client. Neither of these two was observed with the real library: they
  * test a program that blocks the signal.
  * 0: undoes a restart: open connections work again. */
@@ -418,8 +417,8 @@ const char *cimsim_live(void);
  *    outputs, of an unknown class or namespace, or on a dead connection;
  *  - a list of properties in enumInstances or getInstance;
  *  - the end of a thread while another thread releases the last client (see cimsim_set_unload_time).
- * Misuse aborts with a message that names the object. on: misuse is counted instead, from 0, and the call
- * does nothing (but a method without output arguments runs) and gives rc 1, or rc 6 for an unknown class. The
+ * Misuse aborts with a message that names the object. on: misuse is counted instead, from 0. The call then
+ * does nothing and gives rc 1, or rc 6 for an unknown class; only a method without output arguments runs. The
  * last CIMSIM_REMEMBERED released objects are kept to detect misuse. */
 #define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);

@@ -15,7 +15,8 @@ namespace cimsim {
 
 struct Simulator {
     std::mutex lock;
-    std::condition_variable time_changed; // by a control function or a state; also notified at a reset
+    std::condition_variable
+        time_changed; // notified when a control function or a state changes it, and at a reset
     std::condition_variable thread_ended; // during the release of the last client
     unsigned long resets = 0;
     unsigned long socket_generation = 0; // the broker's generation when the clients' socket was opened

@@ -37,7 +37,7 @@ Value argument_value(Call &call, const CMPIValue *value, CMPIType type) {
 }
 
 void release_object(Call &call) {
-    if (call.is_misuse()) // is_misuse and not works: a release that fails by an injected fault still releases
+    if (call.is_misuse()) // not !call.works(): with an injected fault, a release fails but still releases
         return;
     std::vector<std::string> twice;
     mark_released(*call.self, twice);
@@ -106,8 +106,8 @@ void set_element(Call &call, CMPICount index, const CMPIValue *value, CMPIType t
     else
         detach_element(array, index);
     for (const std::string &name : twice)
-        sim.recorder.misuse(name + " released twice: by itself and when " + array.name() +
-                            " lost it as an element");
+        sim.recorder.misuse(name + " released twice: by itself and when it was overwritten in " +
+                            array.name());
     array.value.edit().elements[index] = std::move(element);
 }
 

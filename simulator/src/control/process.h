@@ -27,8 +27,8 @@ struct Process {
     void replace_environment_controller();
 
     // Attaches this process to a state (NULL or empty: to none). Sets the environment so that workers of
-    // later pools use the same state. Aborts if there is a pool, because its workers would use another
-    // controller.
+    // later pools use the same state. Aborts if there is a pool and the state is another one, because the
+    // workers of the pool would use another controller.
     void attach(const char *path);
 
     // A pool of workers will be created (1), or was freed (-1). Workers can share this process's controller

@@ -151,8 +151,8 @@ bool read_whole(const std::string &path, std::string *text, struct stat *seen, i
     return got == 0;
 }
 
-// Stores the absolute path, because the program may change its folder, with symbolic links resolved, so that
-// all processes use the same lock.
+// Stores the absolute path, because the program may change its folder. Resolves symbolic links, so that all
+// processes use the same lock.
 void State::use(const char *path) {
     std::error_code none;
     hold(-1);
@@ -182,8 +182,8 @@ bool State::fail(const std::string &why) {
 }
 
 // Opens the lock in each session: processes that share a descriptor after a fork do not lock each other out.
-// The lock gets the owner, group and mode of the state, unless it has a second hard link: it could be any
-// file.
+// The lock gets the owner, group and mode of the state. A lock with a second hard link does not: the link
+// could be any file.
 bool State::lock() {
     const std::string path = path_ + ".lock";
     lock_ = open_lock(path);
@@ -237,7 +237,7 @@ void State::refresh() {
 }
 
 bool State::begin() {
-    if (!scene_error_.empty()) { // with the default scene instead, a test would prove nothing
+    if (!scene_error_.empty()) { // without its scene, a test would prove nothing
         std::fprintf(stderr, "cimsim: CIMSIM_SCENE: %s\n", scene_error_.c_str());
         std::_Exit(2);
     }

@@ -33,7 +33,7 @@ Class jobs(Controller &controller) {
             }};
 }
 
-// A class that searches the list of its instances for the one whose keys are those of the path.
+// A class whose instances are only listed: its `find` searches the list for the keys of the path.
 Class listed_class(std::string name, std::vector<std::string> keys,
                    std::function<std::vector<Value>()> list) {
     const auto find = [keys, list](const Contents &path) -> std::optional<Value> {

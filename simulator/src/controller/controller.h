@@ -12,7 +12,7 @@
 
 namespace cimsim {
 
-using Milliseconds = std::int64_t; // a duration, or a point in simulated time: since 1970
+using Milliseconds = std::int64_t; // a duration; or a point in simulated time, as the time since 1970
 
 // Simulated time: the wall clock plus an offset, or frozen.
 class Clock {

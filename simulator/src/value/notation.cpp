@@ -206,6 +206,7 @@ private:
         return has_prefix(part.text) ? parse(part.text) : parse_typed(type, part.text);
     }
 
+    // Whether the text of an element begins with a type or another prefix of the notation.
     static bool has_prefix(const std::string &text) {
         const auto [head, rest, has_rest] = split(text);
         const auto is_head = [&head = head](const auto &known) { return head == known.name; };
@@ -327,7 +328,8 @@ std::string array_text(const Value &array) {
     return all.empty() ? "" : "array:" + word(all);
 }
 
-// The notation without the prefixes for the state; "null" and "unset" include the null state.
+// The notation without the prefixes for the state, such as "bad:". The null state has no prefix if `is_null`:
+// "null" and "unset" include it.
 std::string stateless_text(const Value &value, bool is_null) {
     if (value.kind == Kind::none && value.type == CMPI_null)
         return "notfound";

@@ -74,9 +74,9 @@ void Contents::put(const char *name, Value value, CMPIType given) {
 
 namespace {
 
-// Calls `use` with zeros of two C types: that of the member of CMPIValue that stores a number of this type,
-// and the integer type with the number's own width and sign. They differ for 32-bit integers, which CMPIValue
-// stores in a long. Returns false if the type is not that of a number.
+// Calls `use` with zeros of two C types: the type of the member of CMPIValue that stores such a number, and
+// the integer type that has the width and sign of such a number. They differ for 32-bit integers, which
+// CMPIValue stores in a long. Returns false if the type is not that of a number.
 template <class Use>
 bool with_number_type(CMPIType type, Use use) {
     switch (type) {
