@@ -1,7 +1,9 @@
-// profile.cpp - part of the worker in builds that measure coverage: a child writes the profile when the worker ends.
+// profile.cpp - part of the worker in builds that measure coverage: a child writes the profile when the
+// worker ends.
 //
-// The library may kill a worker that is about to end by itself. Killed while it writes, the worker would leave half a
-// profile, to which no later process could add its own. The child is in a session of its own, and nobody kills it.
+// The library may kill a worker that is about to end by itself. Killed while it writes, the worker would
+// leave half a profile, to which no later process could add its own. The child is in a session of its own,
+// and nobody kills it.
 #include <stdlib.h>
 #include <unistd.h>
 
