@@ -96,7 +96,9 @@ bool read_number(const char *text, uint16_t *number);
 
 struct command {
     const char *name, *arguments, *summary, *details;
-    int least, most; /* how many arguments; most -1: any number */
+    const char *notes;    /* sections of help: a heading, and pairs of a term and its text; or NULL */
+    const char *examples; /* a line each */
+    int least, most;      /* how many arguments; most -1: any number */
     enum {
         WAITS = 1,      /* by default for as long as it takes */
         MANY_JOBS = 2,  /* its arguments are jobs, each with an outcome of its own */
@@ -110,7 +112,7 @@ struct command {
 };
 
 /* Details that several have. */
-#define TIMES "Times go to the service as they are typed; NOW starts at once."
+#define TIMES "TIME is sent unchanged; many controllers take NOW or yyyymmddhhmmss."
 #define PRINTS_ID "Prints the identifier of the job."
 
 /* All of them, in the order of help (commands.c); NULL ends them. */

@@ -16,7 +16,7 @@ const struct option_row global_options[] = {
     {"options-file", "FILE", "take further options from FILE, one long option a line", TEXT, false, 0,
         IN_REQUEST(options_file)},
     {"json", NULL, "print one JSON document", FLAG, false, 0, IN_REQUEST(json)},
-    {"quiet", NULL, "no progress, no confirmations", FLAG, false, 'q', IN_REQUEST(quiet)},
+    {"quiet", NULL, "no progress, and no lines that report success", FLAG, false, 'q', IN_REQUEST(quiet)},
     {"verbose", NULL, "show the library's log lines", FLAG, false, 'v', IN_REQUEST(verbose)},
     {"version", NULL, "print the version", FLAG, false, 0, IN_REQUEST(version)},
     {"help", NULL, "explain the command", FLAG, false, 'h', IN_REQUEST(help)},

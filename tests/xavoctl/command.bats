@@ -19,6 +19,22 @@ load common
         and (.results[1] | .kind == "service" and .message_id == "JQ001" and .message == "There is no job JID_9.")'
 }
 
+# With the files that they name.
+@test "the examples of help" {
+    local command line count=0
+    mkdir bin && ln -s "$XAVOCTL" bin/xavoctl && cp password passphrase
+    tr ' ' '\n' <<<'share-type=2 address=192.0.2.10 share=backups share-user=operator password-file=password' >nightly.options
+    while read -r command _; do
+        while read -r line; do
+            PATH=$PWD/bin:$PATH run timeout 1 bash -c "$line" </dev/null
+            [[ $status =~ ^(0|4|124)$ ]] || fail "$line: $status"
+            rm -f state
+            ((++count))
+        done < <($XAVOCTL help "$command" | sed -n '/^Examples:$/,/^$/s/^  //p')
+    done < <($XAVOCTL help | sed -n '/^Commands:$/,/^$/s/^  //p')
+    ((count >= 28)) || fail "$count examples"
+}
+
 # No broker answers: nothing is sent.
 @test "a dry run" {
     table

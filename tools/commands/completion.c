@@ -95,6 +95,7 @@ const struct command completion_command = {
     .arguments = "bash",
     .summary = "print the completion for a shell",
     .details = "To use it: source <(xavoctl completion bash)",
+    .examples = "  source <(xavoctl completion bash)\n",
     .least = 1,
     .most = 1,
     .check = check,

@@ -54,6 +54,9 @@ const struct command delete_command = {
     .details = "One after the other; one that is refused does not keep the others.",
     .most = -1,
     .flags = MANY_JOBS,
+    .examples = "  xavoctl delete JID_1 JID_2\n"
+                "  xavoctl delete --status completed --status failed\n"
+                "  xavoctl delete --all --dry-run\n",
     .options = {options, change_options, confirm_options},
     .check = check,
     .perform = perform,

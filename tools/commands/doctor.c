@@ -144,6 +144,8 @@ const struct command doctor_command = {
     .arguments = "",
     .summary = "test client library, broker and services",
     .details = "Changes nothing on the controller, and says what to do where a check fails.",
+    .examples = "  xavoctl doctor\n"
+                "  xavoctl doctor --user operator\n",
     .perform = perform,
     .print = print,
     .to_json = to_json,

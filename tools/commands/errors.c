@@ -33,6 +33,7 @@ const struct command errors_command = {
     .name = "errors",
     .arguments = "",
     .summary = "list the error codes",
+    .examples = "  xavoctl errors\n",
     .print = print,
     .to_json = to_json,
 };

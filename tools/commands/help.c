@@ -13,7 +13,7 @@ static const struct {
     {STATUS_CONNECTION,
      "no broker answers, the connection to it was lost, or no client library is installed"},
     {STATUS_NOT_FOUND, "job, wait, instances: there is no such job or class"},
-    {STATUS_JOB, "the job that was waited for failed, or is gone"},
+    {STATUS_JOB, "the job that was waited for failed, is gone, or stands at 100% with an unknown status"},
     {STATUS_DEADLINE, "the time of --timeout is over"},
     {STATUS_OUTPUT, "the output cannot be written, or memory is exhausted"},
     {STATUS_INTERRUPTED, "interrupted (Ctrl-C); the job goes on"},
@@ -43,16 +43,36 @@ static void write_options(FILE *out, const struct command *command, bool global)
     }
 }
 
+static const char notes[] =
+    "\nWhat arguments are:\n"
+    "  ID          identifier of a job: xavoctl jobs lists them; a command that starts a job prints its identifier\n"
+    "  --target    identifier of software to install: xavoctl software lists them\n"
+    "  TYPE        of reboot: a number, which the service judges\n"
+    "  TIME        sent unchanged; many controllers take NOW or yyyymmddhhmmss\n"
+    "  S           status of a job: New, Scheduled, Running, Completed, Failed, or another of the controller\n"
+    "\nSecrets:\n"
+    "  --...-file    FILE has the secret as its only line; - is standard input\n"
+    "  --...-fd      the same from a descriptor that a shell has opened: --password-fd 3 3<FILE\n"
+    "  --...-prompt  asked for on the terminal, as is each password whose user is given without one\n"
+    "\nA file with options (--options-file):\n"
+    "  NAME=VALUE  a long option; VALUE is the rest of the line. The command line replaces it\n"
+    "  NAME        a long option without a value\n"
+    "  # TEXT      not read, nor are empty lines\n";
+
 static void write_overview(FILE *out) {
     (void)fputs("usage: xavoctl COMMAND [ARGUMENT...] [OPTION...]\n\nCommands:\n", out);
     for (const struct command *const *command = commands; *command != NULL; ++command)
         (void)fprintf(out, "  %-11s %-10s %s\n", (*command)->name, (*command)->arguments,
                       (*command)->summary);
     write_options(out, &help_command, true);
+    (void)fputs(notes, out);
     (void)fputs("\nExit status:\n", out);
     for (size_t i = 0; i < sizeof statuses / sizeof *statuses; ++i)
         (void)fprintf(out, "  %3d  %s\n", (int)statuses[i].status, statuses[i].meaning);
-    (void)fputs("\nxavoctl help COMMAND explains a command.\n", out);
+    (void)fputs(
+        "\nxavoctl help COMMAND explains a command, with examples. The name of an option can be cut short as long "
+        "as it stands for one option.\n",
+        out);
 }
 
 static void write_command(FILE *out, const struct command *command) {
@@ -62,6 +82,7 @@ static void write_command(FILE *out, const struct command *command) {
     if (command->details != NULL)
         (void)fprintf(out, "%s\n", command->details);
     write_options(out, command, false);
+    (void)fprintf(out, "%s\nExamples:\n%s", command->notes != NULL ? command->notes : "", command->examples);
     write_options(out, command, true);
 }
 
@@ -90,6 +111,7 @@ const struct command help_command = {
     .name = "help",
     .arguments = "[COMMAND]",
     .summary = "explain a command",
+    .examples = "  xavoctl help backup\n",
     .most = 1,
     .check = check,
     .print = print,

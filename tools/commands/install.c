@@ -3,7 +3,8 @@
 #include "../xavoctl.h"
 
 static const struct option_row options[] = {
-    {"target", "ID", "identifier of the software identity", TEXT, true, 0, IN_REQUEST(target)},
+    {"target", "ID", "identifier of the software identity: xavoctl software lists them", TEXT, true, 0,
+     IN_REQUEST(target)},
     {"uri", "URI", "where the software is fetched from", TEXT, false, 0, IN_REQUEST(uri)},
     {0},
 };
@@ -22,6 +23,9 @@ const struct command install_command = {
     .arguments = "",
     .summary = "install software",
     .details = PRINTS_ID " Without --uri the controller installs what it holds.",
+    .examples = "  xavoctl software\n"
+                "  xavoctl install --target IDENTITY:BIOS --wait\n"
+                "  xavoctl install --target IDENTITY:BIOS --uri http://192.0.2.20/bios.bin --dry-run\n",
     .options = {options, wait_options, change_options},
     .perform = perform,
     .print = put_end_of_job,

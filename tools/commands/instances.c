@@ -42,6 +42,8 @@ const struct command instances_command = {
     .name = "instances",
     .arguments = "CLASS",
     .summary = "show all instances of a class",
+    .examples = "  xavoctl instances VELK_SoftwareIdentity\n"
+                "  xavoctl instances CIM_Namespace --namespace root/interop --json\n",
     .least = 1,
     .most = 1,
     .options = {options},

@@ -24,6 +24,8 @@ const struct command job_command = {
     .name = "job",
     .arguments = "ID",
     .summary = "show a job",
+    .examples = "  xavoctl job JID_1\n"
+                "  xavoctl job JID_1 --json\n",
     .least = 1,
     .most = 1,
     .perform = perform,

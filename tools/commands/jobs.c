@@ -64,6 +64,10 @@ const struct command jobs_command = {
     .arguments = "",
     .summary = "list the jobs",
     .details = "With --quiet their identifiers alone. Jobs that cannot be read are left out, and counted.",
+    .examples = "  xavoctl jobs\n"
+                "  xavoctl jobs --status running --status scheduled\n"
+                "  xavoctl jobs --name nightly --quiet\n"
+                "  xavoctl jobs --user operator --json\n",
     .options = {options},
     .perform = perform,
     .print = print,

@@ -3,8 +3,8 @@
 #include "../xavoctl.h"
 
 static const struct option_row options[] = {
-    {"start", "TIME", "when the jobs start", TEXT, true, 0, IN_REQUEST(start)},
-    {"until", "TIME", "until when the jobs may start", TEXT, false, 0, IN_REQUEST(until)},
+    {"start", "TIME", "when the jobs start, sent as StartTimeInterval", TEXT, true, 0, IN_REQUEST(start)},
+    {"until", "TIME", "until when the jobs may start, sent as UntilTime", TEXT, false, 0, IN_REQUEST(until)},
     {0},
 };
 
@@ -27,6 +27,8 @@ const struct command queue_command = {
     .arguments = "ID...",
     .summary = "schedule jobs",
     .details = "All of them or none. " TIMES,
+    .examples = "  xavoctl queue JID_1 JID_2 --start NOW\n"
+                "  xavoctl queue JID_1 --start 20990101220000 --until 20990102040000\n",
     .least = 1,
     .most = -1,
     .flags = MANY_JOBS | ALL_OR_NONE,

@@ -20,7 +20,10 @@ const struct command reboot_command = {
     .name = "reboot",
     .arguments = "TYPE",
     .summary = "create a reboot job",
-    .details = PRINTS_ID " TYPE is a number from 0 to 65535, which the service judges.",
+    .details =
+        PRINTS_ID " TYPE is a number from 0 to 65535, sent as RebootJobType, which the service judges.",
+    .examples = "  xavoctl reboot 1 --yes\n"
+                "  xavoctl reboot 1 --yes --wait --timeout 600\n",
     .least = 1,
     .most = 1,
     .options = {wait_options, change_options, confirm_options},

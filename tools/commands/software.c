@@ -41,6 +41,8 @@ const struct command software_command = {
     .arguments = "",
     .summary = "list what can be installed",
     .details = "With --quiet the targets of install alone. A document has all properties.",
+    .examples = "  xavoctl software\n"
+                "  xavoctl software --quiet\n",
     .perform = perform,
     .print = print,
     .to_json = instances_to_json,

@@ -6,7 +6,7 @@
 
 static const struct option_row options[] = {
     SHARE_OPTIONS(share),
-    {"workgroup", "NAME", "the user's workgroup", TEXT, false, 0, IN_RECORD(share.workgroup)},
+    {"workgroup", "NAME", "share type 2: the user's workgroup", TEXT, false, 0, IN_RECORD(share.workgroup)},
     {0},
 };
 
@@ -29,6 +29,18 @@ const struct command test_share_command = {
     .name = "test-share",
     .arguments = "",
     .summary = "test whether a share can be reached",
+    .notes = "\nShare types:\n"
+             "  0     sends --address (needed) and --share; no user, no password\n"
+             "  2     sends these, the user as WORKGROUP\\USER, the password, and --workgroup\n"
+             "  5, 6  send what 0 sends, and the options of proxy and certificate; no user, no password\n"
+             "  4     is not valid here: there is nothing to test\n"
+             "\nHow they are sent:\n"
+             "  numbers  as they are, and not at all if they are 0 (share type 0 is sent)\n"
+             "  texts    unchanged; of user, password and workgroup also empty ones, with share type 2\n",
+    .examples =
+        "  xavoctl test-share --share-type 0 --address 192.0.2.10 --share public\n"
+        "  xavoctl test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator "
+        "--password-file password\n",
     .options = {options, change_options},
     .check = check_share,
     .perform = perform,

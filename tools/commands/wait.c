@@ -20,8 +20,10 @@ const struct command wait_command = {
     .arguments = "ID...",
     .summary = "wait for jobs to end",
     .details =
-        "All of them at once, without --timeout for as long as it takes. A broker that restarts meanwhile is "
-        "waited for.",
+        "All of them at once, with one listing a round; without --timeout for as long as it takes. A broker that "
+        "restarts meanwhile is waited for.",
+    .examples = "  xavoctl wait JID_1 JID_2 --timeout 3600\n"
+                "  xavoctl wait JID_1 JID_2 --any --quiet\n",
     .least = 1,
     .most = -1,
     .options = {options},
