@@ -10,7 +10,8 @@ lines are replaced:
     @guide HEADING@         that section of the guide, without its commands
     @commands@              the commands of xavoctl and their options, from its help
     @schema PART@           the members that a part of the schema of xavoctl's documents describes
-    @options@, @statuses@   the options of all commands, and the exit statuses
+    @options@, @statuses@   the options of all commands with the other sections of help, and the exit statuses
+    @examples@              the examples of all commands
 The same pages, the guide and the other documents are written as HTML to build/manual/html. --check fails if an exported
 function has no page, a page names an error code, a constant or a page that does not exist, a link has no target, an
 example does not compile, docs/call.svg differs from docs/call.dot, or mandoc reports an error in a page.
@@ -47,6 +48,7 @@ class Header:
                 own.entries = section.entries + own.entries
 
 
+COMMON = "With every command, before or after it"  # a heading of xavoctl's help
 HEADERS = [
     Header("libxavo/include/XAVO.h", "xavo", "xavo(7)", "libxavo/libxavo.map", "libxavo/include/XAVO_types.h"),
     Header("companion/include/XAVO_companion.h", "xavo-companion", "xavo(7)",
@@ -334,7 +336,22 @@ def command_list(build):
         summary = " ".join([lines[1].split(": ", 1)[1], *lines[2:]])
         words = lines[0][len("usage: xavoctl "):].replace(" [OPTION...]", "")
         found.append(definitions([(words, summary)]) + "\n" + definitions(parts.get("Options", []), "    "))
+        found += [f"    {heading}:\n\n" + definitions(pairs, "    ") for heading, pairs in parts.items()
+                  if heading not in ("Options", "Examples", COMMON)]
     return "\n".join(found)
+
+
+def tool_notes(build):
+    """Returns the sections of the overview that stand for themselves."""
+    return "\n".join(f"## {heading}\n\n{definitions(pairs)}" for heading, pairs in tool_help(build)[1].items()
+                     if heading not in ("Commands", "Exit status", COMMON))
+
+
+def tool_examples(build):
+    """Returns the examples of all commands."""
+    return "\n".join(f"{summary[0].upper()}{summary[1:]}:\n\n" + "".join(f"    {line}\n" for line in lines)
+                     for name, _, summary in ([*row[:1], "", row[-1]] for row in tool_help(build)[1]["Commands"])
+                     for lines in [[" ".join(pair) for pair in tool_help(build, name)[1]["Examples"]]])
 
 
 def schema_members(part):
@@ -358,7 +375,8 @@ def own_page(source, headers, codes, pages, build):
         "example": lambda name: show(example(name)),
         "guide": guide_section,
         "commands": lambda _: command_list(build),
-        "options": lambda _: definitions(tool_help(build)[1]["With every command, before or after it"]),
+        "options": lambda _: definitions(tool_help(build)[1][COMMON]) + "\n" + tool_notes(build),
+        "examples": lambda _: tool_examples(build),
         "schema": schema_members,
         "statuses": lambda _: definitions(tool_help(build)[1]["Exit status"]),
     }
