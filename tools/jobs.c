@@ -24,6 +24,11 @@ bool has_wanted_status(const struct run *run, const XAVO_VELK_LifecycleJob *job)
     return wanted;
 }
 
+bool is_absent(const XAVO_Answer *answer) {
+    return answer->effect == XAVO_EFFECT_ANSWERED && answer->unreadable == 0 &&
+           (answer->code == XAVO_NOT_FOUND || answer->code == XAVO_NO_ERROR);
+}
+
 bool choose_jobs(struct run *run) {
     const XAVO_Request request = {.operation = XAVO_OP_LIST_JOBS};
     if (!perform_and_note(run, request, run->outcomes, &run->answer))
@@ -115,12 +120,6 @@ static void judge(struct wait *wait, size_t index, const XAVO_VELK_LifecycleJob 
     } else if (settle > 0 && now() - follow->at_end >= settle) {
         end_wait(outcome, END_UNCLEAR, KIND_JOB_UNCLEAR, NULL);
     }
-}
-
-/* Whether an answer says that there is no such job: a complete listing without it, or the broker's word. */
-static bool is_absent(const XAVO_Answer *answer) {
-    return answer->effect == XAVO_EFFECT_ANSWERED &&
-           (answer->code == XAVO_NOT_FOUND || (answer->code == XAVO_NO_ERROR && answer->unreadable == 0));
 }
 
 static bool is_pending(const struct outcome *outcome) {

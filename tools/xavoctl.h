@@ -67,6 +67,9 @@ void name_jobs(struct run *run);
 /* Lists the jobs, and gives each that has a wanted status an outcome; one more says how many are unreadable.
  * False: the first outcome says why. */
 bool choose_jobs(struct run *run);
+/* Whether an answer without the record of a job says that there is no such job: a complete listing, or the
+ * broker's word. The broker's code for a job that lacks a property can be the same; it is then unreadable. */
+bool is_absent(const XAVO_Answer *answer);
 bool has_name(const XAVO_VELK_LifecycleJob *job, const char *name);
 /* Whether the job has one of the statuses that the command line names, if it names any. */
 bool has_wanted_status(const struct run *run, const XAVO_VELK_LifecycleJob *job);

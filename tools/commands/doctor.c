@@ -88,8 +88,8 @@ static bool check_jobs(struct run *run, const XAVO_Answer *answer, const char *u
     XAVO_Answer unknown;
     perform_call(run, (XAVO_Request){.operation = XAVO_OP_GET_JOB, .id = "xavoctl: no such job"}, 0,
                  &unknown);
-    const bool refused = note("unknown job", unknown.code == XAVO_NOT_FOUND, advice_on(&unknown), "as %s: %s",
-                              user, XAVO_code_name(unknown.code));
+    const bool refused = note("unknown job", is_absent(&unknown), advice_on(&unknown), "as %s: %s", user,
+                              XAVO_code_name(unknown.code));
     XAVO_answer_free(&unknown);
     return listed && readable && refused;
 }

@@ -5,9 +5,12 @@
 
 static void perform(struct run *run) {
     const XAVO_Request request = {.operation = XAVO_OP_GET_JOB, .id = run->request.arguments[0]};
-    if (!perform_and_note(run, request, run->outcomes, &run->answer) && run->answer.code == XAVO_NOT_FOUND &&
-        run->answer.effect == XAVO_EFFECT_ANSWERED)
+    if (perform_and_note(run, request, run->outcomes, &run->answer))
+        return;
+    if (is_absent(&run->answer))
         fail_absent(run->outcomes, &run->answer);
+    else if (run->answer.unreadable > 0)
+        fail_unreadable(run->outcomes, &run->answer);
 }
 
 static void print(struct run *run) {
