@@ -231,36 +231,54 @@ static bool is_known(const char *name, size_t length) {
     return false;
 }
 
-/* A name may be cut short as long as it stands for one option. Returns the option; NULL after a complaint. */
-static const struct option_row *find_row(struct request *request, const struct command *command,
-                                         const char *name, size_t length) {
+/* What a name that may be cut short stands for. */
+struct match {
+    const struct option_row *found, *another; /* NULL: none */
+    const struct option_row *secret;          /* reads from a file what the name would take */
+    struct guess guess;
+};
+
+/* Before the command is known several options that take a value may have the name: one of them is found, and
+ * the command decides later. */
+static struct match match_name(const struct command *command, const char *name, size_t length) {
     const struct command *const *all = commands;
-    const struct option_row *found = NULL, *secret = NULL;
-    struct guess guess = {0};
-    const char *another = NULL;
+    struct match match = {0};
     for (const struct option_row *row = NULL; (row = next_row(command, &all, row)) != NULL;) {
-        consider(&guess, name, length, row->name);
+        const struct option_row *const found = match.found;
+        consider(&match.guess, name, length, row->name);
         if (strncmp(row->name, name, length) != 0)
             continue;
         if (row->name[length] == '\0')
-            return row;
+            return (struct match){.found = row};
         if (row->kind == SECRET_FILE && strcmp(row->name + length, "-file") == 0)
-            secret = row;
-        if (found != NULL && strcmp(found->name, row->name) != 0)
-            another = found->name;
-        found = row;
+            match.secret = row;
+        const bool decided = command != NULL || row->value == NULL;
+        if (found != NULL && strcmp(found->name, row->name) != 0 && (decided || found->value == NULL))
+            match.another = found;
+        match.found = row;
     }
-    if (secret != NULL)
-        complain(request, "no option takes a secret, which others could read: use --%s", secret->name);
-    else if (another != NULL)
-        complain(request, "--%.*s is short for --%s, --%s", (int)length, name, another, found->name);
-    else if (found == NULL && is_known(name, length))
+    return match;
+}
+
+/* A name may be cut short as long as it stands for one option. Returns the option; NULL after a complaint. */
+static const struct option_row *find_row(struct request *request, const struct command *command,
+                                         const char *name, size_t length) {
+    const struct match match = match_name(command, name, length);
+    const char *guess = match.guess.name;
+    if (match.secret != NULL)
+        complain(request, "no option takes a secret, which others could read: use --%s", match.secret->name);
+    else if (match.another != NULL)
+        complain(request, "--%.*s is short for --%s, --%s", (int)length, name, match.another->name,
+                 match.found->name);
+    else if (match.found != NULL)
+        return match.found;
+    else if (is_known(name, length))
         complain(request, "%s takes no --%.*s", command->name, (int)length, name);
-    else if (found == NULL)
+    else
         complain(request, "--%.*s: no such option%s%s%s%s%s", (int)length, name,
                  command != NULL ? " of " : "", command != NULL ? command->name : "",
-                 guess.name ? "; did you mean --" : "", guess.name ? guess.name : "", guess.name ? "?" : "");
-    return another != NULL || secret != NULL ? NULL : found;
+                 guess ? "; did you mean --" : "", guess ? guess : "", guess ? "?" : "");
+    return NULL;
 }
 
 /* ---- Words ----------------------------------------------------------------------------------------------- */
@@ -458,15 +476,8 @@ static void read_options_file(struct request *request, struct given_list *list) 
 
 /* Options before the command are its own, too. */
 static void resolve_names(struct request *request, struct given_list *list) {
-    for (int i = 0; i < list->count; ++i) {
-        struct given *given = &list->given[i];
-        if (given->option == NULL || find_option(request->command, given->option->name) == given->option)
-            continue;
-        const char *name = given->option->name;
-        given->option = find_option(request->command, name);
-        if (given->option == NULL)
-            complain(request, "%s takes no --%s", request->command->name, name);
-    }
+    for (struct given *given = list->given; given < list->given + list->count; ++given)
+        given->option = find_row(request, request->command, given->name, given->length);
 }
 
 static void take_given(struct request *request, const struct given_list *list) {
