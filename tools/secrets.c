@@ -64,21 +64,24 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     const int error = errno;
     if (mine && fd >= 0)
         close(fd);
+    char name[160]; /* what a complaint begins with */
+    (void)snprintf(name, sizeof name, "--%s%s%.100s", option->name, secret->value != NULL ? " " : "",
+                   secret->value != NULL ? secret->value : "");
 
     char *const buffer = (char *)request + option->offset;
     const size_t size = option->size;
     if (length > 0 && text[length - 1] == '\n')
         length -= length > 1 && text[length - 2] == '\r' ? 2 : 1;
     if (length == -1)
-        complain(request, "--%s: %s", option->name,
+        complain(request, "%s: %s", name,
                  option->kind == SECRET_PROMPT ? "there is no terminal to ask on" : strerror(error));
     else if (length == 0)
-        complain(request, "--%s: %s", option->name,
+        complain(request, "%s: %s", name,
                  option->kind == SECRET_PROMPT ? "nothing was typed" : "there is nothing in it");
     else if (length > 0 && memchr(text, '\0', (size_t)length) != NULL)
-        complain(request, "--%s: it holds a NUL byte", option->name);
+        complain(request, "%s: it holds a NUL byte", name);
     else if (length > 0 && memchr(text, '\n', (size_t)length) != NULL)
-        complain(request, "--%s: it holds more than one line", option->name);
+        complain(request, "%s: it holds more than one line", name);
     else if (length > 0 && (size_t)length >= size)
         complain(request, "--%s takes at most %zu bytes", option->name, size - 1);
     else if (length > 0)

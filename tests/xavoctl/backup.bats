@@ -34,7 +34,7 @@ start_unit() {
         run start_unit "$name"
         [[ $status == "$status_wanted" && $output =~ $pattern && ! -e $metric ]] || fail "$options: $status"
     done <<'END'
-2|passphrase-file: .*nothing in it|empty|share-type=4\npassphrase-file=passphrase
+2|passphrase-file passphrase: .*nothing in it|empty|share-type=4\npassphrase-file=passphrase
 2|No such file|empty|share-type=4\npassword-file=none
 1|SYSTEM_IN_LOCKDOWN_MODE|lockdown|share-type=4
 5|The disk is full|next-job runs=1 fails message="The disk is full."|share-type=4
