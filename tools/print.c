@@ -141,8 +141,10 @@ bool print_run(struct run *run) {
         print_failures(run);
     if (printed && !out_of_memory)
         return true;
-    (void)fprintf(stderr, "xavoctl: %s\n",
-                  out_of_memory ? "out of memory: the output is incomplete" : "the output cannot be written");
+    if (out_of_memory)
+        (void)fputs("xavoctl: out of memory: the output is incomplete\n", stderr);
+    else if (!has_lost_its_reader()) /* who ended it knows that */
+        (void)fputs("xavoctl: the output cannot be written\n", stderr);
     if (run->answer.job_id != NULL) {
         (void)fputs("The job was started: ", stderr);
         put_line(stderr, run->answer.job_id);

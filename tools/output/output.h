@@ -15,6 +15,8 @@ struct run;
 /* Makes stdout and stderr streams whose writes do not outlast a signal that ends the program, nor --timeout:
  * then the rest is dropped, and the stream has an error. False when there is no memory. */
 bool open_streams(struct run *run);
+/* Whether what was written to stdout got lost because the reader of the pipe has gone away. */
+bool has_lost_its_reader(void);
 
 /* ---- Text (text.c) --------------------------------------------------------------------------------------- */
 

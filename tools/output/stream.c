@@ -13,6 +13,7 @@ static struct stream {
     struct run *run;
     int fd;
     bool given_up; /* what follows is not written, either */
+    bool left;     /* because the reader of a pipe has gone away */
     char buffer[BUFFER_SIZE];
 } streams[2];
 static timer_t timer;
@@ -42,8 +43,10 @@ static ssize_t write_stream(void *cookie, const char *text, size_t size) {
         const ssize_t count = write(stream->fd, text + written, size - written);
         if (count >= 0)
             written += (size_t)count;
-        else if (errno != EINTR && errno != EAGAIN)
+        else if (errno != EINTR && errno != EAGAIN) {
             stream->given_up = true;
+            stream->left = errno == EPIPE;
+        }
         if (count >= 0)
             continue;
         const enum event event = wait_for_event(run, -1, errno == EAGAIN ? 10 : 0, limit);
@@ -52,6 +55,8 @@ static ssize_t write_stream(void *cookie, const char *text, size_t size) {
     (void)timer_settime(timer, 0, &never, NULL);
     return stream->given_up ? 0 : (ssize_t)size;
 }
+
+bool has_lost_its_reader(void) { return streams[0].left; }
 
 bool open_streams(struct run *run) {
     FILE **const places[] = {&stdout, &stderr};
