@@ -96,7 +96,9 @@ static void print_failure(const struct run *run, const struct outcome *outcome) 
         (void)fputc(' ', stderr);
         put_visible(stderr, id);
     }
-    (void)fprintf(stderr, ": %s: ", XAVO_code_name(outcome->code));
+    (void)fputs(": ", stderr);
+    if (outcome->code != XAVO_UNKNOWN_ERROR) /* whose name says less than what follows */
+        (void)fprintf(stderr, "%s: ", XAVO_code_name(outcome->code));
     put_visible(stderr, sentence_of(outcome));
     if (outcome->message_id != NULL) {
         (void)fputs(" (", stderr);

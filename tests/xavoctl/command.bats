@@ -215,7 +215,7 @@ END
         jq --exit-status '.results[0] | .end == "interrupted" and .job.InstanceID == "JID_1"'
     scene 'hold 60000'
     run timeout --preserve-status 2 $XAVOCTL doctor
-    [[ $status == 143 && $output == *'doctor: UNKNOWN_ERROR: interrupted' && $output != *FAILED* ]]
+    [[ $status == 143 && $output == *'doctor: interrupted' && $output != *FAILED* ]]
 }
 
 # As timeout(1) sends it: here while the document is stuck in a pipe.
