@@ -48,7 +48,7 @@ public:
         char small[64];
         va_list values;
         va_start(values, format);
-        vsnprintf(small, sizeof small, format, values);
+        vsnprintf(small, sizeof small, format, values); // NOLINT(clang-analyzer-valist.Uninitialized)
         va_end(values);
         add(small);
     }
