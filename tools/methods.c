@@ -22,14 +22,16 @@ struct argument {
 
 #define AT(member) offsetof(struct request, member)
 /* clang-format off */
-#define HTTP_ARGUMENTS(record) \
-    {"ProxySupport", A_NUMBER, IF_SET, OVER_HTTP, AT(record.http.proxySupport)}, \
-    {"ProxyType", A_NUMBER, IF_SET, OVER_HTTP, AT(record.http.proxyType)}, \
-    {"ProxyServer", A_TEXT, IF_SET, OVER_HTTP, AT(record.http.proxyServer)}, \
-    {"ProxyUname", A_TEXT, IF_SET, OVER_HTTP, AT(record.http.proxyUname)}, \
-    {"ProxyPasswd", A_SECRET, IF_SET, OVER_HTTP, AT(record.http.proxyPasswd)}, \
-    {"ProxyPort", A_TEXT, IF_SET, OVER_HTTP, AT(record.http.proxyPort)}, \
-    {"IgnoreCertWarning", A_NUMBER, IF_SET, OVER_HTTP, AT(record.http.ignoreCertWarning)}
+/* `http` is where the record has the member of that name. */
+#define HTTP(member) offsetof(XAVO_HTTP_SHARE_OPT_DATA, member)
+#define HTTP_ARGUMENTS(http) \
+    {"ProxySupport", A_NUMBER, IF_SET, OVER_HTTP, (http) + HTTP(proxySupport)}, \
+    {"ProxyType", A_NUMBER, IF_SET, OVER_HTTP, (http) + HTTP(proxyType)}, \
+    {"ProxyServer", A_TEXT, IF_SET, OVER_HTTP, (http) + HTTP(proxyServer)}, \
+    {"ProxyUname", A_TEXT, IF_SET, OVER_HTTP, (http) + HTTP(proxyUname)}, \
+    {"ProxyPasswd", A_SECRET, IF_SET, OVER_HTTP, (http) + HTTP(proxyPasswd)}, \
+    {"ProxyPort", A_TEXT, IF_SET, OVER_HTTP, (http) + HTTP(proxyPort)}, \
+    {"IgnoreCertWarning", A_NUMBER, IF_SET, OVER_HTTP, (http) + HTTP(ignoreCertWarning)}
 
 static const struct argument image_arguments[] = {
     {"IPAddress", A_TEXT, ALWAYS, ON_SERVER, AT(image.ipaddr)},
@@ -41,7 +43,7 @@ static const struct argument image_arguments[] = {
     {"UntilTime", A_TEXT, IF_SET, EVERY, AT(image.untilTime)},
     {"ScheduledStartTime", A_TEXT, ALWAYS, EVERY, AT(image.startTime)},
     {"PreserveVDConfig", A_FLAG, ALWAYS, EVERY, AT(image.preserveVDConfig)},
-    HTTP_ARGUMENTS(image),
+    HTTP_ARGUMENTS(AT(image.http)),
     {"ShareType", A_NUMBER, ALWAYS, EVERY, AT(image.shareType)},
     {"JobName", A_TEXT, IF_SET, EVERY, AT(image.JobName)},
     {"CheckBackupDestinationAvailability", A_NUMBER, IF_SET, EVERY, AT(image.checkBackupDestinationAvailability)},
@@ -54,7 +56,7 @@ static const struct argument share_arguments[] = {
     {"UserName", A_USER, ALWAYS, WITH_DOMAIN, AT(share.uname)},
     {"Password", A_SECRET, ALWAYS, WITH_DOMAIN, AT(share.passwd)},
     {"Workgroup", A_TEXT, ALWAYS, WITH_DOMAIN, AT(share.workgroup)},
-    HTTP_ARGUMENTS(share),
+    HTTP_ARGUMENTS(AT(share.http)),
     {"ShareType", A_NUMBER, ALWAYS, EVERY, AT(share.shareType)},
     {0},
 };
