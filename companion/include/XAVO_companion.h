@@ -381,12 +381,12 @@ typedef struct XAVO_WaitResult {
  * be initialised, is filled in for every end, and freed with XAVO_wait_free. Returns result->end.
  *
  * Each poll is a call. One that fails, finds no broker or no free worker, or cannot read the job does not end
- * the wait. These do: NOT_FOUND (GONE, NOT_FOUND); an invalid argument (ERROR with INVALID_VALUE: pool or
- * identifier NULL, poll_ms out of range); OUT_OF_MEMORY here (ERROR); NO_WORKER where the program is missing,
- * speaks another protocol, cannot be loaded or ends before it is ready, but not where the system lacks means
- * (EAGAIN, ENOMEM, EMFILE, ENFILE). A signal that the program handles does not end a pause. The
- * pauses are cancellation points: *result is valid there, and may be freed by a cleanup handler. `result`
- * must not be NULL. Any thread. */
+ * the wait. These do: NOT_FOUND of kind BROKER (GONE, NOT_FOUND); an invalid argument (ERROR with
+ * INVALID_VALUE: pool or identifier NULL, poll_ms out of range); no memory here for a request or a record
+ * (ERROR with OUT_OF_MEMORY); NO_WORKER where the program is missing, speaks another protocol, cannot be
+ * loaded or ends before it is ready, but not where the system lacks means (EAGAIN, ENOMEM, EMFILE, ENFILE). A
+ * signal that the program handles does not end a pause. The pauses are cancellation points: *result is valid
+ * there, and may be freed by a cleanup handler. `result` must not be NULL. Any thread. */
 int XAVO_wait_for_job(XAVO_Pool *pool, const char *job_id, const XAVO_WaitOptions *options,
                       XAVO_WaitResult *result);
 

@@ -99,9 +99,10 @@ bool Wait::poll(XAVO_Answer *answer) {
 int Wait::end_without_record(const XAVO_Answer &answer, size_t index) {
     const bool listed = answer.kind == XAVO_KIND_NONE && answer.code == XAVO_NO_ERROR;
     const bool unread = answer.kind == XAVO_KIND_ANSWER_UNUSABLE || answer.unreadable > 0;
-    // A service that knows no job, or a whole list without it.
-    if ((answer.code == XAVO_NOT_FOUND && answer.effect == XAVO_EFFECT_ANSWERED && count == 1) ||
-        (listed && !unread && count > 1))
+    const bool answered = answer.effect == XAVO_EFFECT_ANSWERED && !unread;
+    // A broker that knows no such job, or a whole list without it. Some brokers say NOT_FOUND of a property,
+    // too: then the job is there, and unread.
+    if (answered && (count == 1 ? answer.code == XAVO_NOT_FOUND : listed))
         return results[index].job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
     // Refused here, or for good. A worker may have run out of memory for once.
     if (answer.kind == XAVO_KIND_NOTHING_ASKED && (answer.attempts == 0 || answer.code == XAVO_INVALID_VALUE))

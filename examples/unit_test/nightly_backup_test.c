@@ -167,6 +167,13 @@ static void looks_again_when_refused_after_a_crash(void) {
     CHECK(prints("not started: BACKUP_ALREADY_RUNNING") && prints("JID_1: started"));
 }
 
+/* Some brokers report a missing property as they report a missing job. */
+static void waits_for_a_job_that_lacks_a_property(void) {
+    static const cimsim_fault missing = {CMPI_RC_ERR_NOT_FOUND, NULL, 0};
+    cimsim_fail("CMPIInstance.getProperty", 1, &missing);
+    CHECK(backup() == BACKUP_DONE && cimsim_fault_hit() != NULL);
+}
+
 /* The service reports success, but started no job. */
 static void starts_the_job_when_no_identifier_came(void) {
     cimsim_answer_return(cimsim_number(CMPI_uint32, 0));
@@ -203,6 +210,7 @@ int main(void) {
         {"gives up at the deadline", gives_up_at_the_deadline},
         {"starts one job when the start is disrupted", starts_one_job_when_the_start_is_disrupted},
         {"looks again when refused after a crash", looks_again_when_refused_after_a_crash},
+        {"waits for a job that lacks a property", waits_for_a_job_that_lacks_a_property},
         {"starts the job when no identifier came", starts_the_job_when_no_identifier_came},
         {"starts one job when any call fails", starts_one_job_when_any_call_fails},
     };

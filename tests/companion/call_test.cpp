@@ -732,7 +732,7 @@ TEST_F(Companion, EndsAWaitAsItsPollsSay) {
         const char *journal;
     } rows[] = {
         {"answer=0", 0, XAVO_WAIT_DEADLINE, "r"},
-        {"answer=6,1|answer=1,1|answer=3,7,6", XAVO_WAIT_FOREVER, XAVO_WAIT_NOT_FOUND, "rrr"},
+        {"answer=6,7|answer=1,1|answer=3,7,6", XAVO_WAIT_FOREVER, XAVO_WAIT_NOT_FOUND, "rrr"},
         {"answer=0|answer=3,7,6", XAVO_WAIT_FOREVER, XAVO_WAIT_GONE, "rr"},
         {"answer=6,1|answer=0|answer=6,1", XAVO_WAIT_FOREVER, XAVO_WAIT_UNREADABLE, "rrrr"}, // two in a row
         {"failed", XAVO_WAIT_FOREVER, XAVO_WAIT_NO_WORKER, "r"},
