@@ -173,10 +173,13 @@ void repeat_or_end(XAVO_Call *call, bool at_once, bool keep) {
         ++call->repeats;
         call->resume_at = now;
     } else {
+        const uint64_t left = call->deadline > now ? call->deadline - now : 0;
         call->pause = call->pause == 0 ? FIRST_RETRY_MS : call->pause * 2;
         if (call->pause > LONGEST_RETRY_MS)
             call->pause = LONGEST_RETRY_MS;
-        if (!starting || call->deadline <= now + call->pause) {
+        if (keep && call->pause > left / 2) // up to the deadline, where no worker has to be started
+            call->pause = left / 2;
+        if (!starting || call->pause < FIRST_RETRY_MS / 2 || call->pause >= left) {
             end(call, keep);
             return;
         }

@@ -104,16 +104,17 @@ TEST_F(Pool, ReplacesAWorkerAfterItsCallsAndNotForItsCallersMemory) {
     EXPECT_NE(all[0].process, all[MOST].process);
 }
 
+// With ever longer pauses, but up to the deadline.
 TEST_F(Pool, RetriesABrokerThatStartsLate) {
     options.retry_broker = 1;
     make_pool();
     cimsim_set_reachable(0);
     std::thread broker([] {
-        usleep(300000);
+        usleep(1700000);
         cimsim_set_reachable(1);
     });
     XAVO_Answer answer;
-    EXPECT_EQ(XAVO_delete_job(pool, "JID_1", 0, &answer), XAVO_NO_ERROR);
+    EXPECT_EQ(XAVO_delete_job(pool, "JID_1", 2000, &answer), XAVO_NO_ERROR);
     broker.join();
     EXPECT_GT(answer.attempts, 2U);
     EXPECT_EQ(requests().size(), 1U);
