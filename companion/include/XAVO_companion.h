@@ -24,11 +24,13 @@
  * does nothing to the parent's workers. Every other function reports NO_WORKER there.
  *  5. The process's signals, environment, children and descriptors are left alone: no wait function of the
  * program sees a worker (but with __WALL or __WCLONE), and no SIGCHLD or SIGPIPE is raised. A program that is
- *     the reaper of orphans (a child subreaper, or process 1) reaps its workers with the others.
+ * the reaper of orphans (a child subreaper, or process 1) reaps its workers with the others.
  *  6. Cancellation. Only the pauses of a wait are cancellation points; nothing is held there.
  *  7. Deadlines are milliseconds on the monotonic clock, for the whole call: waiting for a free worker,
  * starting it, connecting, repetitions and transfer. 0 is 5 s for operations that read and 60 s for methods;
- * the longest is 24 h (XAVO_LONGEST_DEADLINE_MS). */
+ * the longest is 24 h (XAVO_LONGEST_DEADLINE_MS).
+ *  8. Kernels. The oldest is Linux 3.17. Before 5.3 a worker may take 100 ms to notice that its program has
+ * ended. */
 #ifndef XAVO_COMPANION_H
 #define XAVO_COMPANION_H
 
@@ -178,8 +180,8 @@ typedef struct XAVO_Answer XAVO_Answer;
 
 /* Starts workers until `workers` of them are ready (0: all of the pool), for programs that are about to give
  * up the means to start programs (chroot, another user, a seccomp filter). Does not connect to the broker.
- * Returns the code, and fills in *answer, to be freed, unless it is NULL: NO_ERROR; INVALID_VALUE
- * (NOTHING_ASKED) a NULL pool, more workers than the pool's or a deadline out of range;
+ * `deadline_ms` 0 is 5 s. Returns the code, and fills in *answer, to be freed, unless it is NULL: NO_ERROR;
+ * INVALID_VALUE (NOTHING_ASKED) a NULL pool, more workers than the pool's or a deadline out of range;
  * UNABLE_TO_OPEN_CONNECTION (NO_WORKER) as any call; UNKNOWN_ERROR (DEADLINE, CRASHED); OUT_OF_MEMORY.
  * Workers that are at work count as ready. Any thread. */
 XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigned int deadline_ms,
@@ -232,15 +234,15 @@ struct XAVO_Answer {
     int has_return_value;   /* 1: the method returned a number */
     uint32_t return_value;  /* that number, else 0 */
     const char *message_id; /* the service's "MessageID", or NULL */
-    const char *message;    /* its "Message", or the words of broker, system or loader, control characters at
-                               their end left out; or NULL */
+    const char *message;    /* its "Message", or the words of broker, system or loader, control characters and
+                               escapes such as \n at their end left out; or NULL */
     const char *job_id;     /* of the job that was started, or NULL */
     XAVO_VELK_LifecycleJob *jobs; /* a list, of LIST_JOBS and GET_JOB, or NULL */
     size_t job_count;
     size_t unreadable; /* jobs, or instances, that could not be read; they are missing from the list */
     const XAVO_Instance *instances; /* of LIST_INSTANCES, or NULL */
     size_t instance_count;
-    unsigned int attempts;    /* how many workers were given the request */
+    unsigned int attempts;    /* how often the request was given to a worker */
     unsigned long lost_lines; /* lines of the log that were dropped lest they hold the call up */
     void *storage;            /* of the library */
     void *reserved[8];
@@ -382,11 +384,11 @@ typedef struct XAVO_WaitResult {
  *
  * Each poll is a call. One that fails, finds no broker or no free worker, or cannot read the job does not end
  * the wait. These do: NOT_FOUND of kind BROKER (GONE, NOT_FOUND); an invalid argument (ERROR with
- * INVALID_VALUE: pool or identifier NULL, poll_ms out of range); no memory here for a request or a record
- * (ERROR with OUT_OF_MEMORY); NO_WORKER where the program is missing, speaks another protocol, cannot be
- * loaded or ends before it is ready, but not where the system lacks means (EAGAIN, ENOMEM, EMFILE, ENFILE). A
- * signal that the program handles does not end a pause. The pauses are cancellation points: *result is valid
- * there, and may be freed by a cleanup handler. `result` must not be NULL. Any thread. */
+ * INVALID_VALUE: pool or identifier NULL, poll_ms out of range); no memory here for a request, a record or
+ * a message (ERROR with OUT_OF_MEMORY); NO_WORKER where the program is missing, speaks another protocol,
+ * cannot be loaded or ends before it is ready, but not where the system lacks means (EAGAIN, ENOMEM, EMFILE,
+ * ENFILE). A signal that the program handles does not end a pause. The pauses are cancellation points:
+ * *result is valid there, and may be freed by a cleanup handler. `result` must not be NULL. Any thread. */
 int XAVO_wait_for_job(XAVO_Pool *pool, const char *job_id, const XAVO_WaitOptions *options,
                       XAVO_WaitResult *result);
 
