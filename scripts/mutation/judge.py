@@ -61,7 +61,7 @@ def failure_in(log):
     return found.group(1) if found else None
 
 
-def for_comparison(command):
+def comparison_command(command):
     """Returns the words of a compile command that optimises, without sanitizers, debug information and warnings."""
     words = [w for w in command.split() if not re.match(r"-f(no-)?sanitize|-O|-g|-W", w)]
     words[words.index("-o") + 1] = "object"
@@ -147,7 +147,8 @@ class Copy:
             source = Path(command["file"])
             if source != root / path and not (is_header and component in source.parents):
                 continue
-            subprocess.run(for_comparison(command["command"]), cwd=self.folder, check=True, stderr=subprocess.DEVNULL)
+            subprocess.run(comparison_command(command["command"]), cwd=self.folder, check=True,
+                           stderr=subprocess.DEVNULL)
             whole.update((self.folder / "object").read_bytes())
         return whole.hexdigest()
 

@@ -141,7 +141,7 @@ class Finder:
         for child in children:
             self.leave_out(child, name, path, "")
         for first, second in zip(children, children[1:]):
-            # If a jump is moved before a statement, that statement never runs, as in the mutant without it.
+            # To move a jump before a statement is the same as to leave that statement out, which is a mutant already.
             if first.kind in JUMPS or second.kind in JUMPS or second.kind == Kind.CASE_STMT:
                 continue
             if any(self.is_plain_declaration(statement) for statement in (first, second)):

@@ -162,7 +162,8 @@ class Judge(unittest.TestCase):
             self.assertEqual(judge.failure_in(log), expected)
 
     def test_compares_code_without_sanitizers(self):
-        self.assertEqual(judge.for_comparison("c++ -fsanitize=address -O1 -g -Wall -MD -MT b -MF a.d -o a.o -c a.cpp"),
+        command = "c++ -fsanitize=address -O1 -g -Wall -MD -MT b -MF a.d -o a.o -c a.cpp"
+        self.assertEqual(judge.comparison_command(command),
                          ["c++", "-o", "object", "-c", "a.cpp", "-O2", "-g0", "-w"])
 
 
