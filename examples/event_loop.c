@@ -17,17 +17,18 @@ typedef struct {
     XAVO_Call *call; /* NULL: free */
     int number;      /* of the call, from 0 */
     int operation;
-} slot;
+} call_slot;
 
 typedef struct {
     XAVO_Pool *pool;
     int epoll;
-    slot slots[AT_ONCE];
+    call_slot slots[AT_ONCE];
     int started, ended, answered, cancelled;
 } loop;
 
-static void print_end(loop *self, const slot *of, const XAVO_Answer *answer) {
-    printf("%2d %-18s %s, %s, effect %s%s%s\n", of->number, XAVO_operation_name(of->operation),
+/* Prints how the call of a slot ended, and counts it. */
+static void record_end(loop *self, const call_slot *slot, const XAVO_Answer *answer) {
+    printf("%2d %-18s %s, %s, effect %s%s%s\n", slot->number, XAVO_operation_name(slot->operation),
            XAVO_code_name(answer->code), XAVO_kind_name(answer->kind), XAVO_effect_name(answer->effect),
            answer->message ? ": " : "", answer->message ? answer->message : "");
     ++self->ended;
@@ -36,7 +37,7 @@ static void print_end(loop *self, const slot *of, const XAVO_Answer *answer) {
 }
 
 /* Starts the next call in a free slot. The slot stays free if the call ends here. */
-static void start_call(loop *self, slot *in) {
+static void start_call(loop *self, call_slot *slot) {
     static const int operations[] = {XAVO_OP_LIST_JOBS, XAVO_OP_GET_JOB, XAVO_OP_TEST_NETWORK_SHARE};
     static const unsigned int deadlines_ms[] = {5000, 2000, 10000};
     static const XAVO_NET_INPUT_DATA share = {.ipaddr = "192.0.2.10", .sharename = "public"};
@@ -44,43 +45,44 @@ static void start_call(loop *self, slot *in) {
     const XAVO_Request request = {
         .operation = operations[turn], .deadline_ms = deadlines_ms[turn], .id = "JID_1", .share = &share};
     XAVO_Answer answer;
-    in->number = self->started++;
-    in->operation = request.operation;
-    in->call = XAVO_call_start(self->pool, &request, &answer);
-    if (in->call != NULL) {
-        struct epoll_event event = {.events = EPOLLIN, .data.ptr = in};
-        if (epoll_ctl(self->epoll, EPOLL_CTL_ADD, XAVO_call_descriptor(in->call), &event) != 0) {
+    slot->number = self->started++;
+    slot->operation = request.operation;
+    slot->call = XAVO_call_start(self->pool, &request, &answer);
+    if (slot->call != NULL) {
+        struct epoll_event event = {.events = EPOLLIN, .data.ptr = slot};
+        if (epoll_ctl(self->epoll, EPOLL_CTL_ADD, XAVO_call_descriptor(slot->call), &event) != 0) {
             perror("epoll_ctl");
-            XAVO_call_free(in->call);
-            in->call = NULL;
+            XAVO_call_free(slot->call);
+            slot->call = NULL;
             ++self->ended;
-        } else if (in->number == CANCELLED) {
-            XAVO_call_cancel(in->call); /* as when nobody needs the answer any more; it is collected below */
+        } else if (slot->number == CANCELLED) {
+            XAVO_call_cancel(slot->call); /* for a reason of the program; the call is collected as usual */
         }
     } else {
-        print_end(self, in, &answer); /* such as NO_WORKER; not BUSY, since there is a worker for each slot */
+        /* For example NO_WORKER; never BUSY, because there is a worker for each slot. */
+        record_end(self, slot, &answer);
         XAVO_answer_free(&answer);
     }
 }
 
-/* Moves a call on whose descriptor is readable. */
-static void continue_call(loop *self, slot *in) {
+/* Continues a call whose descriptor is readable. */
+static void continue_call(loop *self, call_slot *slot) {
     XAVO_Answer answer;
-    if (XAVO_call_collect(in->call, &answer) == 0)
+    if (XAVO_call_collect(slot->call, &answer) == 0)
         return; /* not yet: the descriptor becomes readable again */
-    print_end(self, in, &answer);
+    record_end(self, slot, &answer);
     XAVO_answer_free(&answer);
-    epoll_ctl(self->epoll, EPOLL_CTL_DEL, XAVO_call_descriptor(in->call), NULL); /* before it is freed */
-    XAVO_call_free(in->call);
-    in->call = NULL;
+    epoll_ctl(self->epoll, EPOLL_CTL_DEL, XAVO_call_descriptor(slot->call), NULL); /* before it is freed */
+    XAVO_call_free(slot->call);
+    slot->call = NULL;
 }
 
 static void run(loop *self) {
     while (self->ended < CALLS) {
         struct epoll_event events[AT_ONCE];
-        for (slot *in = self->slots; in < self->slots + AT_ONCE; ++in)
-            while (in->call == NULL && self->started < CALLS)
-                start_call(self, in);
+        for (call_slot *slot = self->slots; slot < self->slots + AT_ONCE; ++slot)
+            while (slot->call == NULL && self->started < CALLS)
+                start_call(self, slot);
         /* No time-out: each call's descriptor becomes readable at the call's deadline, too. */
         const int ready = self->ended < CALLS ? epoll_wait(self->epoll, events, AT_ONCE, -1) : 0;
         for (int i = 0; i < ready; ++i)

@@ -1,7 +1,7 @@
 /* nightly_backup.c - starts a backup, waits for its end, and prints the reason when it fails.
  *
- * The job is known by its name, so put the date into it. When a job of that name exists and has not failed,
- * the program waits for that job, even if it has completed, and starts no second one. */
+ * The program finds its job by the job's name, so put the date into the name. If a job of that name exists
+ * and has not failed, the program waits for that job, even if it has completed, and starts no second one. */
 #include "nightly_backup.h"
 
 #include "record.h"
@@ -10,16 +10,19 @@
 #include <strings.h>
 #include <time.h>
 
-enum { LISTING_MS = 5000, PAUSE_MS = 5000 }; /* a listing that hangs is tried again after this time */
+enum {
+    LISTING_MS = 5000, /* the deadline of a listing, which is then tried again */
+    PAUSE_MS = 5000    /* between two attempts to start */
+};
 
-/* Milliseconds of a clock that nobody sets. */
+/* Milliseconds of a clock that does not change when the system time is set. */
 static unsigned long long now_ms(void) {
     struct timespec now = {0, 0};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return (unsigned long long)now.tv_sec * 1000 + (unsigned long long)now.tv_nsec / 1000000;
 }
 
-/* The time until `end`, at most `most`, as a deadline: at least 1, since 0 is the usual one. */
+/* The time until `end` as a deadline: at most `most`, and at least 1, because 0 is the default deadline. */
 static unsigned int left_ms(unsigned long long end, unsigned int most) {
     const unsigned long long now = now_ms(), left = now < end ? end - now : 1;
     return left < most ? (unsigned int)left : most;
@@ -48,8 +51,8 @@ static const char *find(const XAVO_Answer *listing, const char *name) {
 }
 
 /* Looks for the job, and starts it if there is none. Returns its identifier, or NULL after a line with the
- * reason. Sets *again when another attempt may succeed, and *may_run when a start may have succeeded: then a
- * refusal ends nothing, as it may be because of the job that runs.
+ * reason. Sets *again when another attempt may succeed, and *may_run when a start may have succeeded. Then a
+ * refusal is no reason to stop: the job that runs may be why the service refuses.
  *
  * A job is started only after a complete listing without it, because an earlier attempt, or an earlier run of
  * the program, may have started it. The start gets all the time that is left: while a slow broker still works
@@ -110,7 +113,7 @@ backup_end nightly_backup(FILE *out, XAVO_Pool *pool, const XAVO_BAR_INPUT_DATA 
                : BACKUP_UNFINISHED;
 }
 
-#ifndef WITHOUT_MAIN /* its tests have one of their own */
+#ifndef WITHOUT_MAIN /* the tests have a main of their own */
 int main(int argc, char **argv) {
     XAVO_BAR_INPUT_DATA backup;
     XAVO_WaitOptions how;

@@ -1,5 +1,4 @@
-/* nightly_backup_test.c - tests the nightly backup where a second backup, or one that is lost, could result.
- */
+/* nightly_backup_test.c - tests the nightly backup where it could start a second backup or lose one. */
 #include "nightly_backup.h"
 #include <cimsim.h>
 #include <stdlib.h>
@@ -60,7 +59,7 @@ static backup_end backup(void) {
     clock_gettime(CLOCK_MONOTONIC, &ended);
     fclose(out);
     XAVO_pool_free(pool);
-    CHECK(ended.tv_sec - begun.tv_sec <= deadline_ms / 1000 + 2); /* whatever happens */
+    CHECK(ended.tv_sec - begun.tv_sec <= deadline_ms / 1000 + 2); /* in every test */
     return end;
 }
 
@@ -187,7 +186,7 @@ static void starts_one_job_when_any_call_fails(void) {
     unsigned long nth = 0;
     do {
         prepare();
-        cimsim_next_job(1, 0, NULL); /* one that needs few polls */
+        cimsim_next_job(1, 0, NULL); /* a job that needs few polls */
         cimsim_fail(CIMSIM_EVERY_SLOT, ++nth, &fault);
         const backup_end end = backup();
         CHECK(cimsim_job_count() <= 1 && (end != BACKUP_DONE || cimsim_job_count() == 1));

@@ -1,6 +1,6 @@
 /* update_test.c - tests the program on the simulated controller, failures included.
  *
- * The program's workers are other processes, but they use this controller, too: the program contains nothing
+ * The program's workers are other processes, but they use this controller, too. So the program needs no code
  * for its tests. */
 #include "update.h"
 #include <cimsim.h>
@@ -48,7 +48,8 @@ static int methods_invoked(void) {
     return count;
 }
 
-enum { AMPLE = 20000, SHORT = 1000 }; /* milliseconds: not reached unless a test hangs; reached on purpose */
+/* Deadlines in milliseconds. A test reaches AMPLE only if the program hangs, and SHORT on purpose. */
+enum { AMPLE = 20000, SHORT = 1000 };
 
 static void installs_and_waits_for_the_job(void) {
     CHECK(update(AMPLE) == UPDATE_DONE);
@@ -108,7 +109,7 @@ static void survives_disruptions(void) {
         {"CMCIClient.enumInstances", CIMSIM_HANG, UPDATE_NOT_STARTED, 0},
         {"CMCIClient.enumInstances", CIMSIM_CRASH, UPDATE_DONE, 1}, /* reads are repeated */
         {"CMCIClient.enumInstances", CIMSIM_RESTART, UPDATE_DONE, 1},
-        {"CMCIClient.invokeMethod", CIMSIM_HANG, UPDATE_UNKNOWN, 0}, /* methods never are */
+        {"CMCIClient.invokeMethod", CIMSIM_HANG, UPDATE_UNKNOWN, 0}, /* methods are never repeated */
         {"CMCIClient.invokeMethod", CIMSIM_CRASH, UPDATE_UNKNOWN, 0},
         {"CMCIClient.invokeMethod", CIMSIM_RESTART, UPDATE_UNKNOWN, 0},
         {"CMCIClient.getInstance", CIMSIM_HANG, UPDATE_DONE, 1}, /* the next poll is answered */
