@@ -33,8 +33,8 @@ SOURCES = Path("docs/manual")
 
 class Header:
     """A public header: its path, the pkg-config name of its library, its overview page, and the library's version
-    script. It may include another header, `types`: a section of that header is described on the page of the section
-    with the same title in this one."""
+    script. It may include another header, `types`: the page of a section also describes the section of `types` that has
+    the same title."""
 
     def __init__(self, path, library, overview, exports, types=None):
         self.path, self.library, self.overview, self.exports = Path(path), library, overview, exports
@@ -180,8 +180,8 @@ def inline(text, pages):
 
 def prose(text, pages):
     """Returns a comment's text as Markdown. Numbered and named points become a list. Lines that are indented further
-    than the text before them stay as they are, except that lines which begin with a dash become a list. Both belong to
-    the numbered point above them."""
+    than the text before them are copied without a change or, if the first begins with a dash, become a list; they
+    belong to the numbered point above them."""
     out, paragraph, further = [], [], []
 
     def add(block):
@@ -274,7 +274,7 @@ def header_page(header, section, codes, pages):
                   ("; **xavo**(7) describes the common errors" if "ommon errors" in text else "") + ":", "",
                   code_list(used)]
     if example(name).exists():
-        lines += ["# EXAMPLE", "", show(example(name))]
+        lines += ["# EXAMPLE", "", code_block(example(name))]
     overview = [header.overview] + ["xavo(7)"] * (header.overview != "xavo(7)")
     others = [section.page() + "(3)" for section in sections_with_page(header) if section.page() != name]
     lines += ["# SEE ALSO", "", ", ".join(bold(page) for page in overview + others), ""]
@@ -290,7 +290,7 @@ def example(name):
     return SOURCES / "examples" / f"{name}.c"
 
 
-def show(program):
+def code_block(program):
     return "```c\n" + program.read_text().rstrip() + "\n```\n"
 
 
@@ -364,7 +364,7 @@ def schema_members(part):
                      for name, rule in described)
 
 
-def own_page(source, headers, codes, pages, build):
+def filled_page(source, headers, codes, pages, build):
     """Returns a page of docs/manual in which the lines between two @ are replaced."""
     by_path = {str(header.path): header for header in headers}
     words = {
@@ -372,7 +372,7 @@ def own_page(source, headers, codes, pages, build):
                                                  flags=re.M), pages),
         "pages": lambda path: list_pages(by_path[path]),
         "codes": lambda _: code_list(codes),
-        "example": lambda name: show(example(name)),
+        "example": lambda name: code_block(example(name)),
         "guide": guide_section,
         "commands": lambda _: command_list(build),
         "options": lambda _: definitions(tool_help(build)[1][COMMON]) + "\n" + tool_notes(build),
@@ -437,7 +437,7 @@ def main():
     written = [(section.page(), "3", header_page(header, section, codes, pages))
                for header in headers for section in sections_with_page(header)]
     for source in sorted(SOURCES.glob("*.md")):
-        written.append((*source.stem.rsplit(".", 1), own_page(source, headers, codes, pages, given.build)))
+        written.append((*source.stem.rsplit(".", 1), filled_page(source, headers, codes, pages, given.build)))
     for name, section, markdown in written:
         write_page(name, section, markdown, pages)
     for function, page in pages.items():
