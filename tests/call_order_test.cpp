@@ -44,8 +44,8 @@ TEST(CallOrder, IsThatOfTheTable) {
             XAVO_ErrorCode ec = -1;
             results.job = stale;
             prepare(block["given"]);
-            if (!block["fails"].empty())
-                cimsim_fail(block["fails"].c_str(), 1, &failing);
+            if (const Row slot = words_in(block["fails"]); !slot.empty())
+                cimsim_fail(slot[0].c_str(), std::stoul(slot[1]), &failing);
             const OwnCall kind = block["mutex"].empty() ? OwnCall::ALLOCATION : OwnCall::MUTEX;
             arm(kind, static_cast<unsigned>(atoi((block["memory"] + block["mutex"]).c_str())), false);
             record_steps(opens ? nullptr : &ec, opens ? nullptr : &results.job);

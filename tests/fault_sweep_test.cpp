@@ -1,5 +1,5 @@
 // fault_sweep_test.cpp - runs every operation once for each call that it makes, into the client library, for
-// memory and on a mutex, and makes that call fail. `expect` is the model of the outcome.
+// memory and on a mutex, and makes that call fail. data/fault_outcomes.txt has the outcomes.
 #include "operations.h"
 #include "support.h"
 #include "table.h"
@@ -8,175 +8,31 @@
 #include <cerrno>
 #include <cstdio>
 #include <map>
-#include <optional>
 #include <set>
-#include <sstream>
 #include <utility>
 
 using namespace test;
 
 namespace {
 
-struct Expected {
-    XAVO_ErrorCode code;
-    std::string log;
-};
-
-// The call that failed: its slot, and which call of the slot this is in the operation.
-struct Hit {
-    std::string slot;
-    unsigned occurrence; // among the operation's own calls
-};
+using std::to_string;
 
 #define ONE(name) +1
 constexpr unsigned PROPERTIES = XAVO_JOB_PROPERTIES(ONE); // of a job
 #undef ONE
-
-std::string number(long long n) { return std::to_string(n); }
-
-// The outcome when the job cannot be read, or is `absent` from the outputs.
-Expected no_job(const Operation &op, XAVO_ErrorCode code, int rc, bool absent) {
-    const bool with_message = op.reads == Reads::MESSAGE_OR_JOB;
-    std::string log = with_message ? "8 XAVO_dig_out_QM_result: st.rc=6\n" : "";
-    if (rc != 0)
-        log += "8 " + op.job.reader + ": st.rc=" + number(rc) + "\n";
-    if (absent)
-        log += "8 " + op.job.reader + ": Job not found\n";
-    else
-        log += error(op.function, op.job.blamed + "() returned an error");
-    if (!with_message)
-        log += error(op.function, "errorcode=" + number(code)) + NO_MESSAGES;
-    return {code, log};
-}
-
-// The outcome when no handle can be opened: XAVO_new_with_uname logs why, then the operation logs its own
-// line.
-Expected no_handle(const Operation &op, const std::string &why) {
-    return {XAVO_UNABLE_TO_OPEN_CONNECTION,
-            "2 XAVO_new_with_uname: ERROR: " + why + "\n" +
-                (op.takes_null ? error(op.function, "unable to open connection to server") : "")};
-}
-
-// Returns whether the call is the read of the message identifier, which is absent when nothing fails.
-bool reads_message(const Operation &op, const Hit &hit) {
-    return hit.slot == "CMPIArgs.getArg" && hit.occurrence == 1 &&
-           (op.reads == Reads::MESSAGE || op.reads == Reads::MESSAGE_OR_JOB);
-}
-
-// Returns the expected outcome; nullopt if only "no leaks" can be checked.
-std::optional<Expected> expect(const Operation &op, const Hit &hit, const Fault &fault) {
-    const Expected success = {XAVO_NO_ERROR, op.success};
-    const XAVO_ErrorCode code = XAVO_translate_error_code(static_cast<CMPIrc>(fault.rc));
-    const bool failing = fault.rc != CMPI_RC_OK, nothing = fault.with_result == 0;
-    const bool last_record = hit.occurrence > PROPERTIES * (op.instances - 1);
-    const std::string slot = hit.slot.substr(hit.slot.find('.') + 1); // of any object
-
-    if (slot == "release" || (fault.works() && !reads_message(op, hit)))
-        return success;
-    if (hit.slot == "cmciConnect")
-        return nothing ? no_handle(op, "unable to open connection to server") : success;
-    if (op.reads == Reads::NOTHING)
-        return Expected{XAVO_NO_ERROR,
-                        slot == "setElementAt" && failing
-                            ? error("XAVO_free_CMPIArray_content", "setElementAt() call failed")
-                            : ""};
-    if (hit.slot == "newCMPIObjectPath")
-        return Expected{failing ? code : XAVO_UNKNOWN_ERROR, ""};
-    if (slot == "addKey" || slot == "addArg")
-        return failing ? std::optional<Expected>({code, ""}) : std::nullopt;
-    if (hit.slot == "native_new_CMPIArgs")
-        return nothing ? Expected{XAVO_OUT_OF_MEMORY,
-                                  error(op.function,
-                                        hit.occurrence == 1 ? "inarglist is NULL" : "outarglist is NULL")}
-                       : success;
-    if (hit.slot == "native_new_CMPIArray" || hit.slot == "native_new_CMPIString")
-        return nothing || hit.slot == "native_new_CMPIArray" ? Expected{XAVO_OUT_OF_MEMORY, ""} : success;
-    if (slot == "setElementAt")
-        return failing ? std::optional<Expected>({XAVO_OUT_OF_MEMORY, ""}) : std::nullopt;
-
-    if (hit.slot == "CMCIClient.invokeMethod" && failing) {
-        const bool says_so = op.reads == Reads::RETURN_VALUE || op.reads == Reads::JOB;
-        return Expected{code, says_so ? error(op.function, "st.rc=" + number(static_cast<int>(fault.rc)) +
-                                                               " errorcode=" + number(code)) +
-                                            NO_MESSAGES
-                                      : ""};
-    }
-    switch (op.reads) {
-    case Reads::RETURN_VALUE: // no value came back
-        return Expected{XAVO_INVALID_VALUE, ""};
-    case Reads::MESSAGE_OR_JOB:
-    case Reads::MESSAGE:
-        if (reads_message(op, hit)) {
-            if (fault.rc == CMPI_RC_ERR_NOT_FOUND)
-                return success; // the same as without a fault
-            return Expected{
-                op.reads == Reads::MESSAGE ? XAVO_NOT_FOUND : XAVO_UNKNOWN_ERROR,
-                failing ? "8 XAVO_dig_out_QM_result: st.rc=" + number(static_cast<int>(fault.rc)) + "\n"
-                        : ""};
-        }
-        if (op.reads == Reads::MESSAGE) // an answer without a message
-            return success;
-        [[fallthrough]];
-    case Reads::JOB:
-        if (hit.slot == "CMCIClient.invokeMethod")
-            return no_job(op, XAVO_UNKNOWN_ERROR, CMPI_RC_ERR_NOT_FOUND, true);
-        if (hit.slot == "CMPIArgs.getArg" && fault.rc == CMPI_RC_ERR_NOT_FOUND)
-            return no_job(op, XAVO_UNKNOWN_ERROR, fault.rc, true);
-        if (slot == "getCharPtr")
-            return nothing ? no_job(op, XAVO_UNKNOWN_ERROR, 0, false) : success;
-        return no_job(op, failing ? code : XAVO_UNKNOWN_ERROR, fault.rc, false);
-    case Reads::RECORDS:
-        if (slot == "hasNext" || slot == "getNext")
-            return success; // a shorter list; and these take no status
-        if (slot == "getCharPtr")
-            return nothing ? Expected{last_record ? XAVO_OUT_OF_MEMORY : XAVO_NO_ERROR,
-                                      "2 XAVO_property_to_ntstring: ERROR: getCharPtr() returned NULL\n"}
-                           : success;
-        if (slot == "getProperty")
-            return Expected{last_record ? code : XAVO_NO_ERROR, ""};
-        return Expected{code, ""};
-    default:
-        return Expected{code, ""};
-    }
-}
-
-// Returns the releases in the trace in the words of Releases; the first string released after the method call
-// is the message of its status. Where there is no target, the second path is that of a job.
-std::string released(const Operation &op) {
-    std::map<std::string, std::string> own = {
-        {"CMPIObjectPath#1.release", "path "}, {"CMPIArgs#1.release", "in "},
-        {"CMPIArgs#2.release", "out "},        {"CMPIArray#1.release", "array "},
-        {"CMPIArgs#2.getArg", "read "},        {"CMPIDateTime#1.release", "returned "},
-        {"CMPIString.release", "message "}};
-    if (op.releases.at_once == "path in target ")
-        own["CMPIObjectPath#2.release"] = "target ";
-    std::string all;
-    std::istringstream words(cimsim_traced());
-    bool invoked = false;
-    for (std::string word; words >> word;) {
-        invoked |= word == "CMCIClient#1.invokeMethod";
-        if (invoked && word.rfind("CMPIString#", 0) == 0)
-            word = "CMPIString" + word.substr(word.find('.'));
-        if (const auto found = own.find(word); found != own.end()) {
-            all += found->second;
-            own.erase(found);
-        }
-    }
-    return all;
-}
-
-std::string without(std::string text, const std::string &word) {
-    const size_t at = text.find(word);
-    return at == std::string::npos ? text : text.erase(at, word.size());
-}
 
 // An operation of the table, called with a handle or, if it opens one itself, with NULL.
 struct Case {
     const Operation *op;
     bool null_handle;
     bool opens() const { return null_handle || op->reads == Reads::HANDLE; }
-    // Returns `calls` if the operation opens a temporary handle, which makes this number of calls; else 0.
-    unsigned if_null_handle(unsigned calls) const { return null_handle ? calls : 0; }
+    // The counts of the table; with NULL, also a client and its release, the handle and its user's name, and
+    // the handle's mutex.
+    Counts counts() const {
+        const Counts &given = op->counts;
+        return !null_handle ? given : Counts{given.before_lock + 1, given.locked,          given.unlocked + 1,
+                                             given.allocations + 2, given.mutex_calls + 2, 0};
+    }
 };
 
 std::string name_of(const Case &c) {
@@ -186,9 +42,6 @@ std::string name_of(const Case &c) {
 }
 
 void PrintTo(const Case &c, std::ostream *os) { *os << name_of(c); }
-
-// Number of mutex calls: those of the table, and two that create and destroy the mutex of a temporary handle.
-unsigned long mutex_calls(const Case &c) { return c.op->counts.mutex_calls + c.if_null_handle(2); }
 
 std::vector<Case> cases() {
     std::vector<Case> all;
@@ -203,12 +56,10 @@ std::vector<Case> cases() {
 struct Attempt {
     XAVO_ErrorCode code = -1;
     std::string log;
-    std::string failed; // the slot or function that was made to fail, "" when it was not called
+    std::string failed;      // the slot or function that was made to fail, "" when it was not called
+    unsigned occurrence = 0; // among the operation's own calls of this slot
     Counts counts;
-    std::string released;
-    bool invoked = false;                  // the method was called
-    std::map<std::string, unsigned> calls; // of each slot, up to the one that failed
-    int error = 0;                         // errno, which was EINTR
+    int error = 0; // errno, which was EINTR
 };
 
 // What is to fail: a call into the client library, or one of the library's own; 0 is none.
@@ -227,6 +78,7 @@ class Sweep : public testing::TestWithParam<Case> {
 protected:
     const Case &c = GetParam();
     const Operation &op = *c.op;
+    const Counts expected = c.counts();
 
     // Returns whether the sweep continues.
     static bool goes_on() { return failing.size() < ENOUGH; }
@@ -252,9 +104,6 @@ protected:
             create_inputs(op, sp, results);
             if (c.null_handle)
                 XAVO_free(std::exchange(sp, nullptr));
-            static char stale[] = "of an earlier call";
-            const bool names_job = !op.job.output.empty();
-            results.job = names_job ? stale : nullptr;
             clear_log();
             cimsim_trace(1);
             const unsigned long start = cimsim_calls(nullptr);
@@ -280,20 +129,12 @@ protected:
             cimsim_fail(nullptr, 0, nullptr);
             cimsim_trace(0);
             result.log = logged();
-            result.released = without(without(released(op), "read "), "message ");
-            EXPECT_FALSE(freed_in_wrong_order())
-                << "XAVO_free must clear the magic, destroy the mutex, release the client, in this order";
-            result.calls = traced_calls(injected.client_call);
-            result.invoked = traced_calls().count("CMCIClient.invokeMethod") != 0;
+            result.occurrence = traced_calls(injected.client_call)[result.failed];
             if (sp != nullptr) {
                 EXPECT_TRUE(is_unlocked(sp)) << "the handle is still locked: " << result.failed << " failed";
                 result.counts.pooled = cimsim_pooled();
             }
-            if (results.job == stale) { // unchanged only when no handle could be opened
-                EXPECT_EQ(result.code, XAVO_UNABLE_TO_OPEN_CONNECTION);
-                results.job = nullptr;
-            }
-            if (names_job) {
+            if (!op.job.output.empty()) {
                 EXPECT_EQ(results.job != nullptr, result.code == XAVO_NO_ERROR) << "a job without success";
             } else if (op.instances == 1) { // a list holds what could be read
                 EXPECT_FALSE(result.code != XAVO_NO_ERROR && results.handed_out())
@@ -305,14 +146,28 @@ protected:
         // reads are for printing) is leaked.
         const bool unfreed = op.reads == Reads::NOTHING && injected.fault->with_result == 0;
         const bool twice = unfreed && result.failed == "CMPIArray.setElementAt";
-        const bool lost =
-            unfreed && result.failed == "CMPIArray.getElementAt" && result.calls[result.failed] > 2;
+        const bool lost = unfreed && result.failed == "CMPIArray.getElementAt" && result.occurrence > 2;
         expect_owned((sp == nullptr ? 0 : 1) + lost);
         if (sp != nullptr)
             XAVO_free(sp);
         if (!HasFailure())
             expect_nothing_left(twice, lost);
         return result;
+    }
+
+    // Runs the operation once for each of `all` calls, and makes this call fail: `nth` of `injected` is its
+    // number.
+    template <class Check>
+    void sweep(const std::string &what, unsigned long all, Injected injected, unsigned Injected::*nth,
+               Check check) {
+        for (unsigned n = 1; n <= all && goes_on() && !HasFailure(); ++n) {
+            SCOPED_TRACE(op.where + ", " + op.name + ": " + what + " " + to_string(n) + " fails");
+            injected.*nth = n;
+            const Attempt run = attempt(injected);
+            SCOPED_TRACE("the call is " + run.failed);
+            ++injected_faults;
+            check(run, n);
+        }
     }
 
     static void SetUpTestSuite() { runs = injected_faults = 0; }
@@ -337,33 +192,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(All, Sweep, testing::ValuesIn(cases()),
                          [](const auto &row) { return name_of(row.param); });
 
-// Returns the order in which an operation that fails before its method call releases its objects. The object
-// that could not be completed is released first.
-std::string early_order(const Hit &hit) {
-    const bool filling = hit.slot == "native_new_CMPIArray" || hit.slot == "native_new_CMPIString" ||
-                         hit.slot == "CMPIArray.setElementAt";
-    const bool naming = hit.slot == "newCMPIObjectPath" || hit.slot == "CMPIObjectPath.addKey";
-    return naming ? "target path " : filling ? "array path in out " : "path target in out array ";
-}
-
-// Returns the words of `order` that are in `text`.
-std::string in_order(const std::string &order, const std::string &text) {
-    std::string kept;
-    std::istringstream words(order);
-    for (std::string word; words >> word;)
-        kept += text.find(word + " ") == std::string::npos ? "" : word + " ";
-    return kept;
-}
-
-// Number of values left to the pool: a value that comes with a failing status is not released.
-unsigned long left_to_the_pool(const Operation &op, const Hit &hit, const Fault &fault) {
-    const bool reads = hit.slot == "CMPIArgs.getArg" || hit.slot == "CMPIObjectPath.getKey" ||
-                       hit.slot == "CMPIInstance.getProperty";
-    const bool untouched = reads && !reads_message(op, hit) && fault.rc != CMPI_RC_OK;
-    return (hit.slot == "CMPIArgs.getArg" && !fault.works() ? 0 : op.counts.pooled) +
-           (untouched && fault.with_result != 0 ? 1 : 0);
-}
-
 TEST_P(Sweep, SucceedsWhenNothingFails) {
     SCOPED_TRACE(op.where + ", " + op.name);
     if (!goes_on() || (updating() && c.null_handle))
@@ -376,133 +204,101 @@ TEST_P(Sweep, SucceedsWhenNothingFails) {
                 clean.log);
     const std::string request = op.given == Given::INSTANCE ? "" : without_blanks(last_request());
     EXPECT_TEXT(op.request, op.request.empty() ? request : request.substr(0, op.request.size()));
-    if (op.reads < Reads::RECORDS) {
-        EXPECT_TEXT(op.releases.at_once + "out ", clean.released);
-    }
-    Counts expected = op.counts;
-    if (c.null_handle) // a client and its release, the handle and its user's name
-        expected = {expected.before_lock + 1, expected.locked,          expected.unlocked + 1,
-                    expected.allocations + 2, expected.mutex_calls + 2, 0};
-    else
+    if (!c.null_handle)
         counted[op.name] = to_text(clean.counts);
     if (!updating()) {
         EXPECT_TEXT(to_text(expected), to_text(clean.counts)) << "to change the counts see the table's head";
     }
 }
 
-// The method call succeeds the first time, and fails the second time.
-TEST_P(Sweep, ReleasesTheReturnedValueInTheDocumentedOrder) {
-    SCOPED_TRACE(op.where + ", " + op.name);
-    for (const CMPIrc rc : {CMPI_RC_OK, CMPI_RC_ERR_FAILED}) {
-        if (op.releases.at_once.empty() || !goes_on())
-            continue;
-        populate();
-        XAVO_Proxy *sp = c.null_handle ? nullptr : XAVO_new();
-        Results results;
-        XAVO_ErrorCode ec = -1;
-        cimsim_answer_return(cimsim_datetime("20990101000000.000000+000"));
-        cimsim_answer_status(rc, rc == CMPI_RC_OK ? nullptr : "no");
-        cimsim_trace(1);
-        arm(OwnCall::ALLOCATION, 0, false);
-        op.call(sp, &ec, results);
-        disarm();
-        cimsim_trace(0);
-        if (sp != nullptr) {
-            EXPECT_EQ(calls_at_unlock(), cimsim_calls(nullptr)) << "a release after the unlock";
-        }
-        EXPECT_TEXT(op.releases.at_once + (rc == CMPI_RC_OK ? op.releases.after_success
-                                                            : "message " + op.releases.after_failure),
-                    released(op));
-        if (sp != nullptr)
-            XAVO_free(sp);
-    }
+// The words that select a row of fault_outcomes.txt, whose head describes them.
+using Words = std::set<std::string>;
+
+// Checks the code and the log of a run by the first row of fault_outcomes.txt whose words are all in `words`.
+// Returns false if the row allows any.
+bool expect_outcome(const Operation &op, const Attempt &run, CMPIrc rc, Words words) {
+    words.insert({name_of(op.reads), run.failed, run.failed.substr(run.failed.find('.') + 1)});
+    static const std::vector<Row> rows = table("fault_outcomes.txt");
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const Row &each) {
+        const Row needed = words_in(each[0]);
+        return std::all_of(needed.begin(), needed.end(),
+                           [&](const std::string &word) { return words.count(word) != 0; });
+    });
+    const XAVO_ErrorCode same = XAVO_translate_error_code(rc);
+    std::string code = (*row)[1], log = row->size() == 3 ? with_names(op, (*row)[2]) : op.success;
+    replace(log, "=RC", "=" + to_string(static_cast<int>(rc)));
+    replace(log, "=CODE", "=" + to_string(same));
+    code = code == "same" ? XAVO_EC_to_string(same) : code == "success" ? "NO_ERROR" : code;
+    if (code == "any")
+        return false;
+    EXPECT_TEXT(code + "\n" + outcome_lines(op, log),
+                XAVO_EC_to_string(run.code) + ("\n" + outcome_lines(op, run.log)))
+        << row->where;
+    return true;
 }
 
-std::string code_and_log(XAVO_ErrorCode code, const std::string &log) {
-    return std::string("code ") + XAVO_EC_to_string(code) + "\n" + log;
+// Number of values left to the pool: a value that comes with a failing status is not released.
+unsigned long left_to_the_pool(const Operation &op, const Attempt &run, const Fault &fault) {
+    const bool argument = run.failed == "CMPIArgs.getArg",
+               message = argument && run.occurrence == 1 &&
+                         (op.reads == Reads::MESSAGE || op.reads == Reads::MESSAGE_OR_JOB),
+               reads = argument || run.failed == "CMPIObjectPath.getKey" ||
+                       run.failed == "CMPIInstance.getProperty";
+    return (argument && !fault.works() ? 0 : op.counts.pooled) +
+           (reads && !message && fault.rc != CMPI_RC_OK && fault.with_result != 0 ? 1 : 0);
 }
 
 TEST_P(Sweep, EndsAsDocumentedWhenAClientLibraryCallFails) {
-    const Counts &counts = op.counts;
-    const unsigned long all = counts.before_lock + counts.locked + counts.unlocked + c.if_null_handle(2);
-    for (const Fault &planned : faults())
-        for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
-            SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) +
-                         " into the client library fails with " + planned.name + " (" + planned.where + ")");
-            Injected injected;
-            injected.client_call = nth;
-            injected.fault = &planned;
-            const Attempt run = attempt(injected);
+    for (const Fault &fault : faults()) {
+        Injected injected;
+        injected.fault = &fault;
+        const auto check = [&](const Attempt &run, unsigned) {
             ASSERT_NE(run.failed, "") << "there is no such call";
-            SCOPED_TRACE("the call is " + run.failed);
-            ++injected_faults;
-            const Hit hit = {run.failed, run.calls.at(run.failed)};
-            if (const auto expected = expect(op, hit, planned)) {
-                EXPECT_TEXT(code_and_log(expected->code, outcome_lines(op, expected->log)),
-                            code_and_log(run.code, outcome_lines(op, run.log)));
-                EXPECT_EQ(c.null_handle ? 0U : left_to_the_pool(op, hit, planned), run.counts.pooled)
+            const bool last = run.occurrence > PROPERTIES * (op.instances - 1);
+            const Words words = {"rc=" + to_string(static_cast<int>(fault.rc)),
+                                 fault.rc == CMPI_RC_OK ? "succeeds" : "fails",
+                                 fault.with_result != 0 ? "with_result" : "without_result",
+                                 run.occurrence == 1 ? "first" : "", last ? "last_record" : ""};
+            if (expect_outcome(op, run, fault.rc, words)) {
+                EXPECT_EQ(c.null_handle ? 0U : left_to_the_pool(op, run, fault), run.counts.pooled)
                     << "values left to the client library";
             }
-            if (nth <= counts.before_lock && counts.locked != 0 && run.counts.locked == 0 &&
-                mutex_calls(c) == 2) {
-                EXPECT_EQ(run.counts.mutex_calls, 0U) << "it uses the mutex though it failed before the lock";
-            }
             if (op.reads < Reads::RECORDS && run.counts.locked != 0) {
-                EXPECT_EQ(run.counts.before_lock, c.if_null_handle(1)) << "calls before the lock";
-                EXPECT_EQ(run.counts.unlocked, c.if_null_handle(1)) << "calls after the unlock";
+                EXPECT_EQ(run.counts.before_lock, expected.before_lock) << "calls before the lock";
+                EXPECT_EQ(run.counts.unlocked, expected.unlocked) << "calls after the unlock";
             }
-            if (run.invoked) {
-                EXPECT_TEXT("released: " + op.releases.at_once + "out ", "released: " + run.released);
-            } else if (op.reads < Reads::RECORDS) {
-                EXPECT_TEXT("released: " + in_order(early_order(hit), run.released),
-                            "released: " + run.released);
-            }
-        }
-}
-
-// Returns the expected outcome of a failing allocation. libxavo allocates nothing else.
-Expected expect_without_memory(const Case &c, unsigned nth, bool ends_it) {
-    const Operation &op = *c.op;
-    if (c.opens() && nth <= 2) // a handle, and its user's name
-        return no_handle(op, "out of memory");
-    if (!op.job.output.empty())
-        return no_job(op, XAVO_OUT_OF_MEMORY, 0, false);
-    if (op.reads == Reads::MESSAGE)
-        return {XAVO_OUT_OF_MEMORY, error(op.function, "sCombinedUserName is NULL")};
-    return {op.reads == Reads::RECORDS && ends_it ? XAVO_OUT_OF_MEMORY : XAVO_NO_ERROR, ""};
+        };
+        sweep("with " + fault.name + " (" + fault.where + "), call into the client library",
+              expected.before_lock + expected.locked + expected.unlocked, injected, &Injected::client_call,
+              check);
+    }
 }
 
 TEST_P(Sweep, EndsAsDocumentedWhenAnAllocationFails) {
-    const unsigned long all = op.counts.allocations + c.if_null_handle(2),
-                        last = op.counts.allocations / op.instances;
-    Injected injected;
-    for (const bool and_all_later : {false, true})
-        for (unsigned nth = 1; nth <= all && goes_on() && !HasFailure(); ++nth) {
-            SCOPED_TRACE(op.where + ", " + op.name + ": allocation " + number(nth) +
-                         (and_all_later ? " and all later ones fail" : " fails"));
-            injected.own_call = nth;
-            injected.and_all_later = and_all_later;
-            const Attempt run = attempt(injected);
-            ++injected_faults;
-            const Expected expected = expect_without_memory(c, nth, and_all_later || nth > all - last);
-            EXPECT_TEXT(code_and_log(expected.code, expected.log),
-                        code_and_log(run.code, outcome_lines(op, run.log)))
-                << "the call is " << run.failed;
-        }
+    const unsigned long last = op.counts.allocations / op.instances;
+    for (const bool and_all_later : {false, true}) {
+        Injected injected;
+        injected.and_all_later = and_all_later;
+        const auto check = [&](const Attempt &run, unsigned nth) {
+            const bool ends_it = and_all_later || nth > expected.allocations - last;
+            expect_outcome(
+                op, run, CMPI_RC_OK,
+                {"allocation", c.opens() && nth <= 2 ? "handle" : "", ends_it ? "last_record" : ""});
+        };
+        sweep(and_all_later ? "with all later ones, allocation" : "allocation", expected.allocations,
+              injected, &Injected::own_call, check);
+    }
 }
 
 TEST_P(Sweep, LogsAMutexCallThatFails) {
     Injected injected;
     injected.kind = OwnCall::MUTEX;
-    for (unsigned nth = 1; nth <= mutex_calls(c) && goes_on() && !HasFailure(); ++nth) {
-        SCOPED_TRACE(op.where + ", " + op.name + ": call " + number(nth) + " on a mutex fails");
-        injected.own_call = nth;
-        const Attempt run = attempt(injected);
-        ++injected_faults;
+    const auto check = [&](const Attempt &run, unsigned) {
         EXPECT_STREQ(XAVO_EC_to_string(run.code),
                      run.failed == "pthread_mutex_init" ? "UNABLE_TO_OPEN_CONNECTION" : "NO_ERROR");
         EXPECT_NE(run.log.find(": ERROR: " + run.failed + "() failed\n"), std::string::npos) << run.log;
-    }
+    };
+    sweep("call on a mutex", expected.mutex_calls, injected, &Injected::own_call, check);
 }
 
 } // namespace

@@ -62,60 +62,6 @@ TEST_F(Handle, IsRejectedWhenNullOrWithAWrongMagicWord) {
     XAVO_free(sp);
 }
 
-TEST_F(Handle, WithoutAClientIsFreed) {
-    XAVO_Proxy *sp = XAVO_new();
-    CMCIClient *const client = sp->client;
-    sp->client = nullptr;
-    clear_log();
-    XAVO_free(sp);
-    EXPECT_TEXT("", logged());
-    client->ft->release(client);
-}
-
-TEST_F(Handle, IsNullAfterAFailureToOpenIt) {
-    struct {
-        OwnCall fails;
-        unsigned nth, mutex_calls;
-        const char *log;
-    } const ways[] = {
-        {OwnCall::ALLOCATION, 1, 0, "out of memory\n"},
-        {OwnCall::MUTEX, 1, 1, "pthread_mutex_init() failed\n"},
-        {OwnCall::ALLOCATION, 2, 2, "out of memory\n"},
-        {OwnCall::MUTEX, 2, 2,
-         "unable to open connection to server\n2 XAVO_free: ERROR: pthread_mutex_destroy() failed\n"}};
-    cimsim_set_reachable(0);
-    for (const auto &way : ways) {
-        SCOPED_TRACE(way.log);
-        const unsigned long calls = cimsim_calls(nullptr);
-        clear_log();
-        arm(way.fails, way.nth, true);
-        EXPECT_EQ(XAVO_new(), nullptr);
-        disarm();
-        EXPECT_EQ(own_calls(OwnCall::MUTEX), way.mutex_calls);
-        EXPECT_EQ(cimsim_calls(nullptr) - calls, way.fails == OwnCall::MUTEX && way.nth == 2 ? 1U : 0U);
-        EXPECT_EQ(outcome_lines(operation("open"), logged()),
-                  std::string("2 XAVO_new_with_uname: ERROR: ") + way.log);
-    }
-}
-
-TEST_F(Handle, IsInvalidBeforeItsClientIsReleased) {
-    static XAVO_Proxy *sp;
-    static bool live;
-    sp = XAVO_new();
-    CMCIClient *const client = sp->client;
-    CMCIClientFT table = *client->ft;
-    CMCIClient substitute = {client->hdl, &table};
-    table.release = [](CMCIClient *) {
-        live = XAVO_is_valid(sp) != 0 || sp->mutex_initialised != 0;
-        return CMPIStatus{CMPI_RC_OK, nullptr};
-    };
-    sp->client = &substitute;
-    live = true;
-    XAVO_free(sp);
-    EXPECT_FALSE(live);
-    client->ft->release(client);
-}
-
 TEST_F(Handle, IsCheckedByItsHeadMagicFirst) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -84,6 +84,13 @@ std::string outcome_lines(const Operation &op, const std::string &log) {
     return kept;
 }
 
+std::string with_names(const Operation &op, std::string log) {
+    replace(log, "ERROR: D()", "ERROR: " + op.job.blamed + "()");
+    replace(log, " D: ", " " + op.job.reader + ": ");
+    replace(log, " F: ", " " + op.function + ": ");
+    return log;
+}
+
 std::string error(const std::string &function, const std::string &text) {
     return "2 " + function + ": ERROR: " + text + "\n";
 }
@@ -159,9 +166,7 @@ Operation read(const Block &block) {
     op.takes_null = block["handle"] == "optional";
     op.success = block["log"];
     op.request = without_blanks(block["request"]);
-    const Row released = parts(block["releases"]), job = parts(block["job"]);
-    const auto list = [](const std::string &each) { return each.empty() ? "" : each + " "; };
-    op.releases = {list(released[0]), list(released[1]), list(released[2])};
+    const Row job = parts(block["job"]);
     op.job = {job[0], job[1], job[2]};
     sscanf(block["counts"].c_str(), COUNTS, &op.counts.before_lock, &op.counts.locked, &op.counts.unlocked,
            &op.counts.allocations, &op.counts.mutex_calls, &op.counts.pooled);
@@ -173,6 +178,8 @@ Operation read(const Block &block) {
 }
 
 } // namespace
+
+const char *name_of(Reads reads) { return READS[static_cast<int>(reads)]; }
 
 std::string to_text(const Counts &counts) {
     char text[120];

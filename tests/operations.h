@@ -38,14 +38,7 @@ enum class Reads {
     HANDLE,         // a connection
     NOTHING,        // none, or one without the broker
 };
-
-// The order of releases after the method call: path, in, target and array. "read" is the first read of the
-// outputs, "returned" the release of an object that the method returned.
-struct Releases {
-    std::string at_once;
-    std::string after_success; // after those at once, with a good status
-    std::string after_failure; // the same with a failing one
-};
+const char *name_of(Reads reads);
 
 // The output that names a job, the function that reads it, and the function that the log blames when that
 // fails.
@@ -76,8 +69,7 @@ struct Operation {
     bool takes_null = false;  // opens a temporary handle for a NULL one
     std::string request = {}; // the request that it sends, or its beginning, without blanks
     std::string success = {}; // the log of a call that succeeds
-    Releases releases = {};
-    Counts counts = {}; // when nothing fails
+    Counts counts = {};       // when nothing fails
     JobNames job = {};
     Given given = Given::NOTHING;
     unsigned instances = 1; // read into records
@@ -96,6 +88,10 @@ std::string without_blanks(std::string text);
 
 // The log without the operation's own traces, which do not depend on its outcome.
 std::string outcome_lines(const Operation &op, const std::string &log);
+
+// Returns the lines of a table with an operation's names: its own for F, and for D that of its function that
+// reads job identifiers (as ERROR: D(), that of the function that its log blames).
+std::string with_names(const Operation &op, std::string log);
 
 // A function's error line; the traces of an answer without messages.
 std::string error(const std::string &function, const std::string &text);

@@ -196,11 +196,8 @@ TEST_F(Outcome, DependsOnTheAnswer) {
             op.call(sp, &ec, results);
             if (op.reads == Reads::JOB && !good)
                 log += "2 F: ERROR: errorcode=" + std::to_string(ec) + "\n" + NO_MESSAGES;
-            replace(log, "ERROR: D()", "ERROR: " + op.job.blamed + "()");
-            replace(log, " D: ", " " + op.job.reader + ": ");
-            replace(log, " F: ", " " + op.function + ": ");
             EXPECT_TEXT(row[2], XAVO_EC_to_string(ec));
-            EXPECT_TEXT(log, outcome_lines(op, logged()));
+            EXPECT_TEXT(with_names(op, log), outcome_lines(op, logged()));
             EXPECT_EQ(results.job == nullptr ? std::string() : results.job,
                       good && !op.job.output.empty() ? "JID_9" : "");
             // A bad value is not released, nor is a text of the outputs that was only logged.

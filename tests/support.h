@@ -25,11 +25,9 @@ void clear_log();
 enum class OwnCall { ALLOCATION, MUTEX };
 void arm(OwnCall kind, unsigned long nth, bool from_then_on); // nth 0: only counts
 void disarm();
-// The first call that failed ("strdup"), or ""; the number of calls of a kind since arm; whether, when a
-// mutex was destroyed, its handle still had a magic word or its client was already released.
+// The first call that failed ("strdup"), or ""; the number of calls of a kind since arm.
 std::string failed_call();
 unsigned own_calls(OwnCall kind);
-bool freed_in_wrong_order();
 // Number of calls into the client library before the latest lock and the latest unlock since arm.
 unsigned long calls_at_lock();
 unsigned long calls_at_unlock();
