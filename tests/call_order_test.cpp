@@ -35,7 +35,6 @@ TEST(CallOrder, IsThatOfTheTable) {
         populate();
         XAVO_Proxy *sp = XAVO_new();
         static char stale[] = "of an earlier call";
-        const cimsim_fault failing = {CMPI_RC_ERR_FAILED, "failed", 0};
         const bool opens = block.name.rfind("XAVO_", 0) == 0;
         if (opens)
             XAVO_free(std::exchange(sp, nullptr));
@@ -44,8 +43,10 @@ TEST(CallOrder, IsThatOfTheTable) {
             XAVO_ErrorCode ec = -1;
             results.job = stale;
             prepare(block["given"]);
-            if (const Row slot = words_in(block["fails"]); !slot.empty())
-                cimsim_fail(slot[0].c_str(), std::stoul(slot[1]), &failing);
+            if (const Row fails = words_in(block["fails"]); !fails.empty()) {
+                const cimsim_fault failing = {CMPI_RC_ERR_FAILED, "failed", fails.size() > 2};
+                cimsim_fail(fails[0].c_str(), std::stoul(fails[1]), &failing);
+            }
             const OwnCall kind = block["mutex"].empty() ? OwnCall::ALLOCATION : OwnCall::MUTEX;
             arm(kind, static_cast<unsigned>(atoi((block["memory"] + block["mutex"]).c_str())), false);
             record_steps(opens ? nullptr : &ec, opens ? nullptr : &results.job);

@@ -140,17 +140,6 @@ const char *const READS[] = {"RETURN_VALUE", "JOB",    "MESSAGE_OR_JOB", "MESSAG
 constexpr const char COUNTS[] =
     "%lu before the lock, %lu under it, %lu after; %lu allocations, %lu mutex calls, %lu pooled\n";
 
-// Splits a cell into its three parts.
-Row parts(const std::string &text) {
-    Row all = split(text, '|');
-    all.resize(3);
-    for (std::string &each : all) {
-        each.erase(0, each.find_first_not_of(' '));
-        each.erase(each.find_last_not_of(' ') + 1);
-    }
-    return all;
-}
-
 Operation read(const Block &block) {
     const auto number = [&](const std::string &key) { return static_cast<unsigned>(std::stoul(block[key])); };
     const auto reads = std::find(std::begin(READS), std::end(READS), block["reads"]) - std::begin(READS);
@@ -166,7 +155,8 @@ Operation read(const Block &block) {
     op.takes_null = block["handle"] == "optional";
     op.success = block["log"];
     op.request = without_blanks(block["request"]);
-    const Row job = parts(block["job"]);
+    Row job = words_in(block["job"]);
+    job.resize(3);
     op.job = {job[0], job[1], job[2]};
     sscanf(block["counts"].c_str(), COUNTS, &op.counts.before_lock, &op.counts.locked, &op.counts.unlocked,
            &op.counts.allocations, &op.counts.mutex_calls, &op.counts.pooled);

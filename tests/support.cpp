@@ -279,29 +279,18 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
                                    const std::string &actual) {
     if (expected == actual)
         return testing::AssertionSuccess();
-    const auto lines = [](const std::string &text) {
-        Row all = split(text, '\n');
-        all.resize(all.size() + 3); // beyond the end all lines are empty
-        return all;
+    const auto different =
+        std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end()).first;
+    const auto at = static_cast<size_t>(different - expected.begin());
+    const std::string same = expected.substr(0, at);
+    const size_t line = same.rfind('\n') + 1, begin = std::max(line, std::max<size_t>(at, 40) - 40);
+    const auto part = [&](const std::string &text) {
+        return text.substr(begin, std::min<size_t>(text.find('\n', at) - begin, 100)) + "\n";
     };
-    const Row wanted = lines(expected), got = lines(actual);
-    size_t line = 0, at = 0;
-    while (line + 3 < wanted.size() && line + 3 < got.size() && wanted[line] == got[line])
-        ++line;
-    while (at < wanted[line].size() && wanted[line][at] == got[line][at])
-        ++at;
-    const size_t first = at > 80 ? at - 40 : 0;
-    testing::AssertionResult result = testing::AssertionFailure();
-    result << "The texts differ in line " << line + 1 << ", character " << at + 1 << ":\n";
-    for (size_t before = line > 2 ? line - 2 : 0; before < line; ++before)
-        result << "       both: " << wanted[before].substr(0, 100) << "\n";
-    result << "   expected: " << wanted[line].substr(first, 100)
-           << "\n     actual: " << got[line].substr(first, 100) << "\n             "
-           << std::string(at - first, ' ') << "^\n";
-    for (const auto &[name, text] : {std::pair("expected", &wanted), std::pair("  actual", &got)})
-        for (size_t after = line + 1; after < std::min(line + 3, text->size() - 3); ++after)
-            result << "   " << name << " then: " << (*text)[after].substr(0, 100) << "\n";
-    return result;
+    return testing::AssertionFailure()
+           << "The texts differ in line " << std::count(same.begin(), same.end(), '\n') + 1 << ", character "
+           << at - line + 1 << ":\n   expected: " << part(expected) << "     actual: " << part(actual)
+           << "             " << std::string(at - begin, ' ') << "^\n";
 }
 
 void populate() {
@@ -324,18 +313,6 @@ const std::vector<Fault> &faults() {
                        rows[i][0],
                        rows[i].where});
     return all;
-}
-
-std::map<std::string, unsigned> traced_calls(unsigned limit) {
-    std::map<std::string, unsigned> calls;
-    std::istringstream words(cimsim_traced());
-    unsigned n = 0;
-    for (std::string word; words >> word && (limit == 0 || ++n <= limit);) {
-        const std::string slot = word.substr(0, word.find('='));
-        const size_t mark = slot.find('#'); // the number of the object
-        ++calls[mark == std::string::npos ? slot : slot.substr(0, mark) + slot.substr(slot.find('.'))];
-    }
-    return calls;
 }
 
 bool is_unlocked(XAVO_Proxy *sp) {

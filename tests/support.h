@@ -8,7 +8,6 @@
 
 #include <cimsim.h>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <vector>
 #include <XAVO.h>
@@ -46,7 +45,7 @@ bool updating();
 // identity "BIOS", and the shares of full_image and full_share. Misuse of the client library is counted.
 void populate();
 
-// Compares two texts. A failure shows them from the first line that differs, one below the other, with the
+// Compares two texts. A failure shows the first line that differs in both, one below the other, with the
 // first different character marked; of a long line only the part around it.
 testing::AssertionResult same_text(const char *, const char *, const std::string &expected,
                                    const std::string &actual);
@@ -82,9 +81,6 @@ struct Fault : cimsim_fault {
     bool works() const { return rc == CMPI_RC_OK && with_result != 0; } // success with a message
 };
 const std::vector<Fault> &faults();
-
-// Number of calls of each slot in the trace, or in its first `limit` calls.
-std::map<std::string, unsigned> traced_calls(unsigned limit = 0);
 
 // Returns whether the handle's mutex is unlocked.
 bool is_unlocked(XAVO_Proxy *sp);
