@@ -1,7 +1,17 @@
 /* independent.c - a test of libxavo.so that knows only XAVO.h: makes the calls of a file of cases, and compares what
  * each returns, prints, logs, requests and leaves. The file `cases.txt` describes its form.
  *
- * usage: independent CASES [LIBRARY], where LIBRARY is libxavo.so.1 by default */
+ * usage: independent CASES [LIBRARY], where LIBRARY is libxavo.so.1 by default
+ *
+ * It needs no other part of the tests. Where libxavo is installed, in the folder of this file, these commands build it.
+ * The first makes an empty file with the name and the version that libxavo.so.1 requires: the program itself contains
+ * the client library. Then `./independent cases.txt` runs it.
+ *
+ *     echo 'CMPISFCC_2.0 {};' | cc -shared -x c /dev/null -Wl,-h,libcmpisfcc.so.1,--version-script=/dev/stdin \
+ *         -o libcmpisfcc.so.1
+ *     cc -rdynamic independent.c client.c $(pkg-config --cflags xavo) \
+ *         -ldl -Wl,--no-as-needed,-rpath,. libcmpisfcc.so.1 -o independent
+ */
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE
 #endif
