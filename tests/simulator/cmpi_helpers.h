@@ -23,7 +23,7 @@ void release(T *object) {
     Release()(object);
 }
 
-// The argument of a slot with a value: a pointer to characters, or to a variable of another type.
+// The pointer that addArg and the like take as a value: to characters, or to a variable of the value's type.
 inline CMPIValue *value(const void *given) { return static_cast<CMPIValue *>(const_cast<void *>(given)); }
 
 CMCIClient *connect(const char *user);

@@ -1,8 +1,7 @@
 // file_faults.cpp - replaces functions of the C library that the simulator calls for its files. The
 // environment variable SCRIPT_FAULT selects a fault:
-//  interrupt   each open, lock, read and write fails once with EINTR before it works; also reports a file
-//  that
-//              other users can open before its mode is set
+//  interrupt   each open, lock, read and write fails once with EINTR before it works. Also, a new file that
+//              other users can open before its mode is set is reported.
 //  full        the disk is full after the first half of a file
 //  plant       another process creates a link with the name of the new file
 #include <cerrno>
@@ -46,7 +45,7 @@ int open_file(const char *path, int flags, mode_t mode) {
 
 extern "C" {
 
-// Defined under both names: which of them a source calls depends on the size of its off_t.
+// Defined under both names: a source whose off_t has 64 bits on a 32-bit machine calls open64.
 int open_by_name(const char *path, int flags, mode_t mode) __asm__("open");
 int open_by_name(const char *path, int flags, mode_t mode) { return open_file(path, flags, mode); }
 int open_by_name_64(const char *path, int flags, mode_t mode) __asm__("open64");

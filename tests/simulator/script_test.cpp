@@ -1,20 +1,32 @@
 // script_test.cpp - runs scripts/*.txt: calls of the client library and of the control header, with their
 // expected outcomes.
 //
-// A line is `command argument... => outcome`. Several commands of a line are separated by " ; ", and so are
-// their outcomes; a command without an outcome has no part there. A line that begins with four blanks
-// continues the line before it.
+// "== title" begins a part of a file. Each part is a test, and first runs the lines above the first title. It
+// starts with an empty controller, frozen time and a client named "client". A line is
 //
-// A command is a slot of a named object ("client.getClass p"), or a name of commands.def: a constructor, a
-// function of the control header without its prefix, or a function of this file. `name = command` names the
-// object that the command returns. An argument that is left out, or is "-", is 0 or NULL. Values are in the
-// notation of xavo-scene(5); "string:@s" is the object s.
+//     command argument... ; command argument... => outcome ; outcome
 //
-// An outcome has the result, the status unless it is 0, the misuse and the signals that were reported.
+// A command that returns nothing has no outcome: in "a = path X ; a.getKeyCount => 0" the 0 is that of the
+// second command. A line that begins with four blanks continues the line before it. The commands are
 //
-// `sh LINE` runs a line in the shell, in a folder that is empty at first. In it `./run COMMANDS` runs
-// commands, separated by " , ", in a new process with the state and the scene of its environment. `./test
-// COMMANDS` does the same, but the process only calls those control functions that its commands name.
+//  OBJECT.SLOT          a slot of a named object: "client.getClass p"
+//  a name of commands.def: a constructor, a function of cimsim.h without "cimsim_", a function of this file
+//  NAME = COMMAND       names the object that a command returns
+//  invoke METHOD        calls a method with the arguments Name=text, Name=[job,job], Name=@software
+//  property JOB NAME    reads a property of a job
+//  hand_out VALUE       hands out a value as a method's output; hand_out_bits TYPE NUMBER: a number's bits
+//  thread COMMAND , COMMAND...
+//                       runs commands on another thread; "start" does not wait for them. "join" does, and has
+//                       their outcomes; "count_ended" counts the threads that have ended
+//  sh LINE              runs a line in the shell, in a folder that is empty at first. There, "./run COMMAND ,
+//                       COMMAND..." runs commands in a new process with the state and the scene of its
+//                       environment. "./test" does the same, but calls no other control functions.
+//  forget_objects, check_waits_except: see execute()
+//
+// An argument that is left out, or is "-", is 0 or NULL. Values are in the notation of xavo-scene(5);
+// "string:@s" is the object s. An outcome is the result, and then, separated by ", ", what else there is:
+// "named NAME" (of a CMPIString **), "rc 6: MESSAGE", "misuse: TEXT", "SIGPIPE", "said: TEXT" (on standard
+// error, when connecting).
 #include "../prepare.h"
 #include "../table.h"
 #include "cmpi_helpers.h"
@@ -56,7 +68,7 @@ std::string in_notation(const CMPIData &data) {
     return std::regex_replace(text, std::regex("instance:\"([^ ]+) .*\""), "instance:$1");
 }
 
-std::atomic<int> pipes;
+std::atomic<int> sigpipes; // since the command began
 
 // The commands that are functions of this file.
 namespace commands {
@@ -170,7 +182,7 @@ void wait_for_calls(const char *slot, unsigned long times) {
 } // namespace commands
 
 // The current time plus this number of seconds, as yyyymmddhhmm.
-std::string minute(int seconds) {
+std::string minute_after(int seconds) {
     const std::time_t then = std::time(nullptr) + seconds;
     std::tm parts;
     char text[16];
@@ -207,7 +219,7 @@ std::vector<std::string> control_functions() {
 class Interpreter {
 public:
     std::map<std::string, Held> objects;
-    bool attached = true; // false: calls only those control functions that a line names
+    bool attached = true; // false: a ./test process, which calls only the control functions of its commands
 
     // Runs the commands of a line; returns the outcome.
     std::string run(const std::string &line) {
@@ -426,7 +438,7 @@ private:
         }
         st = {CMPI_RC_OK, nullptr};
         name_ = nullptr;
-        pipes = 0;
+        sigpipes = 0;
         if (objects.count("client") != 0)
             client = static_cast<CMCIClient *>(objects["client"].pointer);
         const bool connects = words_[0] == "cmciConnect";
@@ -444,14 +456,15 @@ private:
             add("misuse: " +
                 std::regex_replace(std::string(cimsim_last_misuse()), std::regex("#[0-9]+"), "#") +
                 (n == 1 ? "" : " x" + std::to_string(n)));
-        if (pipes != 0)
-            add("SIGPIPE" + (pipes == 1 ? "" : " x" + std::to_string(pipes)));
+        if (sigpipes != 0)
+            add("SIGPIPE" + (sigpipes == 1 ? "" : " x" + std::to_string(sigpipes)));
         if (connects)
             if (const std::string said = testing::internal::GetCapturedStderr(); !said.empty())
                 add("said: " + said.substr(0, said.size() - 1));
         if (!outcome.empty() && outcome.back() == ' ')
             outcome.pop_back();
-        const std::string about_now = "(" + minute(-60) + "|" + minute(0) + "|" + minute(60) + ")[0-9]{2}";
+        const std::string about_now =
+            "(" + minute_after(-60) + "|" + minute_after(0) + "|" + minute_after(60) + ")[0-9]{2}";
         return std::regex_replace(outcome, std::regex(about_now), "TIME");
     }
 
@@ -618,21 +631,30 @@ struct Folder {
     }
 };
 
-// A part of a script. It starts with an empty controller, frozen time, and a client with the name "client".
+// A part of a script.
 class ScriptTest : public testing::Test {
 public:
     using Lines = std::vector<std::pair<int, std::string>>; // with their numbers
     ScriptTest(std::string file, Lines lines) : file_(std::move(file)), lines_(std::move(lines)) {}
     void TestBody() override {
         const Folder folder;
-        std::signal(SIGPIPE, [](int) { ++pipes; });
+        std::signal(SIGPIPE, [](int) { ++sigpipes; });
         Interpreter interpreter;
         interpreter.run("reset ; count_misuse 1 ; freeze_time 1 ; client = connect guest01ff");
         for (const auto &[number, line] : lines_) {
             const auto arrow = line.find(" => ");
-            const std::string outcome = interpreter.run(line.substr(0, arrow));
-            if (outcome != (arrow == line.npos ? "" : line.substr(arrow + 4)))
-                ADD_FAILURE_AT(file_.c_str(), number) << line << "\n" << outcome;
+            const std::string outcome = interpreter.run(line.substr(0, arrow)),
+                              expected = arrow == line.npos ? "" : line.substr(arrow + 4);
+            if (outcome == expected)
+                continue;
+            size_t at = 0; // the first different character
+            while (at < outcome.size() && at < expected.size() && outcome[at] == expected[at])
+                ++at;
+            const size_t from = at > 60 ? at - 40 : 0;
+            ADD_FAILURE_AT(file_.c_str(), number)
+                << line.substr(0, arrow) << "\nexpected: " << expected.substr(from, 150)
+                << "\n  actual: " << outcome.substr(from, 150) << "\n"
+                << std::string(10 + at - from, ' ') << "^";
         }
         for (const auto &object : interpreter.objects)
             if (object.first != "client")
@@ -647,8 +669,7 @@ private:
     Lines lines_;
 };
 
-// Registers each part of a script as a test. A part begins with "== title", and first runs the lines above
-// the first title.
+// Registers each part of a script as a test.
 void register_script(const std::filesystem::path &path) {
     std::ifstream stream(path);
     ScriptTest::Lines begin, lines;
