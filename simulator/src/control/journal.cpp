@@ -38,6 +38,17 @@ JournalEntry entry_of(const Statement &s) {
     return entry;
 }
 
+// Cuts off the part of a line that a process has left that was killed while it wrote. Nobody has read it.
+void cut_partial_line(int file) {
+    struct stat now;
+    off_t size = fstat(file, &now) == 0 ? now.st_size : 0;
+    const off_t whole = size;
+    for (char last; size > 0 && pread(file, &last, 1, size - 1) == 1 && last != '\n';)
+        --size;
+    if (size < whole)
+        (void)!ftruncate(file, size);
+}
+
 } // namespace
 
 void Journal::use(const std::string &path) {
@@ -57,8 +68,10 @@ void Journal::record(const JournalEntry &entry) {
         entries_.push_back(entry);
         return;
     }
-    const int file = open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const int file = open(path_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     const std::string line = line_of(entry);
+    if (file >= 0)
+        cut_partial_line(file);
     if (file < 0 || write(file, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         std::fprintf(stderr, "cimsim: %s: a request could not be recorded\n", path_.c_str());
     if (file >= 0)

@@ -15,7 +15,7 @@ class Journal {
 public:
     void use(const std::string &path); // empty: in memory
     void clear();
-    // Appends the entry in one write, so that a process that is killed leaves complete lines.
+    // Appends the entry, in a session: a part of a line that a killed process has left is removed first.
     void record(const JournalEntry &entry);
     // Returns all entries. First reads those that were appended to the file since the last call.
     const std::deque<JournalEntry> &entries();
