@@ -66,13 +66,15 @@ table() {
         rm -f state
         eval "run $XAVOCTL $words"
         [[ $status == "$((status_wanted))" && ${output//$'\n'/ } =~ $pattern ]] ||
-            fail "commands.txt:$number:$words: $status"
+            fail "commands.txt:$number:$words" "expected: status $((status_wanted)), and output like: $pattern" \
+                "actual: status $status, and this output:"
         rm -f state
         eval "run --separate-stderr $XAVOCTL --json $words"
-        [[ $status == "$((status_wanted))" ]] || fail "commands.txt:$number: --json$words: $status"
+        [[ $status == "$((status_wanted))" ]] ||
+            fail "commands.txt:$number: --json$words: status $status instead of $((status_wanted))"
         jq --slurp --exit-status --argjson status "$((status_wanted))" \
             'length == 1 and (.[0] | has("error") == ($status != 0))' <<<"$output" >/dev/null ||
-            fail "commands.txt:$number: --json$words: not one document that fits $status"
+            fail "commands.txt:$number: --json$words: not one document that fits the status $status"
         printf '%s\n' "$output" >>documents
     done < <(rows)
 }
