@@ -66,8 +66,7 @@ void trim(const char *message) {
     text[length] = '\0';
 }
 
-// ---- What is watched
-// ---------------------------------------------------------------------------------------
+// ---- What is watched ----------------------------------------------------------------------------
 
 // Watches the worker of a call that does not block. 0, or an errno.
 int watch(XAVO_Call *call, int operation, uint32_t events) {
@@ -93,8 +92,7 @@ void set_timer(XAVO_Call *call, uint64_t at) {
     timerfd_settime(call->timer, TFD_TIMER_ABSTIME, &time, nullptr);
 }
 
-// ---- Workers
-// -----------------------------------------------------------------------------------------------
+// ---- Workers ------------------------------------------------------------------------------------
 
 void drop_process(XAVO_Call *call) {
     watch(call, EPOLL_CTL_DEL, 0);
@@ -110,8 +108,7 @@ bool was_invoked(XAVO_Call *call) {
     return !is_callers(shared, call->worker->sequence);
 }
 
-// ---- The end
-// -----------------------------------------------------------------------------------------------
+// ---- The end ------------------------------------------------------------------------------------
 
 // `call->answer` is complete. `keep`: its worker can serve another.
 void end(XAVO_Call *call, bool keep) {
@@ -206,8 +203,7 @@ void worker_died(XAVO_Call *call) {
     repeat_or_end(call, is_read(*call), false);
 }
 
-// ---- Answers
-// -----------------------------------------------------------------------------------------------
+// ---- Answers ------------------------------------------------------------------------------------
 
 // The effect that goes with an answer; -1 when it contradicts what was claimed.
 int effect_of(const XAVO_Call &call, const XAVO_Answer &answer, bool invoked) {
@@ -277,8 +273,7 @@ void keep_line(XAVO_Call *call, Frame *frame) {
     call->log_end = &frame->next;
 }
 
-// ---- One attempt
-// -------------------------------------------------------------------------------------------
+// ---- One attempt --------------------------------------------------------------------------------
 
 // Sends what the socket takes.
 void send_request(XAVO_Call *call) {
@@ -399,8 +394,7 @@ uint64_t next_time(const XAVO_Call &call) {
     return call.state == PAUSED && call.resume_at < call.deadline ? call.resume_at : call.deadline;
 }
 
-// ---- Requests
-// ----------------------------------------------------------------------------------------------
+// ---- Requests -----------------------------------------------------------------------------------
 
 #define MEMBER(name)                                                                                         \
     { #name, offsetof(XAVO_Request, name) }

@@ -92,8 +92,7 @@ XAVO_ErrorCode XAVO_test_network_share(XAVO_Pool *pool, const XAVO_NET_INPUT_DAT
                      offsetof(XAVO_Request, share));
 }
 
-// ---- Names
-// -------------------------------------------------------------------------------------------------
+// ---- Names --------------------------------------------------------------------------------------
 
 namespace {
 

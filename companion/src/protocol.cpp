@@ -34,8 +34,7 @@ void wipe_and_free(void *memory, size_t size) {
 
 } // namespace
 
-// ---- Writer
-// ------------------------------------------------------------------------------------------------
+// ---- Writer -------------------------------------------------------------------------------------
 
 Writer::Writer(FrameType type) {
     const FrameHeader header = {PROTOCOL_VERSION, type, 0};
@@ -153,8 +152,7 @@ void set_sequence(char *frame, uint32_t sequence) {
     memcpy(frame + sizeof(FrameHeader) + sizeof(FieldHeader), &sequence, sizeof sequence);
 }
 
-// ---- Receiver
-// ----------------------------------------------------------------------------------------------
+// ---- Receiver -----------------------------------------------------------------------------------
 
 void free_frame(Frame *frame) {
     if (frame == nullptr)
@@ -207,8 +205,7 @@ Receiver::Result Receiver::receive(int socket, int flags, Frame **frame) {
     }
 }
 
-// ---- Reader
-// ------------------------------------------------------------------------------------------------
+// ---- Reader -------------------------------------------------------------------------------------
 
 bool Reader::next() {
     FieldHeader header;
@@ -264,8 +261,7 @@ bool Reader::item(char **value) {
     return true;
 }
 
-// ---- Requests
-// ----------------------------------------------------------------------------------------------
+// ---- Requests -----------------------------------------------------------------------------------
 
 ReceivedRequest::~ReceivedRequest() {
     free(job_ids);
@@ -359,8 +355,7 @@ bool has_secret(const XAVO_Request &request) {
     }
 }
 
-// ---- Answers
-// -----------------------------------------------------------------------------------------------
+// ---- Answers ------------------------------------------------------------------------------------
 
 namespace {
 

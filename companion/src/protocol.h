@@ -9,8 +9,7 @@
 
 namespace xavo_companion {
 
-// ---- Frames
-// ------------------------------------------------------------------------------------------------
+// ---- Frames -------------------------------------------------------------------------------------
 
 // Raised only when an old reader must not read a new frame; what a reader may skip is a new tag.
 constexpr uint16_t PROTOCOL_VERSION = 1;
@@ -85,8 +84,7 @@ enum Flags : uint32_t {
 constexpr int OP_NOTHING = 0;
 inline bool is_method(int operation) { return operation >= XAVO_OP_DELETE_JOB; }
 
-// ---- Memory shared with a worker
-// ---------------------------------------------------------------------------
+// ---- Memory shared with a worker ----------------------------------------------------------------
 
 enum Stage : uint32_t {
     STAGE_STARTING = 0, // loading libxavo
@@ -127,8 +125,7 @@ inline void set_stage(Shared *shared, Stage stage) {
     __atomic_store_n(&shared->stage, stage, __ATOMIC_SEQ_CST);
 }
 
-// ---- What a worker inherits
-// --------------------------------------------------------------------------------
+// ---- What a worker inherits ---------------------------------------------------------------------
 
 enum WorkerDescriptor {
     WORKER_SOCKET = 3, // a stream socket
@@ -147,8 +144,7 @@ inline char *text_of(const XAVO_VELK_LifecycleJob &job, uint8_t offset) {
     return *reinterpret_cast<char *const *>(reinterpret_cast<const char *>(&job) + offset);
 }
 
-// ---- Encoding
-// ----------------------------------------------------------------------------------------------
+// ---- Encoding -----------------------------------------------------------------------------------
 
 // Builds a frame, in memory that is wiped before it is freed. After a failure (no memory, a frame too long)
 // further calls do nothing and finish() gives false.
@@ -198,8 +194,7 @@ void write_request(Writer *writer, const XAVO_Request &request, uint64_t deadlin
 // Of a finished request: which sequence it has.
 void set_sequence(char *frame, uint32_t sequence);
 
-// ---- Decoding
-// ----------------------------------------------------------------------------------------------
+// ---- Decoding -----------------------------------------------------------------------------------
 
 // A frame that was received: its fields, in place. Freed with free_frame.
 struct Frame {
