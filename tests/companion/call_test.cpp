@@ -185,9 +185,10 @@ TEST_F(Companion, EndsAsItsTableSays) {
             const unsigned int deadline_ms = late ? 200 : 20000;
             const int operation = row[0] == "READ" ? READ : METHOD;
             const int64_t start = now_ms();
-            EXPECT_EQ(blocks ? call(operation, row[1].c_str(), deadline_ms)
-                             : start_and_collect(operation, row[1].c_str(), deadline_ms),
-                      row[2]);
+            const std::string &expected = row[2];
+            const std::string actual = blocks ? call(operation, row[1].c_str(), deadline_ms)
+                                              : start_and_collect(operation, row[1].c_str(), deadline_ms);
+            EXPECT_EQ(expected, actual);
             EXPECT_LT(now_ms() - start, late ? 1500 : 10000);
             EXPECT_EQ(journalled(), row[3]);
         }
