@@ -3,216 +3,225 @@
 #define _GNU_SOURCE
 #endif
 #include "client.h"
-#include <dlfcn.h>
+#include <hulmprintf.h>
+#include <malloc.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <utl_va_cat.h>
 
 struct Client client;
-
 static Object objects[600];
-static size_t object_count, text_used;
-static char texts[200000];
-static void (*const tables[CLIENT + 1][MEMBERS])(void);
+static size_t object_count;
+static void (*const tables[CLIENT + 1][18])(void);
 
-void put(char *to, const char *format, ...) {
-    va_list values;
-    va_start(values, format);
-    vsnprintf(to + strlen(to), TEXT - strlen(to), format, values);
-    va_end(values);
-}
+/* ---- Values ------------------------------------------------------------------------------------- */
 
-/* ---- Objects ------------------------------------------------------------------------------------ */
+/* clang-format off */
+#define FORMAT(to, size, format) va_list v; va_start(v, format); vsnprintf(to, size, format, v); va_end(v)
+/* clang-format on */
+#define MISUSE(what) put(client.log, " misuse: " what)
 
-static char *copy_text(char *to, const char *from) { return to != NULL ? strcpy(to, from) : NULL; }
-static const char *keep(const char *text) {
-    text_used += strlen(text) + 1;
-    return text_used > sizeof texts ? (abort(), NULL) : strcpy(texts + text_used - strlen(text) - 1, text);
-}
+void put(char *to, const char *format, ...) { FORMAT(to + strlen(to), TEXT - strlen(to), format); }
 
-Object *make(enum Kind kind, const char *chars) {
+static Object *make(enum Kind kind, enum Owner owner, const char *text) {
+    Object *const made = &objects[object_count++];
     if (object_count == sizeof objects / sizeof *objects) abort();
-    objects[object_count] = (Object){.ft = tables[kind], .live = 1, .chars = chars ? keep(chars) : NULL};
-    return &objects[object_count++];
+    *made = (Object){.ft = tables[kind], .kind = kind, .owner = owner, .live = 1};
+    put(made->text, "%s", text);
+    return made;
 }
 
-static CMPIData data_of(CMPIType type, const void *object) {
-    return (CMPIData){type, CMPI_goodValue, {.string = (CMPIString *)(size_t)object}};
-}
+/* clang-format off */
+#define T(name, kind) {#name, kind, CMPI_##name}
+static const struct Name { const char *name; enum Kind kind; int number; } states[] = {
+    {"null:", NUMBER, CMPI_nullValue}, {"key:", NUMBER, CMPI_keyValue}, {"notfound:", NUMBER, CMPI_notFound},
+    {"bad:", NUMBER, CMPI_badValue}, {"", NUMBER, CMPI_goodValue}},
+types[] = {
+    T(chars, NUMBER), T(charsA, ARRAY), T(uint16, NUMBER), T(uint32, NUMBER), T(uint32A, ARRAY), T(sint32, NUMBER),
+    T(real64, NUMBER), T(ptr, NUMBER), T(charsptr, NUMBER), T(filter, NUMBER), T(null, NUMBER), T(class, STRING),
+    T(string, STRING), T(stringA, ARRAY), T(dateTime, STRING), T(integerString, STRING), T(dateTimeString, STRING),
+    T(ref, PATH), T(refA, ARRAY), T(instance, INSTANCE), T(instanceA, ARRAY), T(args, ARGS),
+    T(enumeration, ENUMERATION), {"", NUMBER, CMPI_null}};
+/* clang-format on */
 
-static Object *object_of(CMPIData data) {
-    const int is_object = data.type & CMPI_ARRAY || (data.type >= CMPI_instance && data.type < CMPI_chars) ||
-                          data.type == CMPI_dateTime || data.type == CMPI_dateTimeString;
-    return is_object && data.type != CMPI_filter ? (Object *)data.value.string : NULL;
-}
-
-static CMPIData mark(CMPIData data, int inside, int pooled) {
-    if (object_of(data) != NULL) object_of(data)->inside |= inside, object_of(data)->pooled |= pooled;
-    return data;
-}
-CMPIData lend(CMPIData data) { return mark(data, 1, 0); }
-static CMPIData pooled(CMPIData data) { return mark(data, 0, 1); }
-
-void add(Object *to, const char *name, CMPIData data) {
-    unsigned int i = 0;
-    while (i < to->count && (*name == '\0' || strcasecmp(to->name[i], name) != 0)) ++i;
-    if (i == MEMBERS) abort();
-    to->count += i == to->count;
-    to->name[i] = keep(name);
-    to->data[i] = lend(data);
-}
-
-static CMPIData copy(CMPIData data) {
-    const Object *from = object_of(data);
-    if (data.type == CMPI_chars) data.value.chars = strdup(data.value.chars);
-    if (from == NULL) return data;
-    Object *to = make(STRING, from->chars);
-    to->ft = from->ft;
-    to->class_name = from->class_name;
-    for (unsigned int i = 0; i < from->count; ++i) add(to, from->name[i], copy(from->data[i]));
-    data.value.string = (CMPIString *)to;
+CMPIData value(const char *text, enum Owner owner) {
+    const struct Name *state = states, *type = types;
+    while (strncmp(text, state->name, strlen(state->name)) != 0) ++state;
+    text += strlen(state->name);
+    const size_t length = strcspn(text, ":");
+    while (*type->name != '\0' && (strlen(type->name) != length || strncmp(text, type->name, length) != 0)) ++type;
+    if (*type->name == '\0') MISUSE("a row has an unknown type");
+    text += length + (text[length] == ':');
+    CMPIData data = {(CMPIType)type->number, (CMPIValueState)state->number, {0}};
+    if (data.type == CMPI_chars) data.value.chars = strdup(text);
+    else if (type->kind == NUMBER) data.value.uint64 = strtoull(text, NULL, 0);
+    else if (strcmp(text, "none") != 0) data.value.string = (CMPIString *)make(type->kind, owner, text);
     return data;
 }
 
-static CMPIStatus status(CMPIrc rc) {
-    return (CMPIStatus){rc, rc != CMPI_RC_OK ? (CMPIString *)make(STRING, "failed") : NULL};
+static char member_name[TEXT];
+
+/* Returns the value of a member, as text, and sets member_name; NULL if there is none. If name is NULL, the member
+ * with this number is meant. */
+static char *member(const Object *from, const char *name, unsigned int number) {
+    const char *start = strchr(from->text, '(');
+    while (start != NULL && *start != ')' && start[1] != ')') {
+        int length = 0, depth = 0;
+        for (start += start[1] == ' ' ? 2 : 1; depth > 0 || strchr(",)", start[length]) == NULL; ++length)
+            depth += (start[length] == '(') - (start[length] == ')');
+        snprintf(member_name, TEXT, "%.*s", length, start);
+        char *const end = member_name + strcspn(member_name, "=:");
+        char *const text = *end == '=' ? end + 1 : member_name;
+        if (text > end) *end = '\0';
+        if (name != NULL ? strcasecmp(name, member_name) == 0 : number-- == 0) return text;
+        start += length;
+    }
+    return NULL;
 }
 
-/* Counts a call, and returns 1 if it fails. */
-static int event(const char *name) {
-    const int named = client.armed && client.slot != NULL && strcmp(client.slot, name) == 0;
-    client.events += client.armed;
-    client.seen += named;
-    return client.armed && (client.events == client.any || (named && client.seen == client.nth));
+static void append(Object *to, const char *name, const char *text) {
+    char *const end = to->text + strlen(to->text) - 1;
+    *end = '\0';
+    put(to->text, "%s%s%s%s)", end[-1] == '(' ? "" : ", ", name, *name ? "=" : "", text);
 }
 
-/* The same for a call of the client library, with the status that it reports. */
-static int fails(const char *name, const Object *self, CMPIStatus *rc) {
-    if (client.open == 0 || (self != NULL && !self->live)) client.misuse = name;
-    const int failed = event(name);
-    if (rc != NULL) *rc = status(failed ? client.fault_rc : CMPI_RC_OK);
-    return failed;
+/* Returns, as text, a value that the client library is given. */
+static const char *given(const CMPIValue *from, CMPIType type) {
+    static char text[TEXT + 16];
+    const char *const name = type == CMPI_ref ? "ref" : type == CMPI_stringA ? "stringA" : "string";
+    if (type == CMPI_null) snprintf(text, sizeof text, "null:null");
+    else if (type == CMPI_chars) snprintf(text, sizeof text, "string:%s", (const char *)from);
+    else if (type == CMPI_uint16) snprintf(text, sizeof text, "uint16:%u", *(const CMPIUint16 *)(const void *)from);
+    else snprintf(text, sizeof text, "%s:%s", name, ((const Object *)from->string)->text);
+    return text;
 }
 
 /* ---- Functions of the objects ------------------------------------------------------------------- */
 
+/* Counts a call, and returns 1 if it fails. */
+static int event(void) { return client.armed && ++client.events == client.fault; }
+
+#define OK CMPI_RC_OK
+
+/* The same for a call of the client library, which reports NOT_SUPPORTED if it fails, and else `otherwise`. */
+static int fails(const Object *self, CMPIStatus *rc, CMPIrc otherwise) {
+    const CMPIrc outcome = event() ? CMPI_RC_ERR_NOT_SUPPORTED : otherwise;
+    if (client.open == 0 || (self != NULL && !self->live)) MISUSE("no connection, or a released object");
+    const int failed = outcome != OK;
+    if (rc != NULL) *rc = (CMPIStatus){outcome, failed ? (CMPIString *)make(STRING, LIBRARY, "failed") : NULL};
+    return failed;
+}
+
 static CMPIStatus release(Object *self) {
-    if (!self->live || client.open == 0) client.misuse = "released twice, or without a connection";
+    static const char *const kinds[] = {"", "string", "array", "args", "path", "instance", "enumeration", "client"};
+    if (!self->live || client.open == 0) MISUSE("released twice, or without a connection");
     self->live = 0;
-    for (unsigned int i = 0; i < self->count; ++i)
-        if (object_of(self->data[i]) != NULL && object_of(self->data[i])->live) release(object_of(self->data[i]));
-    return status(CMPI_RC_OK);
+    put(client.released, " %s", kinds[self->kind]);
+    if (self->kind == CLIENT) raise(SIGPIPE), --client.open;
+    return (CMPIStatus){OK, NULL};
 }
 
-static const CMPIData absent = {CMPI_null, CMPI_notFound, {0}}, null = {CMPI_null, CMPI_nullValue, {0}};
-
-static CMPIStatus set_element(Object *self, CMPICount i, CMPIValue *from, CMPIType type) {
+static CMPIStatus add(Object *self, const char *name, CMPIValue *from, CMPIType type) {
     CMPIStatus rc;
-    if (fails("setElementAt", self, &rc)) return rc;
-    if (type == CMPI_null && self->made && object_of(self->data[i]) != NULL) release(object_of(self->data[i]));
-    self->data[i] = type == CMPI_null ? null : lend(copy(data_of(type, *(CMPIString **)from)));
+    if (!fails(self, &rc, OK)) append(self, name, given(from, type));
+    return rc;
+}
+static CMPIStatus set_at(Object *self, CMPICount changed, CMPIValue *from, CMPIType type) {
+    const Object old = *self;
+    CMPIStatus rc;
+    if (fails(self, &rc, OK)) return rc;
+    strcpy(self->text, "()");
+    for (CMPICount i = 0; member(&old, NULL, i) != NULL; ++i)
+        append(self, "", i == changed ? given(from, type) : member_name);
     return rc;
 }
 
-/* A property that an instance does not have is null. */
+static const CMPIData absent = {CMPI_null, CMPI_notFound, {0}};
+
+/* Returns an argument, a key or a property. A property that an instance does not have is null. */
 static CMPIData get_named(Object *self, const char *name, CMPIStatus *rc) {
-    if (fails("get", self, rc)) return absent;
-    for (unsigned int i = 0; i < self->count; ++i)
-        if (strcasecmp(self->name[i], name) == 0) return pooled(copy(self->data[i]));
-    if (self->ft == tables[INSTANCE]) return lend(value("null:string"));
-    *rc = status(CMPI_RC_ERR_NOT_FOUND);
-    return absent;
+    char *const text = member(self, name, 0);
+    if (fails(self, rc, self->kind == INSTANCE ? client.rc : text ? OK : CMPI_RC_ERR_NOT_FOUND)) return absent;
+    return value(text != NULL ? text : "null:string:none", POOL);
 }
-static CMPIString *get_text(Object *self, const char *text, CMPIStatus *rc) {
-    return fails("text", self, rc) ? NULL : pooled(data_of(CMPI_string, make(STRING, text))).value.string;
+static CMPIString *part(Object *self, const char *text, const char *end, CMPIStatus *rc) {
+    if (fails(self, rc, OK)) return NULL;
+    Object *const made = make(STRING, POOL, text);
+    made->text[strcspn(made->text, end)] = '\0';
+    return (CMPIString *)made;
 }
-static CMPIData get_numbered(Object *self, unsigned int i, CMPIString **name, CMPIStatus *rc) {
-    if (fails("getAt", self, rc)) return absent;
-    *name = get_text(self, self->name[i], NULL);
-    return pooled(copy(self->data[i]));
+static CMPIData get_nth(Object *self, unsigned int i, CMPIString **name, CMPIStatus *rc) {
+    char *const text = member(self, NULL, i);
+    if (fails(self, rc, OK)) return absent;
+    *name = part(self, member_name, "", NULL);
+    return value(text, POOL);
 }
-static CMPIStatus add_named(Object *self, const char *name, CMPIValue *from, CMPIType type) {
-    CMPIStatus rc;
-    CMPIData data = {type, CMPI_goodValue, {0}};
-    if (fails("add", self, &rc)) return rc;
-    if (type == CMPI_uint16) data.value.uint16 = *(CMPIUint16 *)from;
-    else if (type == CMPI_chars) data = data_of(CMPI_string, make(STRING, (const char *)from));
-    else data = copy(data_of(type, *(CMPIString **)from));
-    add(self, name, data);
-    return rc;
+static CMPIData get_at(Object *self, CMPICount i, CMPIStatus *rc) {
+    char *const text = member(self, NULL, i);
+    return fails(self, rc, OK) || text == NULL ? absent : value(text, OTHER);
+}
+static CMPIData get_next(Object *self, CMPIStatus *rc) { return get_at(self, self->next++, rc); }
+static unsigned int get_count(Object *self, CMPIStatus *rc) {
+    unsigned int i = 0;
+    while (member(self, NULL, i) != NULL) ++i;
+    return fails(self, rc, OK) ? 0 : i;
 }
 
 /* Begins an exchange with the broker. It raises SIGPIPE, which must not reach the program. */
 static int exchange(const char *name, Object *self, const Object *path, CMPIFlags flags, char **list, CMPIStatus *rc) {
-    if (client.depth != 1 || rc == NULL || list != NULL) client.misuse = "no lock, no status, or a property list";
-    put(client.sent, *name == 'i' ? "" : "%s(%u) ", name, flags);
-    show(client.sent, data_of(CMPI_ref, path));
+    if (client.depth != 1 || rc == NULL || list != NULL) MISUSE("no lock, no status, or a property list");
+    put(client.sent, name, flags);
+    put(client.sent, "%s", path->text);
     raise(SIGPIPE);
-    if (fails(name, self, rc)) return 1;
-    if (client.rc != CMPI_RC_OK) *rc = status(client.rc);
-    return client.rc != CMPI_RC_OK || strcmp(client.without, "object") == 0;
+    return fails(self, rc, client.rc) || strcmp(client.without, "object") == 0;
 }
 static CMPIData invoke(Object *self, const Object *path, const char *method, Object *in, Object *out, CMPIStatus *rc) {
-    const int failed = exchange("invokeMethod", self, path, 0, NULL, rc);
-    put(client.sent, ".%s", method);
-    show(client.sent, data_of(CMPI_args, in));
-    for (unsigned int i = 0; !failed && i < client.content[0]->count; ++i)
-        add(out, client.content[0]->name[i], copy(client.content[0]->data[i]));
-    return failed ? absent : pooled(copy(client.returned));
+    const int failed = exchange("", self, path, 0, NULL, rc);
+    put(client.sent, ".%s%s", method, in->text);
+    strcpy(out->text, client.content->text);
+    return failed ? absent : value(client.returned, POOL);
 }
-static Object *get_instance(Object *self, const Object *path, CMPIFlags flags, char **properties, CMPIStatus *rc) {
-    if (exchange("getInstance", self, path, flags, properties, rc)) return NULL;
-    return object_of(copy(data_of(CMPI_instance, client.content[0])));
-}
-static Object *list(Object *self, const Object *path, CMPIFlags flags, char **properties, CMPIStatus *rc) {
-    if (exchange("enumInstances", self, path, flags, properties, rc)) return NULL;
-    Object *made = make(ENUMERATION, NULL);
-    for (int i = 0; i < client.contents; ++i) add(made, "", copy(data_of(CMPI_instance, client.content[i])));
-    if (client.last.type != CMPI_null) add(made, "", copy(client.last));
-    return made;
-}
-static CMPIStatus release_client(Object *self) {
-    raise(SIGPIPE);
-    return (release(self), --client.open, status(CMPI_RC_OK));
-}
-
 /* clang-format off */
-#define GET(result, name, otherwise, self_value) \
-    static result get_##name(Object *self, CMPIStatus *rc) { return fails(#name, self, rc) ? otherwise : (self_value); }
-GET(const char *, chars, NULL, self->chars)
-GET(unsigned int, count, 0, self->count)
-GET(CMPIBoolean, hasNext, 0, self->next < self->count)
-GET(CMPIData, next, absent, self->data[self->next++])
-static CMPIString *get_space(Object *self, CMPIStatus *rc) { return get_text(self, self->chars, rc); }
-static CMPIString *get_host(Object *self, CMPIStatus *rc) { return get_text(self, "host", rc); }
-static CMPIString *get_class(Object *self, CMPIStatus *rc) { return get_text(self, self->class_name, rc); }
-static CMPIData get_at(Object *o, unsigned int i, CMPIStatus *rc) { return fails("at", o, rc) ? absent : o->data[i]; }
+#define READ(name, kind) \
+    static Object *name(Object *self, const Object *path, CMPIFlags f, char **list, CMPIStatus *rc) { \
+        return exchange(#name "(%u) ", self, path, f, list, rc) ? NULL : make(kind, LIBRARY, client.content->text); }
+READ(getInstance, INSTANCE)
+READ(enumInstances, ENUMERATION)
+#define GET(type, name, get) static type name(Object *self, CMPIStatus *rc) { return fails(self, rc, OK) ? 0 : (get); }
+GET(const char *, get_chars, strcmp(self->text, "NULL") != 0 ? self->text : NULL)
+GET(CMPIBoolean, has_next, member(self, NULL, self->next) != NULL)
+static CMPIString *get_space(Object *self, CMPIStatus *rc) { return part(self, self->text, ":", rc); }
+static CMPIString *get_host(Object *self, CMPIStatus *rc) { return part(self, "host", "", rc); }
+static CMPIString *get_class(Object *self, CMPIStatus *rc) { return part(self, strchr(self->text, ':') + 1, "(", rc); }
 
 /* The functions in the order of cmcift.h. The first place is that of the version. */
 #define F (void (*)(void))
-static void (*const tables[CLIENT + 1][MEMBERS])(void) = {
+static void (*const tables[CLIENT + 1][18])(void) = {
     [STRING] = {0, F release, 0, F get_chars},
-    [ARRAY] = {0, F release, 0, F get_count, 0, F get_at, F set_element},
-    [ARGS] = {0, F release, 0, F add_named, F get_named, F get_numbered, F get_count},
-    [PATH] = {0, F release, 0, 0, F get_space, 0, F get_host, 0, F get_class, F add_named, F get_named, F get_numbered,
-        F get_count},
+    [ARRAY] = {0, F release, 0, F get_count, 0, F get_at, F set_at},
+    [ARGS] = {0, F release, 0, F add, F get_named, F get_nth, F get_count},
+    [PATH] = {0, F release, 0, 0, F get_space, 0, F get_host, 0, F get_class, F add, F get_named, F get_nth,
+              F get_count},
     [INSTANCE] = {0, F release, 0, F get_named},
-    [ENUMERATION] = {0, F release, 0, F get_next, F get_hasNext},
-    [CLIENT] = {[1] = F release_client, [6] = F get_instance, [12] = F list, [17] = F invoke}};
-#define NEW(type, kind, text) (fails("new" #type, NULL, rc) ? NULL : (type *)make(kind, text))
-CMPIArgs *native_new_CMPIArgs(CMPIStatus *rc) { return NEW(CMPIArgs, ARGS, NULL); }
-CMPIString *native_new_CMPIString(const char *text, CMPIStatus *rc) { return NEW(CMPIString, STRING, text); }
+    [ENUMERATION] = {0, F release, 0, F get_next, F has_next},
+    [CLIENT] = {[1] = F release, [6] = F getInstance, [12] = F enumInstances, [17] = F invoke}};
 /* clang-format on */
+
+#define NEW(type, kind, text) (fails(NULL, rc, OK) ? NULL : (type *)make(kind, LIBRARY, text))
+CMPIArgs *native_new_CMPIArgs(CMPIStatus *rc) { return NEW(CMPIArgs, ARGS, "()"); }
+CMPIString *native_new_CMPIString(const char *text, CMPIStatus *rc) { return NEW(CMPIString, STRING, text); }
 CMPIArray *native_new_CMPIArray(CMPICount size, CMPIType type, CMPIStatus *rc) {
-    Object *array = (Object *)NEW(CMPIArray, ARRAY, NULL);
-    for (CMPICount i = 0; array != NULL && i < size; ++i) add(array, "", null), array->made = type == CMPI_string;
+    Object *const array = NEW(Object, ARRAY, "()");
+    if (type != CMPI_string) MISUSE("an array of another type");
+    for (CMPICount i = 0; array != NULL && i < size; ++i) append(array, "", "null:null");
     return (CMPIArray *)array;
 }
 CMPIObjectPath *newCMPIObjectPath(const char *name_space, const char *class_name, CMPIStatus *rc) {
-    Object *path = (Object *)(strcmp(client.without, "path") == 0 ? NULL : NEW(CMPIObjectPath, PATH, name_space));
-    if (path != NULL) path->class_name = keep(class_name);
+    Object *const path = strcmp(client.without, "path") == 0 ? NULL : NEW(Object, PATH, name_space);
+    if (path != NULL) put(path->text, ":%s()", class_name);
     return (CMPIObjectPath *)path;
 }
 CMCIClient *cmciConnect(const char *host, const char *a, const char *b, const char *user, const char *c,
@@ -220,134 +229,77 @@ CMCIClient *cmciConnect(const char *host, const char *a, const char *b, const ch
     put(client.sent, "%s %s %s ", host, user, a || b || c ? "more" : getenv("SFCC_CLIENT"));
     raise(SIGPIPE);
     ++client.open;
-    CMCIClient *connected = strcmp(client.without, "broker") == 0 ? NULL : NEW(CMCIClient, CLIENT, NULL);
+    CMCIClient *const connected = strcmp(client.without, "broker") == 0 ? NULL : NEW(CMCIClient, CLIENT, "");
     client.open -= connected == NULL;
     return connected;
-}
-
-/* ---- Values as text ----------------------------------------------------------------------------- */
-
-/* clang-format off */
-#define T(name) {"CMPI_" #name, CMPI_##name}
-static const struct { const char *name; int number; } types[] = {
-    T(null), T(boolean), T(char16), T(real32), T(real64), T(uint8), T(uint16), T(uint32), T(uint64), T(sint8),
-    T(sint16), T(sint32), T(sint64), T(instance), T(ref), T(args), T(class), T(filter), T(enumeration), T(string),
-    T(chars), T(dateTime), T(ptr), T(charsptr), T(booleanA), T(char16A), T(real32A), T(real64A), T(uint8A), T(uint16A),
-    T(uint32A), T(uint64A), T(sint8A), T(sint16A), T(sint32A), T(sint64A), T(instanceA), T(refA), T(stringA),
-    T(charsA), T(dateTimeA), T(ptrA), T(charsptrA), T(integerString), T(realString), T(numericString),
-    T(booleanString), T(dateTimeString), {NULL, -1}},
-    forms[] = {{"null:", CMPI_nullValue}, {"key:", CMPI_keyValue}, {"notfound:", CMPI_notFound},
-    {"bad:", CMPI_badValue}, {"none:", 1}, {"blank:", 2}, {"", 0}};
-/* clang-format on */
-
-int type_of(const char *name) {
-    size_t i = 0;
-    while (types[i].name != NULL && strcmp(types[i].name, name) != 0) ++i;
-    return types[i].number;
-}
-
-CMPIData value(const char *text) {
-    char name[64] = "CMPI_", word[256];
-    size_t form = 0;
-    while (strncmp(text, forms[form].name, strlen(forms[form].name)) != 0) ++form;
-    text += strlen(forms[form].name);
-    strncat(name, text, strcspn(text, ":"));
-    text += strcspn(text, ":") + (strchr(text, ':') != NULL);
-    CMPIData data = {(CMPIType)type_of(name), (CMPIValueState)(forms[form].number & ~3), {0}};
-    if (type_of(name) < 0) put(client.log, " there is no %s", name);
-    if (forms[form].number == 1) return data; /* none: a NULL pointer */
-    const enum Kind kind = data.type & CMPI_ARRAY ? ARRAY : data.type == CMPI_ref ? PATH : STRING;
-    const int blank =
-        kind != STRING || data.type == CMPI_instance || forms[form].number == 2 || data.state == CMPI_nullValue;
-    Object *object = make(data.type == CMPI_instance ? INSTANCE : kind, blank ? NULL : text);
-    data.value.string = (CMPIString *)object;
-    object->live = object_of(data) != NULL;
-    if (!object->live) data.value.uint64 = strtoull(text, NULL, 0);
-    if (data.type == CMPI_chars) data.value.chars = strdup(text);
-    object->chars = kind == PATH ? "root/velk" : object->chars;
-    object->class_name = "VELK_LifecycleJob";
-    for (; blank && *text != '\0'; text += strcspn(text, ","), text += *text == ',') {
-        strncat(strcpy(word, ""), text, strcspn(text, ","));
-        char *equals = strchr(word, '=');
-        if (equals != NULL) *equals = '\0';
-        add(object, equals ? word : "", value(equals ? equals + 1 : word));
-    }
-    return data;
-}
-
-void show(char *to, CMPIData data) {
-    const Object *object = object_of(data);
-    const int group = object != NULL && object->ft != tables[STRING];
-    size_t i = 0;
-    while (types[i].number != data.type) ++i;
-    if (data.type == CMPI_ref) put(to, "%s:%s", object->chars, object->class_name);
-    else if (data.type != CMPI_args) put(to, "%s:", types[i].name + 5);
-    if (object == NULL) put(to, "%u", data.type == CMPI_uint16 ? data.value.uint16 : (unsigned int)data.value.uint32);
-    else put(to, "%s", group ? "(" : object->chars);
-    for (i = 0; object != NULL && i < object->count; ++i) {
-        put(to, "%s%s%s", i ? ", " : "", object->name[i], *object->name[i] ? "=" : "");
-        show(to, object->data[i]);
-    }
-    if (group) put(to, ")");
 }
 
 /* ---- The log, the memory and the mutexes of libxavo --------------------------------------------- */
 
 /* Keeps the text of each error, without the file, the line and the function before it. */
-void hulmprintf(int level, int module, const char *format, ...) __attribute__((format(printf, 3, 4)));
 void hulmprintf(int level, int module, const char *format, ...) {
-    char line[1024];
-    va_list values;
-    va_start(values, format);
-    vsnprintf(line, sizeof line, format, values);
-    va_end(values);
-    const char *error = strstr(line, "ERROR: ");
-    if (module != 5 || level != (error ? 2 : 8)) client.misuse = "a log line of another level or module";
-    put(client.log, error ? " [%.*s]" : "", error ? (int)strcspn(error + 7, "\n") : 0, error ? error + 7 : "");
+    char line[TEXT];
+    FORMAT(line, sizeof line, format);
+    const char *const error = strstr(line, "ERROR: ");
+    if (module != 5 || level != (error ? 2 : 8)) MISUSE("a log line of another level or module");
+    if (error != NULL) put(client.log, " [%.*s]", (int)strcspn(error + 7, "\n"), error + 7);
 }
 
-static void *allocate(const char *name, size_t size) {
-    volatile char *block = event(name) ? NULL : malloc(size + 1);
-    for (size_t i = 0; block != NULL && i <= size; ++i) block[i] = '\0'; /* memset would become a call of calloc */
+/* Returns a zeroed block. (The compiler makes calloc of malloc and memset.) */
+static char *allocate(size_t size) {
+    char *const block = event() ? NULL : memalign(sizeof(CMPIValue), size);
     client.memory += block != NULL;
-    return (void *)(size_t)block;
+    return block != NULL ? memset(block, '\0', size) : NULL;
 }
-void *calloc(size_t count, size_t size) { return allocate("calloc", count * size); }
-char *strdup(const char *text) { return copy_text(allocate("strdup", strlen(text)), text); }
-char *utl_va_cat(const char *first, ...);
+void *calloc(size_t count, size_t size) { return allocate(count * size + 1); }
 char *utl_va_cat(const char *first, ...) {
-    char *joined = allocate("utl_va_cat", 1024);
+    char *const joined = allocate(TEXT);
     va_list values;
     va_start(values, first);
     for (const char *text = first; joined && text; text = va_arg(values, const char *)) strcat(joined, text);
     va_end(values);
     return joined;
 }
+char *strdup(const char *text) { return utl_va_cat(text, (char *)NULL); }
 void free(void *block) {
-    static void (*next)(void *);
-    if (next == NULL) *(void **)&next = dlsym(RTLD_NEXT, "free");
     client.memory -= block != NULL;
-    next(block);
+    if (block != NULL && realloc(block, 0) != NULL) abort();
 }
 
 /* The test has one thread, so that a mutex is a number. */
-/* clang-format off */
-int pthread_mutex_init(pthread_mutex_t *m, const pthread_mutexattr_t *a) { return ((void)m, event("mutex_init") || a); }
-int pthread_mutex_destroy(pthread_mutex_t *m) { return ((void)m, event("mutex_destroy")); }
-int pthread_mutex_lock(pthread_mutex_t *m) { return ((void)m, client.depth += client.armed, event("mutex_lock")); }
-int pthread_mutex_unlock(pthread_mutex_t *m) { return ((void)m, client.depth -= client.armed, event("mutex_unlock")); }
-/* clang-format on */
+static int mutex(int change) {
+    client.depth += change;
+    if (change < 0) put(client.released, " unlock");
+    return event();
+}
+int pthread_mutex_init(pthread_mutex_t *m, const pthread_mutexattr_t *a) { return ((void)m, mutex(0) || a != NULL); }
+#define MUTEX(name, change)                                                                                            \
+    int pthread_mutex_##name(pthread_mutex_t *m) { return ((void)m, mutex(change)); }
+MUTEX(destroy, 0)
+MUTEX(lock, 1)
+MUTEX(unlock, -1)
 
-void client_reset(void) {
-    memset(&client, 0, sizeof client);
-    object_count = text_used = 0;
+/* ---- Rows --------------------------------------------------------------------------------------- */
+
+void client_prepare(const char *answer, enum Kind content) {
+    static char words[TEXT];
+    client = (struct Client){.without = "", .returned = "uint32:0"};
+    object_count = 0;
+    client.content = make(content, OTHER, "()");
+    for (char *word = strtok(strcpy(words, answer), " "); word != NULL; word = strtok(NULL, " ")) {
+        char *const end = word + strcspn(word, "=:"), *const text = end + 1;
+        if (*end == '=') *end = '\0';
+        if (strcmp(word, "without") == 0) client.without = text;
+        else if (strcmp(word, "rc") == 0) client.rc = (CMPIrc)atoi(text);
+        else if (strcmp(word, "return") == 0) client.returned = text;
+        else append(client.content, *end ? "" : word, *end ? word : text);
+    }
 }
 
 void show_kept(char *to) {
-    int kept[2] = {0, 0};
-    for (size_t i = 0; i < object_count; ++i) kept[objects[i].pooled] += objects[i].live && !objects[i].inside;
-    put(to, kept[0] ? " leaked=%d" : "", kept[0]);
-    put(to, kept[1] ? " pooled=%d" : "", kept[1]);
-    put(to, client.memory || client.depth ? " memory=%d locked=%d" : "", client.memory, client.depth);
-    put(to, client.misuse ? " misuse: %s" : "", client.misuse);
+    int kept[] = {[LIBRARY] = 0, [POOL] = 0, [OTHER] = 0};
+    for (size_t i = 0; i < object_count; ++i) kept[objects[i].owner] += (int)objects[i].live;
+    if (kept[LIBRARY]) put(to, " leaked=%d", kept[LIBRARY]);
+    if (kept[POOL]) put(to, " pooled=%d", kept[POOL]);
+    if (client.memory || client.depth) put(to, " memory=%d locked=%d", client.memory, client.depth);
 }

@@ -1,50 +1,46 @@
-/* client.h - a small CIM client library, which answers as a script says and counts what libxavo does. */
+/* client.h - a small CIM client library, which answers as a row says and records what libxavo does. */
 #ifndef CLIENT_H
 #define CLIENT_H
 
 #include <XAVO.h>
 
-enum { MEMBERS = 40, INSTANCES = 4, TEXT = 8192 };
-enum Kind { STRING, ARRAY, ARGS, PATH, INSTANCE, ENUMERATION, CLIENT };
+enum { TEXT = 8192 };
+enum Kind { NUMBER, STRING, ARRAY, ARGS, PATH, INSTANCE, ENUMERATION, CLIENT }; /* all but the first are objects */
+enum Owner { LIBRARY, POOL, OTHER }; /* who frees an object: libxavo; the thread's pool; the test or another object */
 
 /* An object of the client library. The first two members are those of every CMPI object. */
 typedef struct Object {
-    void *hdl;
-    const void *ft;
-    int live, pooled, inside, made; /* in the thread's pool; freed by another object; made in this process */
-    const char *chars, *class_name; /* a string's characters or a path's namespace; a path's class */
-    unsigned int count, next;
-    const char *name[MEMBERS];
-    CMPIData data[MEMBERS];
+    const void *hdl, *ft;
+    enum Kind kind;
+    enum Owner owner;
+    unsigned int live, next; /* not yet released; the number of the next element of an enumeration */
+    char text[TEXT];         /* the value, in the form that cases.txt describes */
 } Object;
 
-/* What the client library answers and which call fails, and what was done to it since client_reset.
+/* What the client library answers, which call fails, and what was done to it since client_prepare.
  *
- *  without            a "broker", an "object" in a success, a "path", or ""
- *  returned, last     a method's return value; the last element of a list, if it has a type
- *  content, contents  the outputs of a method, or the properties of each instance; their number
- *  any, slot, nth     the call `any` of all fails, and the nth call of `slot`, with the status fault_rc
- *  rc                 status of a method call, a listing and a fetch
- *  armed, events      calls are counted; their number
- *  open, depth        open clients, locked mutexes */
+ *  without          "broker", "object" (a success without one), "path", or ""
+ *  returned         a method's return value
+ *  content          the outputs of a method, the properties of an instance, or the elements of a list
+ *  rc               status of a method call, a listing, a fetch and the reading of a property
+ *  armed, fault     calls are counted; the number of the call that fails, or 0
+ *  events, open     the number of calls, and of open clients
+ *  depth, memory    locked mutexes; blocks of memory that are not freed
+ *  sent, log        the requests; the error lines
+ *  released         the objects that were released and the unlocks, in their order */
 extern struct Client {
-    const char *without, *slot, *misuse;
-    CMPIData returned, last;
-    Object *content[INSTANCES];
-    CMPIrc rc, fault_rc;
-    int contents, any, nth, armed, events, seen, open, depth, memory;
-    char sent[TEXT], log[TEXT];
+    const char *without, *returned;
+    Object *content;
+    CMPIrc rc;
+    int armed, fault, events, open, depth, memory;
+    char sent[TEXT], log[TEXT], released[TEXT];
 } client;
 
-void client_reset(void);
-/* Appends what was not freed or unlocked, and a misuse. */
+/* Begins a row, whose second column is `answer`. */
+void client_prepare(const char *answer, enum Kind content);
+/* Appends how many objects, blocks and mutexes were not freed or unlocked. */
 void show_kept(char *to);
-Object *make(enum Kind kind, const char *chars);
-void add(Object *to, const char *name, CMPIData data);
-CMPIData lend(CMPIData data); /* the test owns it */
-CMPIData value(const char *text);
-void show(char *to, CMPIData data);
 void put(char *to, const char *format, ...) __attribute__((format(printf, 2, 3)));
-int type_of(const char *name); /* -1 if no type has this name, which begins with "CMPI_" */
+CMPIData value(const char *text, enum Owner owner);
 
 #endif
