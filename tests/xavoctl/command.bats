@@ -5,25 +5,17 @@ load common
 
 @test "reading" {
     table
-    [[ $($XAVOCTL jobs --quiet | paste -sd ' ') == 'JID_1 JID_2 JID_3' ]]
-    $XAVOCTL jobs --json | jq --exit-status '.jobs | length == 3 and .[0] == {InstanceID: "JID_1",
-        Name: "Update of the BIOS", JobStatus: "New", PercentComplete: 0, JobStartTime: "", JobUntilTime: "",
-        ElapsedTimeSinceCompletion: "0", MessageID: "JOB001", Message: "The job waits for a queue.",
-        MessageArguments: null}'
 }
 
 @test "changing" {
     table
-    $XAVOCTL delete JID_1 JID_9 --json | jq --exit-status '.results[0] == {job_id: "JID_1"}
-        and .error == "UNKNOWN_ERROR"
-        and (.results[1] | .kind == "service" and .message_id == "JQ001" and .message == "There is no job JID_9.")'
 }
 
 # With the files that they name.
 @test "the examples of help" {
     local command line count=0
     mkdir bin && ln -s "$XAVOCTL" bin/xavoctl && cp password passphrase
-    tr ' ' '\n' <<<'share-type=2 address=192.0.2.10 share=backups share-user=operator password-file=password' >nightly.options
+    xargs -n 2 <<<${share//--} >nightly.options
     while read -r command _; do
         while read -r line; do
             PATH=$PWD/bin:$PATH run timeout 1 bash -c "$line" </dev/null
@@ -35,44 +27,12 @@ load common
     ((count >= 28)) || fail "$count examples"
 }
 
-# No broker answers: nothing is sent.
 @test "a dry run" {
     table
-    local proxy='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file password
-        --proxy-port 6 --ignore-cert-warning 7' words wanted
-    local sent='ProxySupport=1 ProxyType=2 ProxyServer=3 ProxyUname=4 ProxyPasswd=(hidden) ProxyPort=6'
-    sent+=' IgnoreCertWarning=7'
-    while IFS='|' read -r words wanted; do
-        run --separate-stderr $XAVOCTL $words --dry-run --json
-        [[ $(jq -r '.calls[] | .class, .method, (.arguments | to_entries[] | "\(.key)=\(.value)")' <<<"$output" |
-            paste -sd ' ') == "VELK_$wanted" ]] || fail "$words"
-    done <<END
-backup $share --passphrase-file password ${proxy//$'\n'/ } --job-name n --wait|QMService BackupImage \
-IPAddress=192.0.2.10 ShareName=backups ImageName= UserName=operator Password=(hidden) Passphrase=(hidden) \
-ScheduledStartTime=NOW ShareType=2 JobName=n
-restore ${share/2/6} ${proxy//$'\n'/ } --until 9 --check-destination 1|QMService RestoreImage IPAddress=192.0.2.10 \
-ShareName=backups ImageName= UserName=operator Password=(hidden) UntilTime=9 ScheduledStartTime=NOW PreserveVDConfig=0 \
-$sent ShareType=6 CheckBackupDestinationAvailability=1
-restore --share-type 4 --address a --start 9 --preserve-config|QMService RestoreImage ScheduledStartTime=9 \
-PreserveVDConfig=1 ShareType=4
-test-share ${share/2/5} ${proxy//$'\n'/ }|QMService TestNetworkShare IPAddress=192.0.2.10 ShareName=backups $sent \
-ShareType=5
-test-share $share --workgroup w|QMService TestNetworkShare IPAddress=192.0.2.10 ShareName=backups UserName=w\\operator \
-Password=(hidden) Workgroup=w ShareType=2
-install --uri u --target T|SoftwareInstallationService InstallFromURI URI=u \
-Target=root/velk:VELK_SoftwareIdentity.InstanceID="T"
-install --target T|SoftwareInstallationService InstallFromSoftwareIdentity \
-Target=root/velk:VELK_SoftwareIdentity.InstanceID="T"
-reboot 007|SoftwareInstallationService CreateRebootJob RebootJobType=7
-queue A B --start NOW --until 9|JobService SetupJobQueue StartTimeInterval=NOW UntilTime=9 JobArray=["A","B"]
-END
 }
 
 @test "wrong use" {
-    mkfifo never
     table
-    run $XAVOCTL jobs --password=hunter2
-    [[ $output != *hunter2* ]]
 }
 
 @test "completion" {
@@ -87,25 +47,8 @@ END
 # Where each option goes: what the companion would be handed.
 @test "records" {
     [[ -n ${XAVOCTL_PRINT_RECORDS-} ]] || skip "XAVOCTL_PRINT_RECORDS names what is put before the companion"
-    local http='--proxy-support 1 --proxy-type 2 --proxy-server 3 --proxy-user 4 --proxy-password-file <(echo 5)
-        --proxy-port 6 --ignore-cert-warning 7' share='--share-type 5 --address 9 --share 10 --share-user 11
-        --password-file <(echo 12)' image='--image 13 --passphrase-file <(echo 14) --until 16 --job-name 17
-        --check-destination 18' words wanted
-    local proxy='support=1 type=2 server=3 uname=4 passwd=5 port=6 ignore=7'
-    export ASAN_OPTIONS=verify_asan_link_order=0
-    while IFS='|' read -r words wanted; do
-        run eval "LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL ${words//$'\n'/ }"
-        [[ ${lines[-3]} == "$wanted" && ${lines[-2]} == "$proxy" ]] || fail "$words"
-    done <<END
-backup ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ }|60 s BACKUP_IMAGE \
-uname=11 passwd=12 passphrase=14 ipaddr=9 \
-sharename=10 imagename=13 start=NOW until=16 type=5 preserve=0 job=17 check=18 tavix=
-restore ${http//$'\n'/ } ${share//$'\n'/ } ${image//$'\n'/ } --start 15 --preserve-config --yes \
---timeout 7|7 s RESTORE_IMAGE uname=11 \
-passwd=12 passphrase=14 ipaddr=9 sharename=10 imagename=13 start=15 until=16 type=5 preserve=1 job=17 check=18 tavix=
-test-share ${http//$'\n'/ } ${share//$'\n'/ } --workgroup 19|60 s test uname=11 passwd=12 workgroup=19 ipaddr=9 \
-sharename=10 type=5
-END
+    XAVOCTL="env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL"
+    table
 }
 
 # From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
@@ -131,16 +74,7 @@ END
 }
 
 @test "secrets from files and descriptors" {
-    local test_share='test-share --share-type 2 --address 192.0.2.10 --share backups --share-user operator'
-    for ending in '' '\n' '\r\n'; do
-        printf "secret$ending" | $XAVOCTL $test_share --password-file -
-    done
-    $XAVOCTL $test_share --password-fd 7 7<<<secret
-    mkfifo late
-    { sleep 0.3; echo secret >late; } &
-    $XAVOCTL $test_share --password-file late
-    run $XAVOCTL $test_share --password-fd 7 7<<<wrong
-    [[ $status == 1 ]]
+    table
 }
 
 @test "a prompt without echo" {
@@ -252,25 +186,19 @@ END
         #include <sys/syscall.h>
         #include <time.h>
         #include <unistd.h>
-        int poll(struct pollfd *fds, nfds_t count, int ms) {
-            return (int)syscall(SYS_poll, fds, count, ms > 0 ? ms / 100 : ms);
-        }
+        int poll(struct pollfd *fds, nfds_t n, int ms) { return syscall(SYS_poll, fds, n, ms > 0 ? ms / 100 : ms); }
         int clock_gettime(clockid_t clock, struct timespec *time) {
-            static time_t first;
-            const int result = (int)syscall(SYS_clock_gettime, clock, time);
+            const int result = syscall(SYS_clock_gettime, clock, time);
             if (strcmp(program_invocation_short_name, "xavoctl") != 0)
                 return result;
-            first = first != 0 ? first : time->tv_sec;
-            const long long gone = ((time->tv_sec - first) * 1000000000LL + time->tv_nsec) * 100;
-            time->tv_sec = first + gone / 1000000000;
-            time->tv_nsec = gone % 1000000000;
+            time->tv_sec = time->tv_sec * 100 + time->tv_nsec / 10000000;
+            time->tv_nsec = time->tv_nsec % 10000000 * 100;
             return result;
         }' | gcc -D_GNU_SOURCE -shared -fPIC -x c - -o clock.so
-    export ASAN_OPTIONS=verify_asan_link_order=0
     scene journal 'next-job runs=1000000'
     local words
     for words in 'wait JID_1' 'reboot 1 --yes --wait'; do
-        LD_PRELOAD=$PWD/clock.so run timeout 1.5 $XAVOCTL $words
+        run timeout 1.5 env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD="$PWD/clock.so" $XAVOCTL $words
         [[ $status == 124 && $output == *interrupted* ]] || fail "$words"
     done
     words=$(grep -c getInstance state.journal)
@@ -279,28 +207,10 @@ END
 
 @test "brokers that do not answer, or refuse" {
     table
-    scene unreachable
-    for words in 'delete JID_1 JID_2' 'queue JID_1 JID_2 --start NOW'; do
-        run --separate-stderr $XAVOCTL $words --json
-        jq --exit-status '.code == 8 and ([.results[].job_id] == ["JID_1", "JID_2"])' <<<"$output"
-    done
-    run $XAVOCTL wait JID_1 --timeout 0.3
-    [[ $output != *'The job goes on'* ]]
 }
 
-# The worker's loader finds a file that is none.
 @test "without a client library" {
-    mkdir library && touch library/libcmpisfcc.so.1
-    export LD_LIBRARY_PATH=$PWD/library
-    local words
-    for words in help --version errors 'completion bash'; do
-        $XAVOCTL $words >/dev/null
-    done
-    for words in jobs 'wait JID_1' 'backup --share-type 4 --wait' doctor; do
-        run $XAVOCTL $words
-        [[ $status == 3 && $output == *libcmpisfcc.so.1* ]] || fail "$words: $status"
-    done
-    [[ ${lines[0]} == 'FAILED  client library '*libcmpisfcc.so.1* ]]
+    table
 }
 
 @test "input that is closed, output that cannot be written" {
@@ -370,7 +280,8 @@ END
                 run --separate-stderr env FAIL_AT=$at $on LD_PRELOAD=$XAVOCTL_FAIL_CALL $XAVOCTL $words
                 [[ -e failed ]] || break
                 [[ $status -lt 128 && ($status != 0 || $output == "$(<wanted)") ]] || fail "$words: $at $on: $status"
-                [[ $words != reboot* || "$output$stderr" == *JID_4* ]] || ! grep -q JID_4 state || fail "$words: $at $on: no ID"
+                [[ $words != reboot* || "$output$stderr" == *JID_4* ]] || ! grep -q JID_4 state ||
+                    fail "$words: $at $on: no ID"
             done
             ((at > 2)) || fail "$words: no allocation"
         done
@@ -409,13 +320,6 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
         kill $!
         [[ $status == 0 ]] || fail "$words: it is still there"
     done
-}
-
-@test "the library's log" {
-    run --separate-stderr $XAVOCTL delete JID_9
-    [[ $stderr != *XAVO_* ]]
-    run --separate-stderr $XAVOCTL delete JID_9 --verbose
-    [[ $stderr == *'XAVO_invoke_DeleteJobQueue: ERROR'* ]]
 }
 
 # As it stands there, but for what time changes (the width of a percentage, too) and for the bar. However long the

@@ -1,5 +1,5 @@
 # common.bash - what the tests of the command share. XAVOCTL names the program.
-# shellcheck shell=bash disable=SC2154
+# shellcheck shell=bash disable=SC2034,SC2154
 
 setup() {
     : "${XAVOCTL:?names the program}"
@@ -7,13 +7,13 @@ setup() {
     printf 'secret\n' >password
     unset NO_COLOR HULM_LEVEL CIMSIM_SCENE
     export CIMSIM_STATE=$PWD/state # a command has several workers
-    export share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
+    share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
 }
 
 # Each document that a table or a test keeps is as xavoctl-json(7) says.
 teardown() {
     [[ ! -s documents && ! -s document ]] ||
-        python3 "$BATS_TEST_DIRNAME/validate.py" "$BATS_TEST_DIRNAME/../../tools/format-1.schema.json" documents document
+        python3 "$BATS_TEST_DIRNAME/validate.py" documents document
 }
 
 fail() {
@@ -45,20 +45,23 @@ scene() {
 }
 
 # Prints the rows of commands.txt that belong to the test, each after its number and "|"; where there is none, one that
-# fails.
+# fails. A line that ends with \ goes on in the next one.
 rows() {
-    awk -v title="== $BATS_TEST_DESCRIPTION" '/^== / { ours = $0 == title; next }
+    awk -v title="== $BATS_TEST_DESCRIPTION" '/\\$/ { begun = begun substr($0, 1, length - 1); next }
+        { $0 = begun $0; begun = "" } /^== / { ours = $0 == title; next }
         ours && NF && !/^#/ { print NR "|" $0; found = 1 }
         END { if (!found) print "0|255 | none |" }' "$BATS_TEST_DIRNAME/commands.txt"
 }
 
-# The rows of commands.txt that belong to the test: the command ends with this status, and prints something like that on
-# either stream, blanks for line ends, with a controller of its own. Each runs once
-# more with --json: the same status, and one document, which says what failed.
+# The rows of commands.txt that belong to the test, each with a controller of its own: the command ends with this
+# status, and prints something like that on either stream, blanks for line ends. Once more with --json it has the same
+# status, and prints one document, which says what failed, and for which the filter is true; `sent` is what a dry run
+# has in it.
 table() {
-    local number status_wanted pattern words
-    while IFS='|' read -r number status_wanted pattern words; do
-        if [[ $status_wanted == 'scene '* ]]; then
+    local number status_wanted pattern words filter
+    local sent='[.calls[] | .class, .method, (.arguments | to_entries[] | "\(.key)=\(.value)")] | join(" ")'
+    while IFS='|' read -r number status_wanted pattern words filter; do
+        if [[ $status_wanted != [0-9]* ]]; then
             eval "$status_wanted"
             continue
         fi
@@ -72,9 +75,10 @@ table() {
         eval "run --separate-stderr $XAVOCTL --json $words"
         [[ $status == "$((status_wanted))" ]] ||
             fail "commands.txt:$number: --json$words: status $status instead of $((status_wanted))"
-        jq --slurp --exit-status --argjson status "$((status_wanted))" \
-            'length == 1 and (.[0] | has("error") == ($status != 0))' <<<"$output" >/dev/null ||
-            fail "commands.txt:$number: --json$words: not one document that fits the status $status"
+        jq --slurp --exit-status "def sent: $sent; length == 1 and (.[0] | has(\"error\") == ($status_wanted != 0) and
+            (${filter:-true}))" <<<"$output" >/dev/null ||
+            fail "commands.txt:$number: --json$words" "expected: one document that fits the status, and ${filter:-true}" \
+                "actual: this output:"
         printf '%s\n' "$output" >>documents
     done < <(rows)
 }
