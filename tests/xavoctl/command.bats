@@ -157,8 +157,9 @@ END
     scene "property JID_1 Message \"$(printf '%99999s' x)\""
     mkfifo pipe
     { until_there go go && cat; } <pipe >document &
+    local reader=$! parent
     $XAVOCTL wait JID_1 --json >pipe 2>log &
-    local parent=$!
+    parent=$!
     until_there '% New' log
     for _ in 1 2; do
         kill -TERM $parent
@@ -166,7 +167,7 @@ END
     done
     echo go >go
     wait $parent || [[ $? == 143 ]]
-    wait
+    wait $reader
     jq --exit-status '.results[0].end == "interrupted"' document
 }
 
@@ -250,7 +251,7 @@ END
         python3 -c "import os; os.set_blocking(8, $blocking)"
         $XAVOCTL jobs --json --timeout 0.5 >&8
         exec 8>&-
-        wait
+        wait $!
         jq --exit-status '.jobs[0].Message | length == 99999' document
     done
     fill_pipe
