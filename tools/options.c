@@ -101,14 +101,14 @@ static void take_flag(struct request *request, const struct option_row *option) 
 static void take_option(struct request *request, const struct option_row *option, char *value) {
     char *const buffer = (char *)request + option->offset;
     const size_t size = option->size;
+    if (value != NULL && *value == '\0')
+        complain(request, "--%s takes no empty value", option->name);
     switch (option->kind) {
     case FLAG:
         take_flag(request, option);
         break;
     case TEXT:
-        if (*value == '\0')
-            complain(request, "--%s takes no empty value", option->name);
-        else if (size == 0)
+        if (size == 0)
             memcpy(buffer, &value, sizeof value);
         else if (strlen(value) < size)
             memcpy(buffer, value, strlen(value) + 1);
