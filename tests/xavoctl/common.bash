@@ -65,7 +65,7 @@ table() {
             eval "$status_wanted"
             continue
         fi
-        pattern=$(xargs <<<"$pattern")
+        read -r pattern <<<"$pattern"
         rm -f state
         eval "run $XAVOCTL $words"
         [[ $status == "$((status_wanted))" && ${output//$'\n'/ } =~ $pattern ]] ||
