@@ -142,7 +142,7 @@ END
 @test "Ctrl-C leaves the job alone" {
     terminal 'JID_4 [' '\x03' -- $XAVOCTL reboot 1 --yes --wait --user guest
     [[ $status == 130 && $output == *'ended by signal 2' ]]
-    [[ $output == *'The job goes on. To wait for it again: xavoctl wait --user guest JID_4'* ]]
+    [[ $output == *'JID_4: interrupted'*'The job goes on. To wait for it again: xavoctl wait --user guest JID_4'* ]]
     terminal 'JID_1 [' '\x03' -- $XAVOCTL wait JID_1 --json
     [[ $status == 130 && $output == *'% 0:0'* ]]
     sed -n '/^{/p' <<<"${output#*^C}" |

@@ -77,7 +77,7 @@ table() {
             fail "commands.txt:$number: --json$words: status $status instead of $((status_wanted))"
         jq --slurp --exit-status "def sent: $sent; length == 1 and (.[0] | has(\"error\") == ($status_wanted != 0) and
             (${filter:-true}))" <<<"$output" >/dev/null ||
-            fail "commands.txt:$number: --json$words" "expected: one document that fits the status, and ${filter:-true}" \
+            fail "commands.txt:$number: --json$words" "expected: one document for that status, and ${filter:-true}" \
                 "actual: this output:"
         printf '%s\n' "$output" >>documents
     done < <(rows)
