@@ -8,8 +8,9 @@ constant changed. A swap that, by the syntax of its operands, cannot change anyt
 (scripts/mutation/equivalence.py). A candidate is no mutant if it does not compile, or if an optimising compiler makes
 the same code of it as of the original. The tests run under AddressSanitizer, LeakSanitizer and
 UndefinedBehaviorSanitizer, in one copy of the tree for each core, or in --jobs N copies. A mutant that makes the tests
-hang is detected, too. The run fails if a mutant survives that tests/mutants/explained.txt does not list, or if a mutant
-that this file lists is detected or does not exist.
+hang is detected, too. The tests in tests/xavoctl, which judge the mutants of tools/, mostly wait: for these, give more
+--jobs than there are cores. The run fails if a mutant survives that tests/mutants/explained.txt does not list, or if a
+mutant that this file lists is detected or does not exist.
 
 build/mutate/journal.jsonl stores every result, so that an interrupted run can continue. After a change of a source or a
 test, all results are ignored unless --keep is given.
@@ -24,6 +25,7 @@ import hashlib
 import os
 import queue
 import re
+import shlex
 import signal
 import subprocess
 import sys
@@ -51,7 +53,7 @@ def find_mutants(copy, names):
                                      for n in names):
             continue
         seen.add(source)
-        words = [w for w in command["command"].replace(root, os.getcwd()).split() if re.match(r"-[ID]|-std=", w)]
+        words = [w for w in shlex.split(command["command"].replace(root, os.getcwd())) if re.match(r"-[ID]|-std=", w)]
         finder.read(source, words + (["-xc++"] if source.endswith(".cpp") else ["-xc"]))
     return finder.mutants()
 

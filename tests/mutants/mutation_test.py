@@ -148,17 +148,20 @@ class Results(unittest.TestCase):
 
 
 class Judge(unittest.TestCase):
-    def test_waits_for_the_end_or_finds_a_hang(self):
+    def test_waits_for_the_end_or_finds_a_failure_or_a_hang(self):
         for command, limit, idle, expected in (("exit 3", 5, 5, 3), ("exec sleep 60", 5, 0.3, None),
+                                               ("echo not ok 1; exec sleep 60", 5, 5, 1),
                                                ("while :; do :; done", 0.3, 5, None)):
-            with self.subTest(command), subprocess.Popen(["sh", "-c", command]) as child:
-                self.assertEqual(judge.wait_for(child, limit, idle), expected)
-                child.kill()
+            with self.subTest(command), tempfile.NamedTemporaryFile() as log, \
+                    subprocess.Popen(["sh", "-c", command], stdout=log, start_new_session=True) as child:
+                self.assertEqual(judge.wait_for(child, limit, idle, Path(log.name)), expected)
+                judge.end_session(child.pid)
 
     def test_names_what_failed(self):
         for log, expected in (("[  FAILED  ] Handle.Opens (1 ms)\n", "Handle.Opens"),
                               ("==1==ERROR: LeakSanitizer: detected memory leaks\n", "LeakSanitizer: detected"),
-                              ("a.cpp:1:2: runtime error: null\n", "runtime error"), ("Killed\n", None)):
+                              ("a.cpp:1:2: runtime error: null\n", "runtime error"), ("Killed\n", None),
+                              ("ok 1 a\nnot ok 2 wrong use\n", "wrong use")):
             self.assertEqual(judge.failure_in(log), expected)
 
     def test_compares_code_without_sanitizers(self):
