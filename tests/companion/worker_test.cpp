@@ -257,13 +257,14 @@ class Answers : public Worker {};
 
 TEST_F(Answers, AreThoseOfTheTable) {
     for (const test::Row &row : test::table("requests.txt")) {
-        SCOPED_TRACE(row.where);
+        SCOPED_TRACE(row.where + ": " + row[1]);
         start(row[0]);
+        const std::string &expected = row[2];
         std::string answers;
         std::istringstream requests(row[1]);
         for (std::string request; std::getline(requests, request, ';');)
             answers += (answers.empty() ? "" : "; ") + call(request);
-        EXPECT_EQ(answers, row[2]);
+        EXPECT_EQ(expected, answers);
         const rlimit none = {1, 1};
         rlimit core = none;
         EXPECT_EQ(prlimit(pid, RLIMIT_CORE, nullptr, &core), 0);
