@@ -279,18 +279,7 @@ testing::AssertionResult same_text(const char *, const char *, const std::string
                                    const std::string &actual) {
     if (expected == actual)
         return testing::AssertionSuccess();
-    const auto different =
-        std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end()).first;
-    const auto at = static_cast<size_t>(different - expected.begin());
-    const std::string same = expected.substr(0, at);
-    const size_t line = same.rfind('\n') + 1, begin = std::max(line, std::max<size_t>(at, 40) - 40);
-    const auto part = [&](const std::string &text) {
-        return text.substr(begin, std::min<size_t>(text.find('\n', at) - begin, 100)) + "\n";
-    };
-    return testing::AssertionFailure()
-           << "The texts differ in line " << std::count(same.begin(), same.end(), '\n') + 1 << ", character "
-           << at - line + 1 << ":\n   expected: " << part(expected) << "     actual: " << part(actual)
-           << "             " << std::string(at - begin, ' ') << "^\n";
+    return testing::AssertionFailure() << difference(expected, actual);
 }
 
 void populate() {

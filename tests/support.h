@@ -45,8 +45,7 @@ bool updating();
 // identity "BIOS", and the shares of full_image and full_share. Misuse of the client library is counted.
 void populate();
 
-// Compares two texts. A failure shows the first line that differs in both, one below the other, with the
-// first different character marked; of a long line only the part around it.
+// Compares two texts; a failure shows their difference (table.h).
 testing::AssertionResult same_text(const char *, const char *, const std::string &expected,
                                    const std::string &actual);
 #define EXPECT_TEXT(expected, actual) EXPECT_PRED_FORMAT2(test::same_text, expected, actual)

@@ -45,34 +45,56 @@ void replace(std::string &text, const std::string &what, const std::string &with
         text.replace(at, what.size(), with);
 }
 
+std::string difference(const std::string &expected, const std::string &actual) {
+    const auto different =
+        std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end()).first;
+    const auto at = static_cast<size_t>(different - expected.begin());
+    const std::string same = expected.substr(0, at);
+    const size_t line = same.rfind('\n') + 1, begin = std::max(line, std::max<size_t>(at, 40) - 40);
+    const auto part = [&](const std::string &text) {
+        return text.substr(begin, std::min<size_t>(text.find('\n', at) - begin, 100)) + "\n";
+    };
+    return "The texts differ in line " + std::to_string(std::count(same.begin(), same.end(), '\n') + 1) +
+           ", character " + std::to_string(at - line + 1) + ":\n   expected: " + part(expected) +
+           "     actual: " + part(actual) + "             " + std::string(at - begin, ' ') + "^\n";
+}
+
 namespace {
 
-std::ifstream open(const std::string &file) {
-    std::ifstream stream(TEST_DATA "/" + file);
+std::ifstream open(const std::string &path) {
+    std::ifstream stream(path);
     if (!stream) {
-        fprintf(stderr, "%s/%s cannot be read\n", TEST_DATA, file.c_str());
+        fprintf(stderr, "%s cannot be read\n", path.c_str());
         abort();
     }
     return stream;
 }
 
+const std::string DATA = TEST_DATA "/";
+
 } // namespace
 
+std::vector<Line> lines_of(const std::string &path) {
+    std::ifstream stream = open(path);
+    std::vector<Line> lines;
+    int number = 0;
+    for (std::string line; std::getline(stream, line);) {
+        ++number;
+        if (line[0] == ' ')
+            lines.back().text += line.substr(line.find_first_not_of(' ') - 1);
+        else if (!line.empty() && line[0] != '#')
+            lines.push_back({number, line});
+    }
+    return lines;
+}
+
 std::vector<Row> table(const std::string &file) {
-    std::ifstream stream = open(file);
     Row names = {"\\n", "\n"};
     std::vector<Row> rows;
-    unsigned number = 0;
-    std::string line;
-    for (std::string next; !line.empty() || stream; line = next) {
-        const unsigned first = number;
-        for (next.clear(); std::getline(stream, next) && ++number && next[0] == ' '; next.clear())
-            line += next.substr(next.find_first_not_of(' ') - 1);
-        if (line.empty() || line[0] == '#')
-            continue;
+    for (const auto &[number, line] : lines_of(DATA + file)) {
         const bool defines = line[0] == '{' && line.find(" | ") == line.rfind(" | ");
         Row row;
-        row.where = file + ":" + std::to_string(first);
+        row.where = file + ":" + std::to_string(number);
         for (size_t at = 0, end; at < line.size(); at = end + 3) {
             end = std::min(line.find(" | ", at), line.size());
             std::string cell = line.substr(at, end - at);
@@ -97,7 +119,7 @@ const std::string &Block::operator[](const std::string &key) const {
 }
 
 std::vector<Block> blocks(const std::string &file) {
-    std::ifstream stream = open(file);
+    std::ifstream stream = open(DATA + file);
     std::vector<Block> all;
     std::map<std::string, std::string> names;
     unsigned number = 0;
@@ -129,7 +151,7 @@ std::vector<Block> blocks(const std::string &file) {
 }
 
 void update(const std::string &file, const std::string &key, const std::vector<std::string> &texts) {
-    std::ifstream stream = open(file);
+    std::ifstream stream = open(DATA + file);
     std::string all;
     size_t block = 0;
     bool replaced = false;
@@ -144,7 +166,7 @@ void update(const std::string &file, const std::string &key, const std::vector<s
             all += "    " + each + "\n";
     }
     stream.close();
-    std::ofstream(TEST_DATA "/" + file) << all;
+    std::ofstream(DATA + file) << all;
 }
 
 std::string lines(const std::string &file) {

@@ -21,9 +21,16 @@ inline void PrintTo(const Row &row, std::ostream *os) { *os << row.where; }
 // Splits a text; an empty last part is left out.
 Row split(const std::string &text, char at);
 
-// Reads the rows of a file. "-" is an empty cell, "\n" a new line, "#" begins a comment. A row of two cells,
-// "{name} | text", defines a name that later rows use. An indented line continues the row. Aborts when the
-// file cannot be read.
+// A line of a file, and those that continue it, which begin with blanks.
+struct Line {
+    int number; // of the first of them
+    std::string text;
+};
+// Reads a file without empty lines and comments ("#"). Aborts when it cannot be read.
+std::vector<Line> lines_of(const std::string &path);
+
+// Reads the rows of a file of data/. "-" is an empty cell, "\n" a new line. A row of two cells, "{name} |
+// text", defines a name that later rows use.
 std::vector<Row> table(const std::string &file);
 
 // A block of a file: its name is not indented; "  key value" sets a value; lines indented by four blanks are
@@ -47,6 +54,10 @@ Row words_in(const std::string &command);
 
 // Returns a text without the quotation marks around it; a text that has none is returned unchanged.
 std::string unquoted(const std::string &text);
+
+// Returns the first line that differs in two texts, as it is in both, one below the other, with the first
+// different character marked; of a long line only the part around it.
+std::string difference(const std::string &expected, const std::string &actual);
 
 void replace(std::string &text, const std::string &what, const std::string &with);
 

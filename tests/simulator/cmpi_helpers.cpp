@@ -15,7 +15,7 @@ Own<CMPIObjectPath> path(const char *class_name) {
 }
 
 Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name) {
-    auto made = path(class_name);
+    auto made = path(class_name == nullptr ? "VELK_LifecycleJob" : class_name);
     made->ft->addKey(made.get(), "InstanceID", value(InstanceID), CMPI_chars);
     return made;
 }

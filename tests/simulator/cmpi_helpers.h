@@ -27,9 +27,9 @@ void release(T *object) {
 inline CMPIValue *value(const void *given) { return static_cast<CMPIValue *>(const_cast<void *>(given)); }
 
 CMCIClient *connect(const char *user);
-Own<CMPIObjectPath> path(const char *class_name = "VELK_LifecycleJob");
-// The path of a job or a software identity, by its InstanceID; and that of a service.
-Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name = "VELK_LifecycleJob");
+Own<CMPIObjectPath> path(const char *class_name);
+// The path of an instance, by its InstanceID: of a job, unless another class is given; and that of a service.
+Own<CMPIObjectPath> job_path(const char *InstanceID, const char *class_name = nullptr);
 Own<CMPIObjectPath> service_path(const char *class_name);
 
 // The characters, or "NULL".
