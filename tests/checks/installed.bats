@@ -15,82 +15,37 @@ setup_file() {
     use_prefix prefix
 
     # A program; one that controls the simulator; and one that is linked to the simulator and calls nothing of it.
-    # With a command, the first lists the jobs before it and after it on one connection, and then on a new one.
-    cat >list.c <<'END'
-#include <XAVO.h>
-#include <stdlib.h>
-static int list(XAVO_Proxy *sp) {
-    XAVO_ErrorCode ec;
-    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(sp, &ec));
-    puts(XAVO_EC_to_string(ec));
-    return ec;
-}
-int main(int argc, char **argv) {
-    if (argc > 1) {
-        XAVO_Proxy *sp = XAVO_new();
-        if (list(sp) != XAVO_NO_ERROR || system(argv[1]) != 0)
-            return 1;
-        list(sp);
-        XAVO_free(sp);
-    }
-    return list(NULL);
-}
-END
-    cat >control.c <<'END'
-#include <XAVO.h>
-#include <cimsim.h>
-int main(int argc, char **argv) {
-    XAVO_ErrorCode ec;
-    if (argc > 1) { /* the broker of a state ends and starts again */
-        int status = cimsim_use_state(argv[1]);
-        cimsim_set_reachable(0);
-        cimsim_set_reachable(1);
-        return status;
-    }
-    cimsim_refuse_user("root01ff");
-    XAVO_free_list_VELK_LifecycleJob(XAVO_enumerate_VELK_LifecycleJob(NULL, &ec));
-    return ec == XAVO_PERMISSION_ERROR ? 0 : 1;
-}
-END
-    ln -s list.c quiet.c
-    compile xavo "${strict[@]}" list.c -o list
-    for program in control quiet; do
-        compile xavo-simulator "${strict[@]}" $program.c -o $program
+    examples=$prefix/share/doc/libxavo/examples
+    for name in first job_queue backup; do
+        compile xavo "${strict[@]}" "$examples/$name.c" -o $name
+    done
+    cp "$examples/first.c" .
+    cp "$examples/first.c" quiet.c
+    cp "$root/docs/manual/examples/cimsim.c" control.c
+    for name in control quiet; do
+        compile "xavo-simulator xavo-companion" "${strict[@]}" $name.c -o $name
     done
     printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(user C)' \
-        'find_package(xavo 1 REQUIRED COMPONENTS simulator OPTIONAL_COMPONENTS nothing)' \
-        'add_executable(list list.c)' 'target_link_libraries(list xavo::xavo)' \
-        'add_executable(control control.c)' 'target_link_libraries(control xavo::xavo xavo::simulator)' \
+        'find_package(xavo 1 REQUIRED COMPONENTS companion simulator OPTIONAL_COMPONENTS nothing)' \
+        'add_executable(first first.c)' 'target_link_libraries(first xavo::xavo)' \
+        'add_executable(control control.c)' 'target_link_libraries(control xavo::companion xavo::simulator)' \
         'add_executable(quiet quiet.c)' 'target_link_libraries(quiet xavo::xavo xavo::simulator)' >CMakeLists.txt
     cmake -S . -B cmake -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
     cmake --build cmake >/dev/null
 
     # Replaces the client library of a controller.
-    cat >real.c <<'END'
-#include <stdio.h>
-#include <stdlib.h>
-void cmciConnect(void) {
-    puts("the real controller");
-    exit(0);
-}
-END
-    printf 'void %s(void) {}\n' newCMPIObjectPath native_new_CMPI{Args,Array,String} >>real.c
+    printf '%s\n' '#include <stdio.h>' '#include <stdlib.h>' \
+        'void cmciConnect(void) { puts("the real controller"); exit(0); }' \
+        'void newCMPIObjectPath(void) {}' 'void native_new_CMPIArgs(void) {}' \
+        'void native_new_CMPIArray(void) {}' 'void native_new_CMPIString(void) {}' >real.c
     mkdir real
     gcc -shared -fPIC real.c -Wl,-soname,libcmpisfcc.so.1 -o real/libcmpisfcc.so.1 \
         -Wl,--version-script=<(echo 'CMPISFCC_2.0 { cmciConnect; newCMPIObjectPath; native_*; };')
-
-    for name in first job_queue backup; do
-        compile xavo "${strict[@]}" "$prefix/share/doc/libxavo/examples/$name.c" -o $name
-    done
 }
 
 setup() { cd "$BATS_FILE_TMPDIR" || return; }
 
-@test "the components together install every file" {
-    for component in library companion platform development tools simulator; do
-        (cd $component && find . ! -type d)
-    done | sort | diff --label "the components" --label "the whole" - whole
-}
+@test "the components together install every file" { expect_rows; }
 
 @test "programs can be built with pkg-config and with CMake" { expect_rows; }
 
@@ -127,7 +82,7 @@ os.setxattr(sys.argv[1], "security.capability", bytes.fromhex("0100000200200000"
 
 @test "each process reads a scene from its beginning, even from a pipe" { expect_rows; }
 
-@test "a program connects again after its broker was restarted or did not run" { expect_rows; }
+@test "the broker of a state can be restarted and ended" { expect_rows; }
 
 @test "a state keeps its permissions" {
     unprivileged=()
@@ -135,20 +90,7 @@ os.setxattr(sys.argv[1], "security.capability", bytes.fromhex("0100000200200000"
     expect_rows
 }
 
-# No systemd runs here. Brokers have their socket in /tmp, and look at the user who connects to it.
-@test "the units of the nightly backup are valid, confined, and reach the broker (the unit is not started)" {
-    local configured
-    configured=$(sed -n 's/^CMAKE_INSTALL_PREFIX:.*=//p' "$XAVO_BUILD/CMakeCache.txt")
-    mkdir units
-    sed "s|=$configured/|=$prefix/|" "$prefix/lib/systemd/system/xavo-backup@.service" >units/xavo-backup@.service
-    cp "$prefix/lib/systemd/system/xavo-backup@.timer" units
-    run -0 systemd-analyze verify --man=no units/xavo-backup@.service units/xavo-backup@.timer
-    assert_output ''
-    run -0 systemd-analyze security --offline=true --threshold=30 units/xavo-backup@.service
-    run -1 grep -E '^(PrivateTmp|PrivateUsers|DynamicUser|RemainAfterExit)=' units/xavo-backup@.service
-    run -0 grep -E '^(Type=oneshot|ReadWritePaths=/tmp .*|RestrictAddressFamilies=AF_UNIX)$' units/xavo-backup@.service
-    assert_equal "${#lines[@]}" 3
-}
+@test "the units of the nightly backup are valid, confined, and reach the broker" { expect_rows; }
 
 @test "the README's programs are the examples'" {
     cd "$root" || return
