@@ -148,7 +148,7 @@ static CMPIData get_named(Object *self, const char *name, CMPIStatus *rc) {
     return value(text != NULL ? text : "null:string:none", POOL);
 }
 static CMPIString *part(Object *self, const char *text, const char *end, CMPIStatus *rc) {
-    if (fails(self, rc, OK)) return NULL;
+    if (fails(self, rc, OK) || strcspn(text, end) == 0) return NULL;
     Object *const made = make(STRING, POOL, text);
     made->text[strcspn(made->text, end)] = '\0';
     return (CMPIString *)made;
@@ -194,7 +194,7 @@ READ(enumInstances, ENUMERATION)
 GET(const char *, get_chars, strcmp(self->text, "NULL") != 0 ? self->text : NULL)
 GET(CMPIBoolean, has_next, member(self, NULL, self->next) != NULL)
 static CMPIString *get_space(Object *self, CMPIStatus *rc) { return part(self, self->text, ":", rc); }
-static CMPIString *get_host(Object *self, CMPIStatus *rc) { return part(self, "host", "", rc); }
+static CMPIString *get_host(Object *o, CMPIStatus *rc) { return part(o, *o->text == ':' ? "" : "host", "", rc); }
 static CMPIString *get_class(Object *self, CMPIStatus *rc) { return part(self, strchr(self->text, ':') + 1, "(", rc); }
 
 /* The functions in the order of cmcift.h. The first place is that of the version. */

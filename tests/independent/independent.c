@@ -79,7 +79,6 @@ static void make_call(char **w, char *r) {
     char unchanged[] = "unchanged", *id = NULL, *text = NULL;
     XAVO_ErrorCode code = -1, *ec = &code;
     XAVO_VELK_LifecycleJob *job = NULL;
-    Object *const content = client.content;
     CMPIData data = {0, 0, {0}};
     const char *const handle = strncmp(*w, "sp=", 3) == 0 ? *w++ : "";
     XAVO_Proxy *const opened = *handle == '\0' || strcmp(handle, "sp=lost") == 0 ? X(new)() : NULL;
@@ -97,7 +96,7 @@ static void make_call(char **w, char *r) {
 #define GET(data_type, member, object) data = (CMPIData){data_type, CMPI_goodValue, {.member = object}}
 #define NEW_ID (id = unchanged, &id)
 #define NAMES(type, name) for (int i = -2; i < 0x10000; ++i) put_name(r, i, X(name)((type)i));
-#define LIST(w) ((w)[0] && strcmp((w)[0], "NULL") == 0 ? NULL : (w))
+#define OR_NULL(word, other) ((word) != NULL && strcmp(word, "NULL") == 0 ? NULL : (other))
     if (strcmp(call, "new") == 0) {
         sp = X(new_with_uname)(w[0]);
         put(r, sp ? " handle %d%d" : " NULL", X(is_valid)(sp), sp && sp->mutex_initialised);
@@ -118,15 +117,15 @@ static void make_call(char **w, char *r) {
     CALL(to_uint32) put(r, " %lu", (unsigned long)X(CMPIData_to_uint32)(ec, w[0] ? &data : NULL));
     CALL(free_value) { X(free_CMPIData_value)(&data); put(r, data.value.string ? " kept" : " NULL"); }
     CALL(free_content) X(free_CMPIArray_content)(data.value.array);
-    CALL(string_arg) text = X(get_string_arg)((CMPIArgs *)content, w[0]);
-    CALL(log_MessageID) X(log_MessageID)((CMPIArgs *)content);
-    CALL(build_array) GET(CMPI_stringA, array, X(build_string_array)(LIST(w)));
-    CALL(property) text = X(property_to_ntstring)(NULL, ec, w[0] ? (CMPIInstance *)content : NULL, w[0]);
+    CALL(string_arg) text = X(get_string_arg)((CMPIArgs *)client.content, w[0]);
+    CALL(log_MessageID) X(log_MessageID)((CMPIArgs *)client.content);
+    CALL(build_array) GET(CMPI_stringA, array, X(build_string_array)(OR_NULL(w[0], w)));
+    CALL(property) text = X(property_to_ntstring)(NULL, ec, w[0] ? (CMPIInstance *)client.content : NULL, w[0]);
     CALL(enumerate) GET(CMPI_enumeration, Enum, X(enumerate)(sp, ec, w[0], w[0] ? w[1] : NULL));
     CALL(path) GET(CMPI_ref, ref, X(build_object_path_key_value)(sp, ec, w[0], w[1], w[2], w[3]));
     CALL(DeleteJobQueue) X(invoke_DeleteJobQueue)(sp, ec, w[0]);
     CALL(delete_job) X(delete_VELK_LifecycleJob)(sp, ec, w[0]);
-    CALL(SetupJobQueue) X(invoke_SetupJobQueue)(sp, ec, w[0], w[1], LIST(w + 2));
+    CALL(SetupJobQueue) X(invoke_SetupJobQueue)(sp, ec, w[0], OR_NULL(w[1], w[1]), OR_NULL(w[2], w + 2));
     CALL(jobs) put_jobs(r, job = X(enumerate_VELK_LifecycleJob)(sp, ec));
     CALL(print_jobs) X(fprint_list_VELK_LifecycleJob)(stream, job = X(enumerate_VELK_LifecycleJob)(sp, ec));
     CALL(job) put_jobs(r, job = X(get_VELK_LifecycleJob)(sp, ec, w[0]));
@@ -158,15 +157,14 @@ static void make_call(char **w, char *r) {
     CALL(pr_data) X(pr_CMPIData)(2, "label", data);
     CALL(pr_array) X(pr_CMPIArray)(2, "label", data.value.array);
     CALL(pr_path) X(pr_CMPIObjectPath)(2, "label", data.value.ref);
-    CALL(pr_args) X(pr_CMPIArgs)(2, "label", w[0] ? (CMPIArgs *)content : NULL);
+    CALL(pr_args) X(pr_CMPIArgs)(2, "label", w[0] ? (CMPIArgs *)client.content : NULL);
     else put(r, "there is no call %s", call); /* clang-format on */
     if (strstr("build_array enumerate path free_content", call) != NULL && data.value.string != NULL)
         put(r, " %s", ((Object *)data.value.string)->text), data.value.string->ft->release(data.value.string);
     put(r, text ? " \"%s\"" : id ? " %s" : "", text ? text : id);
     put(r, code == -1 ? "" : " %s", X(EC_to_string)(code));
     X(free_list_VELK_LifecycleJob)(job);
-    X(free_ntstring)(text);
-    X(free_ntstring)(id == unchanged ? NULL : id);
+    X(free_ntstring)(id == unchanged ? NULL : id ? id : text);
     if (opened != NULL && strcmp(call, "free") != 0) X(free)(opened);
     client.armed = 0;
 }
@@ -187,7 +185,9 @@ static int run(const char *call, const char *answer, int nth, char *result) {
     *result = '\0';
     make_call(words, result);
     pthread_sigmask(SIG_BLOCK, NULL, &blocked);
+    char *const flushed = strchr(printed, '\0');
     fflush(stdout);
+    put(result, *flushed != '\0' ? " unflushed" : "");
     while (nth == 0 && rest != NULL && *rest != '\0') { /* "/" ends a line, and "4:" stands for four blanks before it */
         const int blanks = (int)strspn(rest, " ");
         char *const line = strsep(&rest, "\n") + blanks, *const address = strstr(line, "cs=0x");
