@@ -31,7 +31,7 @@
  *     status of the client library, the broker or the service. The comment of a function names these
  *     "common errors" and lists only further ones.
  *         XAVO_UNABLE_TO_OPEN_CONNECTION  sp is NULL, and no handle could be opened
- *         XAVO_SP_NOT_VALID               sp is not a live handle, or has no connection
+ *         XAVO_SP_NOT_VALID               sp is not a live handle (logged), or has no connection (not logged)
  *         XAVO_OUT_OF_MEMORY              the library or the client library has no memory left
  *         XAVO_PERMISSION_ERROR           access is denied to this user
  *         XAVO_NOT_FOUND                  the instance does not exist
@@ -78,8 +78,9 @@
  *     method is unknown. After all other calls it is NULL on failure and not NULL on success. Such a
  *     function reports these "errors of a new job":
  *         XAVO_UNKNOWN_ERROR  the service names no job, its output for the job is not a reference, or the
- *                             reference's key "InstanceID" is not a string
- *         XAVO_NOT_FOUND      the reference has no key "InstanceID" */
+ *                             reference's key "InstanceID" is not a string or has no characters
+ *         XAVO_NOT_FOUND      the reference has no key "InstanceID"
+ *     The method's return value is ignored, and so is the state of the output for the job. */
 #ifndef XAVO_H
 #define XAVO_H
 
@@ -164,9 +165,9 @@ CMPIUint32 XAVO_CMPIData_to_uint32(XAVO_ErrorCode *errorcodep, const CMPIData *d
 /* Frees what a present value owns, and sets the value's pointer to NULL. A CMPI object is freed by its
  * release function, CMPI_chars with free, and an array together with its elements. Absent values and
  * numbers are not changed. A value that cannot be freed (CMPI_ptr, CMPI_charsptr, CMPI_filter, unknown
- * types) is logged and not changed. `data` must not be NULL. Do not call the function for an element of an
- * enumeration, which owns its elements, nor for an array that this process made (see
- * XAVO_free_CMPIArray_content). */
+ * types) is logged and not changed. `data` must not be NULL; the value's pointer may be. Do not call the
+ * function for an element of an enumeration, which owns its elements, nor for an array that this process
+ * made (see XAVO_free_CMPIArray_content). */
 void XAVO_free_CMPIData_value(CMPIData *data);
 
 /* Frees every element of an array that was read from an answer (an argument, a property), and sets each to
@@ -237,7 +238,7 @@ CMPIObjectPath *XAVO_build_object_path_key_value(XAVO_Proxy *sp, XAVO_ErrorCode 
 
 /* Deletes a job from the queue (method "DeleteJobQueue"). sp may be NULL; `JobID` must not be NULL.
  * Errors: the common errors, and
- *  INVALID_VALUE  JobID is NULL, or the method's return value is not a CMPI_uint32
+ *  INVALID_VALUE  JobID is NULL, or the method's return value is not a CMPI_uint32 that is present
  *  UNKNOWN_ERROR  the method's return value is not 0: the service refuses, for example because it does not
  *                 know the job; its message is logged */
 void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *JobID);
@@ -248,6 +249,7 @@ void XAVO_invoke_DeleteJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, cons
  * `JobArray` must not be NULL.
  * Errors: the common errors, and
  *  INVALID_VALUE  StartTimeInterval or JobArray is NULL, or the method's return value is not a CMPI_uint32
+ *                 that is present
  *  OUT_OF_MEMORY  the list is empty, or memory is exhausted
  *  UNKNOWN_ERROR  the method's return value is not 0: the service refuses; its message is logged */
 void XAVO_invoke_SetupJobQueue(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const char *StartTimeInterval,
@@ -291,7 +293,8 @@ void XAVO_free_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *job);
 void XAVO_free_list_VELK_LifecycleJob(XAVO_VELK_LifecycleJob *list);
 
 /* Writes a record: the line "VELK_LifecycleJob:", then a line "    property=value" for each string. Nothing
- * follows the "=" of a NULL string. If stream or job is NULL, this is logged and nothing is written. */
+ * follows the "=" of a NULL string. If stream or job is NULL, this is logged and nothing is written. Does
+ * not flush. */
 void XAVO_fprint_VELK_LifecycleJob(FILE *stream, const XAVO_VELK_LifecycleJob *job);
 
 /* Writes each record of a list in that form; NULL writes nothing. A NULL stream is logged once. */
@@ -320,8 +323,9 @@ void XAVO_pr_CMPIData(int indent, const char *label, CMPIData data);
 /* Prints the header, the count and each element. If arrayp is NULL, prints the header, then "arrayp is
  * NULL" at indent + 4. */
 void XAVO_pr_CMPIArray(int indent, const char *label, CMPIArray *arrayp);
-/* Prints the header, namespace, host name, class name and each key. If op is NULL, prints the header, then
- * "op is NULL" at indent + 4. */
+/* Prints the header, namespace, host name, class name and each key. In place of a part that cannot be read,
+ * prints "namespace is NULL", "hostanme is NULL" (spelled so) or "classname is NULL" at indent + 4. If op is
+ * NULL, prints the header, then "op is NULL" at indent + 4. */
 void XAVO_pr_CMPIObjectPath(int indent, const char *label, CMPIObjectPath *op);
 /* Prints the header, the count and each argument. If args is NULL, prints the header, then "args is NULL"
  * at indent + 4. */
@@ -400,7 +404,7 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
                                XAVO_BAR_INPUT_DATA *data, char **JID_InstanceID);
 
 /* Tests whether a share can be reached (method "TestNetworkShare"): NO_ERROR means that it can. sp may be
- * NULL; no other argument may. The service's message is not logged.
+ * NULL; no other argument may. The method's return value is ignored. The service's message is not logged.
  * Errors: the common errors, and
  *  INVALID_VALUE  data is NULL, a string of the record does not end inside its buffer, or the share type is
  *                 not 0, 2, 5 or 6
