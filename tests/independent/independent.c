@@ -7,8 +7,7 @@
  * The first makes an empty file with the name and the version that libxavo.so.1 requires: the program itself contains
  * the client library. Then `./independent cases.txt` runs it.
  *
- *     echo 'CMPISFCC_2.0 {};' | cc -shared -x c /dev/null -Wl,-h,libcmpisfcc.so.1,--version-script=/dev/stdin \
- *         -o libcmpisfcc.so.1
+ *     cc -shared -x c /dev/null -Wl,-h,libcmpisfcc.so.1,--version-script=empty.map -o libcmpisfcc.so.1
  *     cc -rdynamic independent.c client.c $(pkg-config --cflags xavo) \
  *         -ldl -Wl,--no-as-needed,-rpath,. libcmpisfcc.so.1 -o independent
  */
