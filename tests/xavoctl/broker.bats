@@ -39,14 +39,16 @@ load common
     table
 }
 
+# It is looked for with pauses.
 @test "a job of another name that is new" {
-    scene 'fault CMCIClient.invokeMethod 1 then=hang'
+    scene journal 'fault CMCIClient.invokeMethod 1 then=hang'
     $XAVOCTL backup $share --image i --job-name n --timeout 2 2>log &
     local parent=$!
     until_there 'injected' state
     $XAVOCTL reboot 1 --yes
     wait $parent || [[ $? == 6 ]]
     grep 'there is no new job of that name' log
+    (($(grep -c enumInstances state.journal) < 12))
 }
 
 @test "a wait that finds no broker says so once" {
