@@ -9,12 +9,6 @@ bats_load_library bats-assert
 root=$(cd "$BATS_TEST_DIRNAME/../.." && pwd)
 strict=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
 
-# expect STATUS TEXT COMMAND...: checks that the command ends with this status, and that its output has TEXT.
-expect() {
-    run "-$1" "${@:3}"
-    assert_output --partial "$2"
-}
-
 # install_build FOLDER [OPTION...]: installs the build into a folder below that of the file's tests.
 install_build() {
     cmake --install "$XAVO_BUILD" --prefix "$BATS_FILE_TMPDIR/$1" "${@:2}" >/dev/null
