@@ -285,20 +285,8 @@ private:
         to = type_ == CMPI_chars ? cmpi::value(rest) : &value_;
         if (rest[0] == '@')
             value_.dataPtr.ptr = objects.at(rest + 1).pointer;
-        else if (type_ == CMPI_real32)
-            value_.real32 = std::stof(rest);
-        else if (type_ == CMPI_real64)
-            value_.real64 = std::stod(rest);
         else if (type_ != CMPI_chars)
-            store(std::stoull(rest));
-    }
-    void store(CMPIUint64 number) { // with the width of the type, in any byte order
-        const unsigned width = type_ == CMPI_boolean  ? 1
-                               : type_ == CMPI_char16 ? 2
-                               : type_ & CMPI_UINT    ? 1U << (type_ >> 4 & 3)
-                                                      : 8;
-        const unsigned unused = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 8 - width : 0;
-        std::memcpy(&value_, reinterpret_cast<const char *>(&number) + unused, width);
+            value_ = commands::hand_out(client, cimsim_parse_value(text)).value;
     }
     void take(cimsim_value *&to) {
         const char *const text = next_value();
