@@ -24,15 +24,12 @@ Own<CMPIObjectPath> service_path(const char *class_name) {
     auto made = path(class_name);
     const bool jobs = class_name == std::string("VELK_JobService"),
                image = class_name == std::string("VELK_QMService");
-    const std::pair<const char *, const char *> keys[] = {{"CreationClassName", class_name},
-                                                          {"SystemCreationClassName", "VELK_ComputerSystem"},
-                                                          {"SystemName", jobs    ? "Tavix"
-                                                                         : image ? "VELK:ComputerSystem"
-                                                                                 : "TAVIX:ID"},
-                                                          {"Name", jobs    ? "JobService"
-                                                                   : image ? "VELK:QMService"
-                                                                           : "SoftwareUpdate"}};
-    for (const auto &[name, text] : keys)
+    const char *const system = jobs ? "Tavix" : image ? "VELK:ComputerSystem" : "TAVIX:ID";
+    const char *const service = jobs ? "JobService" : image ? "VELK:QMService" : "SoftwareUpdate";
+    for (const auto &[name, text] : {std::pair("CreationClassName", class_name),
+                                     {"SystemCreationClassName", "VELK_ComputerSystem"},
+                                     {"SystemName", system},
+                                     {"Name", service}})
         made->ft->addKey(made.get(), name, value(text), CMPI_chars);
     return made;
 }
