@@ -21,20 +21,13 @@ fail() {
     return 1
 }
 
-# Until a file has a line like that, or has none, or is gone: at most 20 seconds.
+# Until a file has a line like that: at most 20 seconds.
 until_there() {
     for _ in {1..200}; do
         ! grep -qs -- "$1" "$2" || return 0
         sleep 0.1
     done
     fail "no $1 in $2"
-}
-until_gone() {
-    for _ in {1..200}; do
-        grep -qs -- "$1" "$2" || return 0
-        sleep 0.1
-    done
-    fail "$1 is still in $2"
 }
 
 # A scene of these lines, from now on, and a controller that begins with it.
