@@ -88,16 +88,6 @@ TEST_F(Values, ArePrintedInArgumentListsAndRecords) {
     EXPECT_TEXT(lines("printed.txt"), std::regex_replace(printed(), string, " string"));
 }
 
-TEST_F(Values, AreNotUsedWhenReadingThemFails) {
-    CMPIArgs *args = printable();
-    const cimsim_fault failing = {CMPI_RC_ERR_FAILED, nullptr, 1}; // the text is returned, too
-    cimsim_fail("CMPIArgs.getArg", 1, &failing);
-    EXPECT_EQ(XAVO_get_string_arg(args, "Text"), nullptr);
-    args->ft->release(args);
-    EXPECT_EQ(cimsim_pooled(), 1U) << live_objects();
-    EXPECT_TEXT("8 XAVO_get_string_arg: st.rc=1\n", logged());
-}
-
 TEST_F(Values, AreRejectedWhenNull) {
     XAVO_VELK_LifecycleJob record = {};
     testing::internal::CaptureStdout();
