@@ -32,7 +32,7 @@ import sys
 from pathlib import Path
 
 from mutation import Error, judge
-from mutation.journal import Journal, Report, is_judged, read_explained, tree_checksum
+from mutation.journal import Journal, Report, folder_of, is_judged, read_explained, tree_checksum
 
 WORK = Path("build/mutate")
 JOURNAL = WORK / "journal.jsonl"
@@ -157,7 +157,7 @@ def run(options):
             raise Error("there are no results yet: run scripts/mutate without --report first")
         journal = Journal(JOURNAL, tree_checksum(), keep=True)
         if not options.names:
-            names = sorted({"/".join(key.split("/")[:2]) for key in journal.results})
+            names = sorted({folder_of(key) for key in journal.results})
         mutants = find_mutants(copies[0], names)
         return finish(Report(names, mutants, mutants, journal, explained), options)
 

@@ -82,6 +82,12 @@ def is_judged(key, result, explained):
     return result not in judge.NO_MUTANT and not (result == judge.SURVIVES and key in explained)
 
 
+def folder_of(key):
+    """Returns the folder with whose mutants one is counted, such as libxavo/src, tools/commands or tools. The key of a
+    mutant begins with its file."""
+    return "/".join(os.path.dirname(key.split(" ")[0]).split("/")[:2])
+
+
 class Report:
     """Counts the results of candidates by folder. `all_` has all candidates in `names`, which are files and folders;
     `tried` has the candidates whose results are reported."""
@@ -89,8 +95,8 @@ class Report:
     def __init__(self, names, all_, tried, journal, explained):
         results = {m.key: journal.results[m.key] for m in tried if m.key in journal.results}
         self.folders = []
-        for folder in sorted({"/".join(m.path.split("/")[:2]) for m in tried}):
-            here = [m.key for m in all_ if m.path.startswith(folder + "/")]
+        for folder in sorted({folder_of(m.key) for m in tried}):
+            here = [m.key for m in all_ if folder_of(m.key) == folder]
             known = [key for key in here if key in results]
             judged = [key for key in known if is_judged(key, results[key], explained)]
             surviving = [key for key in judged if results[key] == judge.SURVIVES]

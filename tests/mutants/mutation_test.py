@@ -139,6 +139,10 @@ class Results(unittest.TestCase):
                 says_good = not ("survives: " in printed.getvalue() or written["wrong"])
                 self.assertEqual((report.good(), says_good), (good == "passes",) * 2)
 
+    def test_files_count_with_their_folder(self):
+        for key, folder in (("tools/calls.c f\n  - a / b", "tools"), ("libxavo/src/XAVO/a.cpp f", "libxavo/src")):
+            self.assertEqual(journal.folder_of(key), folder)
+
 
 class Judge(unittest.TestCase):
     def test_waits_for_the_end_or_finds_a_failure_or_a_hang(self):
