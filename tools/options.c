@@ -101,7 +101,7 @@ static void take_flag(struct request *request, const struct option_row *option) 
 static void take_option(struct request *request, const struct option_row *option, char *value) {
     char *const buffer = (char *)request + option->offset;
     const size_t size = option->size;
-    if (value != NULL && *value == '\0')
+    if (option->value != NULL && *value == '\0')
         complain(request, "--%s takes no empty value", option->name);
     switch (option->kind) {
     case FLAG:
