@@ -15,8 +15,6 @@ setup_file() {
     cmake --install system --prefix stage >/dev/null
 }
 
-setup() { cd "$BATS_FILE_TMPDIR" || return; }
-
 configure() {
     cmake -S "$root" -B "$1" -G Ninja -DCMAKE_PREFIX_PATH="$client" -DCMAKE_INSTALL_LIBDIR=lib \
         -DXAVO_PLATFORM_LIBRARY="$platform/libxavo_platform.so" "${@:2}"
@@ -29,23 +27,8 @@ installs() {
 
 @test "a build for an installed client library fails without it, and finds it" { expect_rows; }
 
-@test "the build installs the libraries, xavoctl and the worker" {
-    local version
-    version=$(sed -n 's/^project(libxavo VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
-    installs stage bin/xavoctl include/XAVO{,_companion,_types}.h \
-        lib/cmake/xavo/xavo-{,companion-}targets{,-relwithdebinfo}.cmake \
-        lib/cmake/xavo/xavo-config{,-version}.cmake lib/libxavo{,_companion}.so{,.1,."$version"} \
-        lib/xavo/1/xavo-worker lib/pkgconfig/xavo{,-companion}.pc share/bash-completion/completions/xavoctl \
-        lib/systemd/system/xavo-backup@.{service,timer} libexec/xavo/record-backup share/xavoctl/format-1.schema.json
-}
+@test "the build installs the libraries, xavoctl and the worker" { expect_rows; }
 
-@test "the build installs the simulator on request" {
-    configure beside -DXAVO_CIM_CLIENT=system -DXAVO_INSTALL_SIMULATOR=ON
-    cmake --build beside
-    cmake --install beside --component simulator --prefix simulator
-    installs simulator bin/xavo-simulate include/xavo-simulator/cimsim.h \
-        lib/cmake/xavo/xavo-simulator-targets{,-relwithdebinfo}.cmake lib/pkgconfig/xavo-simulator{,-control}.pc \
-        lib/xavo-simulator/{libcimsim.so{,.1},libcmpisfcc.so{,.1},has-capabilities,restart-broker}
-}
+@test "the build installs the simulator on request" { expect_rows; }
 
 @test "a program can be linked with CMake and with pkg-config, and runs" { expect_rows; }
