@@ -9,12 +9,12 @@ setup_file() {
 }
 
 setup() {
-    cd "$BATS_TEST_TMPDIR" || return
     guide=$root/docs/guide.md
     manual=$root/docs/manual
 }
 
-@test "the guide's programs compile, and its commands run" {
+# extract_blocks: writes the guide's programs and the file "commands" into the current folder.
+extract_blocks() {
     awk '
         /^```c$/ { block = "c"; next }
         /^```sh$/ { block = "sh"; next }
@@ -23,22 +23,11 @@ setup() {
         block == "c" { print >file }
         block == "sh" && sub(/^! /, "") { $0 = "if " $0 "; then exit 1; fi" } # which -e would not see
         block == "sh" { print >"commands" }' "$guide"
-    local programs=(*.c) program
-    assert_equal "$(grep -c '^```c$' "$guide")" "${#programs[@]}" # each has a name of its own
-    [[ ${#programs[@]} -ge 6 && $(wc -l <commands) -ge 10 ]] || fail "the guide has lost its programs or its commands"
-    for program in "${programs[@]}"; do
-        compile "xavo xavo-companion" -std=c11 -Wall -Wextra -Werror -c "$program" -o /dev/null
-    done
-    run -0 bash -ex commands
 }
 
-@test "the manual's examples can be linked" {
-    local example
-    for example in "$manual"/examples/*.c; do
-        compile "xavo xavo-companion xavo-simulator" -Wall -Wextra -Werror -shared -fPIC -Wl,-z,defs \
-            "$example" -o /dev/null
-    done
-}
+@test "the guide's programs compile, and its commands run" { expect_rows; }
+
+@test "the manual's examples can be linked" { expect_rows; }
 
 @test "the examples of xavo(7) and cimsim(7) work" { expect_rows; }
 
