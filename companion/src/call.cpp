@@ -470,7 +470,7 @@ bool copy_taken(const XAVO_Request &given, XAVO_Request *request) {
     // Inside a reference the client library does not carry a quotation mark.
     const bool refers = given.operation == XAVO_OP_INSTALL_FROM_URI ||
                         given.operation == XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY;
-    return given.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && !(refers && strchr(given.id, '"') != nullptr);
+    return given.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && (!refers || strchr(given.id, '"') == nullptr);
 }
 
 void destroy_call(XAVO_Call *call) {

@@ -331,8 +331,8 @@ void XAVO_invoke_BackupRestore(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep, const
         return;
     const bool restore = method != nullptr && strcasecmp(method, "RestoreImage") == 0;
     const bool backup = method != nullptr && strcasecmp(method, "BackupImage") == 0;
-    if (!XAVO_REQUIRE(context, restore || backup, XAVO_INVALID_VALUE,
-                      "Service method is NULL or not allowed") ||
+    const bool known = restore || backup;
+    if (!XAVO_REQUIRE(context, known, XAVO_INVALID_VALUE, "Service method is NULL or not allowed") ||
         !XAVO_REQUIRE_GIVEN(context, JID_InstanceID))
         return;
     *JID_InstanceID = nullptr;

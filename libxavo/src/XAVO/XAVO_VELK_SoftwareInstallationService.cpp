@@ -59,9 +59,9 @@ bool parse_RebootJobType(ErrorContext context, const char *text, CMPIUint16 *typ
     char *end = nullptr;
     const int32_t number = parse_int32(text, &end);
     *type = static_cast<CMPIUint16>(number);
+    const bool whole = end != text && *end == '\0';
     return XAVO_REQUIRE(context, errno == 0, XAVO_INVALID_VALUE, "RebootJobType is invalid") &&
-           XAVO_REQUIRE(context, end != text && *end == '\0', XAVO_INVALID_VALUE,
-                        "RebootJobType has invalid characters") &&
+           XAVO_REQUIRE(context, whole, XAVO_INVALID_VALUE, "RebootJobType has invalid characters") &&
            XAVO_REQUIRE(context, number == *type, XAVO_INVALID_VALUE, "RebootJobType is out of range");
 }
 

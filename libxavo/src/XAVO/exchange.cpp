@@ -24,7 +24,7 @@ bool pending() {
 SigpipeBlock::SigpipeBlock() {
     const sigset_t pipe = sigpipe();
     const bool blocked = pthread_sigmask(SIG_BLOCK, &pipe, &before_) == 0;
-    active_ = blocked && !(sigismember(&before_, SIGPIPE) == 1 && pending());
+    active_ = blocked && (sigismember(&before_, SIGPIPE) != 1 || !pending());
 }
 
 SigpipeBlock::~SigpipeBlock() {

@@ -61,8 +61,10 @@ void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const c
                __VA_ARGS__)
 
 // Argument checks: on failure log, set the error code and yield false. XAVO_REQUIRE_GIVEN checks for NULL.
+// Not with ||: clang records no decision that has another one in an operand.
 #define XAVO_REQUIRE(context, condition, code, text)                                                         \
-    ((condition) || (xavo::fail(context, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
+    ((condition) ? true                                                                                      \
+                 : (xavo::fail(context, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
 #define XAVO_REQUIRE_GIVEN(context, argument)                                                                \
     XAVO_REQUIRE(context, (argument) != nullptr, XAVO_INVALID_VALUE, #argument " is NULL")
 
