@@ -17,3 +17,15 @@ if(XAVO_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
+
+# xavo_record_conditions(target scope): with XAVO_MCDC, compiles a target so that its processes record which conditions
+# decided, and links it, or with the scope INTERFACE the programs of its objects, with what writes the records.
+# One file for each process (%p) and each of its binaries (%m): a process that is killed while it writes spoils no other.
+function(xavo_record_conditions target scope)
+    if(XAVO_MCDC)
+        set(option -fprofile-instr-generate=${PROJECT_BINARY_DIR}/profiles/%p-%m.profraw)
+        target_compile_options(${target} PRIVATE ${option} -fprofile-update=atomic -fcoverage-mapping -fcoverage-mcdc)
+        target_compile_definitions(${target} PRIVATE XAVO_MCDC)
+        target_link_options(${target} ${scope} -fprofile-instr-generate)
+    endif()
+endfunction()

@@ -10,6 +10,7 @@ function(xavo_library_objects target)
         -fno-semantic-interposition # no other library can replace a function that this library calls in itself
         -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=) # keeps the build path out of __FILE__ in log lines
     xavo_harden(${target})
+    xavo_record_conditions(${target} INTERFACE)
 endfunction()
 
 # xavo_library(target version_script): sets the options of the shared library made from such objects. The C compiler
@@ -26,4 +27,5 @@ function(xavo_library target version_script)
         target_link_options(${target} PRIVATE LINKER:-z,defs)
     endif()
     xavo_harden(${target})
+    xavo_record_conditions(${target} PRIVATE)
 endfunction()
