@@ -42,9 +42,9 @@ class Journal:
             file.write(json.dumps(entry) + "\n")
 
 
-def read_explained(path):
-    """Returns the keys of the mutants that a file lists, each below the reason why no test detects it. Raises Error for
-    a line that it cannot read, a mutant without a reason, and a reason without a mutant."""
+def read_explained(path, what="mutant"):
+    """Returns the keys of the mutants, or conditions, that a file lists, each below the reason why no test detects it.
+    Raises Error for a line that it cannot read, a mutant without a reason, and a reason without a mutant."""
     lines = Path(path).read_text().splitlines() + ["reason: end"]
     explained, reason, where, change = set(), None, None, []
     for number, line in enumerate(lines, 1):
@@ -54,25 +54,25 @@ def read_explained(path):
             continue
         if where:
             if not change:
-                raise Error(f"{here} the mutant above has no old text")
+                raise Error(f"{here} the {what} above has no old text")
             key = "\n".join([where] + change)
             if key in explained:
-                raise Error(f"{here} the mutant above is listed twice")
+                raise Error(f"{here} the {what} above is listed twice")
             explained.add(key)
             where, change, reason = None, [], True
         if line.startswith("reason: "):
             if reason is False:
-                raise Error(f"{here} the reason above explains no mutant")
+                raise Error(f"{here} the reason above explains no {what}")
             reason = False
         elif re.match(r"[^\s:]+\.(c|cpp|h) \S", line):
             if reason is None:
-                raise Error(f"{here} a mutant without a reason")
+                raise Error(f"{here} a {what} without a reason")
             name = line.split(" ")[0]
             if name.split("/")[0] not in judge.TESTS or not os.path.isfile(name):
-                raise Error(f"{here} there are no mutants of {name}")
+                raise Error(f"{here} there are no {what}s of {name}")
             where = line
         elif line and not line.startswith("#"):
-            raise Error(f"{here} neither a reason nor a mutant: {line}")
+            raise Error(f"{here} neither a reason nor a {what}: {line}")
     return explained
 
 
