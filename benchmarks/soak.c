@@ -113,7 +113,7 @@ static void call(uint64_t *random, unsigned int index) {
 /* The `part`-th of a round's threads. */
 static unsigned int threads;
 static void *work(void *part) {
-    const unsigned int first = (unsigned int)(size_t)part;
+    const unsigned int first = *(const unsigned int *)part;
     uint64_t random = seed ^ ((uint64_t)number << 32 | first << 16);
     for (unsigned int index = first; index < ROUND; index += threads)
         call(&random, index);
@@ -126,12 +126,12 @@ static int compare_journal(void) {
     static unsigned int invoked[ROUND], shares;
     cimsim_journal_entry entry;
     for (unsigned long i = 0; cimsim_journal_at(i, &entry) == 0; ++i) {
-        const char *tag = strstr(entry.subject, "R");
-        unsigned int round, index;
+        char *tag = strstr(entry.subject, "R"), *point = tag;
+        const unsigned long round = tag != NULL ? strtoul(tag + 1, &point, 10) : 0;
+        const unsigned long index = tag != NULL && *point == '.' ? strtoul(point + 1, NULL, 10) : ROUND;
         if (strcmp(entry.method, "TestNetworkShare") == 0)
             ++shares;
-        else if (entry.method[0] != '\0' && tag != NULL && sscanf(tag, "R%u.%u", &round, &index) == 2 &&
-                 round == number && index < ROUND)
+        else if (entry.method[0] != '\0' && round == number && index < ROUND)
             ++invoked[index];
         else if (entry.method[0] != '\0')
             return failed("a method of another round was invoked", entry.subject, i);
@@ -211,18 +211,19 @@ static unsigned long processes(void) {
     FILE *file = fopen(name, "re");
     check("the kernel lists no children", file != NULL);
     unsigned long count = 0;
-    for (long child; fscanf(file, "%ld", &child) == 1;)
-        ++count;
+    for (int c; (c = getc(file)) != EOF;)
+        count += c == ' '; /* one after each number */
     fclose(file);
     return count;
 }
 
 static size_t resident(void) {
-    size_t all, pages = 0;
+    char line[128], *second = line;
     FILE *file = fopen("/proc/self/statm", "re");
-    check("no statm", file != NULL && fscanf(file, "%zu %zu", &all, &pages) == 2);
+    check("no statm", file != NULL && fgets(line, sizeof line, file) != NULL);
     fclose(file);
-    return pages * (size_t)sysconf(_SC_PAGESIZE);
+    strtoul(line, &second, 10);
+    return strtoul(second, NULL, 10) * (size_t)sysconf(_SC_PAGESIZE);
 }
 
 /* Waits until all that runs are the workers of the pool. */
@@ -241,13 +242,39 @@ static void run_round(void) {
     steer(prepare);
     threads = number % 2 == 0 ? 1 : THREADS;
     pthread_t running[THREADS];
-    for (size_t i = 0; i < threads; ++i)
-        check("no thread", pthread_create(&running[i], NULL, work, (void *)i) == 0);
+    unsigned int parts[THREADS];
+    for (unsigned int i = 0; i < threads; ++i) {
+        parts[i] = i;
+        check("no thread", pthread_create(&running[i], NULL, work, &parts[i]) == 0);
+    }
     for (size_t i = 0; i < threads; ++i)
         pthread_join(running[i], NULL);
     check("no worker", XAVO_pool_prestart(pool, 0, SETTLE_MS, NULL) == XAVO_NO_ERROR);
     settle(WORKERS);
     steer(compare_journal);
+}
+
+/* How much a size grows after the warm-up. */
+struct growth {
+    const char *message;
+    size_t before, most, limit;
+};
+
+/* Returns whether the growth stays within its limit. */
+static int stays(struct growth *growth, int warms_up, size_t now) {
+    if (warms_up)
+        growth->before = now;
+    if (now > growth->before && now - growth->before > growth->most)
+        growth->most = now - growth->before;
+    return growth->most <= growth->limit || failed(growth->message, "bytes", growth->most) == 0;
+}
+
+static void print_counts(const char *name, const char *(*name_of)(int), const unsigned long *counts,
+                         int count) {
+    printf(", \"%s\": {", name);
+    for (int i = 0; i < count; ++i)
+        printf("%s\"%s\": %lu", i > 0 ? ", " : "", name_of(i), counts[i]);
+    printf("}");
 }
 
 int main(int argc, char **argv) {
@@ -262,7 +289,8 @@ int main(int argc, char **argv) {
     pool = XAVO_pool_new(&(XAVO_PoolOptions){.workers = WORKERS, .log_level = XAVO_LOG_NOTHING}, NULL);
     check("no pool", pool != NULL);
     const unsigned long before = descriptors();
-    size_t heap = 0, heap_growth = 0, memory = 0, memory_growth = 0;
+    struct growth heap = {"the heap grows", 0, 0, HEAP_LIMIT};
+    struct growth memory = {"the resident memory grows", 0, 0, RESIDENT_LIMIT};
     unsigned long opened = 0;
     double done = 0;
     for (number = 0; number < FEWEST_ROUNDS || done < 1; ++number) {
@@ -274,34 +302,21 @@ int main(int argc, char **argv) {
             opened = descriptors();
         if (descriptors() != opened)
             return failed("descriptors left", "", descriptors() - opened);
-        if (number < FEWEST_ROUNDS / 2 || done < 0.25) {
-            heap = heap_now;
-            memory = memory_now;
-        }
-        if (heap_now > heap && heap_now - heap > heap_growth)
-            heap_growth = heap_now - heap;
-        if (memory_now > memory && memory_now - memory > memory_growth)
-            memory_growth = memory_now - memory;
-        if (heap_growth > HEAP_LIMIT)
-            return failed("the heap grows", "bytes", heap_growth);
-        if (memory_growth > RESIDENT_LIMIT)
-            return failed("the resident memory grows", "bytes", memory_growth);
+        const int warms_up = number < FEWEST_ROUNDS / 2 || done < 0.25;
+        if (!stays(&heap, warms_up, heap_now) || !stays(&memory, warms_up, memory_now))
+            return 1;
     }
     XAVO_pool_free(pool);
     settle(0);
     if (descriptors() != before)
         return failed("descriptors left after the pool", "", descriptors());
-    printf("{\"seed\": %" PRIu64
-           ", \"calls\": %u, \"seconds\": %lld, \"heap_growth\": %zu, \"heap_limit\": %zu, "
-           "\"resident_growth\": %zu, \"resident_limit\": %zu, \"effects\": {",
-           seed, number * ROUND, (now_ms() - begun) / 1000, heap_growth, HEAP_LIMIT, memory_growth,
-           RESIDENT_LIMIT);
-    for (int i = 0; i < 3; ++i)
-        printf("%s\"%s\": %lu", i > 0 ? ", " : "", XAVO_effect_name(i), effects[i]);
-    printf("}, \"kinds\": {");
-    for (int i = 0; i <= XAVO_KIND_NO_WORKER; ++i)
-        printf("%s\"%s\": %lu", i > 0 ? ", " : "", XAVO_kind_name(i), kinds[i]);
-    printf("}}\n");
+    printf("{\"seed\": %" PRIu64 ", \"calls\": %u, \"seconds\": %lld", seed, number * ROUND,
+           (now_ms() - begun) / 1000);
+    printf(", \"heap_growth\": %zu, \"heap_limit\": %zu", heap.most, heap.limit);
+    printf(", \"resident_growth\": %zu, \"resident_limit\": %zu", memory.most, memory.limit);
+    print_counts("effects", XAVO_effect_name, effects, 3);
+    print_counts("kinds", XAVO_kind_name, kinds, XAVO_KIND_NO_WORKER + 1);
+    printf("}\n");
     check("nothing was disrupted", kinds[XAVO_KIND_CRASHED] > 0 && kinds[XAVO_KIND_DEADLINE] > 0 &&
                                        kinds[XAVO_KIND_CANCELLED] > 0 && effects[XAVO_EFFECT_UNKNOWN] > 0);
     return 0;

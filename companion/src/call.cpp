@@ -26,8 +26,9 @@ constexpr size_t MOST_AT_ONCE = 512U << 10, FRAME_COST = 256;
 
 // Whether a call may go from one state to another.
 bool may_follow(State state, State next) {
-#define ROW(from, to) 1ULL << (from * 8 + to) |
-    constexpr uint64_t TRANSITIONS = XAVO_CALL_TRANSITIONS(ROW) 0;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a term of a sum
+#define ROW(from, to) +(1ULL << ((from)*8 + (to)))
+    constexpr uint64_t TRANSITIONS = XAVO_CALL_TRANSITIONS(ROW);
 #undef ROW
     return (TRANSITIONS >> (state * 8 + next) & 1) != 0;
 }
@@ -637,7 +638,7 @@ void fail_answer(XAVO_Answer *answer, int kind, const char *words, const char *s
     if (frame == nullptr)
         return;
     *frame = {FRAME_FAILED, static_cast<uint32_t>(length), nullptr, 0, nullptr};
-    memcpy(frame->fields(), words, first);
+    memcpy(frame->fields(), words, first); // NOLINT(bugprone-not-null-terminated-result): the subject ends it
     memcpy(frame->fields() + first, ": ", between);
     memcpy(frame->fields() + first + between, subject, second);
     answer->message = frame->fields();

@@ -109,14 +109,14 @@ const char *name_of(int value, const uint16_t *values, size_t count, const char 
 
 #define VALUE(constant, value, name, meaning) value,
 #define NAME(constant, value, name, meaning) name "\0"
-#define NAMES(function, type, rows)                                                                          \
-    const char *function(type value) {                                                                       \
+#define NAMES(function, type, number, rows)                                                                  \
+    const char *function(type number) {                                                                      \
         static constexpr uint16_t VALUES[] = {rows(VALUE)};                                                  \
-        return name_of(static_cast<int>(value), VALUES, std::size(VALUES), rows(NAME));                      \
+        return name_of(static_cast<int>(number), VALUES, std::size(VALUES), rows(NAME));                     \
     }
 
-NAMES(XAVO_code_name, XAVO_ErrorCode, XAVO_ERROR_CODES)
-NAMES(XAVO_kind_name, int, XAVO_KINDS)
-NAMES(XAVO_effect_name, int, XAVO_EFFECTS)
-NAMES(XAVO_operation_name, int, XAVO_OPERATIONS)
-NAMES(XAVO_wait_name, int, XAVO_WAIT_ENDS)
+NAMES(XAVO_code_name, XAVO_ErrorCode, code, XAVO_ERROR_CODES)
+NAMES(XAVO_kind_name, int, kind, XAVO_KINDS)
+NAMES(XAVO_effect_name, int, effect, XAVO_EFFECTS)
+NAMES(XAVO_operation_name, int, operation, XAVO_OPERATIONS)
+NAMES(XAVO_wait_name, int, end, XAVO_WAIT_ENDS)

@@ -76,9 +76,9 @@ struct Wait {
 
     bool poll(XAVO_Answer *answer);
     bool take(const XAVO_Answer &answer, size_t index);
-    int end_without_record(const XAVO_Answer &answer, size_t index);
+    int end_without_record(const XAVO_Answer &answer, size_t index) const;
     bool goes_on() const;
-    void end_all(int end);
+    void end_all(int end) const;
 };
 
 bool Wait::poll(XAVO_Answer *answer) {
@@ -96,7 +96,7 @@ bool Wait::poll(XAVO_Answer *answer) {
 }
 
 // What a poll that brought no record means for a job.
-int Wait::end_without_record(const XAVO_Answer &answer, size_t index) {
+int Wait::end_without_record(const XAVO_Answer &answer, size_t index) const {
     const bool listed = answer.kind == XAVO_KIND_NONE && answer.code == XAVO_NO_ERROR;
     const bool unread = answer.kind == XAVO_KIND_ANSWER_UNUSABLE || answer.unreadable > 0;
     const bool answered = answer.effect == XAVO_EFFECT_ANSWERED && !unread;
@@ -162,7 +162,7 @@ bool Wait::goes_on() const {
     return going > 0 && (options.any == 0 || going == count);
 }
 
-void Wait::end_all(int end) {
+void Wait::end_all(int end) const {
     for (size_t i = 0; i < count; ++i)
         if (results[i].end == GOES_ON)
             results[i].end = end;

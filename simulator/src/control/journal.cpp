@@ -90,7 +90,7 @@ const std::deque<JournalEntry> &Journal::entries() {
     for (ssize_t got; (got = pread(file, block, sizeof block, read_ + static_cast<off_t>(text.size()))) > 0;)
         text.append(block, static_cast<std::size_t>(got));
     close(file);
-    text.resize(text.rfind('\n') == text.npos ? 0 : text.rfind('\n') + 1);
+    text.resize(text.rfind('\n') + 1); // npos + 1 is 0
     read_ += static_cast<long>(text.size());
     try {
         for (const Statement &statement : parse(text))

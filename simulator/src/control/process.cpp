@@ -174,7 +174,7 @@ void Process::pools_changed(int change) {
     pools += change;
 }
 
-void Process::remove_private_state() {
+void Process::remove_private_state() const {
     if (private_folder.empty() || folder_creator != getpid())
         return;
     for (const char *name : {"/state", "/state.lock", "/state.new", "/state.journal"})

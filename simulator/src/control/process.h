@@ -36,7 +36,7 @@ struct Process {
     void pools_changed(int change);
 
     // Removes the state that pools_changed created.
-    void remove_private_state();
+    void remove_private_state() const;
 
     // Called after the process got another controller. `dead`: the open connections were dead before and stay
     // dead. Ends the delay of all answers.

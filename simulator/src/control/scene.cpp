@@ -12,7 +12,7 @@ namespace {
 void separate_options(const StatementForm &form, Statement &s) {
     const std::string known = " " + std::string(form.options) + " ";
     const auto is_option = [&](const std::string &name) {
-        return name.find(' ') == name.npos && known.find(" " + name + " ") != known.npos;
+        return name.find(' ') == std::string::npos && known.find(" " + name + " ") != std::string::npos;
     };
     const auto has_no_value = [&](const std::string &name) {
         return (name == "fails" || name == "with-result" || name == "from") && is_option(name);

@@ -57,7 +57,8 @@ private:
     };
     static Parts split(const std::string &text) {
         const std::size_t colon = text.find(':');
-        return {text.substr(0, colon), colon == text.npos ? "" : text.substr(colon + 1), colon != text.npos};
+        return {text.substr(0, colon), colon == std::string::npos ? "" : text.substr(colon + 1),
+                colon != std::string::npos};
     }
 
     Value parse(const std::string &text) const {
@@ -147,7 +148,7 @@ private:
             return parse_real<float>(type, text);
         if (type == CMPI_real64)
             return parse_real<double>(type, text);
-        const Value value =
+        Value value =
             Value::number(type, text[0] == '-' ? static_cast<CMPIUint64>(parse_number<long long>(text))
                                                : parse_number<CMPIUint64>(text));
         if (to_text(value) != text) // it does not fit the type
@@ -312,7 +313,7 @@ std::string element_text(CMPIType type, const Value &element) {
     if (!plain)
         return value_text(element);
     const std::string text = typed_text(element);
-    const bool looks_prefixed = text[0] != '"' && text.find(':') != text.npos;
+    const bool looks_prefixed = text[0] != '"' && text.find(':') != std::string::npos;
     return text == "null" || looks_prefixed ? quoted(text) : text;
 }
 
@@ -392,7 +393,7 @@ std::string value_text(const std::optional<Value> &value) {
         rest = static_cast<CMPIValueState>(rest & ~CMPI_nullValue);
     for (const auto &state : states)
         if (rest & state.flag) {
-            text = std::string(state.name) + ":" + text;
+            text.insert(0, ":").insert(0, state.name);
             rest = static_cast<CMPIValueState>(rest & ~state.flag);
         }
     return rest == 0 ? text : "";
