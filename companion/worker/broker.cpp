@@ -104,11 +104,12 @@ void Broker::end() {
 }
 
 void Broker::close() {
-    if (inner_ != nullptr)
-        handle_->client = inner_;
-    inner_ = nullptr;
-    if (handle_ != nullptr)
+    if (handle_ != nullptr) {
+        if (inner_ != nullptr)
+            handle_->client = inner_;
         libxavo.XAVO_free(handle_);
+    }
+    inner_ = nullptr;
     handle_ = nullptr;
     free(user_);
     user_ = nullptr;
@@ -185,7 +186,7 @@ bool Broker::probe(CMPIObjectPath *path, CMPIStatus *status) {
 }
 
 // Claims the invocation. Nothing that can fail stands between this and the invocation.
-bool Broker::may_invoke() {
+bool Broker::may_invoke() const {
     return now_ms() < context_.deadline && claim(context_.shared, context_.sequence, CLAIM_WORKER);
 }
 

@@ -62,7 +62,7 @@ private:
     bool open(const char *user);
     bool stand_in();
     bool probe(CMPIObjectPath *path, CMPIStatus *status);
-    bool may_invoke();
+    bool may_invoke() const;
     void forget();
     void note(Met::Exchange exchange, const CMPIStatus &status);
     void note_method(const CMPIStatus &status, const CMPIData &returned, CMPIArgs *outputs);

@@ -85,7 +85,8 @@ void log_line(int level, const char *format, va_list values) {
     char *line = small;
     va_list again;
     va_copy(again, values);
-    int length = vsnprintf(small, sizeof small, format, values);
+    int length =
+        vsnprintf(small, sizeof small, format, values); // NOLINT(clang-analyzer-valist.Uninitialized)
     char *large = nullptr;
     bool cut = false;
     if (length >= static_cast<int>(sizeof small)) {

@@ -133,8 +133,13 @@ void call_method(XAVO_Proxy *handle, ReceivedRequest *received, Outcome *outcome
 }
 
 bool is_known(int operation) {
-#define KNOWN(constant, value, name, members) || operation == constant
-    return false XAVO_OPERATIONS(KNOWN);
+#define KNOWN(constant, value, name, members) case constant:
+    switch (operation) {
+        XAVO_OPERATIONS(KNOWN)
+        return true;
+    default:
+        return false;
+    }
 #undef KNOWN
 }
 

@@ -301,7 +301,7 @@ void write_next_job(const Simulator &simulator, StatementWriter &out) {
 // value.
 #define SWITCH(name, member, value)                                                                          \
     {name, 0, 0, "", [](Simulator &to, const Statement &) { to.member = value; },                            \
-     [](const Simulator &from, StatementWriter &out) { if (from.member == value) out.line(name); }}
+     [](const Simulator &from, StatementWriter &out) { if (from.member == (value)) out.line(name); }}
 // A statement with one number, the value of the member.
 #define COUNT(name, member)                                                                                  \
     {name, 1, 1, "", [](Simulator &to, const Statement &s) { to.member = static_cast<unsigned int>(count(s)); }, \
