@@ -3,10 +3,14 @@
 // names a file that gets an "r" for each request and a "c" for each claim that succeeded.
 #include "protocol.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/mman.h>
@@ -23,13 +27,8 @@ namespace {
 Shared *shared;
 
 void send_all(const void *data, size_t size) {
-    for (const auto *at = static_cast<const char *>(data); size > 0;) {
-        const ssize_t count = send(WORKER_SOCKET, at, size, MSG_NOSIGNAL);
-        if (count <= 0)
-            _exit(1);
-        at += count;
-        size -= static_cast<size_t>(count);
-    }
+    if (send(WORKER_SOCKET, data, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size))
+        _exit(1);
 }
 
 void send_frame(Writer *writer) {
@@ -41,16 +40,10 @@ void send_frame(Writer *writer) {
 // Returns how many requests there were, this one included.
 long journal(const char *letter) {
     const char *path = getenv("SCRIPT_JOURNAL");
-    const int file = path != nullptr ? open(path, O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600) : -1;
-    if (file < 0 || write(file, letter, 1) != 1)
-        return 1;
-    char all[4096];
-    const ssize_t size = pread(file, all, sizeof all, 0);
-    close(file);
-    long count = 0;
-    for (ssize_t i = 0; i < size; ++i)
-        count += all[i] == 'r' ? 1 : 0;
-    return count;
+    std::fstream file(path != nullptr ? path : "", std::ios::in | std::ios::out | std::ios::app);
+    file << letter << std::flush;
+    file.seekg(0);
+    return std::count(std::istreambuf_iterator<char>(file), {}, 'r');
 }
 
 void answer(const ReceivedRequest &received, unsigned kind, unsigned code, unsigned status, unsigned flags) {
@@ -76,15 +69,8 @@ void obey(const ReceivedRequest &received, const std::string &script) {
     std::istringstream words(script);
     for (std::string word; words >> word;) {
         unsigned values[4] = {};
-        const size_t equals = word.find('=');
-        if (equals != std::string::npos) {
-            std::istringstream numbers(word.substr(equals + 1));
-            char comma;
-            for (unsigned &value : values)
-                if (!(numbers >> value >> comma))
-                    break;
-            word.resize(equals);
-        }
+        sscanf(word.c_str(), "%*[a-z]=%u,%u,%u,%u", &values[0], &values[1], &values[2], &values[3]);
+        word.resize(std::min(word.find('='), word.size()));
         if (word == "claim") {
             if (claim(shared, received.sequence, CLAIM_WORKER))
                 journal("c");

@@ -69,23 +69,9 @@ inline bool forbid(const std::vector<Forbidden> &calls) {
 inline XAVO_Request request(int operation, const char *id) {
     static char first[] = "JID_1", second[] = "JID_2";
     static char *const ids[] = {first, second, nullptr};
-    static const XAVO_BAR_INPUT_DATA image = [] {
-        XAVO_BAR_INPUT_DATA data = {};
-        strcpy(data.uname, "operator");
-        strcpy(data.passwd, "secret");
-        strcpy(data.ipaddr, "192.0.2.10");
-        strcpy(data.sharename, "backups");
-        strcpy(data.imagename, "image");
-        strcpy(data.startTime, "NOW");
-        data.shareType = 2;
-        return data;
-    }();
-    static const XAVO_NET_INPUT_DATA share = [] {
-        XAVO_NET_INPUT_DATA data = {};
-        strcpy(data.ipaddr, "192.0.2.10");
-        strcpy(data.sharename, "public");
-        return data;
-    }();
+    static const XAVO_BAR_INPUT_DATA image = {
+        "operator", "secret", "", "192.0.2.10", "backups", "image", "NOW", "", 2, 0, {}, "", 0, ""};
+    static const XAVO_NET_INPUT_DATA share = {"", "", "", "192.0.2.10", "public", 0, 0, {}};
     XAVO_Request made = {};
     made.operation = operation;
     made.id = id;

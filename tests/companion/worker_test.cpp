@@ -138,6 +138,11 @@ protected:
         close(pidfd);
     }
 
+    void start_and_load(const std::string &scene = "") {
+        start(scene);
+        EXPECT_EQ(receive(), "HELLO");
+    }
+
     // The next frame: "HELLO", "FAILED text", "log LEVEL text", an answer, or "end".
     std::string receive() {
         pollfd waiting = {socket, POLLIN, 0};
@@ -179,15 +184,10 @@ protected:
         EXPECT_EQ(::send(socket, data, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
     }
 
-    std::string receive_after_hello() {
-        const std::string text = receive();
-        return text == "HELLO" ? receive() : text;
-    }
-
     // An answer to a request, with " claimed" when the worker claimed the invocation.
     std::string call(const std::string &text) {
         send(text);
-        const std::string answer = receive_after_hello();
+        const std::string answer = receive();
         return answer + (shared->claim == (sequence << 2 | CLAIM_WORKER) ? " claimed" : "");
     }
 
@@ -195,7 +195,7 @@ protected:
     std::string step(const std::string &text) {
         const std::string rest = text.substr(text.find(' ') + 1);
         if (text == "receive") {
-            std::string frame = receive_after_hello();
+            std::string frame = receive();
             if (frame.rfind("log ", 0) == 0) // without file and line
                 frame.erase(6, frame.rfind(',', frame.find(": ")) - 5);
             return frame;
@@ -276,7 +276,7 @@ using Answers = Worker;
 TEST_F(Answers, AreThoseOfTheTable) {
     for (const test::Row &row : test::table("requests.txt")) {
         SCOPED_TRACE(row.where + ": " + row[1]);
-        std::thread([&] { start(row[0]); }).join(); // with whose end the worker does not end
+        std::thread([&] { start_and_load(row[0]); }).join(); // with whose end the worker does not end
         const std::string &expected = row[2];
         std::string actual;
         const auto add = [&](const std::string &text) {
@@ -297,7 +297,7 @@ TEST_F(Answers, AreThoseOfTheTable) {
 }
 
 TEST_F(Answers, AreNeverLongerThanAFrame) {
-    start("property JID_2 Message \"" + std::string(70000000, 'x') + "\"");
+    start_and_load("property JID_2 Message \"" + std::string(70000000, 'x') + "\"");
 
     EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE replace");
     EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1 replace");
@@ -308,8 +308,7 @@ TEST_F(Answers, AreNeverLongerThanAFrame) {
 using Log = Worker;
 
 TEST_F(Log, HasLongLinesOfWhichTheLongestAreCut) {
-    start();
-    EXPECT_EQ(receive(), "HELLO");
+    start_and_load();
     for (const size_t length : {2000U, 20000U}) {
         send("DELETE_JOB level=2 id=" + std::string(length, 'x'));
         receive();
@@ -328,13 +327,13 @@ TEST_F(Log, IsDroppedAndCountedWhereTheSocketIsFull) {
     for (unsigned long i = 0; i < lines; ++i)
         scene += "job J" + std::to_string(i) + "\n";
     buffer = 4608;
-    start(scene);
+    start_and_load(scene);
     send("LIST_JOBS level=2");
     pause_ms(1000);
     unsigned long received = 0;
     std::string text;
-    for (text = receive(); text == "HELLO" || text.rfind("log 2 ", 0) == 0; text = receive())
-        received += text == "HELLO" ? 0U : 1U;
+    for (text = receive(); text.rfind("log 2 ", 0) == 0; text = receive())
+        ++received;
     EXPECT_EQ(text, "NO_ERROR NONE unreadable=60");
     EXPECT_GT(received, 0U);
     EXPECT_GT(lost_lines, 0U);
@@ -353,8 +352,7 @@ TEST_F(End, FollowsAFrameThatIsNotValid) {
     // One byte in turn is wrong; the worker may end, answer, or wait for the rest, but not crash.
     for (size_t at = 0; at < writer.size(); at += at < 200 ? 7 : 97) {
         SCOPED_TRACE(at);
-        start();
-        EXPECT_EQ(receive(), "HELLO");
+        start_and_load();
         std::string frame(writer.data(), writer.size());
         frame[at] = static_cast<char>(frame[at] ^ 0xff);
         send_bytes(frame.data(), frame.size());
