@@ -50,43 +50,33 @@ protected:
     XAVO_Pool *pool = nullptr;
 };
 
-#define TYPED(operation, call)                                                                               \
-    {                                                                                                        \
-        XAVO_OP_##operation, [](XAVO_Pool *p, XAVO_Answer *a) { XAVO_##call; }                               \
-    }
-
 // Each function for one operation requests what XAVO_call does.
 TEST_F(Pool, HasAFunctionForEachOperation) {
-    static const XAVO_Request with = test::request(0, "IDENTITY:BIOS");
-    const struct {
-        int operation;
-        void (*call)(XAVO_Pool *pool, XAVO_Answer *answer);
-    } rows[] = {
-        TYPED(LIST_JOBS, list_jobs(p, 0, a)),
-        TYPED(GET_JOB, get_job(p, with.id, 0, a)),
-        TYPED(LIST_INSTANCES, list_instances(p, with.class_name, 0, a)),
-        TYPED(DELETE_JOB, delete_job(p, with.id, 0, a)),
-        TYPED(SETUP_JOB_QUEUE, setup_job_queue(p, with.start_time, with.until_time, with.job_ids, 0, a)),
-        TYPED(INSTALL_FROM_URI, install_from_uri(p, with.uri, with.id, 0, a)),
-        TYPED(INSTALL_FROM_SOFTWARE_IDENTITY, install_from_software_identity(p, with.id, 0, a)),
-        TYPED(CREATE_REBOOT_JOB, create_reboot_job(p, with.reboot_type, 0, a)),
-        TYPED(BACKUP_IMAGE, backup_image(p, with.image, 0, a)),
-        TYPED(RESTORE_IMAGE, restore_image(p, with.image, 0, a)),
-        TYPED(TEST_NETWORK_SHARE, test_network_share(p, with.share, 0, a)),
-    };
-    make_pool();
-    for (const auto &row : rows) {
-        SCOPED_TRACE(XAVO_operation_name(row.operation));
+    const XAVO_Request with = test::request(0, "IDENTITY:BIOS");
+    const auto compare = [&](int operation, auto function, auto... arguments) {
+        SCOPED_TRACE(XAVO_operation_name(operation));
         cimsim_journal(1);
         XAVO_Answer answer[2];
-        const XAVO_Request made = test::request(row.operation, with.id);
-        row.call(pool, &answer[0]);
+        const XAVO_Request made = test::request(operation, with.id);
+        function(pool, arguments..., 0, &answer[0]);
         XAVO_call(pool, &made, &answer[1]);
         const std::vector<Recorded> all = requests();
         EXPECT_TRUE(all.size() == 2 && all[0].text == all[1].text);
         for (XAVO_Answer &each : answer)
             XAVO_answer_free(&each);
-    }
+    };
+    make_pool();
+    compare(XAVO_OP_LIST_JOBS, XAVO_list_jobs);
+    compare(XAVO_OP_GET_JOB, XAVO_get_job, with.id);
+    compare(XAVO_OP_LIST_INSTANCES, XAVO_list_instances, with.class_name);
+    compare(XAVO_OP_DELETE_JOB, XAVO_delete_job, with.id);
+    compare(XAVO_OP_SETUP_JOB_QUEUE, XAVO_setup_job_queue, with.start_time, with.until_time, with.job_ids);
+    compare(XAVO_OP_INSTALL_FROM_URI, XAVO_install_from_uri, with.uri, with.id);
+    compare(XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY, XAVO_install_from_software_identity, with.id);
+    compare(XAVO_OP_CREATE_REBOOT_JOB, XAVO_create_reboot_job, with.reboot_type);
+    compare(XAVO_OP_BACKUP_IMAGE, XAVO_backup_image, with.image);
+    compare(XAVO_OP_RESTORE_IMAGE, XAVO_restore_image, with.image);
+    compare(XAVO_OP_TEST_NETWORK_SHARE, XAVO_test_network_share, with.share);
 }
 
 TEST_F(Pool, ReplacesAWorkerAfterItsCallsAndNotForItsCallersMemory) {
@@ -169,9 +159,8 @@ struct Changes {
 
 int change(void *of, const XAVO_Poll *poll) {
     Changes *changes = static_cast<Changes *>(of);
-    EXPECT_STREQ(poll->job != nullptr ? poll->job->InstanceID : "none", poll->index == 0       ? "JID_1"
-                                                                        : poll->job != nullptr ? "JID_2"
-                                                                                               : "none");
+    const char *expected = poll->index == 0 ? "JID_1" : poll->job != nullptr ? "JID_2" : "none";
+    EXPECT_STREQ(poll->job != nullptr ? poll->job->InstanceID : "none", expected);
     if (poll->polls == changes->polls) // once a round
         return 0;
     changes->polls = poll->polls;
