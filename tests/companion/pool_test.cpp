@@ -8,11 +8,13 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sstream>
 #include <string>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -152,26 +154,18 @@ TEST_F(Pool, EndsAWorkerWithItsCaller) {
 
 // ---- Waiting for several jobs
 
-struct Changes {
-    std::vector<std::string> after; // "POLL:JOB=STATUS", "POLL:stop"
-    unsigned long polls = 0;
-};
-
 int change(void *of, const XAVO_Poll *poll) {
-    Changes *changes = static_cast<Changes *>(of);
+    test::Row &rounds = *static_cast<test::Row *>(of);
     const char *expected = poll->index == 0 ? "JID_1" : poll->job != nullptr ? "JID_2" : "none";
     EXPECT_STREQ(poll->job != nullptr ? poll->job->InstanceID : "none", expected);
-    if (poll->polls == changes->polls) // once a round
+    if (poll->polls > rounds.size())
         return 0;
-    changes->polls = poll->polls;
-    for (const std::string &text : changes->after) {
-        const size_t colon = text.find(':'), equals = text.find('=');
-        if (text.substr(0, colon) != std::to_string(poll->polls))
-            continue;
-        if (equals == std::string::npos)
+    std::istringstream changes(std::exchange(rounds[poll->polls - 1], "")); // once a round
+    for (std::string text; changes >> text;) {
+        if (text == "stop")
             return 1;
-        cimsim_set_job_property(text.substr(colon + 1, equals - colon - 1).c_str(), "JobStatus",
-                                cimsim_parse_value(text.substr(equals + 1).c_str()));
+        const std::string job = text.substr(0, text.find('=')), value = text.substr(job.size() + 1);
+        cimsim_set_job_property(job.c_str(), "JobStatus", cimsim_parse_value(value.c_str()));
     }
     return 0;
 }
@@ -194,7 +188,7 @@ TEST_F(Pool, WaitsForSeveralJobsWithOneListingARound) {
         cimsim_add_job(first, "one", CIMSIM_NEVER, 1, 0);
         cimsim_add_job(second, "two", CIMSIM_NEVER, 1, 0);
         cimsim_journal(1);
-        Changes changes = {test::split(row[1], ' ')};
+        test::Row rounds = test::split(row[1], ';');
         XAVO_WaitOptions how = {};
         how.deadline_ms = 20000;
         how.first_pause_ms = how.longest_pause_ms = 1;
@@ -202,7 +196,7 @@ TEST_F(Pool, WaitsForSeveralJobsWithOneListingARound) {
         how.any = row[0] == "any" ? 1 : 0;
         how.judge = row[0] == "judged" ? by_first_letter : nullptr;
         how.polled = change;
-        how.context = &changes;
+        how.context = &rounds;
         XAVO_WaitResult results[2];
         const int end = XAVO_wait_for_jobs(pool, pairs[row[0] == "missing" ? 1 : 0], 2, &how, results);
         EXPECT_EQ(XAVO_wait_name(end) + std::string(": ") + XAVO_wait_name(results[0].end) + " " +

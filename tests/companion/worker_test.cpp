@@ -124,8 +124,16 @@ protected:
         shared = static_cast<Shared *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0));
         const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, getpid(), 0));
         pid = fork();
-        if (pid == 0)
-            become_worker(ends[1], memory, pidfd);
+        if (pid == 0) {
+            const int sources[] = {fcntl(ends[1], F_DUPFD, 20), fcntl(memory, F_DUPFD, 20),
+                                   fcntl(pidfd, F_DUPFD, 20)};
+            setsid();
+            for (int i = 0; i < 3; ++i)
+                if (dup2(sources[i], WORKER_SOCKET + i) < 0)
+                    close(WORKER_SOCKET + i);
+            execl("/bin/sh", "sh", "-c", "exec $XAVO_EMULATOR '" XAVO_WORKER "'", nullptr);
+            _exit(127);
+        }
         close(ends[1]);
         close(memory);
         close(pidfd);
@@ -236,17 +244,6 @@ protected:
     unsigned long lost_lines = 0;
 
 private:
-    [[noreturn]] void become_worker(int end, int memory, int pidfd) {
-        const int sources[] = {fcntl(end, F_DUPFD, 20), fcntl(memory, F_DUPFD, 20),
-                               fcntl(pidfd, F_DUPFD, 20)};
-        setsid();
-        for (int i = 0; i < 3; ++i)
-            if (dup2(sources[i], WORKER_SOCKET + i) < 0)
-                close(WORKER_SOCKET + i);
-        execl("/bin/sh", "sh", "-c", "exec $XAVO_EMULATOR '" XAVO_WORKER "'", nullptr);
-        _exit(127);
-    }
-
     Receiver receiver;
     const std::string path = testing::TempDir() + "worker_test." + std::to_string(getpid()) + ".scene";
 };
