@@ -39,9 +39,15 @@ bool choose_jobs(struct run *run) {
         return false;
     }
     size_t count = 0;
-    for (const XAVO_VELK_LifecycleJob *job = run->answer.jobs; job != NULL; job = job->next)
-        if (job->InstanceID != NULL && has_wanted_status(run, job))
+    for (const XAVO_VELK_LifecycleJob *job = run->answer.jobs; job != NULL; job = job->next) {
+        const bool wanted = has_wanted_status(run, job);
+        if (wanted && job->InstanceID != NULL) {
             chosen[count++].job_id = copy_text(job->InstanceID);
+        } else if (wanted) { /* no call can name it */
+            ++run->answer.unreadable;
+            --run->answer.job_count;
+        }
+    }
     if (run->answer.unreadable > 0)
         fail_unreadable(&chosen[count++], &run->answer);
     free_outcome(run->outcomes);
