@@ -292,11 +292,11 @@ TEST_F(Companion, IsBusyOrWaitsWhenAllWorkersAreAtWork) {
 }
 
 TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
-    const auto cancel = [&](const char *script) { // after 100 ms, or while the answer is collected
+    const auto cancel = [&](const char *script) { // after 300 ms, or while the answer is collected
         XAVO_Call *started = start(METHOD, script);
         std::thread canceller([&] {
             pollfd ready = {XAVO_call_descriptor(started), POLLIN, 0};
-            poll(&ready, 1, 100);
+            poll(&ready, 1, 300);
             XAVO_call_cancel(started);
         });
         const std::string ended = collect(started);
