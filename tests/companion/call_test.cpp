@@ -189,10 +189,12 @@ TEST_F(Companion, EndsAsItsTableSays) {
     for (const Row &row : table("companion_calls.txt"))
         for (const bool blocks : {true, false}) {
             SCOPED_TRACE(row.where + ": " + row[1] + (blocks ? ", blocking" : ", started"));
-            ASSERT_EQ(truncate(journal.c_str(), 0), 0);
             options.retry_broker = row.size() > 4 ? 1 : 0;
             make_pool();
             const bool late = row[2].find("DEADLINE") != std::string::npos;
+            if (late) // a busy machine may not start a worker in that time
+                XAVO_pool_prestart(pool, 1, 0, nullptr);
+            ASSERT_EQ(truncate(journal.c_str(), 0), 0);
             const unsigned int deadline_ms = late ? 200 : 20000;
             const int operation = row[0] == "READ" ? READ : METHOD;
             const int64_t start = now_ms();
