@@ -78,6 +78,13 @@ int workers_left(const std::string &journal) {
     return count;
 }
 
+// Returns their number when it is the expected one, or what it is after 5 s.
+int wait_for_workers(const std::string &journal, int expected) {
+    for (int tries = 0; workers_left(journal) != expected && tries < 500; ++tries)
+        usleep(10000);
+    return workers_left(journal);
+}
+
 class Companion : public testing::Test {
 protected:
     Companion() {
@@ -97,9 +104,7 @@ protected:
         XAVO_pool_free(pool);
         EXPECT_EQ(open_descriptors(), descriptors);
         if (*EMULATOR == '\0') { // which has no pidfd: a scripted worker that does not watch its socket stays
-            for (int tries = 0; workers_left(journal) > 0 && tries < 500; ++tries)
-                usleep(10000);
-            EXPECT_EQ(workers_left(journal), 0);
+            EXPECT_EQ(wait_for_workers(journal, 0), 0);
         }
         unlink(journal.c_str());
     }
@@ -282,7 +287,7 @@ TEST_F(Companion, IsBusyOrWaitsWhenAllWorkersAreAtWork) {
     XAVO_Call *first = start(READ, "sleep=300 answer=0");
     EXPECT_EQ(XAVO_pool_prestart(pool, 1, 0, nullptr), XAVO_NO_ERROR); // there is one
     usleep(20000);
-    EXPECT_EQ(workers_left(journal), 1);
+    EXPECT_EQ(wait_for_workers(journal, 1), 1);
     XAVO_Call *second = start(READ, "sleep=300 answer=0");
     EXPECT_EQ(call(METHOD, "claim answer=0", 0, false), "UNABLE_TO_OPEN_CONNECTION BUSY NONE 0");
     EXPECT_EQ(call(METHOD, "claim answer=0", 50), "UNKNOWN_ERROR DEADLINE NONE 0");
@@ -677,9 +682,7 @@ TEST_F(Companion, EndsAWorkerThatWasGivenASecret) {
         EXPECT_EQ(XAVO_call(pool, &made, &answer), XAVO_NO_ERROR);
         XAVO_answer_free(&answer);
         const int expected = strchr(uri, '@') != nullptr ? 0 : 1;
-        for (int tries = 0; workers_left(journal) != expected && tries < 200; ++tries)
-            usleep(10000);
-        EXPECT_EQ(workers_left(journal), expected) << uri;
+        EXPECT_EQ(wait_for_workers(journal, expected), expected) << uri;
     }
 }
 
