@@ -81,6 +81,7 @@ struct wait {
     size_t polls;
     bool reached;    /* a broker answered */
     int kind;        /* why the last poll brought no answer, or XAVO_KIND_NONE */
+    bool crashed;    /* the latest poll that the deadline did not end: the client library crashed */
     int64_t timeout; /* of the next answer: one that was requested when the broker ended never comes */
 };
 
@@ -179,6 +180,8 @@ static void poll_jobs(struct wait *wait) {
     const bool answered = answer.effect == XAVO_EFFECT_ANSWERED;
     wait->kind = answered ? XAVO_KIND_NONE : answer.kind;
     wait->reached |= answered;
+    if (answer.kind != XAVO_KIND_DEADLINE)
+        wait->crashed = answer.kind == XAVO_KIND_CRASHED;
     if (!answered && wait->kind != before && run->request.quiet && run->signal == 0)
         (void)fprintf(stderr, "xavoctl: %s: %s; waiting goes on\n", run->request.command->name,
                       kind_of(wait->kind)->sentence);
@@ -220,7 +223,10 @@ static void cut_waits(struct wait *wait, bool interrupted) {
                          : outcome->job != NULL ? KIND_JOB_GOES_ON
                          : wait->reached        ? KIND_JOB_UNREADABLE
                                                 : KIND_JOB_NOT_SEEN;
-        end_wait(outcome, interrupted ? XAVO_WAIT_CANCELLED : XAVO_WAIT_DEADLINE, kind, NULL);
+        end_wait(outcome, interrupted ? XAVO_WAIT_CANCELLED : XAVO_WAIT_DEADLINE, kind,
+                 kind == KIND_JOB_NOT_SEEN && wait->crashed
+                     ? "the client library crashed, and the time is over"
+                     : NULL);
     }
 }
 
