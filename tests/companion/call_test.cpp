@@ -488,8 +488,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
             XAVO_call_free(out);
             return none && !is_in_heap(script);
         });
-        const bool answered = finish(out) == "NO_ERROR NONE ANSWERED 1";
-        return status == 0 && answered && works();
+        return finish(out) == "NO_ERROR NONE ANSWERED 1" && status == 0 && works();
     };
     hosts["fork while another thread is inside"] = [&] {
         std::atomic<bool> over{false};
@@ -528,6 +527,11 @@ TEST_F(Companion, LeavesItsHostAlone) {
             waitpid(child, nullptr, 0);
         }
         return noticed;
+    };
+    hosts["a thread that ends after it started a worker"] = [&] {
+        std::thread(works).join();
+        usleep(50000);
+        return call(READ, "answer=0", 0) == "NO_ERROR NONE ANSWERED 1" && journalled() == "rrcr";
     };
     hosts["no program"] = [&] {
         options.worker_path = "/nonexistent/worker";
