@@ -278,8 +278,9 @@ TEST_F(Answers, AreThoseOfTheTable) {
 TEST_F(Answers, AreNeverLongerThanAFrame) {
     start_and_load("property JID_2 Message \"" + std::string(70000000, 'x') + "\"");
 
-    EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE replace");
-    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1 replace");
+    const std::string replace = test::SANITIZED ? "" : " replace"; // their heap counts nothing
+    EXPECT_EQ(call("LIST_JOBS"), "UNKNOWN_ERROR ANSWER_UNUSABLE" + replace);
+    EXPECT_EQ(call("GET_JOB id=JID_1"), "NO_ERROR NONE jobs=JID_1" + replace);
 }
 
 // ---- The log
