@@ -59,7 +59,7 @@ static backup_end backup(void) {
     clock_gettime(CLOCK_MONOTONIC, &ended);
     fclose(out);
     XAVO_pool_free(pool);
-    CHECK(ended.tv_sec - begun.tv_sec <= deadline_ms / 1000 + 2); /* in every test */
+    CHECK(ended.tv_sec - begun.tv_sec <= (time_t)(deadline_ms / 1000 + 2)); /* in every test */
     return end;
 }
 

@@ -43,7 +43,7 @@ long journal(const char *letter) {
     std::fstream file(path != nullptr ? path : "", std::ios::in | std::ios::out | std::ios::app);
     file << letter << std::flush;
     file.seekg(0);
-    return std::count(std::istreambuf_iterator<char>(file), {}, 'r');
+    return static_cast<long>(std::count(std::istreambuf_iterator<char>(file), {}, 'r'));
 }
 
 void answer(const ReceivedRequest &received, unsigned kind, unsigned code, unsigned status, unsigned flags) {

@@ -30,9 +30,12 @@ int start_process(Process *process, char *const *, char *const *) {
     assert(fstat(process->socket, &status) == 0);
     process->device = status.st_dev;
     process->inode = status.st_ino;
-    void *memory = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    void *view = memory != MAP_FAILED ? mremap(memory, 0, SHARED_SIZE, MREMAP_MAYMOVE) : MAP_FAILED;
-    assert(view != MAP_FAILED);
+    const int file = memfd_create("shared", MFD_CLOEXEC);
+    assert(ftruncate(file, SHARED_SIZE) == 0);
+    void *memory = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void *view = mmap(nullptr, SHARED_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    assert(memory != MAP_FAILED && view != MAP_FAILED);
+    close(file);
     process->shared = static_cast<Shared *>(memory);
     shared = static_cast<Shared *>(view);
     return 0;

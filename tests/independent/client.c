@@ -57,7 +57,10 @@ CMPIData value(const char *text, enum Owner owner) {
     text += length + (text[length] == ':');
     CMPIData data = {(CMPIType)type->number, (CMPIValueState)state->number, {0}};
     if (data.type == CMPI_chars) data.value.chars = strdup(text);
-    else if (type->kind == NUMBER) data.value.uint64 = strtoull(text, NULL, 0);
+    else if (type->number == CMPI_uint16) data.value.uint16 = (CMPIUint16)strtoul(text, NULL, 0);
+    else if (type->number == CMPI_uint32 || type->number == CMPI_sint32)
+        data.value.uint32 = (CMPIUint32)strtoull(text, NULL, 0);
+    else if (type->kind == NUMBER) data.value.string = (CMPIString *)(uintptr_t)strtoull(text, NULL, 0);
     else if (strcmp(text, "none") != 0) data.value.string = (CMPIString *)make(type->kind, owner, text);
     return data;
 }
