@@ -38,11 +38,11 @@
  *                 and counts. Every exchange, every call while faults are planned, and every function here
  *                 locks FILE.lock, and reads the file again if another process has changed it. If the
  *                 call then changes the controller, it writes the whole file as FILE.new, and renames that.
- *                 FILE.new and FILE.lock get the owner, group, permissions and access control list of FILE.
- *                 What the process may not set is replaced by fewer permissions. Only the owner can access a
- *                 new file, because it contains passwords. FILE.lock gets the permissions of FILE when the
- *                 owner of FILE.lock or root uses the state: after a chmod that gives others access to FILE,
- *                 use the state once yourself.
+ *                 FILE.new and FILE.lock get the owner, group, permissions and access control list of FILE,
+ *                 or fewer permissions if the process may not set one of these. If FILE did not exist, only
+ *                 its owner can access it, because it contains passwords. FILE.lock gets the permissions of
+ *                 FILE when the owner of FILE.lock or root uses the state: after a chmod that gives others
+ *                 access to FILE, use the state once yourself.
  *                 No process has the lock while it delays an answer (cimsim_hold_answers). If the file
  *                 does not exist, it is created from the controller with which the process started. A file
  *                 that contains an error, or cannot be read or written, is not changed: standard error says
@@ -113,18 +113,20 @@ cimsim_value *cimsim_array(CMPIType type, unsigned int count, cimsim_value *cons
 cimsim_value *cimsim_null(CMPIType type);
 /* A value whose state is good and whose pointer is NULL. */
 cimsim_value *cimsim_no_object(CMPIType type);
-/* Change the state or the type code of a value, and return the same value. If the type code is that of a
- * string, chars, a reference, an instance or an array, a value of another kind is handed out as NULL; only a
- * string can also be handed out as chars. If it is CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime,
- * an object of any kind is handed out, and can be released. */
+/* Change the state or the type code of a value, and return the same value. The type code decides how the
+ * value is handed out:
+ *  - a string, a reference, an instance or an array: as NULL if the value is of another kind;
+ *  - chars: as NULL if the value is neither chars nor a string;
+ *  - CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime: as an object of any kind, which can be
+ *    released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
 cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
 /* The value that a text denotes in the notation of xavo-scene(5): uint32:5, string:"text",
  * array:"uint16 1 2", reference:"root/velk VELK_LifecycleJob InstanceID=string:JID_1", null:uint32. "lacking"
  * gives NULL. A text that is not valid aborts with a message, as an unknown slot does. */
 cimsim_value *cimsim_parse_value(const char *text);
-/* The type of a name of that notation, "uint32", "string", "string[]" for an array of strings. An unknown
- * name aborts with a message. */
+/* The type that a name denotes in that notation: "uint32", "string"; "string[]" for an array of strings. An
+ * unknown name aborts with a message. */
 CMPIType cimsim_type_named(const char *name);
 /* The notation of a value that the client library handed out; "TYPE:object" for an object without a notation.
  * The objects of the value must not have been released. This does not count as a call into the client
@@ -236,9 +238,10 @@ void cimsim_set_garbage(int on);
  * invokeMethod then give rc 1 with the message "Internal error - -1\n" (a backslash and an n, no end of
  * line). invokeMethod is misuse, since the real library crashes in it, and gives rc 1 if misuse is counted.
  * Connecting while another client is open still succeeds, and releasing a client raises no signal.
- * CIMSIM_PIPE_CONNECT: cmciConnect, which returns NULL; only the first call of it if no client is open.
- * CIMSIM_PIPE_RELEASE: the release of a client. Neither of these two was observed with the real library: they
- * test a program that blocks the signal.
+ * CIMSIM_PIPE_CONNECT: every cmciConnect while a client is open, or only the next one if none is open. It
+ * returns NULL.
+ * CIMSIM_PIPE_RELEASE: the release of a client. The real library was not observed to raise the signal in
+ * these two cases: use them to test that a program blocks it.
  * 0: undoes a restart: open connections work again. */
 #define CIMSIM_PIPE_CALLS 1u
 #define CIMSIM_PIPE_CONNECT 2u
@@ -408,8 +411,8 @@ unsigned long cimsim_pooled(void);
 const char *cimsim_live(void);
 
 /* Misuse is:
- *  - a double release: of an object; of an element and of its container; of an element that is then
- *    overwritten in an array that the program made;
+ *  - a second release of an object. The release of a container also releases its elements, and an array
+ *    that the program made releases an element that is overwritten;
  *  - the use of an object after its release, or after the release of the last client;
  *  - a constructor without an open client;
  *  - the release of a pooled object on a thread that did not read it;
@@ -418,8 +421,8 @@ const char *cimsim_live(void);
  *  - a list of properties in enumInstances or getInstance;
  *  - the end of a thread while another thread releases the last client (see cimsim_set_unload_time).
  * Misuse aborts with a message that names the object. on: misuse is counted instead, from 0. The call then
- * does nothing and gives rc 1, or rc 6 for an unknown class; only a method without output arguments runs. The
- * last CIMSIM_REMEMBERED released objects are kept to detect misuse. */
+ * does nothing and gives rc 1, or rc 6 for an unknown class; but invokeMethod without output arguments runs
+ * the method. The last CIMSIM_REMEMBERED released objects are kept to detect misuse. */
 #define CIMSIM_REMEMBERED 4096u
 void cimsim_count_misuse(int on);
 unsigned long cimsim_misuses(void);

@@ -1,6 +1,6 @@
 /* cmcidt.h - data types of the CIM client library (CMPI, C binding).
  *
- * Layouts, names and codes are those of the installed library, so that a program compiled against
+ * Layouts, names and codes are those of the real library, so that a program compiled against
  * this header runs with either library. simulator/src/client/abi_check.c checks this at compile time. */
 #ifndef CIMCLIENTLIB_CMCIDT_H
 #define CIMCLIENTLIB_CMCIDT_H

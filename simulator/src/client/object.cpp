@@ -210,11 +210,10 @@ CMPIData no_data() {
 
 namespace {
 
-// Returns the kind as which a value is handed out. If the value's kind does not fit its type code, that is
-// Kind::none, and the value is handed out as NULL or 0. For the codes of chars, a string, a reference, an
-// instance and an array, the value must be of that kind, because the program uses it as such; only a string
-// can also be handed out as chars. For the other codes of objects, the value can be any object, because all
-// objects can be released.
+// Returns what a value is handed out as: its kind; chars for a string with the type code of chars; Kind::none
+// (NULL or 0) if its kind does not fit its type code. With the code of a string, a reference, an instance or
+// an array, only that kind fits, because the program uses the value as such. With the other codes of objects,
+// every object fits, because all objects can be released.
 Kind handed_out_kind(const Value &value) {
     const auto only = [&](Kind kind) { return value.kind == kind ? kind : Kind::none; };
     switch (value.type) {

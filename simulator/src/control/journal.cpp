@@ -38,7 +38,7 @@ JournalEntry entry_of(const Statement &s) {
     return entry;
 }
 
-// Cuts off the part of a line that a process has left that was killed while it wrote. Nobody has read it.
+// Cuts off an incomplete last line: a process was killed while it wrote. No process has read that line.
 void cut_partial_line(int file) {
     struct stat now;
     off_t size = fstat(file, &now) == 0 ? now.st_size : 0;

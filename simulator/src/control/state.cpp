@@ -182,8 +182,8 @@ bool State::fail(const std::string &why) {
 }
 
 // Opens the lock in each session: processes that share a descriptor after a fork do not lock each other out.
-// The lock gets the owner, group and mode of the state. A lock with a second hard link does not: the link
-// could be any file.
+// The lock gets the owner, group and mode of the state. If it has a second hard link, its own stay unchanged,
+// because it could be a file with another purpose.
 bool State::lock() {
     const std::string path = path_ + ".lock";
     lock_ = open_lock(path);

@@ -17,7 +17,7 @@ const std::string *id_in(const Contents &path) {
     return key && key->value.kind == Kind::string ? &key->value.text : nullptr;
 }
 
-Class jobs(Controller &controller) {
+Class class_of_jobs(Controller &controller) {
     return {job_class, instance_id,
             [&] {
                 std::vector<Value> instances;
@@ -70,7 +70,7 @@ Value instance_of(const std::string &class_name) {
 std::optional<Class> find_class(Controller &controller, const std::string &name) {
     const auto is = [&](const std::string &known) { return same_name(known.c_str(), name.c_str()); };
     if (is(job_class))
-        return jobs(controller);
+        return class_of_jobs(controller);
     if (is(identity_class))
         return listed_class(identity_class, instance_id, [&] {
             std::vector<Value> instances;

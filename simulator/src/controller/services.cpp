@@ -245,7 +245,7 @@ std::optional<Answer> check_share(const Controller &controller, const Arguments 
     for (const Share &share : controller.shares) {
         if (share.address != address || share.type != type->type || (!name.empty() && share.name != name))
             continue;
-        // A share test checks the credentials of type 2 only, because it sends them for no other type.
+        // A share test needs credentials for type 2 only: its requests have none for the other types.
         const bool needs_credentials = share.user && (for_image || type->type == 2);
         if (!needs_credentials || (is_user(arguments.text("UserName"), *share.user) &&
                                    arguments.text("Password") == share.password))

@@ -48,7 +48,7 @@ public:
 
 private:
     const Statement &statement_;
-    mutable int depth_ = 0; // number of values that contain the one that is being parsed, and 1
+    mutable int depth_ = 0; // of the value that is being parsed: 1 if no other value contains it
 
     // The text before the first colon, and the text after it.
     struct Parts {
@@ -240,10 +240,10 @@ std::string word(const std::string &text) {
 
 template <class Real>
 std::string real_text(CMPIType type, CMPIUint64 bits) {
-    CMPIValue whole;
-    store_number(type, bits, &whole);
+    CMPIValue stored;
+    store_number(type, bits, &stored);
     Real real;
-    std::memcpy(&real, &whole, sizeof real);
+    std::memcpy(&real, &stored, sizeof real);
     char text[64];
     return {text, std::to_chars(text, std::end(text), real).ptr};
 }
@@ -329,8 +329,8 @@ std::string array_text(const Value &array) {
     return all.empty() ? "" : "array:" + word(all);
 }
 
-// The notation without the prefixes for the state, such as "bad:". The null state has no prefix if `is_null`:
-// "null" and "unset" include it.
+// The notation without the prefixes for the state, such as "bad:". If `is_null`, the text itself gives the
+// null state: "null:uint32", "unset:string".
 std::string stateless_text(const Value &value, bool is_null) {
     if (value.kind == Kind::none && value.type == CMPI_null)
         return "notfound";

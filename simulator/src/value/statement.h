@@ -26,14 +26,15 @@ struct Statement {
     std::size_t line = 0;
     std::string name;
     std::vector<Word> words;
-    // NAME=VALUE, in the order of the line; for NAME alone, the Word is empty.
+    // NAME=VALUE, in the order of the line. parse leaves an option without a value, such as "fails", among
+    // the words; apply_scene moves it here, with an empty Word.
     std::vector<std::pair<std::string, Word>> options;
 
     [[noreturn]] void fail(const std::string &what) const { throw StatementError(line, name + ": " + what); }
     const Word *option(const char *wanted) const;
     std::string text_option(const char *wanted, const std::string &otherwise = {}) const;
-    // Both return a decimal number; they fail if it is not one or is not between `least` and `most`.
-    // number_option returns `otherwise` if the option is not given.
+    // Both return the decimal number that a word denotes. They fail if the word is no number, or if the
+    // number is not between `least` and `most`. number_option returns `otherwise` if the option is not given.
     std::int64_t number_option(const char *wanted, std::int64_t otherwise, std::int64_t least,
                                std::int64_t most) const;
     std::int64_t number(const Word &word, std::int64_t least, std::int64_t most) const;

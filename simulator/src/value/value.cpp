@@ -74,9 +74,9 @@ void Contents::put(const char *name, Value value, CMPIType given) {
 
 namespace {
 
-// Calls `use` with zeros of two C types: the type of the member of CMPIValue that stores such a number, and
-// the integer type that has the width and sign of such a number. They differ for 32-bit integers, which
-// CMPIValue stores in a long. Returns false if the type is not that of a number.
+// Calls `use` with zeros of two C types: first the one in which CMPIValue stores numbers of the given CIM
+// type, then the integer type with the width and sign of the CIM type. They differ for 32-bit integers, which
+// CMPIValue stores in a long. Returns false if the CIM type is not that of a number.
 template <class Use>
 bool with_number_type(CMPIType type, Use use) {
     switch (type) {
