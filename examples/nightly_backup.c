@@ -124,9 +124,9 @@ int main(int argc, char **argv) {
                 argv[0]);
         return 64;
     }
-    char *end, *over;
-    const unsigned long type = strtoul(argv[1], &end, 10), seconds = strtoul(argv[8], &over, 10);
-    if (*end != '\0' || *over != '\0' || type > 6 || seconds == 0 || seconds > 86400) {
+    char *type_end, *seconds_end;
+    const unsigned long type = strtoul(argv[1], &type_end, 10), seconds = strtoul(argv[8], &seconds_end, 10);
+    if (*type_end != '\0' || *seconds_end != '\0' || type > 6 || seconds == 0 || seconds > 86400) {
         fprintf(stderr, "SHARE_TYPE is a number up to 6, SECONDS one from 1 to 86400\n");
         return 64;
     }

@@ -18,7 +18,7 @@ static const char *text_of(const XAVO_Instance *instance, const char *name) {
     return "";
 }
 
-/* Whether the software identity exists. Prints those that exist if it does not. */
+/* Returns whether the software identity exists; if not, prints the existing ones. */
 static int exists(FILE *out, XAVO_Pool *pool, const char *identity, unsigned int deadline_ms) {
     XAVO_Answer answer;
     int found = 0;
