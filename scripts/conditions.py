@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """scripts/conditions.py EXPORT COMMANDS SUMMARY - called by scripts/coverage --mcdc. Prints how many conditions of each
-part were seen to decide, and each other one, in the form of tests/mcdc/explained.txt. Fails if fewer than LEAST are
+part were seen to decide, and lists the others, in the form of tests/mcdc/explained.txt. Fails if fewer than LEAST are
 covered or explained, or if an explained condition is covered or does not exist.
-  EXPORT    what llvm-cov exports
-  COMMANDS  compile_commands.json; the sources are compiled again for the decisions that clang cannot record. Each of
-            these counts as a condition that is not covered, and cannot be explained
+  EXPORT    the output of llvm-cov export
+  COMMANDS  compile_commands.json; the sources are compiled again to find the decisions that clang cannot record. Such a
+            decision counts as a condition that is not covered, and cannot be explained
   SUMMARY   where the numbers are written as JSON"""
 import json
 import re
@@ -67,7 +67,7 @@ def plain_names(mangled):
 
 def read_decisions(export):
     """Returns {(path, place): (function, [whether each condition was seen to decide])}. A condition of an inline
-    function is covered if it is in one of the sources that have the function."""
+    function is covered if it is covered in one of the sources that have the function."""
     functions = json.loads(Path(export).read_text())["data"][0]["functions"]
     decisions = {}
     names = plain_names([function["name"].split(";")[-1].split(":")[-1] for function in functions])
@@ -86,7 +86,7 @@ def read_conditions(export):
     for (path, *place), (name, covered) in sorted(read_decisions(export).items()):
         decision = text_between(path, *place)
         texts = conditions_in(decision)
-        if len(texts) != len(covered):  # a macro has further ones
+        if len(texts) != len(covered):  # a macro contains further conditions
             texts = [f"condition {number + 1}" for number in range(len(covered))]
         repeated[path, name, decision] = number = repeated.get((path, name, decision), 0) + 1
         where = f"{path} {name}" + (f" ({number})" if number > 1 else "")

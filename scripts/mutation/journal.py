@@ -83,8 +83,8 @@ def is_judged(key, result, explained):
 
 
 def folder_of(key):
-    """Returns the folder with whose mutants one is counted, such as libxavo/src, tools/commands or tools. The key of a
-    mutant begins with its file."""
+    """Returns the folder under which the report counts a mutant, such as libxavo/src, tools/commands or tools. The key
+    of a mutant begins with its file."""
     return "/".join(os.path.dirname(key.split(" ")[0]).split("/")[:2])
 
 

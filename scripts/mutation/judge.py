@@ -13,8 +13,8 @@ from pathlib import Path
 from mutation import Error
 
 # The test programs for the mutants of each folder, with arguments. A trial ends with the first program that fails, so
-# the programs that detect most mutants come first. For xavoctl: a build, and the names of the tests in tests/xavoctl
-# that run its program; those of failed allocations need the one without sanitizers.
+# the programs that detect most mutants come first. For xavoctl: the preset that builds it, and a pattern of the names
+# of the tests in tests/xavoctl that run it. The tests of failed allocations need a build without sanitizers.
 TESTS = {
     "libxavo": [("xavo_tests",), ("fuzz_answers", "tests/fuzz/corpus/answers")],
     "companion": [("companion_tests",), ("worker_tests",), ("nightly_backup_test",)],
