@@ -115,10 +115,10 @@ cimsim_value *cimsim_null(CMPIType type);
 cimsim_value *cimsim_no_object(CMPIType type);
 /* Change the state or the type code of a value, and return the same value. The type code decides how the
  * value is handed out:
- *  - a string, a reference, an instance or an array: as NULL if the value is of another kind;
- *  - chars: as NULL if the value is neither chars nor a string;
- *  - CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime: as an object of any kind, which can be
- *    released. */
+ *   - a string, a reference, an instance or an array: as NULL if the value is of another kind;
+ *   - chars: as NULL if the value is neither chars nor a string;
+ *   - CMPI_args, CMPI_class, CMPI_enumeration or CMPI_dateTime: as an object of any kind, which can be
+ *     released. */
 cimsim_value *cimsim_with_state(cimsim_value *value, CMPIValueState state);
 cimsim_value *cimsim_with_type(cimsim_value *value, CMPIType type);
 /* The value that a text denotes in the notation of xavo-scene(5): uint32:5, string:"text",
@@ -411,15 +411,15 @@ unsigned long cimsim_pooled(void);
 const char *cimsim_live(void);
 
 /* Misuse is:
- *  - a second release of an object. The release of a container also releases its elements, and an array
- *    that the program made releases an element that is overwritten;
- *  - the use of an object after its release, or after the release of the last client;
- *  - a constructor without an open client;
- *  - the release of a pooled object on a thread that did not read it;
- *  - invokeMethod without a status, without input arguments, without output arguments for a method that has
- *    outputs, of an unknown class or namespace, or on a dead connection;
- *  - a list of properties in enumInstances or getInstance;
- *  - the end of a thread while another thread releases the last client (see cimsim_set_unload_time).
+ *   - a second release of an object. The release of a container also releases its elements, and an array
+ *     that the program made releases an element that is overwritten;
+ *   - the use of an object after its release, or after the release of the last client;
+ *   - a constructor without an open client;
+ *   - the release of a pooled object on a thread that did not read it;
+ *   - invokeMethod without a status, without input arguments, without output arguments for a method that has
+ *     outputs, of an unknown class or namespace, or on a dead connection;
+ *   - a list of properties in enumInstances or getInstance;
+ *   - the end of a thread while another thread releases the last client (see cimsim_set_unload_time).
  * Misuse aborts with a message that names the object. on: misuse is counted instead, from 0. The call then
  * does nothing and gives rc 1, or rc 6 for an unknown class; but invokeMethod without output arguments runs
  * the method. The last CIMSIM_REMEMBERED released objects are kept to detect misuse. */
