@@ -9,8 +9,8 @@
  *
  *  1. Outcome. A function that takes `errorcodep` reports its outcome as one error code in *errorcodep. If
  *     errorcodep is NULL, the function logs an error line and does nothing else. The comment of a function
- *     names exceptions. Where an argument must not be NULL and the function lists no error for NULL, the
- *     function does not check it.
+ *     names any exception from this. Where an argument must not be NULL and the function lists no error for
+ *     NULL, the function does not check it.
  *  2. Handle. `sp` is a handle from XAVO_new or XAVO_new_with_uname. Where a function says "sp may be
  *     NULL", a call with NULL opens a handle as XAVO_new does, uses it for this call only, and frees it
  *     before it returns. This is convenient for a single call and slow for many. Free each handle that you
@@ -37,13 +37,14 @@
  *         XAVO_NOT_FOUND                  the instance does not exist
  *         XAVO_NOT_SUPPORTED              the request is not supported
  *         XAVO_INVALID_VALUE              the namespace, the class or a parameter is not valid
- *         XAVO_UNKNOWN_ERROR              any other status; also a broken connection, from a call that
- *                                         reads (a method call: see 8)
+ *         XAVO_UNKNOWN_ERROR              any other status. A call that reads reports it for a broken
+ *                                         connection, too (for a method call see 8)
  *  6. Logging. The library writes to the platform's log (hulmprintf, module 5): errors at level 2, traces
  *     at level 8. Not every failure has an error line. For example, there is none when the broker refuses a
  *     listing, a fetch, a backup, a restore or a share test, when the service refuses a share test, when
- *     the list of jobs is empty, or when a property is not a string. A message that the job service or the
- *     software installation service sends with a failure is logged, too. An error line is written only when
+ *     the list of jobs is empty, or when a property is not a string. When the job service or the software
+ *     installation service sends a message with a failure, the message is logged. Any other error line is
+ *     written only when
  *         - an argument or the handle fails its check, or no handle can be opened;
  *         - a mutex call fails, or an argument list or a user name cannot be allocated;
  *         - a property has no characters, or a value cannot be freed;
@@ -54,7 +55,7 @@
  *  7. Signals. The client library can raise SIGPIPE. A call removes this signal, so that the program does
  *     not receive it. The signal mask of the calling thread and the signal's disposition are the same after
  *     the call. There are two limits. A SIGPIPE from another source that arrives during the call may also
- *     be removed: one for the calling thread, or one for the process if no other thread accepts it. If the
+ *     be removed: one for the calling thread, or one for the process if all other threads block it. If the
  *     calling thread blocks SIGPIPE, and a SIGPIPE is pending for the process before the call, the signal
  *     that the call raises is not removed: it stays pending for the thread.
  *  8. A broker that stops or hangs. When the broker stops or restarts, all connections to it are broken.

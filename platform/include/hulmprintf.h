@@ -14,10 +14,10 @@ extern "C" {
  * highest level that it writes from the environment variable HULM_LEVEL; without a number there, this level
  * is 2.
  *
- * A program can have its own definition of this function, in one of two ways. In the program: include this
- * header in the source with the definition, which exports the function even with -fvisibility=hidden, and
- * link with -rdynamic. In a shared library: link it before libxavo, or name it in LD_PRELOAD. libxavo then
- * calls this definition, because the loader finds it first.
+ * A program can have its own definition of this function, in one of two ways. In the program: the source file
+ * with the definition includes this header, which exports the function even with -fvisibility=hidden, and the
+ * program is linked with -rdynamic. In a shared library: link it before libxavo, or name it in LD_PRELOAD.
+ * libxavo then calls this definition, because the loader finds it first.
  *
  * libxavo calls the function on any thread, also while a handle is locked. A definition of it must not call
  * libxavo and must not change errno. */

@@ -6,8 +6,8 @@
 extern "C" {
 #endif
 
-/* Returns a new string that joins the arguments, which the caller frees with free. The last argument must be
- * a null pointer: utl_va_cat("a", "b", (char *)0) returns "ab". Returns NULL if the result cannot be
+/* Returns the arguments joined in a new string, which the caller frees with free. The last argument must be a
+ * null pointer: utl_va_cat("a", "b", (char *)0) returns "ab". Returns NULL if the result cannot be
  * allocated. */
 char *utl_va_cat(const char *first, ...) __attribute__((sentinel));
 

@@ -202,7 +202,8 @@ constexpr uint8_t HTTP_SHARES = share_types(5, 6);
 // Returns whether the share type is in the set.
 bool allowed(uint8_t share_types, CMPIUint16 type) { return type <= 6 && (1U << type & share_types) != 0; }
 
-// How an argument is sent: as which CMPI type, and with which share types. IF_SET: unless it is empty or 0.
+// The CMPI type of an argument, the share types with which it is sent, and whether it is also sent when it is
+// empty or 0 (ALWAYS) or not (IF_SET).
 struct SendRule {
     CMPIType type;
     uint8_t share_types;
@@ -422,5 +423,5 @@ void XAVO_invoke_TestNetworkShare(XAVO_Proxy *sp, XAVO_ErrorCode *errorcodep,
         add_arguments(call, SHARE_TEST_ARGUMENTS_LAST, data, data->shareType) &&
         call.invoke_quietly("TestNetworkShare"))
         read_message(call);
-    call.reset_returned(); // before the outputs, after success and after failure
+    call.reset_returned(); // released before the outputs, on success and on failure
 }

@@ -32,8 +32,7 @@ public:
     bool make_argument_lists();
 
     // Add an argument: a string, a number, an array, or the path that set_target has set. The client library
-    // copies the value. It gets a number by the address that the caller passes here. add_array owns the
-    // array, also on failure.
+    // copies the value; it receives a number's address. add_array owns the array, also on failure.
     bool add(const char *name, const char *text);
     bool add(const char *name, const CMPIUint16 *number);
     bool add_array(const char *name, CMPIArray *strings);

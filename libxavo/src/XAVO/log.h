@@ -61,7 +61,7 @@ void fail(ErrorContext context, XAVO_ErrorCode code, const char *format, const c
                __VA_ARGS__)
 
 // Argument checks: on failure log, set the error code and yield false. XAVO_REQUIRE_GIVEN checks for NULL.
-// Not with ||: clang records no decision that has another one in an operand.
+// Does not use ||: clang does not record a decision that is part of an operand of another one.
 #define XAVO_REQUIRE(context, condition, code, text)                                                         \
     ((condition) ? true                                                                                      \
                  : (xavo::fail(context, code, XAVO_ERROR_FORMAT(text), XAVO_BASE_NAME, __LINE__), false))
