@@ -1,4 +1,4 @@
-// call.cpp - the way of a call: which state follows which, what is repeated, and how it ends.
+// call.cpp - the states of a call: the transitions, the repetitions, and the end.
 #include "call.h"
 
 #include <cerrno>
@@ -20,8 +20,8 @@ namespace {
 constexpr uint64_t USUAL_READ_MS = 5000, USUAL_METHOD_MS = 60000;
 constexpr uint64_t FIRST_RETRY_MS = 20, LONGEST_RETRY_MS = 1000;
 constexpr unsigned int MOST_REPEATS = 3;
-// How many bytes are read at once, with this much added for each frame: more than a socket holds, so that an
-// answer behind lines of the log is reached.
+// Limit of the bytes that receive() reads at once; each frame adds FRAME_COST to them. It is more than a
+// socket holds, so that an answer behind many lines of the log is read.
 constexpr size_t MOST_AT_ONCE = 512U << 10, FRAME_COST = 256;
 
 // Whether a call may go from one state to another.
@@ -49,7 +49,7 @@ XAVO_ErrorCode code_of(int kind) {
                : XAVO_UNKNOWN_ERROR;
 }
 
-// Leaves out control characters, and escapes such as a backslash and an n, at the end of a text in a frame.
+// Removes control characters, and escapes such as a backslash and an n, from the end of a text in a frame.
 void trim(const char *message) {
     if (message == nullptr)
         return;
@@ -100,8 +100,9 @@ void drop_process(XAVO_Call *call) {
     end_worker(call->worker);
 }
 
-// Whether the method of the request that is out was invoked, or may be. Afterwards it will not be.
-bool was_invoked(XAVO_Call *call) {
+// Claims the invocation of the request that is out, so that its method cannot be invoked any more. Returns
+// whether the worker has claimed it already: then the method was invoked, or will be.
+bool claimed_by_worker(XAVO_Call *call) {
     if (!is_out(*call) || is_read(*call))
         return false;
     Shared *shared = call->worker->process.shared;
@@ -111,7 +112,7 @@ bool was_invoked(XAVO_Call *call) {
 
 // ---- The end ------------------------------------------------------------------------------------
 
-// `call->answer` is complete. `keep`: its worker can serve another.
+// `call->answer` is complete. `keep`: its worker can serve another call.
 void end(XAVO_Call *call, bool keep) {
     if (call->worker != nullptr) {
         if (keep)
@@ -127,7 +128,7 @@ void end(XAVO_Call *call, bool keep) {
     call->answer.lost_lines = call->lost_lines;
 }
 
-// Notes how an attempt ended that brought no answer. What an earlier one met stays as the message.
+// Stores how an attempt ended that brought no answer. The message of an earlier attempt is kept.
 void note_end(XAVO_Call *call, int kind, int status, int effect) {
     call->answer.kind = kind;
     call->answer.code = code_of(kind);
@@ -135,11 +136,11 @@ void note_end(XAVO_Call *call, int kind, int status, int effect) {
     call->answer.effect = effect;
 }
 
-// Ends it without an answer.
+// Ends the call without an answer.
 void end_without_answer(XAVO_Call *call, int kind, const char *words = nullptr, const char *subject = "",
                         int status = 0) {
-    const bool invoked = call->worker != nullptr && was_invoked(call);
-    if (invoked && kind == XAVO_KIND_NO_WORKER) // a worker that invokes a method is one
+    const bool invoked = call->worker != nullptr && claimed_by_worker(call);
+    if (invoked && kind == XAVO_KIND_NO_WORKER) // the worker has started: it claimed a method
         kind = XAVO_KIND_ANSWER_UNUSABLE;
     if (words != nullptr || status != 0 || call->answer.message == nullptr) {
         XAVO_answer_free(&call->answer);
@@ -149,7 +150,7 @@ void end_without_answer(XAVO_Call *call, int kind, const char *words = nullptr, 
     end(call, call->state == PAUSED);
 }
 
-// `words` NULL: those of the errno `status`.
+// If `words` is NULL, the text of the errno `status` is used.
 void end_without_worker(XAVO_Call *call, const char *words, int status = 0) {
     end_without_answer(call, XAVO_KIND_NO_WORKER, words, call->pool->argv[0], status);
 }
@@ -161,8 +162,9 @@ void pause_until(XAVO_Call *call, uint64_t at) {
     call->resume_at = at;
 }
 
-// After an attempt that had no effect, and whose end is in call->answer: repeats it where it may be, else
-// ends it. `at_once`: it may be repeated without a pause. `keep`: its worker can serve another.
+// Repeats the call after an attempt that had no effect, if it may be repeated; else ends it. The result of
+// the attempt is in call->answer. `at_once`: a repetition needs no pause. `keep`: the worker can serve
+// another call.
 void repeat_or_end(XAVO_Call *call, bool at_once, bool keep) {
     const bool starting = call->pool->retries_broker && (call->answer.kind == XAVO_KIND_NO_BROKER ||
                                                          call->answer.kind == XAVO_KIND_CONNECTION_LOST);
@@ -196,7 +198,7 @@ void worker_died(XAVO_Call *call) {
     const Shared *shared = call->worker->process.shared;
     const uint32_t stage = __atomic_load_n(&shared->stage, __ATOMIC_SEQ_CST);
     note_death(call->pool);
-    if (was_invoked(call))
+    if (claimed_by_worker(call))
         return end_without_answer(call, XAVO_KIND_CRASHED);
     if (stage == STAGE_STARTING)
         return end_without_worker(call, "the worker ended before it was ready");
@@ -206,7 +208,7 @@ void worker_died(XAVO_Call *call) {
 
 // ---- Answers ------------------------------------------------------------------------------------
 
-// The effect that goes with an answer; -1 when it contradicts what was claimed.
+// The effect of an answer; -1 if the answer contradicts the claim.
 int effect_of(const XAVO_Call &call, const XAVO_Answer &answer, bool invoked) {
     const bool answered = answer.kind == XAVO_KIND_NONE || answer.kind == XAVO_KIND_SERVICE ||
                           answer.kind == XAVO_KIND_BROKER || answer.kind == XAVO_KIND_ANSWER_UNUSABLE;
@@ -233,7 +235,7 @@ void take_answer(XAVO_Call *call, Frame *frame) {
     if (result == DECODED && extra.sequence == call->worker->sequence && answer.kind >= XAVO_KIND_NONE &&
         answer.kind <= XAVO_KIND_ANSWER_UNUSABLE &&
         (answer.kind == XAVO_KIND_NONE) == (answer.code == XAVO_NO_ERROR)) {
-        const int effect = effect_of(*call, answer, was_invoked(call));
+        const int effect = effect_of(*call, answer, claimed_by_worker(call));
         if (effect >= 0) {
             answer.effect = effect;
             if (answer.kind != XAVO_KIND_NONE && answer.kind != XAVO_KIND_SERVICE)
@@ -283,14 +285,14 @@ void send_request(XAVO_Call *call) {
                                    call->request.size() - call->sent, MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0) // EAGAIN: later. Otherwise it died: what it sent before is read first
+        if (count < 0) // EAGAIN, or the worker died: its last frames are read first
             return;
         call->sent += static_cast<size_t>(count);
     }
     move(call, WAITING);
 }
 
-// Whether a worker that has been idle still lives. Lines of its log may be there.
+// Whether an idle worker still lives. Its socket may have unread lines of the log.
 bool lives(const Worker &worker) {
     return is_ours(worker.process) && !wait_for_process(worker.process, 0, 0);
 }
@@ -331,7 +333,7 @@ void attempt(XAVO_Call *call) {
         watch(call, EPOLL_CTL_MOD, EPOLLIN | EPOLLOUT);
 }
 
-// Reads what the worker has sent, up to the answer, and not for ever where it sends without end.
+// Reads the worker's frames, up to the answer, but at most MOST_AT_ONCE bytes: a worker may send without end.
 void receive(XAVO_Call *call) {
     bool ended = false;
     size_t read = 0;
@@ -423,8 +425,8 @@ constexpr bool begins_with(const char *names, const char *name) {
     return *names == ' ' || *names == '?' || *names == '\0';
 }
 
-// Reads the last column of XAVO_OPERATIONS. Every operation takes a user. A name that no member has is no
-// constant, so that the compiler reports it.
+// Reads the last column of XAVO_OPERATIONS. Every operation takes a user. A name that is not a member reaches
+// abort(), which is not a constant expression, so that the compiler reports it.
 constexpr Taken taken_by(int operation, const char *names) {
     Taken taken = {static_cast<uint8_t>(operation), 1, 0};
     while (*names != '\0') {
@@ -449,7 +451,8 @@ constexpr Taken taken_by(int operation, const char *names) {
 constexpr Taken OPERATIONS[] = {taken_by(OP_NOTHING, ""), XAVO_OPERATIONS(ROW)};
 #undef ROW
 
-// Copies what the operation takes: nothing else of a request is looked at. False: it is not valid.
+// Copies the members that the operation takes. Other members are not read. Returns false if the request is
+// not valid.
 bool copy_taken(const XAVO_Request &given, XAVO_Request *request) {
     *request = {};
     request->operation = given.operation;
@@ -468,7 +471,7 @@ bool copy_taken(const XAVO_Request &given, XAVO_Request *request) {
         if (member == nullptr && (row->needed & bit) != 0)
             return false;
     }
-    // Inside a reference the client library does not carry a quotation mark.
+    // The client library cannot send a quotation mark inside a reference.
     const bool refers = given.operation == XAVO_OP_INSTALL_FROM_URI ||
                         given.operation == XAVO_OP_INSTALL_FROM_SOFTWARE_IDENTITY;
     return given.deadline_ms <= XAVO_LONGEST_DEADLINE_MS && (!refers || strchr(given.id, '"') == nullptr);
@@ -487,8 +490,8 @@ void destroy_call(XAVO_Call *call) {
     free(call);
 }
 
-// The descriptors of a call that does not block. 0, or an errno. By number, since a function that is imported
-// for one call takes 60 bytes.
+// Makes the descriptors of a call that does not block. Returns 0 or an errno. Uses the numbers of the system
+// calls, because importing a function for a single call takes 60 bytes.
 int make_descriptors(XAVO_Call *call) {
     call->epoll = adopt(static_cast<int>(syscall(SYS_epoll_create1, EPOLL_CLOEXEC)));
     if (call->epoll < 0)
@@ -511,7 +514,7 @@ void refuse(XAVO_Answer *answer, XAVO_ErrorCode code) {
 
 enum Form { STARTED, BLOCKING, PRESTARTING }; // the last one blocks, but does not wait for a worker
 
-// A call whose request is written, with a worker. NULL with *answer.
+// Returns a new call with its request and a worker. Returns NULL on failure, with the reason in *answer.
 XAVO_Call *make_call(XAVO_Pool *pool, const XAVO_Request *request, XAVO_Answer *answer, Form form) {
     *answer = {};
     XAVO_Request complete;
@@ -671,7 +674,7 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
     unsigned int ready = 0;
     if (pool == nullptr || workers > pool->count)
         refuse(&first, XAVO_INVALID_VALUE);
-    else if (pool->owner != getpid()) // where another thread may have held the lock
+    else if (pool->owner != getpid()) // a forked child, in which the lock may stay locked for ever
         of_another_process(&first);
     else
         ready = taken_workers(pool);
@@ -680,7 +683,7 @@ XAVO_ErrorCode XAVO_pool_prestart(XAVO_Pool *pool, unsigned int workers, unsigne
     XAVO_Request request = {};
     request.operation = OP_NOTHING;
     request.deadline_ms = deadline_ms;
-    // Each call has a worker to itself, so that as many calls as workers start them all.
+    // Each call occupies one worker, so that one call for each worker starts them all.
     XAVO_Call *calls = nullptr;
     for (; first.code == XAVO_NO_ERROR && ready < workers; ++ready)
         if (XAVO_Call *call = make_call(pool, &request, &first, PRESTARTING)) {
@@ -762,7 +765,7 @@ void XAVO_call_free(XAVO_Call *call) {
     const NotCancelled not_cancelled;
     if (call == nullptr)
         return;
-    if (call->owner != getpid()) { // another thread may have been changing the rest
+    if (call->owner != getpid()) { // the other members may be inconsistent
         close_adopted(&call->epoll);
         close_adopted(&call->timer);
         call->request.~Writer(); // wipes

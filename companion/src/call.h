@@ -23,11 +23,11 @@ struct XAVO_Call {
     int operation = 0;
     bool secret = false;
     uint64_t deadline = 0;
-    XAVO_Call *following = nullptr; // of those that start workers beforehand
+    XAVO_Call *following = nullptr; // in the list of XAVO_pool_prestart
 
     // Under the pool's lock.
     XAVO_Call *next = nullptr; // in the pool's list
-    unsigned int pins = 0;     // it is not freed before there are none
+    unsigned int pins = 0;     // the call is not freed while this is not 0
     bool cancelled = false;    // by the end of the pool
 
     // Under this lock, which is taken before the pool's.
@@ -36,9 +36,9 @@ struct XAVO_Call {
     xavo_companion::Worker *worker = nullptr;
     size_t sent = 0;
     unsigned int repeats = 0;
-    uint64_t resume_at = 0, pause = 0; // of PAUSED
+    uint64_t resume_at = 0, pause = 0; // when the pause ends, and its length
     uint64_t timer_at = 0;
-    XAVO_Answer answer = {}; // of ENDED; before, what the last attempt met
+    XAVO_Answer answer = {}; // of the call once it has ENDED, until then of the last attempt
     unsigned int attempts = 0;
     unsigned long lost_lines = 0;
     xavo_companion::Frame *log = nullptr, **log_end = &log;
@@ -46,11 +46,12 @@ struct XAVO_Call {
 
 namespace xavo_companion {
 
-// Under the pool's lock: a call that was not returned by this before, or NULL.
+// Marks a call that is not marked as cancelled, and returns it; NULL if there is none. Under the pool's lock.
 XAVO_Call *next_uncancelled(XAVO_Pool *pool);
 
-// Makes *answer one without effect. Its message is "words: subject", or `words` where the subject is empty;
-// `words` NULL: those of the errno `status`, or none where that is 0.
+// Makes *answer an answer of this kind without an effect. Its message is "words: subject", or `words` if the
+// subject is empty. If `words` is NULL, it is the text of the errno `status`, or there is no message if that
+// is 0.
 void fail_answer(XAVO_Answer *answer, int kind, const char *words = nullptr, const char *subject = "",
                  int status = 0);
 

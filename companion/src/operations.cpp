@@ -16,8 +16,8 @@ XAVO_Request request_for(int operation, unsigned int deadline_ms) {
     return request;
 }
 
-// A request with one argument: the pointer at `offset`. The parameters that the operations share come first,
-// in their order, so that each operation is a few instructions.
+// Makes a call with one argument: the pointer at `offset` of the request. The common parameters are first and
+// in the order of the operations' own, so that each operation compiles to a few instructions.
 XAVO_ErrorCode call_with(XAVO_Pool *pool, const void *value, unsigned int deadline_ms, XAVO_Answer *answer,
                          int operation, size_t offset) {
     XAVO_Request request = request_for(operation, deadline_ms);
@@ -96,8 +96,8 @@ XAVO_ErrorCode XAVO_test_network_share(XAVO_Pool *pool, const XAVO_NET_INPUT_DAT
 
 namespace {
 
-// `names`: those of the values in their order, each ended by a NUL. One block, so that none needs a
-// relocation.
+// `names` is one block: the names of the values in their order, each ended by a NUL. An array of pointers
+// would need relocations.
 const char *name_of(int value, const uint16_t *values, size_t count, const char *names) {
     for (; count > 0; --count, ++values, names += strlen(names) + 1)
         if (*values == value)

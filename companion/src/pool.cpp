@@ -1,4 +1,4 @@
-// pool.cpp - pools: options, the places of workers, and the end.
+// pool.cpp - pools: their options, workers and end.
 #include "pool.h"
 #include "call.h"
 
@@ -10,12 +10,13 @@
 #include <new>
 #include <unistd.h>
 
-// The log of a controller's programs, where the program has it.
+// The controller's log; NULL if the program does not have the function.
 extern "C" void hulmprintf(int level, int module, const char *format, ...)
     __attribute__((weak, format(printf, 3, 4)));
 
-// A stand-in for the client library in the program: called with 1 before a pool copies the environment, so
-// that the stand-in can say there where workers find it, and with -1 after a pool was freed.
+// Defined by a simulator of the client library in the program. It is called with 1 before a pool copies the
+// environment, so that the simulator can add variables by which workers find it, and with -1 after a pool was
+// freed.
 extern "C" void XAVO_pools_changed(int change) __attribute__((weak));
 
 namespace xavo_companion {
@@ -27,15 +28,16 @@ constexpr int USUAL_LEVEL = 2, LOG_MODULE = 5;
 constexpr uint64_t FIRST_PAUSE_MS = 10, LONGEST_PAUSE_MS = 500;
 constexpr char LIBRARY[] = "/libxavo_companion.so", BESIDE_LIBRARY[] = "/xavo/" XAVO_SOVERSION "/xavo-worker";
 
-// The worker's program beside this library; where the library is part of the program, as it was configured.
+// Returns the path of the worker's program beside this library. If the program contains the library, returns
+// the path that the build configured.
 char *usual_path() {
     Dl_info library;
     const bool known = dladdr(reinterpret_cast<void *>(&usual_path), &library) != 0;
     const char *name = known ? strrchr(library.dli_fname, '/') : nullptr;
     if (name == nullptr || strstr(name, LIBRARY) == nullptr)
         return strdup(XAVO_CONFIGURED_WORKER);
-    char *resolved = realpath(library.dli_fname, nullptr); // the program may change its folder
-    if (resolved == nullptr) // it has changed its root: the start says what is missing
+    char *resolved = realpath(library.dli_fname, nullptr); // the program may change its working directory
+    if (resolved == nullptr) // after chroot; starting a worker reports the missing file
         resolved = strdup(library.dli_fname);
     if (resolved == nullptr)
         return nullptr;
@@ -233,7 +235,7 @@ void XAVO_pool_free(XAVO_Pool *pool) {
     if (pool->owner != getpid()) {
         for (unsigned int i = 0; i < pool->count; ++i)
             close_process(&pool->workers[i].process);
-        free_memory(pool); // not the locks, which threads that are not here may hold
+        free_memory(pool); // not the locks, which threads of the parent may have held
         return;
     }
     pthread_mutex_lock(&pool->lock);

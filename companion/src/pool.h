@@ -1,4 +1,4 @@
-// pool.h - the workers of a pool, and who has which.
+// pool.h - the workers of a pool, and the calls that use them.
 #ifndef XAVO_COMPANION_POOL_H
 #define XAVO_COMPANION_POOL_H
 
@@ -33,7 +33,7 @@ private:
     pthread_mutex_t *mutex_;
 };
 
-// A place for a worker. While it is taken it belongs to one call, and is that call's to change.
+// A place for a worker. While it is taken, only one call uses it.
 struct Worker {
     Process process;
     Receiver receiver;
@@ -76,8 +76,8 @@ Worker *wait_for_worker(XAVO_Pool *pool, uint64_t deadline);
 unsigned int taken_workers(XAVO_Pool *pool);
 void give_worker_back(XAVO_Pool *pool, Worker *worker);
 
-// Notes that a worker died of itself, or that an answer showed that they live. A pause comes before the next
-// start.
+// note_death: a worker has died by itself; the next start is delayed. note_answer: a worker has answered; the
+// next start is not delayed.
 void note_death(XAVO_Pool *pool);
 void note_answer(XAVO_Pool *pool);
 

@@ -1,5 +1,5 @@
-// process.cpp - starting a worker without a trace in the program: no child that a wait function sees, no
-// signal, no copy of its memory.
+// process.cpp - starts a worker so that the program does not notice it: no child that a wait function
+// returns, no signal, no copy of the program's memory.
 #include "process.h"
 
 #include <cerrno>
@@ -17,7 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// Of kernels that are newer than the headers may be; the numbers are those of every processor.
+// The headers may be older than the kernel. The numbers are the same on every processor.
 #ifndef SYS_pidfd_send_signal
 #define SYS_pidfd_send_signal 424
 #endif
@@ -34,7 +34,7 @@
 #define CLONE_PIDFD 0x1000
 #endif
 
-// Runs in memory that it shares with a suspended thread of the program, on a stack of its own.
+// For functions that share the memory of a suspended thread of the program, and have their own stack.
 #define XAVO_SHARES_MEMORY __attribute__((no_sanitize("address", "thread", "undefined"), noinline))
 
 // ThreadSanitizer's own clone() takes the new process for a copy, and then loses sight of the caller's locks.
@@ -50,7 +50,7 @@ namespace {
 constexpr int FIRST_FREE = WORKER_CALLER + 1;
 constexpr size_t STACK = 32768;
 constexpr unsigned PROCESS_GROUP = 1U << 2; // PIDFD_SIGNAL_PROCESS_GROUP
-// Left in a descriptor as the signal of F_SETSIG, which has no effect without O_ASYNC: says that it is ours.
+// The signal of F_SETSIG that marks our descriptors. Without O_ASYNC it has no other effect.
 constexpr int MARK = 61;
 
 struct Start {
@@ -77,7 +77,7 @@ XAVO_SHARES_MEMORY int become_worker(void *argument) {
     const auto *start = static_cast<Start *>(argument);
     const Process &process = *start->process;
     syscall(SYS_setsid);
-    // First out of the way of the numbers that they get.
+    // First moves the descriptors to numbers above those that the worker expects.
     const auto socket = static_cast<int>(syscall(SYS_fcntl, process.workers_socket, F_DUPFD, FIRST_FREE));
     const auto memory = static_cast<int>(syscall(SYS_fcntl, process.memory, F_DUPFD, FIRST_FREE));
     const auto caller = static_cast<int>(syscall(SYS_fcntl, process.caller, F_DUPFD, FIRST_FREE));
@@ -104,14 +104,14 @@ XAVO_SHARES_MEMORY int become_worker(void *argument) {
     return 0;
 }
 
-// The process between the program and the worker: it ends as soon as the worker's program runs.
-XAVO_SHARES_MEMORY int stand_between(void *argument) {
+// The intermediate process, a child of the program: starts the worker, and ends when its program runs.
+XAVO_SHARES_MEMORY int run_intermediate(void *argument) {
     auto *start = static_cast<Start *>(argument);
     Process *process = start->process;
     int flags = SIGCHLD;
     if (start->shares_memory)
         flags |= CLONE_VM | CLONE_VFORK;
-    if (start->shares_memory && process->caller >= 0) // else a pidfd cannot be watched
+    if (start->shares_memory && process->caller >= 0) // otherwise poll does not accept a pidfd
         flags |= CLONE_PIDFD;
     if (clone(become_worker, start->second_stack, flags, start, &process->pidfd) < 0)
         report(process->workers_socket, errno);
@@ -131,15 +131,15 @@ int run_start(Start *start) {
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    // The table of descriptors is shared, too, so that the worker's pidfd becomes the program's.
+    // CLONE_FILES: the worker's pidfd is opened in the program.
     start->shares_memory = true;
     int options = static_cast<int>(__WCLONE);
-    pid_t between = clone(stand_between, first_stack, CLONE_VM | CLONE_VFORK | CLONE_FILES, start);
+    pid_t between = clone(run_intermediate, first_stack, CLONE_VM | CLONE_VFORK | CLONE_FILES, start);
     if (between < 0 &&
         errno == EINVAL) { // qemu-user supports neither of these flags, nor an exit without a signal
         start->shares_memory = false;
         options = 0;
-        between = clone(stand_between, first_stack, SIGCHLD, start);
+        between = clone(run_intermediate, first_stack, SIGCHLD, start);
     }
     const int error = between < 0 ? errno : 0;
     if (between > 0)
@@ -177,8 +177,8 @@ int share_memory(Process *process) {
     return 0;
 }
 
-// 0, or an errno; then what was made so far is in *process. Each descriptor is noted there as soon as there
-// is one, so that a child forked by another thread closes it with the others.
+// Makes the descriptors and the shared memory. Returns 0 or an errno. Stores each descriptor in *process at
+// once, so that a child forked by another thread can close it. On failure the caller releases what was made.
 int prepare(Process *process) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
@@ -201,7 +201,7 @@ int prepare(Process *process) {
         return 0;
     if (errno == EMFILE || errno == ENFILE || errno == ENOMEM)
         return errno;
-    struct flock lock = {}; // of this process's, which no child has, and which goes with it
+    struct flock lock = {}; // the kernel releases it when this process ends; children do not inherit it
     lock.l_type = F_WRLCK;
     lock.l_len = 1;
     fcntl(process->memory, F_SETLK, &lock);
@@ -256,9 +256,9 @@ bool has_ended(const Process &process) {
 void close_process(Process *process) {
     Process old = *process;
     *process = {};
-    if (old.inode != 0 && !is_ours(old)) // closed behind our back, and others perhaps with it
+    if (old.inode != 0 && !is_ours(old)) // the program has closed it, and perhaps others
         old.socket = old.pidfd = old.memory = -1;
-    if (old.workers_socket >= 0) // a start is under way, and the pidfd not adopted
+    if (old.workers_socket >= 0) // during a start: the pidfd is not marked yet
         old.pidfd = adopt(old.pidfd);
     close_adopted(&old.socket);
     close_adopted(&old.pidfd);

@@ -14,7 +14,7 @@ namespace xavo_companion {
 struct Process {
     int socket = -1; // -1: there is none
     int pidfd = -1;  // readable at the end of the process; -1: the kernel has none
-    int memory = -1; // after the start open only where the lock on it stands for `caller`
+    int memory = -1; // shared with the worker; open after the start only if its lock replaces `caller`
     // Open during the start only.
     int workers_socket = -1; // the other end
     int caller = -1;         // a pidfd of this process; -1: the kernel has none
@@ -50,8 +50,8 @@ void close_process(Process *process);
 int adopt(int descriptor);
 // Whether an open descriptor is one that adopt() gave.
 bool is_adopted(int descriptor);
-// Closes a descriptor that adopt() gave, unless the program closed it behind our back and uses the number
-// itself.
+// Closes a descriptor that adopt() gave. Does nothing if the program has closed it and uses the number for
+// another file.
 void close_adopted(int *descriptor);
 
 } // namespace xavo_companion

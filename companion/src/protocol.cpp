@@ -43,7 +43,7 @@ Writer::Writer(FrameType type) {
 
 Writer::~Writer() { wipe_and_free(data_, size_); }
 
-// Not realloc, which leaves copies behind.
+// Does not use realloc, which leaves copies of secrets in freed memory.
 bool Writer::grow(size_t more) {
     if (failed_ || more > LONGEST - size_) {
         too_long_ = too_long_ || !failed_;
@@ -101,7 +101,7 @@ void Writer::end(size_t begun) {
 
 void Writer::item(const char *value) {
     const size_t size = value != nullptr ? strlen(value) + 1 : 0;
-    const auto length = static_cast<uint32_t>(size); // where it is longer, the frame is too long
+    const auto length = static_cast<uint32_t>(size); // a longer text makes the frame too long anyway
     bytes(&length, sizeof length);
     if (value != nullptr)
         bytes(value, size);
@@ -162,7 +162,7 @@ void free_frame(Frame *frame) {
 }
 
 void Receiver::reset() {
-    if (frame_ != nullptr) // the rest was not written, and may be large
+    if (frame_ != nullptr) // wipe only the part that was received
         frame_->length = static_cast<uint32_t>(received_ - sizeof header_);
     free_frame(frame_);
     frame_ = nullptr;
@@ -348,7 +348,7 @@ bool has_secret(const XAVO_Request &request) {
         return request.share != nullptr &&
                (request.share->passwd[0] != '\0' || has_secret(request.share->http));
     case XAVO_OP_INSTALL_FROM_URI:
-        // "user:password@" before the host. Wherever it is: a password may have any character.
+        // "user:password@" before the host. All of it is searched: a password may have any character.
         return request.uri != nullptr && strchr(request.uri, '@') != nullptr;
     default:
         return false;
@@ -359,7 +359,7 @@ bool has_secret(const XAVO_Request &request) {
 
 namespace {
 
-// How much of each an answer holds; and, in the second walk, where the next one goes.
+// The numbers of an answer's parts; in the second pass, the index of the next part.
 struct Contents {
     size_t jobs, instances, properties, texts;
 };
@@ -371,7 +371,7 @@ struct Arrays {
     char **texts;
 };
 
-// Both walks over a frame: the first, without arrays, counts.
+// Called in two passes over a frame: the first counts (`into` is NULL), the second stores.
 bool read_property(Reader items, Contents *contents, const Arrays *into) {
     char *name, *type, *form, *text;
     if (!items.item(&name) || !items.item(&type) || !items.item(&form) || name == nullptr ||

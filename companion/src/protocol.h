@@ -11,7 +11,7 @@ namespace xavo_companion {
 
 // ---- Frames -------------------------------------------------------------------------------------
 
-// Raised only when an old reader must not read a new frame; what a reader may skip is a new tag.
+// Increase it only if old readers must not read new frames. A field that a reader may skip gets a new tag.
 constexpr uint16_t PROTOCOL_VERSION = 1;
 constexpr uint32_t LONGEST_FRAME = 64U << 20; // of the fields that follow a header
 
@@ -69,9 +69,8 @@ enum Tag : uint16_t {
     TAG_JOB_ID = 41,
     TAG_JOB = 42,      // ten texts, in the order of the members of XAVO_VELK_LifecycleJob after `next`
     TAG_INSTANCE = 43, // fields: CLASS_NAME, and PROPERTY for each
-    // Texts: name; type; "a" for an array, "n" for null, "an" or ""; then its text, or those of its elements,
-    // which may be
-    // NULL.
+    // Texts: name; type; "a" for an array, "n" for null, "an" or ""; then the value, or the array's elements,
+    // which may be NULL.
     TAG_PROPERTY = 44
 };
 
@@ -101,22 +100,21 @@ struct Shared {
 
 enum Claim : uint32_t { CLAIM_OPEN = 1, CLAIM_WORKER = 2, CLAIM_CALLER = 3 };
 
-// By the program, before the request is sent. A sequence is used once with a worker.
+// Called by the program before it sends the request. Each request to a worker has a new sequence.
 inline void open_claim(Shared *shared, uint32_t sequence) {
     __atomic_store_n(&shared->claim, sequence << 2 | CLAIM_OPEN, __ATOMIC_SEQ_CST);
 }
 
-// Claims the invocation of the method of a request for the worker or for the caller. Of both, and of any two
-// claims by one, exactly one succeeds: who claims second gets false. The worker claims immediately before it
-// invokes the method, after which it may not fail to do so; the caller claims when it ends the call without
-// an answer.
+// Claims the invocation of a request's method, for the worker or for the caller. Returns true for the first
+// claim only. The worker claims immediately before it invokes the method, and then always invokes it. The
+// caller claims when it ends the call without an answer.
 inline bool claim(Shared *shared, uint32_t sequence, Claim by) {
     uint32_t open = sequence << 2 | CLAIM_OPEN;
     return __atomic_compare_exchange_n(&shared->claim, &open, sequence << 2 | by, false, __ATOMIC_SEQ_CST,
                                        __ATOMIC_SEQ_CST);
 }
 
-// Of a request whose claim was made: whether the caller made it. Then the method is not invoked.
+// Whether the caller has claimed the request. The method is then not invoked.
 inline bool is_callers(const Shared *shared, uint32_t sequence) {
     return __atomic_load_n(&shared->claim, __ATOMIC_SEQ_CST) == (sequence << 2 | CLAIM_CALLER);
 }
@@ -162,7 +160,7 @@ public:
         if (value != nullptr)
             field(tag, value, size);
     }
-    // A field made of more: what is written up to end() belongs to it. Gives the value for end().
+    // Begins a field that consists of other fields or texts: those written until end(begin's result).
     size_t begin(Tag tag);
     void end(size_t begun);
     // One of the texts of TAG_JOB_IDS, TAG_JOB or TAG_PROPERTY; may be NULL.
@@ -176,8 +174,7 @@ public:
     bool is_too_long() const { return too_long_; }
     char *data() { return data_; }
     size_t size() const { return size_; }
-    // Discards what was written since `size` was size(), and a failure of that: to leave out what does not
-    // fit.
+    // Removes everything after the first `size` bytes, and forgets a failure: for a part that does not fit.
     void truncate(size_t size);
 
 private:
@@ -191,7 +188,7 @@ private:
 };
 
 void write_request(Writer *writer, const XAVO_Request &request, uint64_t deadline, int log_level);
-// Of a finished request: which sequence it has.
+// Sets the sequence of a finished request.
 void set_sequence(char *frame, uint32_t sequence);
 
 // ---- Decoding -----------------------------------------------------------------------------------
@@ -225,9 +222,9 @@ public:
     Receiver(const Receiver &) = delete;
     Receiver &operator=(const Receiver &) = delete;
 
-    // Reads up to the end of one frame: *frame, which the caller frees with free_frame.
+    // Reads up to the end of one frame, and stores it in *frame. The caller frees it with free_frame.
     Result receive(int socket, int flags, Frame **frame);
-    void reset(); // forgets half a frame
+    void reset(); // discards a frame that is not complete
 
 private:
     FrameHeader header_ = {};
@@ -235,7 +232,7 @@ private:
     size_t received_ = 0; // of header and fields
 };
 
-// Walks over fields that were received. Stops at the end, and at what is not valid: then ok() is false.
+// Walks over fields that were received. Stops at the end, or at an invalid field: then ok() is false.
 class Reader {
 public:
     Reader(char *data, size_t size) : at_(data), end_(data + size) {}
@@ -260,7 +257,7 @@ private:
     bool ok_ = true;
 };
 
-// A request as a worker receives it. What it points to lies in the frame, or belongs to it.
+// A request as a worker receives it. Its pointers refer to the frame, or to memory that it owns.
 struct ReceivedRequest {
     XAVO_Request request = {}; // its user is NULL when the request names none
     uint32_t sequence = 0;
@@ -281,7 +278,7 @@ struct ReceivedRequest {
 // Whether a request, which may lack members, holds a password, a passphrase, or a URI that may have one.
 bool has_secret(const XAVO_Request &request);
 
-// An answer's fields that are not the caller's.
+// The fields of an answer that the program does not get.
 struct AnswerExtra {
     uint32_t sequence;
     uint32_t flags;
@@ -289,9 +286,9 @@ struct AnswerExtra {
 
 enum DecodeResult { DECODED, DECODE_BROKEN, DECODE_NO_MEMORY };
 
-// Fills in *answer, which is all zero and then points into the frame; its storage is the frame, unless the
-// result is not DECODED. Of an answer, of FAILED (status and message) or of a log frame (message; the level
-// as `status`).
+// Decodes an answer, FAILED (status and message) or a log frame (message; the level as `status`). *answer is
+// all zero before. On success it points into the frame, which is its storage. On failure it is all zero, and
+// the caller frees the frame.
 DecodeResult decode_answer(Frame *frame, XAVO_Answer *answer, AnswerExtra *extra);
 
 } // namespace xavo_companion

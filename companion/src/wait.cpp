@@ -43,7 +43,7 @@ XAVO_VELK_LifecycleJob *copy(const XAVO_VELK_LifecycleJob &job) {
     return made;
 }
 
-// Compares as ASCII: in some locales an I has no lower i.
+// Compares ASCII letters: tolower() depends on the locale (in Turkish, I does not become i).
 bool is_word(const char *text, const char *lower) {
     for (; *text != '\0' && *lower != '\0'; ++text, ++lower)
         if ((*text >= 'A' && *text <= 'Z' ? *text - 'A' + 'a' : *text) != *lower)
@@ -95,16 +95,16 @@ bool Wait::poll(XAVO_Answer *answer) {
     return answer->effect == XAVO_EFFECT_ANSWERED;
 }
 
-// What a poll that brought no record means for a job.
+// Returns the end of the wait for a job after a poll without its record; GOES_ON if it has not ended.
 int Wait::end_without_record(const XAVO_Answer &answer, size_t index) const {
     const bool listed = answer.kind == XAVO_KIND_NONE && answer.code == XAVO_NO_ERROR;
     const bool unread = answer.kind == XAVO_KIND_ANSWER_UNUSABLE || answer.unreadable > 0;
     const bool answered = answer.effect == XAVO_EFFECT_ANSWERED && !unread;
-    // A broker that knows no such job, or a whole list without it. Some brokers say NOT_FOUND of a property,
-    // too: then the job is there, and unread.
+    // The broker answers NOT_FOUND, or a complete list does not have the job. Some brokers also answer
+    // NOT_FOUND for a property: then the job exists, and is unreadable.
     if (answered && (count == 1 ? answer.code == XAVO_NOT_FOUND : listed))
         return results[index].job != nullptr ? XAVO_WAIT_GONE : XAVO_WAIT_NOT_FOUND;
-    // Refused here, or for good. A worker may have run out of memory for once.
+    // The arguments are not valid, or this process has no memory. A worker without memory is tried again.
     if (answer.kind == XAVO_KIND_NOTHING_ASKED && (answer.attempts == 0 || answer.code == XAVO_INVALID_VALUE))
         return XAVO_WAIT_ERROR;
     if (answer.kind == XAVO_KIND_NO_WORKER && answer.status != EAGAIN && answer.status != ENOMEM &&
@@ -115,8 +115,8 @@ int Wait::end_without_record(const XAVO_Answer &answer, size_t index) const {
     return GOES_ON;
 }
 
-// Puts what a poll met into a job's result, which without memory is its end. Whether the callback ends the
-// wait.
+// Stores the result of a poll in a job's result. Without memory for it, the wait for the job ends with an
+// error. Returns whether the callback ends the whole wait.
 bool Wait::take(const XAVO_Answer &answer, size_t index) {
     XAVO_WaitResult &result = results[index];
     const XAVO_VELK_LifecycleJob *job = answer.jobs;
@@ -168,7 +168,7 @@ void Wait::end_all(int end) const {
             results[i].end = end;
 }
 
-// The cancellation point: nothing is held.
+// The only cancellation point: no lock is held.
 void pause_until(uint64_t end) {
     for (uint64_t now; (now = now_ms()) < end;) {
         const timespec left = timespec_of(end - now);
