@@ -16,13 +16,13 @@ namespace {
 
 bool is_good(const CMPIData &data) { return (data.state & ~CMPI_keyValue) == CMPI_goodValue; }
 
-// A new string; NULL when there are no characters, or no memory.
+// Returns a new string; NULL if there are no characters or there is no memory.
 char *copy_characters(CMPIString *text) {
     const char *characters = text != nullptr ? text->ft->getCharPtr(text, nullptr) : nullptr;
     return characters != nullptr && characters[0] != '\0' ? strdup(characters) : nullptr;
 }
 
-// A string output that is read, and released, on this thread.
+// Returns a copy of a string output, which is read and released on this thread; or NULL.
 char *copy_output(CMPIArgs *outputs, const char *name) {
     CMPIStatus status = {CMPI_RC_OK, nullptr};
     CMPIData data = outputs->ft->getArg(outputs, name, &status);
@@ -34,7 +34,7 @@ char *copy_output(CMPIArgs *outputs, const char *name) {
     return copy;
 }
 
-Broker *behind(CMCIClient *face) { return static_cast<Broker *>(face->hdl); }
+Broker *broker_of(CMCIClient *face) { return static_cast<Broker *>(face->hdl); }
 
 bool same_user(const char *a, const char *b) {
     return strcmp(a != nullptr ? a : "root", b != nullptr ? b : "root") == 0;
@@ -61,7 +61,7 @@ XAVO_Proxy *Broker::begin(const CallContext &context, const char *user) {
     return handle_;
 }
 
-// False: there is no handle, or half of one.
+// Returns false if there is no handle, or its client is incomplete.
 bool Broker::open(const char *user) {
     set_stage(context_.shared, STAGE_OPENING);
     catch_error_line();
@@ -76,7 +76,7 @@ bool Broker::open(const char *user) {
     return true;
 }
 
-// Puts the face into the place of the client. False: the client lacks what every client has.
+// Replaces the handle's client by face_. Returns false if the client lacks a function.
 bool Broker::stand_in() {
     CMCIClient *client = handle_->client;
     const CMCIClientFT *inner = client->ft;
@@ -154,7 +154,7 @@ void Broker::note_method(const CMPIStatus &status, const CMPIData &returned, CMP
 
 CMPIEnumeration *Broker::enum_instances(CMCIClient *self, CMPIObjectPath *path, CMPIFlags flags,
                                         char **properties, CMPIStatus *status) {
-    Broker *broker = behind(self);
+    Broker *broker = broker_of(self);
     CMPIEnumeration *found =
         broker->inner_->ft->enumInstances(broker->inner_, path, flags, properties, status);
     broker->note(Met::READ, *status);
@@ -163,19 +163,19 @@ CMPIEnumeration *Broker::enum_instances(CMCIClient *self, CMPIObjectPath *path, 
 
 CMPIInstance *Broker::get_instance(CMCIClient *self, CMPIObjectPath *path, CMPIFlags flags, char **properties,
                                    CMPIStatus *status) {
-    Broker *broker = behind(self);
+    Broker *broker = broker_of(self);
     CMPIInstance *found = broker->inner_->ft->getInstance(broker->inner_, path, flags, properties, status);
     broker->note(Met::READ, *status);
     return found;
 }
 
-// Whether the class can be had; what came instead is noted, and in *status.
+// Returns whether the broker has the class. If not, notes the status, which is also in *status.
 bool Broker::probe(CMPIObjectPath *path, CMPIStatus *status) {
     *status = {CMPI_RC_OK, nullptr};
     CMPIConstClass *known = inner_->ft->getClass(inner_, path, 0, nullptr, status);
     const bool found = known != nullptr && status->rc == CMPI_RC_OK;
     release(known);
-    if (!found && status->rc == CMPI_RC_OK) // success, and no class: the method call would crash all the same
+    if (!found && status->rc == CMPI_RC_OK) // success without a class: the method call would crash, too
         status->rc = CMPI_RC_ERR_FAILED;
     note(Met::READ, *status);
     if (found) {
@@ -185,14 +185,14 @@ bool Broker::probe(CMPIObjectPath *path, CMPIStatus *status) {
     return found;
 }
 
-// Claims the invocation. Nothing that can fail stands between this and the invocation.
+// Claims the invocation. Nothing between the claim and the invocation may fail.
 bool Broker::may_invoke() const {
     return now_ms() < context_.deadline && claim(context_.shared, context_.sequence, CLAIM_WORKER);
 }
 
 CMPIData Broker::invoke_method(CMCIClient *self, CMPIObjectPath *path, const char *method, CMPIArgs *in,
                                CMPIArgs *out, CMPIStatus *status) {
-    Broker *broker = behind(self);
+    Broker *broker = broker_of(self);
     CMPIData none = {};
     none.state = CMPI_notFound;
     if (!broker->probe(path, status))

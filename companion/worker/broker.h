@@ -8,14 +8,14 @@
 
 namespace xavo_worker {
 
-// What the last exchange of a call brought.
+// The result of the last exchange of a call.
 struct Met {
     enum Exchange { NOTHING, READ, METHOD } exchange;
     bool withheld; // the method was not invoked: the deadline had passed, or the program had claimed the call
     CMPIrc status;
     bool has_return_value;
     uint32_t return_value;
-    bool has_outputs;           // of a method
+    bool has_outputs;           // the method returned output arguments
     char *message_id, *message; // the service's, or the broker's message; or NULL
 };
 
@@ -28,9 +28,8 @@ struct CallContext {
 
 uint64_t now_ms();
 
-// The one handle of the process. Its client stands in for the client library's: before a method is invoked it
-// asks for the class, since the client library crashes where the connection is dead, and then claims the
-// invocation.
+// The only handle of the process. Its client is replaced by one that probes the connection before a method is
+// invoked, since the client library crashes on a dead connection, and that then claims the invocation.
 class Broker {
 public:
     Broker() = default;
@@ -70,7 +69,7 @@ private:
     XAVO_Proxy *handle_ = nullptr;
     char *user_ = nullptr; // NULL: "root"
     CMCIClient *inner_ = nullptr;
-    CMCIClient face_ = {}; // what the handle has in its place
+    CMCIClient face_ = {}; // the handle's client, in place of inner_
     CMCIClientFT table_ = {};
     bool used_ = false, failed_ = false;
     CallContext context_ = {};

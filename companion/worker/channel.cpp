@@ -1,4 +1,4 @@
-// channel.cpp - frames to the program, and in place of the platform's log one that sends its lines.
+// channel.cpp - sends frames to the program; replaces the platform's log and sends its lines.
 #include "channel.h"
 
 #include <errno.h>
@@ -17,8 +17,8 @@ using namespace xavo_companion;
 namespace {
 
 constexpr int ERROR_LEVEL = 2;
-// The kernel takes a frame of this size in one piece or not at all: it is far below the 32 KiB up to which a
-// unix socket makes one buffer of what is sent.
+// The kernel sends a frame of this size completely or not at all: it is far below 32 KiB, up to which a Unix
+// socket uses one buffer.
 constexpr size_t LONGEST_LINE = 16384;
 
 // A library that this process loads may log on a thread of its own.
@@ -36,7 +36,7 @@ public:
     Locked &operator=(const Locked &) = delete;
 };
 
-// With MSG_DONTWAIT in `flags` it does not wait to begin, but it does to end what was begun.
+// With MSG_DONTWAIT in `flags` the first send() does not wait; the rest of the data is always sent.
 bool send_all(const char *data, size_t size, int flags) {
     while (size > 0) {
         const ssize_t count = send(WORKER_SOCKET, data, size, flags | MSG_NOSIGNAL);
@@ -51,7 +51,7 @@ bool send_all(const char *data, size_t size, int flags) {
     return true;
 }
 
-// The text of a line behind "file,line,function: ERROR: ".
+// Keeps the text of a line after "file,line,function: ERROR: ".
 void keep_error(const char *line) {
     static constexpr char BEGIN[] = ": ERROR: ";
     const char *text = strstr(line, BEGIN);
@@ -67,7 +67,7 @@ void send_line(int level, const char *line) {
         ++lost_lines;
 }
 
-// Ends a line before its line feed, and one that was cut before a character that is not whole.
+// Ends a line before its line feed. If the line was cut, also removes a character that may be incomplete.
 void end_line(char *line, size_t length, bool cut) {
     while (cut && length > 0 && (static_cast<unsigned char>(line[length - 1]) & 0x80U) != 0)
         --length;

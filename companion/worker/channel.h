@@ -13,14 +13,14 @@ bool send_frame(xavo_companion::Writer *frame);
 bool send_hello();
 void send_failed(int error, const char *message);
 
-// Lines of the log above this level are not sent: TAG_LEVEL of a request.
+// Sets the highest level of the lines that are sent: TAG_LEVEL of a request.
 void set_log_level(uint32_t level);
 
-// How many lines were dropped since the last call.
+// Returns the number of lines that were dropped since the last call.
 uint32_t take_lost_lines();
 
-// Keeps the text of the first error line that is written from now on, until it is taken: a new string, freed
-// with free; NULL when there was none.
+// catch_error_line: the text of the next error line is kept. take_error_line: returns that text, which the
+// caller frees with free; NULL if there was none.
 void catch_error_line();
 char *take_error_line();
 

@@ -17,7 +17,7 @@ bool find(void *library, const char *name, Function *function) {
     return symbol != nullptr;
 }
 
-// Whether the simulator is wanted, and another client library came with libxavo.
+// Whether CIMSIM_ONLY requires the simulator, and libxavo uses another client library.
 bool is_foreign(void *library) {
     const char *only = getenv("CIMSIM_ONLY");
     return only != nullptr && only[0] != '\0' && dlsym(library, "cimsim_reset") == nullptr;

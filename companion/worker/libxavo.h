@@ -28,8 +28,8 @@ namespace xavo_worker {
 extern struct Libxavo { XAVO_WORKER_FUNCTIONS(XAVO_WORKER_MEMBER) } libxavo;
 #undef XAVO_WORKER_MEMBER
 
-// Loads the library. NULL, or what the loader says is wrong; the text is the loader's. With the environment
-// variable CIMSIM_ONLY another client library than the simulator is wrong, too.
+// Loads the library. Returns NULL, or the loader's message. If the environment variable CIMSIM_ONLY is set, a
+// client library other than the simulator is an error, too.
 const char *load_libxavo();
 
 } // namespace xavo_worker

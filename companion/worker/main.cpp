@@ -1,5 +1,5 @@
-// main.cpp - xavo-worker: one program's requests, carried out one by one. docs/companion-protocol.md says
-// what it is given and what it owes.
+// main.cpp - xavo-worker: carries out the requests of one program, one at a time. docs/companion-protocol.md
+// describes its descriptors and its frames.
 #include "channel.h"
 #include "libxavo.h"
 #include "operation.h"
@@ -29,8 +29,8 @@ using namespace xavo_worker;
 
 namespace {
 
-constexpr int IDLE_MS = 1000;         // then the handle is freed
-constexpr unsigned int CLEANUP_S = 2; // how long the end may take
+constexpr int IDLE_MS = 1000;         // after this time without a request the handle is freed
+constexpr unsigned int CLEANUP_S = 2; // time limit for the release of the handle at the end
 
 // ---- Start
 
@@ -43,7 +43,7 @@ bool is_started_by_library() {
            memory.st_size >= static_cast<off_t>(sizeof(Shared));
 }
 
-// Where the kernel has no close_range, and so the library had none.
+// Closes the other descriptors if the kernel has no close_range; the library could not close them either.
 void close_others_one_by_one() {
     DIR *open_ones = opendir("/proc/self/fd");
     if (open_ones == nullptr) {
@@ -81,12 +81,12 @@ void set_signals() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Neither a debugger of the same user nor a dump is to see passwords.
+// Hides passwords from debuggers of the same user and from core dumps.
 void hide_memory() {
     prctl(PR_SET_DUMPABLE, 0);
     struct rlimit limit;
     if (getrlimit(RLIMIT_CORE, &limit) == 0) {
-        if (limit.rlim_max > 1) // a dump that goes to a program heeds no other limit
+        if (limit.rlim_max > 1) // a core dump that is piped to a program ignores larger limits
             limit.rlim_max = 1;
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_CORE, &limit);
@@ -100,7 +100,7 @@ Shared *map_shared() {
 
 // ---- Requests
 
-// Waits for a request; the handle is freed when none comes for long. False: none will come.
+// Waits for a request. Frees the handle after IDLE_MS. Returns false if no request can come.
 bool wait_for_request(Broker *broker) {
     pollfd waiting = {WORKER_SOCKET, POLLIN | POLLRDHUP, 0};
     for (;;) {
@@ -131,8 +131,8 @@ bool serve(Receiver *receiver, Broker *broker, Shared *shared) {
         if (frame->type == FRAME_REQUEST && answer.ok() && received.decode(frame)) {
             set_log_level(received.log_level);
             const bool given = answer_request(broker, &received, shared, &answer);
-            end_call(); // whoever has the answer may end the worker, which then ends by itself
-            // Without an answer the program ends the call, and the worker with it.
+            end_call(); // before the answer: with it, the program may end the worker, which is then idle
+            // If there is no answer, the program ends the call and this worker.
             goes_on = !given || (send_frame(&answer) && !has_secret(received.request));
         }
     }
@@ -157,7 +157,7 @@ int run() {
         bool goes_on = send_hello();
         while (goes_on && wait_for_request(&broker))
             goes_on = serve(&receiver, &broker, shared);
-        alarm(CLEANUP_S); // should the client library hang in the release
+        alarm(CLEANUP_S); // if the client library hangs in the release
     }
     stop_watcher();
     munmap(shared, sizeof(Shared));

@@ -6,8 +6,8 @@
 
 namespace xavo_worker {
 
-// Bytes that are allocated at this moment; where the C library does not count them, those that the process
-// has in memory without what it maps of files, by /proc; 0 where there is none.
+// Returns the number of allocated bytes. If the C library does not count them, returns the size of the
+// resident memory without mapped files, from /proc, or 0.
 size_t memory_in_use();
 
 } // namespace xavo_worker

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char NAME_SPACE[] = "root/velk", LIFECYCLE_JOB[] = "VELK_LifecycleJob";
 constexpr size_t MOST_MEMORY = 64U << 20;
-constexpr unsigned int MOST_FAILED_ELEMENTS = 16; // in a row: an enumeration that fails need not move on
+constexpr unsigned int MOST_FAILED_ELEMENTS = 16; // successive; a failed enumeration may not advance
 
 struct Outcome {
     XAVO_ErrorCode code = XAVO_NO_ERROR;
@@ -24,11 +24,11 @@ struct Outcome {
     char *job_id = nullptr; // of malloc
 };
 
-// What is behind a code that libxavo reports.
+// Returns the kind for a failure that libxavo reports.
 int kind_of(const Met &met, int operation) {
     const bool failed = met.status != CMPI_RC_OK;
-    // A return value alone refuses where nothing else came with it: a job that started may come with one,
-    // too.
+    // For these operations a return value other than 0 is a refusal. For the others it is one only if there
+    // are no outputs: it can come with a job that was started.
     const bool decides = operation == XAVO_OP_DELETE_JOB || operation == XAVO_OP_SETUP_JOB_QUEUE;
     switch (met.exchange) {
     case Met::NOTHING:
@@ -71,7 +71,7 @@ void list(Writer *writer, XAVO_Proxy *handle, const char *name_space, const char
           Outcome *outcome) {
     CMPIEnumeration *found = libxavo.XAVO_enumerate(handle, &outcome->code, name_space, class_name);
     if (found == nullptr && outcome->code == XAVO_NO_ERROR)
-        outcome->code = XAVO_UNKNOWN_ERROR; // success without a list does not say that there is nothing
+        outcome->code = XAVO_UNKNOWN_ERROR; // success without an enumeration is not an empty list
     if (found == nullptr)
         return;
     unsigned int failed = 0;
@@ -178,7 +178,7 @@ void write_met(Writer *answer, const Outcome &outcome, const Met &met) {
 
 void write_worker_state(Writer *answer, bool stale) {
     answer->number(TAG_LOST_LINES, take_lost_lines());
-    // The frame may have half as much again in reserve.
+    // The frame may have reserved 1.5 times its size.
     const bool large = memory_in_use() > MOST_MEMORY + 2 * answer->size();
     answer->number(TAG_FLAGS, (large ? FLAG_REPLACE : 0U) | (stale ? FLAG_STALE : 0U));
 }
@@ -212,7 +212,7 @@ bool answer_request(Broker *broker, ReceivedRequest *received, Shared *shared, W
     }
     free(outcome.job_id);
     write_worker_state(answer, stale);
-    if (!answer->ok()) { // room for this much it has had from the beginning
+    if (!answer->ok()) { // the frame has room for this since it was created
         outcome.code = answer->is_too_long() ? XAVO_UNKNOWN_ERROR : XAVO_OUT_OF_MEMORY;
         outcome.kind = XAVO_KIND_ANSWER_UNUSABLE;
         answer->truncate(begun);

@@ -37,8 +37,8 @@ constexpr unsigned int LONGEST_S = 20; // the worker may have been killed with a
 pid_t worker;
 volatile bool ends_by_itself;
 
-// While the worker lives, this uses only system calls that do not fail: errno is the worker's. They do not
-// include pidfd_open, which tests forbid.
+// While the worker lives, this function uses only system calls that cannot fail, because it shares errno with
+// the worker. It cannot use pidfd_open, which tests forbid.
 int write_after_death(void *) {
     leave_worker(0);
     sigset_t death;

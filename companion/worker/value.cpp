@@ -14,7 +14,7 @@ using namespace xavo_companion;
 
 namespace {
 
-constexpr int MOST_DEPTH = 8; // of instances and references in each other
+constexpr int MOST_DEPTH = 8; // of nested instances and references
 
 // Text that grows. After a failure it stays as it is, and the failure is remembered.
 class Text {
@@ -62,7 +62,7 @@ private:
     bool failed_ = false;
 };
 
-// The status of a call that fills one in; its message is of no use.
+// The status of a call; its message is released and not used.
 class Status {
 public:
     ~Status() { release(status_.msg); }
@@ -84,7 +84,7 @@ bool is_null(const CMPIData &data) {
     return (data.type & (CMPI_ENC | CMPI_ARRAY)) != 0 && data.value.string == nullptr;
 }
 
-// The characters of a string object of the client library, which is released. False: there are none.
+// Adds the characters of a string object, and releases it. Returns false if it has none.
 bool add_owned(Text *text, CMPIString *string) {
     const char *characters = string != nullptr ? string->ft->getCharPtr(string, nullptr) : nullptr;
     if (characters != nullptr)
@@ -107,7 +107,7 @@ void add_quoted(Text *text, const char *characters) {
     text->add("\"");
 }
 
-// A 16-bit character as UTF-8; half of a surrogate pair is none.
+// Adds a 16-bit character as UTF-8; for half of a surrogate pair, adds U+FFFD.
 void add_char16(Text *text, unsigned int code) {
     if (code >= 0xd800 && code < 0xe000)
         code = 0xfffd;
@@ -124,7 +124,7 @@ void add_char16(Text *text, unsigned int code) {
 
 void add_value(Text *text, const CMPIData &data, int depth);
 
-// A value inside another one: texts are quoted, so that its end can be found.
+// Adds a value inside another value: texts are quoted, so that they have a visible end.
 void add_inner(Text *text, const CMPIData &data, int depth) {
     const bool quoted = (data.type & (CMPI_ENC | CMPI_ARRAY)) == CMPI_ENC && data.type != CMPI_instance;
     if (is_null(data))
@@ -200,7 +200,7 @@ void add_value(Text *text, const CMPIData &data, int depth) {
         return text->print("%u", value.uint8);
     case CMPI_uint16:
         return text->print("%u", value.uint16);
-    case CMPI_uint32: // what is above these bits means nothing
+    case CMPI_uint32: // the higher bits are undefined
         return text->print("%u", static_cast<unsigned int>(value.uint32 & 0xffffffffU));
     case CMPI_uint64:
         return text->print("%llu", value.uint64);
@@ -306,7 +306,7 @@ bool write_property(Writer *writer, const char *name, const CMPIData &data) {
     return written;
 }
 
-// Writes one property, and copies the class if it names that.
+// Writes one property. Copies its value to *class_name if it is CreationClassName.
 bool write_property_at(Writer *writer, CMPIInstance *instance, unsigned int index, Text *class_name) {
     CMPIString *string = nullptr;
     Status status;
@@ -314,7 +314,7 @@ bool write_property_at(Writer *writer, CMPIInstance *instance, unsigned int inde
     Text name;
     const bool named = add_owned(&name, string);
     if (!status.ok())
-        return false; // what came with it is not the caller's
+        return false; // the value is then not owned by the caller
     const bool written = named && name.ok() && write_property(writer, name.get(), data);
     if (data.type == CMPI_string && !is_null(data) && strcasecmp(name.get(), "CreationClassName") == 0)
         add_value(class_name, data, 0);

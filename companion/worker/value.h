@@ -14,9 +14,9 @@ void release(Object *object) {
         object->ft->release(object);
 }
 
-// Writes an instance as a field: its properties one by one, and its class by the property CreationClassName
-// (the client library is not asked for the path of an instance, which nobody has seen it answer). False: a
-// property cannot be read, or there is no memory; what was written is not to be used.
+// Writes an instance as a field: its properties one by one, and its class from the property
+// CreationClassName, because it is not known whether the client library can return the path of an instance.
+// Returns false if a property cannot be read or there is no memory; the written part must then be discarded.
 bool write_instance(xavo_companion::Writer *writer, CMPIInstance *instance);
 
 } // namespace xavo_worker

@@ -16,17 +16,17 @@ using namespace xavo_companion;
 
 namespace {
 
-constexpr size_t STACK = 262144;   // of addresses; used is little of it
-constexpr int LOCK_CHECK_MS = 100; // without a pidfd of the program
+constexpr size_t STACK = 262144;   // reserved addresses; only a small part is used
+constexpr int LOCK_CHECK_MS = 100; // interval of the checks without a pidfd of the program
 constexpr int GRACE_MS = 1000;
 constexpr short HANG_UP = POLLRDHUP | POLLHUP | POLLERR | POLLNVAL;
 
-int stop_ends[2]; // closing the second one ends the thread
+int stop_ends[2]; // a pipe; closing the second end ends the thread
 pthread_t thread;
-bool by_lock; // the program has no pidfd
+bool by_lock; // there is no pidfd: the end of the program is detected by its lock
 bool in_call = true, over = false;
 
-// Where the kernel gives a program no pidfd of itself, it holds a lock on the memory file.
+// A program that has no pidfd of itself holds a lock on the memory file.
 bool is_lock_free() {
     struct flock lock = {};
     lock.l_type = F_WRLCK;
@@ -63,8 +63,8 @@ void *watch(void *) {
     __atomic_store_n(&over, true, __ATOMIC_SEQ_CST);
     if (__atomic_load_n(&in_call, __ATOMIC_SEQ_CST))
         end_group();
-    // Ends the worker's wait for a request where only the program's end was noticed, not the socket's: a
-    // forked child may hold a copy of that.
+    // Ends the worker's wait for a request. If a forked child holds a copy of the program's socket, the end
+    // of the program does not close the connection.
     shutdown(WORKER_SOCKET, SHUT_RDWR);
     pollfd stop = {stop_ends[0], POLLIN, 0};
     while (poll(&stop, 1, GRACE_MS) < 0 && errno == EINTR) {
@@ -85,7 +85,7 @@ int start_watcher() {
     if (error != 0)
         return error;
     pthread_attr_setstacksize(&attributes, STACK);
-    // No signal runs a handler there.
+    // The thread blocks all signals, so that it runs no handler.
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);

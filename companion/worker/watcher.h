@@ -8,7 +8,8 @@ namespace xavo_worker {
 // is killed: at once during a call, and otherwise after a grace period in which the worker may end by itself.
 int start_watcher();
 
-// Says that a call begins or ends; a worker begins in one. False: it is over, and no call should begin.
+// A call begins, or has ended. A worker starts as if in a call. begin_call returns false if the worker is to
+// end: then no call may begin.
 bool begin_call();
 void end_call();
 
