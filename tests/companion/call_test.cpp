@@ -64,7 +64,7 @@ std::string read_file(const std::string &path) {
     return text.str();
 }
 
-// How many processes run the scripted worker for this test.
+// Number of processes of the scripted worker that write to this journal.
 int workers_left(const std::string &journal) {
     int count = 0;
     DIR *processes = opendir("/proc");
@@ -78,7 +78,7 @@ int workers_left(const std::string &journal) {
     return count;
 }
 
-// Returns their number when it is the expected one, or what it is after 5 s.
+// Waits up to 5 s for the expected number of workers. Returns their number.
 int wait_for_workers(const std::string &journal, int expected) {
     for (int tries = 0; workers_left(journal) != expected && tries < 500; ++tries)
         usleep(10000);
@@ -103,7 +103,7 @@ protected:
     ~Companion() override {
         XAVO_pool_free(pool);
         EXPECT_EQ(open_descriptors(), descriptors);
-        if (*EMULATOR == '\0') { // which has no pidfd: a scripted worker that does not watch its socket stays
+        if (*EMULATOR == '\0') { // it has no pidfd, so that a worker that hangs is not ended
             EXPECT_EQ(wait_for_workers(journal, 0), 0);
         }
         unlink(journal.c_str());
@@ -121,7 +121,7 @@ protected:
         made.deadline_ms = deadline_ms;
         return made;
     }
-    // The answer as "code kind effect attempts"; and "words" when it has those of the broker, trimmed.
+    // The answer as "code kind effect attempts", and "words" if it has the broker's message, trimmed.
     static std::string take(XAVO_Answer *answer) {
         const bool worded = answer->message != nullptr && strcmp(answer->message, "Internal error - -1") == 0;
         const std::string result = std::string(XAVO_code_name(answer->code)) + " " +
@@ -130,17 +130,17 @@ protected:
         XAVO_answer_free(answer);
         return result;
     }
-    // `blocks`: by XAVO_call; else the same by the form that does not block.
+    // Makes a call: by XAVO_call if it `blocks`, else by XAVO_call_start.
     std::string call(int operation, const char *script, unsigned int deadline_ms, bool blocks = true) {
         XAVO_Answer answer;
         XAVO_Request made = request(operation, script, deadline_ms);
-        made.uri = made.until_time = reinterpret_cast<const char *>(8); // not of the operation: not looked at
+        made.uri = made.until_time = reinterpret_cast<const char *>(8); // not valid, and not used
         XAVO_Call *started = blocks ? nullptr : XAVO_call_start(pool, &made, &answer);
         if (blocks)
             XAVO_call(pool, &made, &answer);
         return started != nullptr ? finish(started) : take(&answer);
     }
-    // A call that the test ends, with finish or otherwise.
+    // Starts a call, which the test must end.
     XAVO_Call *start(int operation, const char *script) {
         XAVO_Answer answer;
         const XAVO_Request made = request(operation, script, 0);
@@ -151,7 +151,7 @@ protected:
         XAVO_call_free(started);
         return result;
     }
-    // The code of the last poll of a wait, and the wait's end.
+    // Waits for a job. Returns the code of the last poll, and the end.
     std::string wait(const char *script, unsigned int deadline_ms) {
         XAVO_WaitOptions how = {};
         how.deadline_ms = deadline_ms;
@@ -163,7 +163,7 @@ protected:
         XAVO_wait_free(&result);
         return ended;
     }
-    // Waits for the answer, which is there once, with this job, if any.
+    // Waits for the answer, and checks its job if one is given, and that it is collected only once.
     static std::string collect(XAVO_Call *started, const std::string &job = "") {
         XAVO_Answer answer;
         const int descriptor = XAVO_call_descriptor(started);
@@ -187,7 +187,7 @@ protected:
 
 constexpr int READ = XAVO_OP_GET_JOB, METHOD = XAVO_OP_DELETE_JOB;
 
-// Every way in which a call can end, at every point. A method's journal shows at most one claim.
+// Calls that end in every possible way.
 TEST_F(Companion, EndsAsItsTableSays) {
     rusage before, after;
     getrusage(RUSAGE_SELF, &before);
@@ -238,7 +238,7 @@ TEST_F(Companion, RefusesWhatCannotBeSent) {
     EXPECT_EQ(code, XAVO_INVALID_VALUE);
 }
 
-// The error is clear, nothing is left, and the pool serves the next call.
+// After each failure the code is OUT_OF_MEMORY, nothing is leaked, and the pool serves the next call.
 TEST_F(Companion, SurvivesEachFailedAllocation) {
     const auto run = [this](int operation) { // 0: prestart, -1: a started call, -2: a wait
         XAVO_Answer answer = {};
@@ -247,7 +247,7 @@ TEST_F(Companion, SurvivesEachFailedAllocation) {
         if (operation == -1)
             return call(READ, "answer=0", 0, false);
         if (operation == -2)
-            return wait("answer=3,3,2", 0); // its message is copied
+            return wait("answer=3,3,2", 0); // copies the message, too
         operation == 0 ? XAVO_pool_prestart(pool, 2, 0, &answer) : XAVO_call(pool, &made, &answer);
         return take(&answer);
     };
@@ -329,7 +329,7 @@ TEST_F(Companion, CancelEndsACallAtOnceFromAnotherThread) {
     EXPECT_EQ(finish(started), "UNKNOWN_ERROR CANCELLED NONE 1");
 }
 
-// So that a worker that sends without end holds no call beyond its deadline.
+// Otherwise a worker that sends without end would delay a call beyond its deadline.
 TEST_F(Companion, ReadsManyFramesInParts) {
     make_pool();
     XAVO_Answer answer;
@@ -344,15 +344,15 @@ TEST_F(Companion, ReadsManyFramesInParts) {
     XAVO_call_free(started);
 }
 
-// ---- Host programs that do what they like
+// ---- Host programs in unusual states
 
-// Runs in a process of its own, and returns its status: 0 when the host says true.
+// Runs a host in a new process, and returns its status: 0 if the host returns true.
 int in_child(const std::function<bool()> &host) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(30);
         const int status = host() ? 0 : 1;
-        SANITIZED ? _exit(status) : exit(status); // in a child leaks say nothing; exit writes coverage
+        SANITIZED ? _exit(status) : exit(status); // without a leak check, or with coverage
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -364,7 +364,7 @@ std::string state_of_process() {
     std::istringstream status(read_file("/proc/self/status"));
     std::string state = read_file("/proc/self/timers");
     for (std::string line; std::getline(status, line);)
-        if ((line.rfind("Sig", 0) == 0 && line[3] != 'Q') || line.rfind("Umask", 0) == 0) // SigQ: of the user
+        if ((line.rfind("Sig", 0) == 0 && line[3] != 'Q') || line.rfind("Umask", 0) == 0) // not SigQ
             state += line + "\n";
     for (char **variable = environ; *variable != nullptr; ++variable)
         state += *variable;
@@ -458,7 +458,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
         return works() && fcntl(0, F_GETFD) < 0 && fcntl(1, F_GETFD) < 0 && fcntl(2, F_GETFD) < 0;
     };
     hosts["descriptors closed behind its back, and used again"] = [&] {
-        XAVO_Call *out = works() ? start(READ, "sleep=500") : nullptr; // not killed: its pidfd is lost
+        XAVO_Call *out = works() ? start(READ, "sleep=500") : nullptr; // ends by itself: its pidfd is lost
         for (int fd = 3; fd < 1024; ++fd)
             close(fd);
         int timers[8];
@@ -503,7 +503,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
                 XAVO_pool_free(pool);
                 return !has_descriptor(FD_CLOEXEC);
             });
-            left += status == 1 << 8 ? 1 : 0; // the moment between making and noting it, which is rare
+            left += status == 1 << 8 ? 1 : 0; // the rare case that it is not recorded yet
             failed += status != 0 && status != 1 << 8 ? 1 : 0;
         }
         over = true;
@@ -591,7 +591,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
                mount("none", "/", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0 &&
                really_works() && forbid({{SYS_close_range, ENOSYS}}) && really_works();
     };
-#ifndef __SANITIZE_ADDRESS__ // reports writes to the stack of functions that a cancellation ended
+#ifndef __SANITIZE_ADDRESS__ // it reports false errors after a cancellation
     hosts["a thread that is cancelled while it waits"] = [&] {
         pthread_t thread;
         const auto wait = [](void *of) -> void * {
@@ -631,7 +631,7 @@ TEST_F(Companion, LeavesItsHostAlone) {
                 return false;
             usleep(50000);
         }
-        return works(); // without a SIGPIPE
+        return works(); // SIGPIPE would end this process
     };
     hosts["all signals blocked, and state that is to stay as it is"] = [&] {
         sigset_t all;

@@ -28,10 +28,11 @@ struct Outcome {
     std::string kind_and_effect, slot; // "CRASHED NONE"; where it was disrupted, empty if nowhere
 };
 
-// One call on a controller of its own, by a worker of its own. It ends in time, and its effect is true.
+// Makes one call on a new controller with a new worker. Checks that it ends in time, and that its effect
+// agrees with the journal.
 Outcome disrupted(int operation, unsigned long nth, int what, int after) {
     cimsim_reset();
-    if (operation < XAVO_OP_DELETE_JOB) { // little to read: each property is some calls
+    if (operation < XAVO_OP_DELETE_JOB) { // a small controller: reading a property takes several calls
         cimsim_add_job("JID_1", "one", CIMSIM_NEVER, 1, 0);
         cimsim_add_software_identity("IDENTITY:BIOS", "BIOS", "1.0");
     } else {
@@ -45,7 +46,7 @@ Outcome disrupted(int operation, unsigned long nth, int what, int after) {
     XAVO_Request made =
         test::request(operation, operation < XAVO_OP_INSTALL_FROM_URI ? "JID_1" : "IDENTITY:BIOS");
     made.deadline_ms = what == CIMSIM_HANG ? DEADLINE_MS : USUAL_MS;
-    EXPECT_EQ(XAVO_pool_prestart(pool, 1, 0, nullptr), XAVO_NO_ERROR); // which the deadline need not pay for
+    EXPECT_EQ(XAVO_pool_prestart(pool, 1, 0, nullptr), XAVO_NO_ERROR); // before the call, because it is slow
     cimsim_journal(1);
     cimsim_disrupt(nullptr, nth, what, after);
     XAVO_Answer answer;
@@ -94,7 +95,7 @@ TEST_P(Disrupted, EndsInTimeAndInvokesOnce) {
                     break;
                 }
                 ASSERT_LT(nth, 1000U);
-                EXPECT_TRUE(nth == 1 || open_descriptors() == before); // the first call makes the state
+                EXPECT_TRUE(nth == 1 || open_descriptors() == before); // the first call opens the state
                 invoking = invoking || outcome.slot == "CMCIClient.invokeMethod";
                 // After a restart any kind is valid; the journal is checked above.
                 std::string expected = outcome.kind_and_effect;

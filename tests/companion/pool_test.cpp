@@ -96,7 +96,7 @@ TEST_F(Pool, ReplacesAWorkerAfterItsCallsAndNotForItsCallersMemory) {
     EXPECT_NE(all[0].process, all[MOST].process);
 }
 
-// With ever longer pauses, but up to the deadline.
+// The pauses grow, but the last attempt is shortly before the deadline.
 TEST_F(Pool, RetriesABrokerThatStartsLate) {
     options.retry_broker = 1;
     make_pool();
@@ -113,7 +113,7 @@ TEST_F(Pool, RetriesABrokerThatStartsLate) {
     XAVO_answer_free(&answer);
 }
 
-// Also when a child that the caller forked holds the worker's socket.
+// The worker ends even if a child of the caller holds a copy of the socket.
 TEST_F(Pool, EndsAWorkerWithItsCaller) {
     if (*EMULATOR != '\0')
         GTEST_SKIP() << "an emulator has no pidfd";
@@ -123,7 +123,7 @@ TEST_F(Pool, EndsAWorkerWithItsCaller) {
                          (old_kernel ? ", without a pidfd" : ""));
             cimsim_reset();
             cimsim_load_demo();
-            make_pool(); // which has no worker: makes the state
+            make_pool(); // opens the state; starts no worker
             cimsim_disrupt("CMCIClient.invokeMethod", 1, CIMSIM_HANG, 1);
             int ends[2];
             ASSERT_EQ(pipe(ends), 0);
@@ -175,7 +175,7 @@ int by_first_letter(void *, const XAVO_VELK_LifecycleJob *job) {
 }
 
 TEST_F(Pool, WaitsForSeveralJobsWithOneListingARound) {
-#ifdef LOCALES // where i has another capital letter
+#ifdef LOCALES // in this locale, the capital letter of i is not I
     setenv("LOCPATH", LOCALES, 1);
     EXPECT_NE(setlocale(LC_ALL, "tr_TR.UTF-8"), nullptr);
 #endif

@@ -1,6 +1,7 @@
-// scripted_worker.cpp - a worker that does what the identifier of a request says: words separated by spaces,
-// and a part for each attempt, separated by "|" (the last one holds for those that follow). SCRIPT_JOURNAL
-// names a file that gets an "r" for each request and a "c" for each claim that succeeded.
+// scripted_worker.cpp - a worker that follows a script: the identifier of a request. The script has a part
+// for each attempt, separated by "|", which consists of words; further attempts use the last part.
+// SCRIPT_JOURNAL names a file to which the worker adds an "r" for each request and a "c" for each claim that
+// succeeds.
 #include "protocol.h"
 
 #include <algorithm>
@@ -37,7 +38,7 @@ void send_frame(Writer *writer) {
     send_all(writer->data(), writer->size());
 }
 
-// Returns how many requests there were, this one included.
+// Adds a letter to the journal. Returns the number of requests, including this one.
 long journal(const char *letter) {
     const char *path = getenv("SCRIPT_JOURNAL");
     std::fstream file(path != nullptr ? path : "", std::ios::in | std::ios::out | std::ios::app);
@@ -105,7 +106,7 @@ void obey(const ReceivedRequest &received, const std::string &script) {
                                         values[2]};
             send_all(&header, sizeof header);
             send_all("\1\0\0\0\xff\xff\xff\xff\1\2\3\4", 12);
-        } else if (word == "environment") { // how many descriptors above its own are open
+        } else if (word == "environment") { // fails if descriptors above its own are open
             for (int fd = WORKER_CALLER + 1; fd < 1024; ++fd)
                 if (fcntl(fd, F_GETFD) >= 0)
                     _exit(3);
@@ -116,7 +117,7 @@ void obey(const ReceivedRequest &received, const std::string &script) {
 } // namespace
 
 int main() {
-    alarm(120); // where nothing else ends a worker that hangs: under an emulator
+    alarm(120); // ends a worker that hangs under an emulator
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -38,8 +38,8 @@ inline int open_descriptors() {
     return count;
 }
 
-// From now on a call into the system with this number fails where its argument, under the mask, has this
-// value.
+// A system call that fails with `error` if (argument & mask) == value. forbid() makes these calls fail from
+// now on.
 struct Forbidden {
     long number;
     int error;

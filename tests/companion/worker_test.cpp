@@ -29,12 +29,13 @@ using namespace xavo_companion;
 
 namespace {
 
-constexpr int PATIENCE_MS = 20000; // an emulator is slow
+constexpr int LIMIT_MS = 20000; // an emulator is slow
 
 void pause_ms(int milliseconds) { poll(nullptr, 0, milliseconds); }
 
-// A request from text: "DELETE_JOB id=JID_1", with the members of XAVO_Request by name (job_ids, image and
-// share without a value; the image has a password), and in=MS, level=N.
+// A request from text: "DELETE_JOB id=JID_1" has an operation and members of XAVO_Request by their names. The
+// words job_ids, image and share have no value; the image has a password. in=MS is the deadline, level=N the
+// log level.
 struct Words {
     explicit Words(const std::string &text) : words(test::split(text, ' ')) {
         static const std::map<std::string, const char *XAVO_Request::*> texts = {
@@ -83,7 +84,7 @@ std::string describe(const XAVO_Instance &instance) {
     return "{" + text + "}";
 }
 
-// "NO_ERROR NONE jobs=JID_1,JID_2": what is not 0, empty or missing; NUL bytes in no text.
+// "NO_ERROR NONE jobs=JID_1,JID_2": code, kind, and each part that is not 0, empty or missing.
 std::string describe(const XAVO_Answer &answer, const AnswerExtra &extra) {
     std::ostringstream text;
     text << XAVO_code_name(answer.code) << " " << XAVO_kind_name(answer.kind);
@@ -148,7 +149,7 @@ protected:
     std::string receive() {
         pollfd waiting = {socket, POLLIN, 0};
         Frame *frame = nullptr;
-        if (poll(&waiting, 1, PATIENCE_MS) != 1)
+        if (poll(&waiting, 1, LIMIT_MS) != 1)
             return "nothing";
         const Receiver::Result result = receiver.receive(socket, 0, &frame);
         if (result != Receiver::FRAME)
@@ -182,14 +183,14 @@ protected:
         EXPECT_EQ(::send(socket, data, size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
     }
 
-    // An answer to a request, with " claimed" when the worker claimed the invocation.
+    // Sends a request. Returns the answer, with " claimed" if the worker claimed the invocation.
     std::string call(const std::string &text) {
         send(text);
         const std::string answer = receive();
         return answer + (shared->claim == (sequence << 2 | CLAIM_WORKER) ? " claimed" : "");
     }
 
-    // Does one step of a row, and returns what it brought.
+    // Runs one step of a row, and returns its result.
     std::string step(const std::string &text) {
         const std::string rest = text.substr(text.find(' ') + 1);
         if (text == "receive") {
@@ -209,10 +210,10 @@ protected:
         return "";
     }
 
-    // The worker's status when it has ended; -1 while it runs.
-    int wait_for_end(int patience = PATIENCE_MS) {
+    // Waits for the worker's end. Returns its status, or -1 if it still runs.
+    int wait_for_end(int limit_ms = LIMIT_MS) {
         int status;
-        for (const int64_t until = test::now_ms() + patience; pid > 0 && test::now_ms() < until; pause_ms(2))
+        for (const int64_t until = test::now_ms() + limit_ms; pid > 0 && test::now_ms() < until; pause_ms(2))
             if (waitpid(pid, &status, WNOHANG) == pid) {
                 pid = -1;
                 return status;
@@ -220,7 +221,7 @@ protected:
         return -1;
     }
 
-    // Lets the worker end, which it does by itself when it is idle. Returns its status.
+    // Closes the socket, so that the worker ends. Returns its status.
     int finish() {
         if (socket < 0)
             return 0;
@@ -255,7 +256,7 @@ using Answers = Worker;
 TEST_F(Answers, AreThoseOfTheTable) {
     for (const test::Row &row : test::table("requests.txt")) {
         SCOPED_TRACE(row.where + ": " + row[1]);
-        std::thread([&] { start_and_load(row[0]); }).join(); // with whose end the worker does not end
+        std::thread([&] { start_and_load(row[0]); }).join(); // the worker must not end with this thread
         const std::string &expected = row[2];
         std::string actual;
         const auto add = [&](const std::string &text) {
@@ -329,7 +330,7 @@ TEST_F(End, FollowsAFrameThatIsNotValid) {
     Writer writer(FRAME_REQUEST);
     write_request(&writer, words.request, static_cast<uint64_t>(words.deadline), 0);
     ASSERT_TRUE(writer.finish());
-    // One byte in turn is wrong; the worker may end, answer, or wait for the rest, but not crash.
+    // Changes one byte of a frame. The worker may end, answer, or wait for the rest, but not crash.
     for (size_t at = 0; at < writer.size(); at += at < 200 ? 7 : 97) {
         SCOPED_TRACE(at);
         start_and_load();
