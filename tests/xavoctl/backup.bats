@@ -21,7 +21,7 @@ start_unit() {
     done < <(sed -nE 's/^ExecStart(Post)?=//p' <<<"$unit")
 }
 
-# The last row succeeds, without a collector. The name is one that systemd escaped.
+# The last row succeeds, without a collector. Its name is escaped as systemd does it.
 @test "the nightly backup" {
     echo '# the unit itself is not started' >&3
     local name='a\x2db' status_wanted pattern statement options seen metric
@@ -50,7 +50,7 @@ END
     seen=$(grep -v '^#' "$metric")
     [[ ${seen% *} == 'xavo_backup_last_success_timestamp_seconds{backup="a\\x2db"}' ]]
     ((EPOCHSECONDS - ${seen##* } < 60))
-    # By rename, and for the collector's user.
+    # The file is replaced by a rename, and the collector's user can read it.
     [[ $(<old) == old && $(ls metrics) == "${metric#*/}" && $(stat --format=%a "$metric") == 644 ]]
     ! command -v promtool >/dev/null || promtool check metrics <"$metric"
 }

@@ -1,4 +1,4 @@
-# broker.bats - the command with controllers and brokers that last, hang, end and lie.
+# broker.bats - xavoctl with controllers that keep their state, and with brokers that hang, end or send bad answers.
 # shellcheck shell=bash disable=SC2028,SC2030,SC2031,SC2059,SC2086,SC2154
 bats_require_minimum_version 1.5.0
 load common
@@ -16,7 +16,7 @@ load common
     [[ $status == 4 ]]
 }
 
-@test "jobs that fail or go" {
+@test "jobs that fail or are deleted" {
     table
 }
 
@@ -24,7 +24,7 @@ load common
     table
 }
 
-# It has more time when it is asked again.
+# The time limit of a poll grows after each poll without an answer.
 @test "a broker that is slow" {
     scene 'hold 6000' 'job JID_7 start=0 runs-ms=1'
     run $XAVOCTL wait JID_7 --timeout 20
@@ -39,7 +39,7 @@ load common
     table
 }
 
-# It is looked for with pauses.
+# The search for the job has pauses.
 @test "a job of another name that is new" {
     scene journal 'fault CMCIClient.invokeMethod 1 then=hang'
     $XAVOCTL backup $share --image i --job-name n --timeout 2 2>log &
@@ -65,7 +65,7 @@ load common
     jq --exit-status '[.results[].end] == ["completed", "gone"]' document
 }
 
-# A shell's background jobs ignore SIGINT.
+# SIGINT is ignored in background jobs of a shell.
 @test "a signal that is ignored, and few polls" {
     scene journal
     $XAVOCTL wait JID_1 --json --quiet --timeout 3 >document &
@@ -88,7 +88,7 @@ load common
     grep 'completed' said
 }
 
-@test "a question that was asked when the broker ended" {
+@test "a request that was sent when the broker ended" {
     $XAVOCTL jobs && echo 'hold 60000' >>state
     $XAVOCTL wait JID_1 --timeout 40 2>log &
     local parent=$!

@@ -1,4 +1,4 @@
-# command.bats - the real command: every command, exit status and document; terminals, secrets, output.
+# command.bats - xavoctl: every command, exit status and document; terminals, secrets, output.
 # shellcheck shell=bash disable=SC2028,SC2030,SC2031,SC2059,SC2086,SC2154
 bats_require_minimum_version 1.5.0
 load common
@@ -11,7 +11,7 @@ load common
     table
 }
 
-# With the files that they name.
+# The files that the examples name exist.
 @test "the examples of help" {
     local command line count=0
     mkdir bin && ln -s "$XAVOCTL" bin/xavoctl && cp password passphrase
@@ -44,14 +44,14 @@ load common
     done < <(rows)
 }
 
-# Where each option goes: what the companion would be handed.
+# The member of the companion's records that each option fills in.
 @test "records" {
     [[ -n ${XAVOCTL_PRINT_RECORDS-} ]] || skip "XAVOCTL_PRINT_RECORDS names what is put before the companion"
     XAVOCTL="env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=$XAVOCTL_PRINT_RECORDS $XAVOCTL"
     table
 }
 
-# From the help itself: at the limit accepted, one byte more refused with the option's name and the limit.
+# The limits are those of the help. Text at the limit is accepted; one byte more is refused, with name and limit.
 @test "limits of every argument" {
     local command option limit count=0 text
     printf '%s\n' '# what is not under test' '' 'address=x' ' --share-type 5 ' dry-run >base
@@ -152,7 +152,7 @@ END
     [[ $status == 143 && $output == *'doctor: interrupted' && $output != *FAILED* ]]
 }
 
-# As timeout(1) sends it: here while the document is stuck in a pipe.
+# timeout(1) sends a signal twice; here while the document cannot be written to a pipe.
 @test "a signal that comes twice" {
     scene "property JID_1 Message \"$(printf '%99999s' x)\""
     mkfifo pipe
@@ -179,7 +179,7 @@ END
     table
 }
 
-# On a clock that is a hundred times as fast. The pauses between polls grow to two seconds.
+# With a clock that runs a hundred times as fast. The pauses between polls grow to two seconds.
 @test "a wait without --timeout goes on" {
     echo '#include <errno.h>
         #include <poll.h>
@@ -215,7 +215,7 @@ END
 }
 
 @test "input that is closed, output that cannot be written" {
-    # What the tool opens does not become its standard input, or standard error.
+    # A file that the tool opens does not become its standard input or standard error.
     $XAVOCTL wait JID_1 --timeout 1.5 2>&- &
     sleep 0.8
     [[ $(readlink /proc/$!/fd/2) == /dev/null ]]
@@ -300,7 +300,7 @@ END
     [[ $status == 7 && $output == *'cannot be written' ]]
 }
 
-# One waits for its job, the other for a reader of its output.
+# The first command waits for its job, the second one for a reader of its output.
 @test "secrets are wiped in the process that prints" {
     printf 'unlikely-text' >secret
     local words
@@ -323,8 +323,8 @@ with open(f"/proc/{sys.argv[1]}/mem", "rb") as memory:
     done
 }
 
-# As it stands there, but for what time changes (the width of a percentage, too) and for the bar. However long the
-# commands take: the backup runs until it is waited for.
+# Compares the session with the README, except times, the width of a percentage, and the bar. The backup runs until the
+# command wait, however long the commands take.
 @test "the session in the README" {
     scene 'next-job runs=3600'
     export CIMSIM_STATE=$PWD/state

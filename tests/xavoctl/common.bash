@@ -10,7 +10,7 @@ setup() {
     share='--share-type 2 --address 192.0.2.10 --share backups --share-user operator --password-file password'
 }
 
-# Each document that a table or a test keeps is as xavoctl-json(7) says.
+# Checks that the documents which a table or a test has kept are valid by the schema.
 teardown() {
     [[ ! -s documents && ! -s document ]] ||
         python3 "$BATS_TEST_DIRNAME/validate.py" documents document
@@ -21,7 +21,7 @@ fail() {
     return 1
 }
 
-# Until a file has a line like that: at most 20 seconds.
+# until_there PATTERN FILE: waits up to 20 seconds for a line of the file that matches.
 until_there() {
     for _ in {1..200}; do
         ! grep -qs -- "$1" "$2" || return 0
@@ -30,15 +30,15 @@ until_there() {
     fail "no $1 in $2"
 }
 
-# A scene of these lines, from now on, and a controller that begins with it.
+# scene LINE...: makes a scene of these lines, and a new controller that starts with it.
 scene() {
     printf '%s\n' "$@" >scene
     export CIMSIM_SCENE=$PWD/scene
     rm -f state
 }
 
-# Prints the rows of commands.txt that belong to the test, each after its number and "|"; where there is none, one that
-# fails. A line that ends with \ goes on in the next one.
+# Prints the rows of commands.txt for this test, each after its line number and "|". Without rows, prints one that
+# fails. A line that ends with \ is continued by the next one.
 rows() {
     awk -v title="== $BATS_TEST_DESCRIPTION" '/\\$/ { begun = begun substr($0, 1, length - 1); next }
         { $0 = begun $0; begun = "" } /^== / { ours = $0 == title; next }
@@ -46,10 +46,10 @@ rows() {
         END { if (!found) print "0|255 | none |" }' "$BATS_TEST_DIRNAME/commands.txt"
 }
 
-# The rows of commands.txt that belong to the test, each with a controller of its own: the command ends with this
-# status, and prints something like that on either stream, blanks for line ends. Once more with --json it has the same
-# status, and prints one document, which says what failed, and for which the filter is true; `sent` is what a dry run
-# has in it.
+# Runs the rows of commands.txt for this test, each with a new controller. The command must end with the status of the
+# row, and its output on both streams, with blanks in place of line ends, must match the pattern. With --json it must
+# end with the same status and print one document: with an error if the status is not 0, and true for the filter. In a
+# filter, `sent` is the text of the calls of a dry run.
 table() {
     local number status_wanted pattern words filter
     local sent='[.calls[] | .class, .method, (.arguments | to_entries[] | "\(.key)=\(.value)")] | join(" ")'
@@ -76,14 +76,14 @@ table() {
     done < <(rows)
 }
 
-# Descriptor 8 is a pipe that is full, and that nobody reads.
+# Opens a full pipe without a reader as descriptor 8.
 fill_pipe() {
     mkfifo full
     exec 8<>full
     dd if=/dev/zero of=full bs=4096 count=16 oflag=nonblock status=none
 }
 
-# The command's own terminal; the words and what is typed when they appear come first.
+# terminal [WORD ANSWER]... -- COMMAND...: runs the command on a terminal; types each answer after its word.
 terminal() {
     TERM=xterm run python3 "$BATS_TEST_DIRNAME/terminal.py" "$@"
 }

@@ -1,6 +1,6 @@
-/* fail_call.c - put before the C library: the FAIL_AT-th allocation of xavoctl fails, with FAIL_ON all that
- * follow, too. Those of the companion have a test of their own. With FAIL_CLOSE closing standard output
- * fails. */
+/* fail_call.c - loaded with LD_PRELOAD: makes the allocation with the number FAIL_AT in xavoctl fail; with
+ * FAIL_ON all later ones, too. Allocations of the companion do not fail: it has its own test. With
+ * FAIL_CLOSE, closing standard output fails. */
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
