@@ -1,7 +1,7 @@
-/* pause.c - put before the C library (LD_PRELOAD): each thread pauses at random before it takes a lock, and
- * before it exchanges anything with a broker or another process. CHAOS_SEED decides which of a thread's calls
- * pause and for how long, by the thread's number: threads have the numbers in which they are created, and the
- * first one has 0. */
+/* pause.c - loaded with LD_PRELOAD: each thread pauses at random before it takes a lock, and before it
+ * exchanges anything with a broker or another process. CHAOS_SEED and the thread's number decide which of its
+ * calls pause, and for how long. The first thread has the number 0; the others are numbered in the order of
+ * their creation. */
 #include <dlfcn.h>
 #include <errno.h>
 #include <poll.h>

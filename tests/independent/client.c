@@ -91,7 +91,7 @@ static void append(Object *to, const char *name, const char *text) {
     put(to->text, "%s%s%s%s)", end[-1] == '(' ? "" : ", ", name, *name ? "=" : "", text);
 }
 
-/* Returns, as text, a value that the client library is given. */
+/* Returns the text of a value that libxavo passes to the client library. */
 static const char *given(const CMPIValue *from, CMPIType type) {
     static char text[TEXT + 16];
     const char *const name = type == CMPI_ref ? "ref" : type == CMPI_stringA ? "stringA" : "string";

@@ -201,8 +201,8 @@ static int run(const char *call, const char *answer, int nth, char *result) {
     return client.events;
 }
 
-/* Makes a call again and again, each time with another failing call below. `result` gets each outcome, after the
- * number of times that it came in succession. */
+/* Repeats a call, and makes a different one of the calls below it fail each time. `result` gets each outcome,
+ * after the number of its successive occurrences. */
 static void sweep(const char *call, const char *answer, char *result) {
     static char outcome[TEXT], last[TEXT];
     const int calls = run(call, answer, 0, outcome);
