@@ -23,7 +23,7 @@ bool open_pool(struct run *run) {
     return run->pool != NULL;
 }
 
-/* How long a call may take: 0 would be the companion's usual time. */
+/* Returns the deadline of a call; never 0, which is the companion's default. */
 static unsigned int time_for_call(const struct run *run, int64_t longest) {
     int64_t left = XAVO_LONGEST_DEADLINE_MS;
     if (longest > 0 && longest < left)

@@ -1,4 +1,4 @@
-/* command.h - commands, their options, and what a command line says. */
+/* command.h - commands, their options, and the parsed command line. */
 #ifndef XAVOCTL_COMMAND_H
 #define XAVOCTL_COMMAND_H
 
@@ -16,7 +16,7 @@ struct option_row {
     const char *name;  /* without the dashes; NULL ends a list */
     const char *value; /* what it takes, as help names it; NULL: a flag */
     const char *help;
-    /* STATUS: one more of a list */
+    /* A STATUS option can be repeated. */
     enum { FLAG, TEXT, NUMBER, SECONDS, STATUS, SECRET_FILE, SECRET_FD, SECRET_PROMPT } kind;
     bool required;
     char letter;
@@ -45,18 +45,18 @@ struct option_row {
             IN_RECORD(member)                                                                                \
     }
 
-/* The options that every command takes (options.c), those of commands that start jobs,
- * that change something, and that are to be confirmed. */
+/* Lists of options: for every command (options.c), for commands that start jobs, for those that change
+ * something, and for those that need a confirmation. */
 extern const struct option_row global_options[], wait_options[], change_options[], confirm_options[];
 
 /* ---- Requests -------------------------------------------------------------------------------------------- */
 
 enum { MOST_SECRETS = 3, MOST_STATUSES = 16 };
 
-/* What a command line says. */
+/* A parsed command line. */
 struct request {
     const struct command *command;
-    const struct command *explained; /* with --help, and for the command help; NULL: all of them */
+    const struct command *explained; /* the command that help describes; NULL: all of them */
     char **arguments;                /* those of the command; they end with NULL */
     int argument_count;
     bool json, quiet, verbose, wait, any, all, dry_run, yes, help, version;
@@ -77,19 +77,19 @@ struct request {
     char complaint[512]; /* what is wrong with the command line; empty: nothing */
 };
 
-/* Reads a command line. The first thing that is wrong stands in request->complaint; `json` is right even
- * then. request->arguments and request->options_text are the caller's to free. */
+/* Parses a command line. Stores the first error in request->complaint; `json` is valid even then. The caller
+ * frees request->arguments and request->options_text. */
 void read_command_line(struct request *request, int argc, char **argv);
-/* Notes what is wrong, unless something was wrong before. */
+/* Stores an error, unless there is one already. */
 void complain(struct request *request, const char *format, ...) __attribute__((format(printf, 2, 3)));
-/* The same for the name of a command that does not exist. */
+/* Stores the error for a command that does not exist. */
 void complain_of_command(struct request *request, const char *name);
-/* Checks the type of a share, and what it needs; prints a warning of each option that is given but not sent
- * (methods.c). */
+/* Checks the share type and the options that it requires. Prints a warning for each option that is given but
+ * not sent (methods.c). */
 void check_share(struct request *request);
-/* Refuses a command that is to be confirmed where nobody can be asked. */
+/* Stores an error if the command needs a confirmation and there is no terminal to ask on. */
 void check_confirmation(struct request *request);
-/* Decimal digits alone, without signs and blanks. */
+/* Converts a number of decimal digits only, without signs and blanks. Returns false on failure. */
 bool read_number(const char *text, uint16_t *number);
 
 /* ---- Commands -------------------------------------------------------------------------------------------- */
@@ -100,22 +100,22 @@ struct command {
     const char *examples; /* a line each */
     int least, most;      /* how many arguments; most -1: any number */
     enum {
-        WAITS = 1,      /* by default for as long as it takes */
+        WAITS = 1,      /* without --timeout there is no time limit */
         MANY_JOBS = 2,  /* its arguments are jobs, each with an outcome of its own */
-        ALL_OR_NONE = 4 /* of the jobs: they have one outcome */
+        ALL_OR_NONE = 4 /* all its jobs have the same outcome */
     } flags;
     const struct option_row *options[5]; /* lists; NULL ends them */
     void (*check)(struct request *);     /* further checks of the command line, or NULL */
-    void (*perform)(struct run *);       /* asks the controller; NULL: answered without one */
+    void (*perform)(struct run *);       /* calls the controller; NULL: no call is needed */
     void (*print)(struct run *);         /* for people, to standard output; NULL: nothing */
     void (*to_json)(struct run *, struct json_object *document); /* adds members; NULL: those of outcomes */
 };
 
-/* Details that several have. */
+/* Details that several commands have. */
 #define TIMES "TIME is sent unchanged; many controllers take NOW or yyyymmddhhmmss."
 #define PRINTS_ID "Prints the identifier of the job."
 
-/* All of them, in the order of help (commands.c); NULL ends them. */
+/* All commands, in the order of help (commands.c); NULL ends the list. */
 extern const struct command *const commands[];
 extern const struct command jobs_command, job_command, delete_command, queue_command, backup_command,
     restore_command, test_share_command, install_command, reboot_command, wait_command, software_command,
@@ -127,8 +127,8 @@ void instances_to_json(struct run *, struct json_object *document);
 /* The command of that name, or NULL. */
 const struct command *find_command(const char *name);
 
-/* Walks through the options of a command, its own first, then the global ones: the first for NULL, NULL at
- * the end. */
+/* Iterates over the options of a command, first its own, then the global ones. Returns the first option if
+ * `option` is NULL, and NULL after the last one. */
 const struct option_row *next_option(const struct command *command, const struct option_row *option);
 /* The command's option of that name, or NULL. */
 const struct option_row *find_option(const struct command *command, const char *name);

@@ -82,7 +82,7 @@ struct wait {
     bool reached;    /* a broker answered */
     int kind;        /* why the last poll brought no answer, or XAVO_KIND_NONE */
     bool crashed;    /* the latest poll that the deadline did not end: the client library crashed */
-    int64_t timeout; /* of the next answer: one that was requested when the broker ended never comes */
+    int64_t timeout; /* of the next poll; a poll that was sent when the broker ended gets no answer */
 };
 
 static const XAVO_VELK_LifecycleJob *find_job(const XAVO_VELK_LifecycleJob *jobs, const char *id) {
@@ -108,8 +108,8 @@ static bool is_unclear(const XAVO_VELK_LifecycleJob *job) {
     return *status == NULL && job->PercentComplete != NULL && strcmp(job->PercentComplete, "100") == 0;
 }
 
-/* Ends the wait for a job that has ended, or may have: a status in other words is given the time that
- * --settle says to change. */
+/* Ends the wait for a job that has ended. A job at 100% with an unknown status may still change for the time
+ * of --settle; then its wait ends, too. */
 static void judge(struct wait *wait, size_t index, const XAVO_VELK_LifecycleJob *job) {
     struct outcome *outcome = &wait->run->outcomes[index];
     struct follow *follow = &wait->follows[index];

@@ -381,7 +381,7 @@ static bool is_replaced(const struct given_list *list, const struct option_row *
     return false;
 }
 
-/* Puts the line of the file before a complaint that was made since `quiet`. */
+/* Adds the number of the line before a complaint; `quiet`: there was no complaint before this line. */
 static void name_line(struct request *request, bool quiet, int line) {
     char complaint[sizeof request->complaint];
     if (!quiet || line == 0 || request->complaint[0] == '\0')

@@ -37,14 +37,14 @@ enum {
     KIND_JOB_UNREADABLE
 };
 
-/* What is printed of a kind. The code is that of kinds whose code does not come from an answer. */
+/* The texts and statuses of a kind. `code` is for kinds whose code does not come from an answer. */
 struct kind {
     int number;
     const char *word; /* in a document */
     enum status status;
     XAVO_ErrorCode code;
-    const char *sentence; /* where broker and service have no words of their own */
-    const char *unknown;  /* the same where the method may have been invoked; NULL: `sentence` */
+    const char *sentence; /* if neither broker nor service sent a message */
+    const char *unknown;  /* if the method may have been invoked; NULL: `sentence` */
 };
 
 const struct kind *kind_of(int number);
@@ -61,7 +61,7 @@ const char *word_of_effect(int effect);
 struct outcome {
     int kind;
     XAVO_ErrorCode code;
-    int effect;                  /* XAVO_EFFECT_..., of the request; a failure after it keeps it */
+    int effect;                  /* XAVO_EFFECT_... of the request; kept if something fails later */
     int status;                  /* the broker's, or 0 */
     char *message;               /* in place of the kind's sentence, or NULL; owned */
     char *message_id;            /* owned, or NULL */
@@ -71,29 +71,29 @@ struct outcome {
     int end;                     /* XAVO_WAIT_... */
 };
 
-/* An allocation of this program failed, so that the output lacks something: see print_run. */
+/* An allocation of this program failed, so that the output is incomplete: see print_run. */
 extern bool out_of_memory;
-/* As calloc and strdup, and sets that; copy_text of NULL is NULL. */
+/* Do the same as calloc and strdup; on failure set out_of_memory. copy_text(NULL) returns NULL. */
 void *allocate(size_t count, size_t size);
 char *copy_text(const char *text);
 
-/* Notes a failure of a kind; `message`, which is copied, may be NULL. */
+/* Stores a failure of this kind and a copy of `message`, which may be NULL. */
 void fail(struct outcome *outcome, int kind, const char *message);
-/* Notes how a call ended. True when it succeeded. */
+/* Stores the result of a call. Returns whether it succeeded. */
 bool take_outcome(struct outcome *outcome, const XAVO_Answer *answer);
-/* Appends to what is printed of a failure. */
+/* Appends to the message that is printed for a failure. */
 void add_to_message(struct outcome *outcome, const char *text);
-/* Notes that an answer lacks jobs or instances. */
+/* Stores the failure that the answer has unreadable jobs or instances. */
 void fail_unreadable(struct outcome *outcome, const XAVO_Answer *answer);
-/* Notes that what the command names is not there, as the answer says. */
+/* Stores the failure that the job or class of the command does not exist. */
 void fail_absent(struct outcome *outcome, const XAVO_Answer *answer);
 /* Keeps a copy of a job's record. */
 void keep_job(struct outcome *outcome, const XAVO_VELK_LifecycleJob *job);
-/* Makes it a success again; the job and the effect stay. */
+/* Changes a failure to a success; keeps the job and the effect. */
 void forget_failure(struct outcome *outcome);
 void free_outcome(struct outcome *outcome);
 
-/* What is printed of a failure: the message, or the kind's sentence. */
+/* Returns the text for a failure: its message, or the kind's sentence. */
 const char *sentence_of(const struct outcome *outcome);
 
 #endif

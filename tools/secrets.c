@@ -9,7 +9,7 @@
 
 enum { MOST_BYTES = 512 }; /* more than any record holds */
 
-/* A descriptor's number; -1 for what is none, or the tool's own. */
+/* Returns a descriptor's number; -1 if the text is no number, or the descriptor is the tool's own. */
 static int descriptor_of(const struct run *run, const char *text) {
     char *end;
     const long number = strtol(text, &end, 10);
@@ -90,7 +90,7 @@ static bool read_secret(struct run *run, const struct secret *secret) {
     return length != -2;
 }
 
-/* A user who is named without a password is asked for it, where there is a terminal to ask on. */
+/* Adds a prompt for the password of each user that is given without one, if there is a terminal. */
 static void add_prompts(struct request *request) {
     static const char *const pairs[][2] = {{"share-user", "password-prompt"},
                                            {"proxy-user", "proxy-password-prompt"}};

@@ -19,23 +19,23 @@ struct run {
     XAVO_Answer answer;    /* for the command's print and to_json */
     XAVO_Request *planned; /* what a dry run would have sent */
     size_t planned_count;
-    int64_t began;      /* on the clock of now() */
+    int64_t began;      /* a time of now() */
     int64_t deadline;   /* the same; 0: none */
-    int signals;        /* a signalfd for those that end the program */
-    int signal;         /* the one that came; 0: none */
+    int signals;        /* a signalfd for the signals that end the program */
+    int signal;         /* the signal that was received; 0: none */
     sigset_t inherited; /* the mask that the program was started with */
     bool bar_shown;     /* the line of the progress bar is not ended */
 };
 
 /* ---- Events (events.c) ----------------------------------------------------------------------------------- */
 
-/* Milliseconds of a clock that nobody sets. */
+/* Returns the milliseconds of the monotonic clock. */
 int64_t now(void);
-/* Blocks the signals that end the program, so that they come as events. False with errno. */
+/* Blocks the signals that end the program; wait_for_event returns them. Returns false with errno. */
 bool catch_signals(struct run *run);
-/* While a prompt is on the terminal: Ctrl-Z, and what makes the program go on, come as events, too. */
+/* Catches or releases the signals that stop and continue the program, for the time of a prompt. */
 void catch_stops(struct run *run, bool caught);
-/* Does what Ctrl-Z does. Returns when the program goes on. */
+/* Stops the program as Ctrl-Z does. Returns when it is continued. */
 void stop_program(void);
 
 enum event { EVENT_INPUT, EVENT_TICK, EVENT_DEADLINE, EVENT_SIGNAL };
@@ -47,25 +47,25 @@ enum event wait_for_event(struct run *run, int fd, int64_t ms, int64_t deadline)
 
 /* ---- Calls (calls.c) ------------------------------------------------------------------------------------- */
 
-/* Makes the pool. False: the run's first outcome says why. */
+/* Opens the pool. Returns false on failure, with the reason in the run's first outcome. */
 bool open_pool(struct run *run);
-/* Makes a call, which ends by the run's deadline, after `longest` milliseconds (0: no such limit), or by a
- * signal. Returns the answer's code; the answer is to be freed. After a signal nothing is sent. */
+/* Makes a call. It ends by the run's deadline, after `longest` milliseconds (0: no such limit), or at a
+ * signal. Returns the answer's code; the caller frees the answer. After a signal nothing is sent. */
 XAVO_ErrorCode perform_call(struct run *run, XAVO_Request request, int64_t longest, XAVO_Answer *answer);
-/* The same, and notes the outcome. True when it succeeded. */
+/* The same; also stores the outcome. Returns whether the call succeeded. */
 bool perform_and_note(struct run *run, XAVO_Request request, struct outcome *outcome, XAVO_Answer *answer);
 
 /* ---- Jobs (jobs.c) --------------------------------------------------------------------------------------- */
 
-/* Requests the start of a job; prints its identifier at once, and waits for its end if --wait says so. `name`
- * is the job's, or NULL: by it the job is looked for when the outcome is unknown. */
+/* Starts a job, prints its identifier at once, and waits for its end if --wait is given. `name` is the name
+ * of the job, or NULL: if the outcome is unknown, a new job with this name is searched. */
 void start_job(struct run *run, XAVO_Request request, const char *name);
-/* Waits for the end of the outcomes' jobs, all at once. `seen`: they were there before. */
+/* Waits until the jobs of all outcomes have ended. `seen`: the jobs are known to exist. */
 void wait_for_jobs(struct run *run, bool seen);
-/* Gives each argument its outcome, whose job it names. */
+/* Stores each argument as the job identifier of its outcome. */
 void name_jobs(struct run *run);
-/* Lists the jobs, and gives each that has a wanted status an outcome; one more says how many are unreadable.
- * False: the first outcome says why. */
+/* Lists the jobs, and makes an outcome for each with a wanted status, and one for the unreadable jobs.
+ * Returns false on failure, with the reason in the first outcome. */
 bool choose_jobs(struct run *run);
 /* Whether an answer without the record of a job says that there is no such job: a complete listing, or the
  * broker's word. The broker's code for a job that lacks a property can be the same; it is then unreadable. */
@@ -76,8 +76,8 @@ bool has_wanted_status(const struct run *run, const XAVO_VELK_LifecycleJob *job)
 
 /* ---- Arguments of methods (methods.c) -------------------------------------------------------------------- */
 
-/* Notes a call in place of making it. What the request points to stays until the plan is printed, but for
- * secrets. */
+/* Stores a call of a dry run. The data of the request, except secrets, must stay valid until the plan is
+ * printed. */
 void plan_call(struct run *run, const XAVO_Request *request);
 /* Prints methods and arguments of the calls, or adds the member "calls" to a document; secrets are hidden. */
 void print_plan(const struct run *run);
@@ -85,19 +85,19 @@ void plan_to_json(const struct run *run, struct json_object *document);
 
 /* ---- Progress of a wait, on standard error (progress.c) -------------------------------------------------- */
 
-/* Shows the news of a job: its record changed, or `kind` did, why the last poll brought no answer. A bar on a
- * terminal, a line elsewhere. */
+/* Shows a job after a change of its record, or of `kind`, the reason why the last poll had no answer: as a
+ * bar on a terminal, else as a line. */
 void print_progress(struct run *run, const struct outcome *outcome, int kind);
-/* Redraws the bar, since time has passed. */
+/* Redraws the bar with the present time. */
 void draw_bar(struct run *run, const struct outcome *outcome, int kind);
 /* Ends the line of the bar. */
 void end_progress(struct run *run);
 
 /* ---- Secrets (secrets.c) --------------------------------------------------------------------------------- */
 
-/* Reads what the secrets' options name into the request's records; asks on the terminal for those that the
- * command line calls for and names nowhere. What is wrong becomes a complaint. False when the deadline or a
- * signal ended it. */
+/* Reads the secrets from the places that their options name into the records. Asks on the terminal for
+ * secrets that the command line requires without naming a place. An error becomes a complaint. Returns false
+ * if the deadline or a signal ended it. */
 bool read_secrets(struct run *run);
 void wipe_secrets(struct request *request);
 
@@ -109,7 +109,8 @@ ptrdiff_t read_input(struct run *run, int fd, char *text, size_t size, bool line
 /* Asks on a terminal, without echo; returns as read_input. */
 ptrdiff_t ask_silently(struct run *run, int fd, const char *prompt, char *text, size_t size);
 
-/* Asks on the terminal whether to go on, which --yes and a dry run say. False: the first outcome says why. */
+/* Asks for a confirmation on the terminal, unless --yes or a dry run replaces it. Returns false if there is
+ * none, with the reason in the first outcome. */
 bool confirm(struct run *run, const char *question);
 
 /* ---- Output (print.c) ------------------------------------------------------------------------------------ */

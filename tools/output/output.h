@@ -12,25 +12,25 @@ struct run;
 
 /* ---- Streams (stream.c) ---------------------------------------------------------------------------------- */
 
-/* Makes stdout and stderr streams whose writes do not outlast a signal that ends the program, nor --timeout:
- * then the rest is dropped, and the stream has an error. False when there is no memory. */
+/* Replaces stdout and stderr by streams whose writes end at a signal that ends the program, or after
+ * --timeout. The rest is then dropped, and the stream has an error. Returns false if there is no memory. */
 bool open_streams(struct run *run);
-/* Whether what was written to stdout got lost because the reader of the pipe has gone away. */
+/* Returns whether output was lost because the reader of the pipe at stdout has closed it. */
 bool has_lost_its_reader(void);
 
 /* ---- Text (text.c) --------------------------------------------------------------------------------------- */
 
-/* The character at the beginning of a text and its length; -1 and 1 for a byte that begins none. */
+/* Returns the first character of a text, and its length; for a byte that is not valid, -1 and 1. */
 int32_t decode(const char *text, size_t *length);
 /* Control characters, and those that turn the direction of what follows or cannot be seen. */
 bool steers(int32_t character);
 
-/* Writes text that came from elsewhere: control characters and what else would steer a terminal, and bytes
- * that are not UTF-8, as \n, \x1b or \u202e. */
+/* Writes text of another origin. Control characters, other characters that steer a terminal, and bytes that
+ * are not UTF-8 are written as \n, \x1b or \u202e. */
 void put_visible(FILE *stream, const char *text);
-/* The same as a line; NULL is an empty one. */
+/* The same, followed by a line feed; NULL is an empty text. */
 void put_line(FILE *stream, const char *text);
-/* As put_visible, as far as so many columns hold it. */
+/* The same as put_visible, but at most this number of columns. */
 void put_cut(FILE *stream, const char *text, size_t columns);
 /* How many columns put_visible takes. */
 size_t visible_width(const char *text);
@@ -43,7 +43,8 @@ enum colour { PLAIN_COLOUR, RED, GREEN, YELLOW };
 /* As put_visible, in a colour. */
 void put_coloured(FILE *stream, enum colour colour, const char *text);
 
-/* The width of a column that has held such cells, and one more: a cell that is too wide does not count. */
+/* Returns the width of a column that has this width, after a further cell. A cell that is too wide does not
+ * count. */
 size_t wider(size_t width, const char *text);
 /* Blanks after a text, to the end of its column. */
 void put_padding(const char *text, size_t width);

@@ -13,7 +13,7 @@ static struct stream {
     struct run *run;
     int fd;
     bool given_up; /* what follows is not written, either */
-    bool left;     /* because the reader of a pipe has gone away */
+    bool left;     /* given up because the reader of the pipe has closed it */
     char buffer[BUFFER_SIZE];
 } streams[2];
 static timer_t timer;
