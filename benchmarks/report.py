@@ -27,7 +27,7 @@ class Report:
         self.missed, self.failures = [], []
         self.text = "\n".join(self.calls(data["calls"]) + self.listings(data["listings"]) + [
             "", "Aims missed:\n\n* " + "\n* ".join(self.missed) if self.missed else "Every aim is met.",
-            "", "Failures (above a ceiling, or an aim without one missed):\n\n* " + "\n* ".join(self.failures)
+            "", "Failures (above a ceiling, and missed aims without a ceiling):\n\n* " + "\n* ".join(self.failures)
             if self.failures else "Nothing is above its ceiling."])
 
     def compare(self, what, value, most, form="{:,.0f}", has_ceiling=False):

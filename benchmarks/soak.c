@@ -2,11 +2,11 @@
  *
  *   soak CALLS|SECONDSs [SEED]   SEED: a number; it decides calls and faults, not their timing
  *
- * Rounds of calls from 1 and from 16 threads in turn. A process that is forked between them compares the
- * journal of the simulated broker with the answers: a method whose effect is ANSWERED was invoked once, with
- * NONE never, with UNKNOWN at most once. After each round descriptors and processes are as many as before;
- * after the warm-up, a quarter of the rounds, the memory does not grow. Prints one JSON object; the exit
- * status is 1, with a message, when something does not hold. */
+ * Each round makes calls from 1 or from 16 threads, alternately. Between rounds, a forked process compares
+ * the journal of the simulated broker with the answers: a method with the effect ANSWERED was invoked once,
+ * with NONE never, with UNKNOWN at most once. After each round there are as many descriptors and processes as
+ * before. The first quarter of the rounds is the warm-up; after it the memory does not grow. Prints one JSON
+ * object; the exit status is 1, with a message, if a check fails. */
 #include <cimsim.h>
 #include <dirent.h>
 #include <inttypes.h>
@@ -32,7 +32,7 @@ static XAVO_Pool *pool;
 static uint64_t seed;
 static unsigned int number; /* of the round */
 
-/* Some rounds in a row have neither faults nor secrets, so that workers come to their last call. */
+/* Some successive rounds have neither faults nor secrets, so that workers reach their limit of calls. */
 static int is_calm(void) { return number / 16 % 4 == 3; }
 
 static struct { int operation, effect; } outcomes[ROUND];
@@ -62,7 +62,8 @@ static long long now_ms(void) {
     return (long long)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-/* ---- Calls -------------------------------------------------------------------------------------------------- */
+/* ---- Calls
+ * -------------------------------------------------------------------------------------------------- */
 
 /* Starts the call, and cancels it after the time, unless that is NULL. Returns 0 when no worker is free. */
 static int start(const XAVO_Request *request, const struct timespec *time, XAVO_Answer *answer) {
@@ -88,11 +89,11 @@ static void call(uint64_t *random, unsigned int index) {
                                      XAVO_OP_DELETE_JOB, XAVO_OP_DELETE_JOB, XAVO_OP_SETUP_JOB_QUEUE,
                                      XAVO_OP_GET_JOB,    XAVO_OP_DELETE_JOB, XAVO_OP_INSTALL_FROM_URI};
     XAVO_Request request = {.class_name = "VELK_SoftwareIdentity", .job_ids = identifiers, .share = &share};
-    char subject[40]; /* the method's first argument, by which the journal has it */
+    char subject[40]; /* the method's first argument, which the journal records */
     snprintf(subject, sizeof subject, "http://R%u.%u", number, index);
     request.operation = operations[draw(random, sizeof operations / sizeof operations[0])];
     if (draw(random, 100) == 0 && !is_calm())
-        request.operation = XAVO_OP_TEST_NETWORK_SHARE; /* its worker has had a secret, and ends */
+        request.operation = XAVO_OP_TEST_NETWORK_SHARE; /* its worker ends, because it got a secret */
     request.deadline_ms = draw(random, 32) == 0 ? 1 + draw(random, 20) : 200;
     request.uri = request.start_time = subject;
     request.id = request.operation == XAVO_OP_GET_JOB            ? identifier
@@ -120,7 +121,8 @@ static void *work(void *part) {
     return NULL;
 }
 
-/* ---- The broker, in a process of its own ---------------------------------------------------------------------- */
+/* ---- The broker, in a process of its own
+ * ---------------------------------------------------------------------- */
 
 static int compare_journal(void) {
     static unsigned int invoked[ROUND], shares;
@@ -136,7 +138,7 @@ static int compare_journal(void) {
         else if (entry.method[0] != '\0')
             return failed("a method of another round was invoked", entry.subject, i);
     }
-    unsigned int least = 0, most = 0; /* of the share tests, which the journal has without a name */
+    unsigned int least = 0, most = 0; /* of share tests, for which the journal has no name */
     for (unsigned int i = 0; i < ROUND; ++i) {
         const int effect = outcomes[i].effect;
         const unsigned int lowest = effect == XAVO_EFFECT_ANSWERED, highest = effect != XAVO_EFFECT_NONE;
@@ -191,7 +193,8 @@ static int prepare(void) {
     return 0;
 }
 
-/* ---- What is left -------------------------------------------------------------------------------------------- */
+/* ---- What is left
+ * -------------------------------------------------------------------------------------------- */
 
 static unsigned long descriptors(void) {
     unsigned long count = 0;
@@ -236,7 +239,8 @@ static void settle(unsigned long workers) {
     }
 }
 
-/* ---- Rounds -------------------------------------------------------------------------------------------------- */
+/* ---- Rounds
+ * -------------------------------------------------------------------------------------------------- */
 
 static void run_round(void) {
     steer(prepare);
